@@ -1,0 +1,45 @@
+#pragma once
+// The only door to the operating system. Everything else in the library asks these
+// functions instead of including system headers, so a port touches this pair alone.
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+namespace Ovidane::Platform {
+
+// Free bytes available to the calling user on the file system holding `path`;
+// -1 when the query fails (callers treat that as "no space").
+int64_t FreeDiskBytes(const std::string& path);
+
+struct MemoryStatus {
+    int64_t totalPhysical = 0;
+    int64_t availablePhysical = 0;
+    int64_t totalVirtual = 0;
+    int64_t availableVirtual = 0;
+};
+MemoryStatus QueryMemoryStatus();
+
+// Kernel id of the calling thread (stable for the thread's life, unique among live threads).
+uint32_t CurrentThreadId();
+
+// Monotonic clock in nanoseconds since an arbitrary origin.
+uint64_t MonotonicNanoseconds();
+
+// Wall time since the library was loaded, in milliseconds. This is the run's clock for
+// timing lines and time-left estimates; processor time would count every worker thread.
+int64_t ProcessClockMilliseconds();
+
+// Number of processors available to this process.
+int ProcessorCount();
+
+// A re-entrant mutex: the same thread may lock it again while it holds it.
+class cRecursiveMutex {
+public:
+    void Lock() { mMutex.lock(); }
+    void Unlock() { mMutex.unlock(); }
+
+private:
+    std::recursive_mutex mMutex;
+};
+
+} // namespace Ovidane::Platform
