@@ -1,0 +1,212 @@
+/*
+ * ovdinf01: restoration of 3D light-microscope stacks by a regularised inverse filter, and
+ * estimation of their spherical aberration.
+ *
+ * The public boundary of the library, usable from C and C++. Everything that crosses it is
+ * declared here: the option records, the status callbacks and the five operations.
+ *
+ * Lengths (spacings, emission wavelength) are in micrometres. File names are narrow strings;
+ * an empty string and a null pointer mean the same wherever a name is optional. Every
+ * operation runs on the calling thread, calls the status callback on that thread, and
+ * returns a 16-bit code (OVD_RESULT_*) when the run has ended.
+ *
+ * Record layout: natural alignment, no packing. In a 32-bit build the offsets and sizes
+ * noted at each field are the binary format and hold exactly. In a 64-bit build the
+ * pointer fields widen to 8 bytes and the fields behind them move accordingly; nothing else
+ * changes (see docs/record-layout.md).
+ */
+#ifndef OVDINF01_H
+#define OVDINF01_H
+
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define OVD_API __attribute__((visibility("default")))
+#else
+#define OVD_API
+#endif
+
+/* Calling convention of the exported operations and of the callbacks; empty where the
+ * platform has only one. */
+#define OVD_CALL
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Return codes of all operations. Codes 3, 6, 7, 8, 10, 11 and 12 are not used. */
+enum {
+    OVD_RESULT_SUCCESS = 0,
+    OVD_RESULT_RUN_FAILED = 1,       /* an exception or a cancel ended the run; output incomplete */
+    OVD_RESULT_INVALID_ARGUMENT = 2, /* argument or record refused, or a file check failed */
+    OVD_RESULT_OUT_OF_MEMORY = 4,    /* the callback bridge record could not be allocated */
+    OVD_RESULT_CANNOT_CREATE_FILE = 5, /* output not creatable, or too little temporary disk */
+    OVD_RESULT_CONVERSION_FAILED = 9,  /* input not convertible to float, or unknown pixel type */
+    OVD_RESULT_GUARD_BAND_TOO_LARGE = 13,
+    OVD_RESULT_OVERLAP_TOO_LARGE = 14,
+    OVD_RESULT_WAVELENGTH_OUT_OF_RANGE = 15,
+    OVD_RESULT_OPTICS_OUT_OF_RANGE = 16, /* refractive index, aperture, or their ratio */
+    OVD_RESULT_XY_SPACING_TOO_LARGE = 17,
+    OVD_RESULT_XY_SPACING_TOO_SMALL = 18,
+    OVD_RESULT_Z_SPACING_TOO_LARGE = 19,
+    OVD_RESULT_Z_SPACING_TOO_SMALL = 20
+};
+
+/* The answer of a status callback that lets the run go on; any other answer cancels it. */
+enum { OVD_STATUS_CONTINUE = 201 };
+
+/* ovdStructInvFilterImage.nDataType */
+enum { OVD_DATATYPE_UINT8 = 0, OVD_DATATYPE_UINT16 = 1, OVD_DATATYPE_FLOAT32 = 2 };
+
+/* Pixel type of the argument-list operations: a different order from nDataType. */
+enum { OVD_ARG_PIXEL_FLOAT32 = 0, OVD_ARG_PIXEL_UINT16 = 1, OVD_ARG_PIXEL_UINT8 = 2 };
+
+/* ovdStructInvFilterImage.nModality; every other value is refused. */
+enum { OVD_MODALITY_WIDEFIELD_FLUORESCENCE = 4, OVD_MODALITY_TL_BRIGHTFIELD = 5 };
+
+/* Noise level of the argument-list operations. */
+enum { OVD_NOISE_AUTOMATIC = 0, OVD_NOISE_LOW = 1, OVD_NOISE_MEDIUM = 2, OVD_NOISE_HIGH = 3 };
+
+/* ovdStructInvFilterStatus.sStage */
+enum {
+    OVD_STAGE_PREPARATION = 0,      /* preparation of subvolumes, aberration search steps */
+    OVD_STAGE_INITIALISED = 102,    /* a first guess or an initial constraint is done */
+    OVD_STAGE_STEP_DONE = 106,      /* a step of the iteration is done */
+    OVD_STAGE_ITERATION_START = 136 /* start of an iteration; also a subvolume's last report */
+};
+
+/* The input stack. Read only. 64 bytes in a 32-bit build. */
+typedef struct ovdStructInvFilterImage {
+    const char* pszFile;          /*  0: input raw stack file */
+    const char* pszFileAlternate; /*  4: taken only when pszFile is null */
+    uint32_t nReserved[3];        /*  8: never read */
+    uint32_t nDataType;           /* 20: OVD_DATATYPE_* */
+    uint32_t nModality;           /* 24: OVD_MODALITY_* */
+    int16_t sWidth;               /* 28: pixels in x */
+    int16_t sHeight;              /* 30: pixels in y */
+    int16_t sDepth;               /* 32: slices in z */
+    int16_t sExtent4;             /* 34: must lie in 1 to 32767; no other effect */
+    float fXSpacing;              /* 36 */
+    float fYSpacing;              /* 40 */
+    float fZSpacing;              /* 44 */
+    float fNumericalAperture;     /* 48 */
+    float fRefractiveIndex;       /* 52: of the immersion medium */
+    float fEmissionWavelength;    /* 56 */
+    float fSphericalAberration;   /* 60: for the theoretical PSF */
+} ovdStructInvFilterImage;
+
+/* A PSF file. As input: a measured PSF. As output: the file that receives the PSF used;
+ * on success the library writes that file's geometry back into the record.
+ * 36 bytes in a 32-bit build. */
+typedef struct ovdStructInvFilterPsf {
+    const char* pszFile;          /*  0: a non-null empty string counts as no file */
+    const char* pszFileAlternate; /*  4: taken only when pszFile is null */
+    uint32_t nReserved;           /*  8: never read */
+    int16_t sWidth;               /* 12 */
+    int16_t sHeight;              /* 14 */
+    int16_t sDepth;               /* 16 */
+                                  /* 18: 2 bytes of padding */
+    float fXSpacing;              /* 20 */
+    float fYSpacing;              /* 24 */
+    float fZSpacing;              /* 28 */
+    uint32_t nDataType;           /* 32: 0 or 1; checked on the input record only */
+} ovdStructInvFilterPsf;
+
+/* Standard options; ovdInitStructInvFilterOpsStd sets the defaults. 28 bytes in a 32-bit
+ * build. */
+typedef struct ovdStructInvFilterOpsStd {
+    const char* pszOutputFile;    /*  0: receives the restored stack */
+    const char* pszTempDirectory; /*  4: directory of all temporary files */
+    uint8_t bPhaseObject;         /*  8: non-zero: the object is a phase object */
+                                  /*  9: 3 bytes of padding */
+    uint32_t nReserved[4];        /* 12: cleared by the initialiser, never read */
+} ovdStructInvFilterOpsStd;
+
+/* Expert options; ovdInitStructInvFilterOpsExp sets the defaults. 36 bytes. */
+typedef struct ovdStructInvFilterOpsExp {
+    float fNoiseFactor;    /*  0: regularisation level; 0 = automatic; default 2e-5 */
+    float fMemoryPercent;  /*  4: 0 to 100; default 100 */
+    int16_t sXYGuardBand;  /*  8: subvolume guard band in x and y, pixels; default 10 */
+    int16_t sZGuardBand;   /* 10: subvolume guard band in z, slices; default 6 */
+    int16_t sOverlap;      /* 12: subvolume overlap, pixels; default 10 */
+    int16_t sReserved;     /* 14: range checked, no other effect; default 4 */
+    uint8_t bXYMontage;    /* 16: non-zero: montage subvolumes in x and y; default 1 */
+    uint8_t bReserved;     /* 17: no effect; default 0 */
+                           /* 18: 2 bytes of padding */
+    uint32_t nReserved[4]; /* 20: cleared by the initialiser, never read */
+} ovdStructInvFilterOpsExp;
+
+/* Progress of a run. Owned by the library and valid only during a callback. 20 bytes. */
+typedef struct ovdStructInvFilterStatus {
+    float fPercentDone;      /*  0: progress of the whole run, at most 100 */
+    float fMinutesLeft;      /*  4: time estimate */
+    int16_t sIteration;      /*  8: current iteration or step */
+    int16_t sIterationCount; /* 10: total of that count */
+    int16_t sSubvolume;      /* 12: current subvolume, from 1 */
+    int16_t sSubvolumeCount; /* 14: number of subvolumes */
+    int16_t sStage;          /* 16: OVD_STAGE_* */
+                             /* 18: 2 bytes of padding */
+} ovdStructInvFilterStatus;
+
+/* Status callback of the record form. Answer OVD_STATUS_CONTINUE to go on; any other
+ * answer cancels the run. An exception escaping it is ignored and counts as a go-on. */
+typedef uint16_t(OVD_CALL* ovdStatusCallback)(ovdStructInvFilterStatus* status, void* userData);
+
+/* Status callback of the argument-list forms: the 16-bit values arrive zero-extended to
+ * 32 bits. Same answers as ovdStatusCallback. */
+typedef uint16_t(OVD_CALL* ovdHostStatusCallback)(void* userData, uint32_t sStage,
+                                                  float fPercentDone, uint32_t sSubvolumeCount,
+                                                  uint32_t sSubvolume, float fMinutesLeft);
+
+/* Clears the record to the standard defaults; returns 0. */
+OVD_API uint16_t OVD_CALL ovdInitStructInvFilterOpsStd(ovdStructInvFilterOpsStd* ops);
+
+/* Sets the expert defaults; returns 0. */
+OVD_API uint16_t OVD_CALL ovdInitStructInvFilterOpsExp(ovdStructInvFilterOpsExp* ops);
+
+/* Restores the stack of `image` into stdOptions->pszOutputFile. psfIn, psfOut and callback
+ * may be null; both option records must be valid. */
+OVD_API uint16_t OVD_CALL ovd3dInverseFilter(const ovdStructInvFilterImage* image,
+                                             const ovdStructInvFilterPsf* psfIn,
+                                             ovdStructInvFilterPsf* psfOut,
+                                             const ovdStructInvFilterOpsStd* stdOptions,
+                                             const ovdStructInvFilterOpsExp* expOptions,
+                                             ovdStatusCallback callback, void* userData);
+
+/* The same run as ovd3dInverseFilter, as a flat list of 40 arguments. The user data
+ * (place 39) is pointer-sized, which is 32 bits in the 32-bit module. */
+OVD_API uint16_t OVD_CALL
+DLL_OVD_3DIF(const char* inputFile, const char* outputFile, const char* tempDirectory,   /* 0-2 */
+             int16_t width, int16_t height, int16_t depth,                               /* 3-5 */
+             float xSpacing, float ySpacing, float zSpacing,                             /* 6-8 */
+             float numericalAperture, float refractiveIndex, float emissionWavelength,   /* 9-11 */
+             uint16_t phaseObject, uint16_t brightfield, uint32_t reserved14,            /* 12-14 */
+             int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap,                   /* 15-17 */
+             uint16_t xyMontage, uint16_t pixelType, float sphericalAberration,          /* 18-20 */
+             uint16_t noiseLevel, uint16_t reservedFlag, uint16_t reserved23,            /* 21-23 */
+             const char* psfFile, int16_t psfWidth, int16_t psfHeight, int16_t psfDepth, /* 24-27 */
+             float psfXSpacing, float psfYSpacing, float psfZSpacing,                    /* 28-30 */
+             const char* outputPsfFile,                                                  /* 31 */
+             int16_t* outPsfWidth, int16_t* outPsfHeight, int16_t* outPsfDepth,          /* 32-34 */
+             float* outPsfXSpacing, float* outPsfYSpacing, float* outPsfZSpacing,        /* 35-37 */
+             ovdHostStatusCallback callback, void* userData);                            /* 38-39 */
+
+/* Estimates the spherical aberration of a stack between lowerLimit and upperLimit and
+ * writes it to *result; 27 arguments. */
+OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
+    const char* inputFile, const char* tempDirectory,                         /* 0-1 */
+    int16_t width, int16_t height, int16_t depth,                             /* 2-4 */
+    float xSpacing, float ySpacing, float zSpacing,                           /* 5-7 */
+    float numericalAperture, float refractiveIndex, float emissionWavelength, /* 8-10 */
+    uint16_t phaseObject, uint16_t brightfield, uint32_t reserved13,          /* 11-13 */
+    int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap,                 /* 14-16 */
+    uint16_t xyMontage, uint16_t pixelType,                                   /* 17-18 */
+    float lowerLimit, float upperLimit, float* result,                        /* 19-21 */
+    uint16_t noiseLevel, uint16_t reserved23, uint16_t reservedFlag,          /* 22-24 */
+    ovdHostStatusCallback callback, void* userData);                          /* 25-26 */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* OVDINF01_H */
