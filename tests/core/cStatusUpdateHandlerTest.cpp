@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <vector>
+
+#include "core/cCancelException.h"
+#include "core/cOvdObject.h"
+#include "core/cStatusUpdateHandler.h"
+
+using namespace Ovidane;
+
+namespace {
+
+// A handler on a clock the test moves by hand.
+class cClockedHandler : public cStatusUpdateHandler {
+public:
+    using cStatusUpdateHandler::cStatusUpdateHandler;
+    int64_t now = 0;
+
+protected:
+    int64_t Now() const override { return now; }
+};
+
+// What the host saw, and what it answers next.
+struct Host {
+    uint16_t answer = OVD_STATUS_CONTINUE;
+    std::vector<ovdStructInvFilterStatus> seen;
+};
+
+uint16_t Record(ovdStructInvFilterStatus* status, void* userData) {
+    auto* host = static_cast<Host*>(userData);
+    host->seen.push_back(*status);
+    return host->answer;
+}
+
+uint16_t Throw(ovdStructInvFilterStatus*, void*) {
+    throw std::runtime_error("host failure");
+}
+
+class Named : public cOvdObject {
+public:
+    explicit Named(std::string name) : cOvdObject(std::move(name)) {}
+    template <class Body> decltype(auto) Run(Body&& body) const {
+        return Guard(std::forward<Body>(body));
+    }
+};
+
+} // namespace
+
+TEST(cStatusUpdateHandler, NewRecordIsZeroWithContinueStage) {
+    const cStatusUpdateHandler handler(&Record);
+    const ovdStructInvFilterStatus& s = handler.GetStatus();
+    EXPECT_EQ(s.fPercentDone, 0.0f);
+    EXPECT_EQ(s.fMinutesLeft, 0.0f);
+    EXPECT_EQ(s.sIteration, 0);
+    EXPECT_EQ(s.sIterationCount, 0);
+    EXPECT_EQ(s.sSubvolume, 0);
+    EXPECT_EQ(s.sSubvolumeCount, 0);
+    EXPECT_EQ(s.sStage, 201);
+    EXPECT_EQ(handler.GetObjectName(), "");
+    EXPECT_EQ(handler.GetStartTime(), 0);
+    EXPECT_EQ(handler.GetLastTime(), 0);
+}
+
+TEST(cStatusUpdateHandler, UpdatePassesTheRecordAndUserDataToTheHost) {
+    Host host;
+    cClockedHandler handler(&Record, &host);
+    handler.now = 1000;
+    handler.StartClock();
+    handler.now = 1000 + 120000; // two minutes
+    EXPECT_EQ(handler.Update(25.0f, 0, 8, 2, 6, 106), 201);
+    ASSERT_EQ(host.seen.size(), 1u);
+    const ovdStructInvFilterStatus& s = host.seen[0];
+    EXPECT_EQ(s.fPercentDone, 25.0f);
+    EXPECT_NEAR(s.fMinutesLeft, 1.5f, 1e-6f); // 75% left of a pace of 2 minutes per 100%
+    EXPECT_EQ(s.sIteration, 0);
+    EXPECT_EQ(s.sIterationCount, 8);
+    EXPECT_EQ(s.sSubvolume, 2);
+    EXPECT_EQ(s.sSubvolumeCount, 6);
+    EXPECT_EQ(s.sStage, 106);
+    EXPECT_EQ(handler.GetStartTime(), 1000);
+    EXPECT_EQ(handler.GetLastTime(), 121000);
+}
+
+TEST(cStatusUpdateHandler, TimeEstimateUsesTimePerIterationInWholeMilliseconds) {
+    Host host;
+    cClockedHandler handler(&Record, &host);
+    handler.StartClock();
+    handler.now = 120000;
+    handler.Update(25.0f, 4, 10, 1, 1, 106); // a fifth of the elapsed time
+    EXPECT_NEAR(host.seen.back().fMinutesLeft, 0.3f, 1e-6f);
+
+    handler.now = 10;
+    handler.Update(0.0f, 2, 10, 1, 1, 106); // 10 / 3 truncates to 3 ms
+    EXPECT_FLOAT_EQ(host.seen.back().fMinutesLeft, 3.0f / 60000.0f);
+
+    handler.now = 600000;
+    handler.Update(130.0f, 0, 10, 1, 1, 136); // clamped: nothing left
+    EXPECT_EQ(host.seen.back().fPercentDone, 100.0f);
+    EXPECT_EQ(host.seen.back().fMinutesLeft, 0.0f);
+}
+
+TEST(cStatusUpdateHandler, AnyAnswerButContinueCancelsWithCode200) {
+    for (const uint16_t answer : {200, 0, 1, 202, 65535}) {
+        Host host;
+        host.answer = answer;
+        cClockedHandler handler(&Record, &host);
+        try {
+            handler.Update(10.0f, 1, 2, 1, 1, 102);
+            ADD_FAILURE() << "answer " << answer << " did not cancel";
+        } catch (const cException& e) {
+            EXPECT_EQ(e.GetWhere(), "/Status Update");
+            EXPECT_EQ(e.GetMessage(), "CANCEL");
+            EXPECT_EQ(e.GetCode(), 200);
+        }
+        EXPECT_EQ(host.seen.size(), 1u);
+    }
+}
+
+TEST(cStatusUpdateHandler, CancelGathersTheNamesOfTheObjectsItLeaves) {
+    Host host;
+    host.answer = 0;
+    cClockedHandler handler(&Record, &host);
+    const Named framework("cIterativeDeconFramework"), algorithm("cInverseFilterDeconAlgorithm");
+    try {
+        algorithm.Run([&] { framework.Run([&] { handler.Update(50.0f, 0, 1, 1, 1, 106); }); });
+        FAIL() << "not cancelled";
+    } catch (const cException& e) {
+        EXPECT_EQ(e.GetWhere(),
+                  "cInverseFilterDeconAlgorithm/cIterativeDeconFramework//Status Update");
+        EXPECT_EQ(e.GetCode(), 200);
+    }
+}
+
+TEST(cStatusUpdateHandler, ThrowingOrMissingCallbackLetsTheRunGoOn) {
+    cClockedHandler throwing(&Throw);
+    EXPECT_EQ(throwing.Update(10.0f, 0, 1, 1, 1, 106), 201);
+    cClockedHandler silent(nullptr);
+    EXPECT_EQ(silent.Update(10.0f, 0, 1, 1, 1, 106), 201);
+    EXPECT_EQ(silent.GetStatus().fPercentDone, 10.0f);
+}
+
+TEST(cCancelException, IsOneOfTheLibrarysOwnExceptions) {
+    const cCancelException cancel;
+    EXPECT_STREQ(cancel.what(), "Unknown exception");
+    EXPECT_EQ(cancel.GetWhere(), "Status Update");
+    EXPECT_EQ(cancel.GetMessage(), "CANCEL");
+    EXPECT_EQ(cancel.GetCode(), OVD_ERR_CANCEL);
+}
