@@ -1,0 +1,87 @@
+#include "interface/ovdRunSetup.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "platform/Platform.h"
+
+namespace Ovidane {
+namespace {
+
+ovdDiskSpaceQuery gDiskSpaceQuery = &Platform::FreeDiskBytes;
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+} // namespace
+
+template <class Source>
+int ovdConvertToFloatFile(const std::string& input, const std::string& output, int width,
+                          int height, int depth) {
+    try {
+        const std::size_t sliceElements = std::size_t(std::max(width, 0)) * std::max(height, 0);
+        std::vector<Source> source;
+        std::vector<float> target;
+        try {
+            source.resize(sliceElements);
+            target.resize(sliceElements);
+        } catch (const std::bad_alloc&) {
+            return 4;
+        }
+        File in(std::fopen(input.c_str(), "rb"));
+        if (!in)
+            return 7;
+        File out(std::fopen(output.c_str(), "wb"));
+        if (!out)
+            return 8;
+        for (int z = 0; z < depth; ++z) {
+            if (std::fread(source.data(), sizeof(Source), sliceElements, in.get()) != sliceElements)
+                return 7;
+            std::copy(source.begin(), source.end(), target.begin()); // by value, no scaling
+            if (std::fwrite(target.data(), sizeof(float), sliceElements, out.get()) != sliceElements)
+                return 8;
+        }
+        if (std::fflush(out.get()) != 0)
+            return 8;
+        return 0;
+    } catch (...) {
+        return 1;
+    }
+}
+
+
+template int ovdConvertToFloatFile<uint8_t>(const std::string&, const std::string&, int, int, int);
+template int ovdConvertToFloatFile<uint16_t>(const std::string&, const std::string&, int, int, int);
+
+void ovdSetDiskSpaceQuery(ovdDiskSpaceQuery query) {
+    gDiskSpaceQuery = query ? query : &Platform::FreeDiskBytes;
+}
+
+bool ovdCheckDiskSpace(uint32_t neededKilobytes, const std::string& path) {
+    // Ask about the directory itself: on this platform a directory may be a mount point of
+    // its own, so its parent can sit on another file system. A path that is no directory
+    // yet is asked about through its parent.
+    std::string probe = path;
+    std::error_code error;
+    if (!std::filesystem::is_directory(probe, error)) {
+        const std::size_t cut = probe.find_last_of('/');
+        if (cut != std::string::npos && cut > 0)
+            probe.erase(cut + 1);
+    }
+    const int64_t bytes = gDiskSpaceQuery(probe);
+    if (bytes < 0)
+        return false;
+    // Kilobytes saturate instead of wrapping, so that a disk with more than 2 TB free
+    // is not mistaken for a full one.
+    const int64_t kilobytes = std::min<int64_t>(bytes >> 10, INT32_MAX);
+    return kilobytes >= static_cast<int64_t>(neededKilobytes);
+}
+
+} // namespace Ovidane

@@ -1,0 +1,26 @@
+#pragma once
+// The first half of a run: disk test and conversion of the input stack to float.
+#include <cstdint>
+#include <string>
+
+namespace Ovidane {
+
+// Source of "bytes free to the caller on the file system of a path"; -1 means the query
+// failed. Replaceable so that tests can simulate a full disk; null restores the system's.
+using ovdDiskSpaceQuery = int64_t (*)(const std::string& path);
+void ovdSetDiskSpaceQuery(ovdDiskSpaceQuery query);
+
+// True when the file system of `path` holds at least `neededKilobytes` (units of 1024
+// bytes free, as the caller's estimate is in thousands of bytes). A failed query counts
+// as no space.
+bool ovdCheckDiskSpace(uint32_t neededKilobytes, const std::string& path);
+
+// Converts a raw 8-bit or 16-bit stack to a raw float stack by value, one slice at a
+// time. Results: 0 done, 4 no buffer memory, 7 input unreadable or short, 8 output not
+// writable or short, 1 anything else.
+// Exists for Source = uint8_t and uint16_t.
+template <class Source>
+int ovdConvertToFloatFile(const std::string& input, const std::string& output, int width,
+                          int height, int depth);
+
+} // namespace Ovidane

@@ -1,0 +1,51 @@
+#include "io/cTempFileGenerator.h"
+
+#include <cerrno>
+#include <cstdio>
+
+#include "core/cSingletonHolder.h"
+
+namespace Ovidane {
+
+cTempFileGenerator::cTempFileGenerator() : cOvdObject("cTempFileGenerator") {}
+
+cTempFileGenerator::~cTempFileGenerator() { DeleteAll(); }
+
+cTempFileGenerator& cTempFileGenerator::Instance() {
+    return cSingletonHolder<cTempFileGenerator>::Instance();
+}
+
+int cTempFileGenerator::SetDirectory(const std::string& path) {
+    Lock lock;
+    mDirectory = path;
+    return 1;
+}
+
+const char* cTempFileGenerator::Generate() {
+    Lock lock;
+    // A directory given with its closing separator gets no second one.
+    const std::string prefix =
+        mDirectory + ((mDirectory.empty() || mDirectory.back() == '/') ? "" : "/") + "~ovdTempD_";
+    for (;;) {
+        const std::string name = prefix + std::to_string(++sCounter);
+        // Exclusive creation: an existing file is never taken over, even one that appears
+        // between a test for it and the creation.
+        std::FILE* file = std::fopen(name.c_str(), "wbx");
+        if (file) {
+            std::fclose(file);
+            mNames.push_back(name);
+            return mNames.back().c_str();
+        }
+        if (errno != EEXIST)
+            return nullptr;
+    }
+}
+
+void cTempFileGenerator::DeleteAll() {
+    Lock lock;
+    for (const std::string& name : mNames)
+        std::remove(name.c_str());
+    mNames.clear();
+}
+
+} // namespace Ovidane

@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <fstream>
+#include <vector>
+
+#include "interface/ovdRunSetup.h"
+#include "support/TempDir.h"
+
+using namespace Ovidane;
+using OvidaneTest::TempDir;
+
+namespace {
+
+template <class T> void WriteRaw(const std::string& path, const std::vector<T>& values) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(values.data()), std::streamsize(values.size() * sizeof(T)));
+}
+
+std::vector<float> ReadFloats(const std::string& path) {
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    std::vector<float> values(std::size_t(in.tellg()) / sizeof(float));
+    in.seekg(0);
+    in.read(reinterpret_cast<char*>(values.data()), std::streamsize(values.size() * sizeof(float)));
+    return values;
+}
+
+int64_t gFakeFreeBytes = 0;
+int64_t FakeQuery(const std::string&) { return gFakeFreeBytes; }
+
+struct RestoreDiskQuery {
+    ~RestoreDiskQuery() { ovdSetDiskSpaceQuery(nullptr); }
+};
+
+} // namespace
+
+TEST(ovdConvertToFloatFile, ConvertsByValueSliceBySlice) {
+    TempDir dir;
+    // 3x2x2 stacks; values at the ends of each type's range must come through unscaled.
+    const std::vector<uint16_t> words{0, 1, 2, 1000, 65535, 7, 8, 9, 10, 11, 12, 40000};
+    const std::vector<uint8_t> bytes{0, 255, 1, 2, 3, 4, 128, 5, 6, 7, 8, 9};
+    WriteRaw(dir.File("in16"), words);
+    WriteRaw(dir.File("in8"), bytes);
+
+    ASSERT_EQ(ovdConvertToFloatFile<uint16_t>(dir.File("in16"), dir.File("out16"), 3, 2, 2), 0);
+    ASSERT_EQ(ovdConvertToFloatFile<uint8_t>(dir.File("in8"), dir.File("out8"), 3, 2, 2), 0);
+    const std::vector<float> f16 = ReadFloats(dir.File("out16"));
+    const std::vector<float> f8 = ReadFloats(dir.File("out8"));
+    ASSERT_EQ(f16.size(), words.size());
+    ASSERT_EQ(f8.size(), bytes.size());
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        EXPECT_EQ(f16[i], float(words[i]));
+        EXPECT_EQ(f8[i], float(bytes[i]));
+    }
+}
+
+TEST(ovdConvertToFloatFile, ReportsUnreadableShortAndUnwritableFiles) {
+    TempDir dir;
+    WriteRaw(dir.File("short"), std::vector<uint16_t>(5, 1)); // a 3x2x1 slice needs 6
+    EXPECT_EQ(ovdConvertToFloatFile<uint16_t>(dir.File("missing"), dir.File("o"), 3, 2, 1), 7);
+    EXPECT_EQ(ovdConvertToFloatFile<uint16_t>(dir.File("short"), dir.File("o"), 3, 2, 1), 7);
+    WriteRaw(dir.File("full"), std::vector<uint16_t>(6, 1));
+    EXPECT_EQ(ovdConvertToFloatFile<uint16_t>(dir.File("full"), dir.File("no/such/dir"), 3, 2, 1), 8);
+}
+
+TEST(ovdCheckDiskSpace, ComparesKilobytesAndCountsAFailedQueryAsNoSpace) {
+    RestoreDiskQuery restore;
+    ovdSetDiskSpaceQuery(&FakeQuery);
+    gFakeFreeBytes = 100 * 1024;
+    EXPECT_TRUE(ovdCheckDiskSpace(100, "/tmp"));
+    EXPECT_FALSE(ovdCheckDiskSpace(101, "/tmp"));
+    gFakeFreeBytes = 100 * 1024 + 1023; // partial kilobytes don't count
+    EXPECT_FALSE(ovdCheckDiskSpace(101, "/tmp"));
+    gFakeFreeBytes = -1;
+    EXPECT_FALSE(ovdCheckDiskSpace(0, "/tmp"));
+    gFakeFreeBytes = int64_t{5} << 40; // 5 TB free must not wrap into "full"
+    EXPECT_TRUE(ovdCheckDiskSpace(UINT32_C(2000000000), "/tmp"));
+}
+
+TEST(ovdCheckDiskSpace, AsksTheFileSystemOfTheDirectoryItself) {
+    TempDir dir;
+    EXPECT_TRUE(ovdCheckDiskSpace(1, dir.Path().string()));
+    EXPECT_FALSE(ovdCheckDiskSpace(1, "")); // no path, no answer, no space
+}
