@@ -205,6 +205,20 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
     uint16_t noiseLevel, uint16_t reserved23, uint16_t reservedFlag,          /* 22-24 */
     ovdHostStatusCallback callback, void* userData);                          /* 25-26 */
 
+/* ---- Extensions for hosts ------------------------------------------------------------
+ * Additive to the five operations above; none of them changes what those do.
+ *
+ * Message lines. The library writes timing, status and memory report lines, each ending in
+ * a line feed, to the process's standard output by default. A host can take them instead:
+ * the function receives one whole line per call, on the thread that wrote it. */
+typedef void(OVD_CALL* ovdMessageCallback)(const char* line, void* userData);
+
+/* Routes every message line to `callback`; a null callback silences them. */
+OVD_API void OVD_CALL ovdSetMessageCallback(ovdMessageCallback callback, void* userData);
+
+/* Routes message lines to the standard output again (the default). */
+OVD_API void OVD_CALL ovdSetMessagesToStandardOutput(void);
+
 #ifdef __cplusplus
 }
 #endif

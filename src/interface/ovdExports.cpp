@@ -1,0 +1,191 @@
+// The exported operations: validate, derive the driver's arguments, run.
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "interface/ovdDerivation.h"
+#include "interface/ovdHostCallbackAdapter.h"
+#include "interface/ovdRunInverseFilter.h"
+#include "interface/ovdValidation.h"
+#include "interface/ovdinf01.h"
+#include "io/cTempFileGenerator.h"
+
+using namespace Ovidane;
+
+
+extern "C" {
+
+OVD_API uint16_t OVD_CALL ovdInitStructInvFilterOpsStd(ovdStructInvFilterOpsStd* ops) {
+    if (ops)
+        std::memset(ops, 0, sizeof *ops);
+    return 0;
+}
+
+OVD_API uint16_t OVD_CALL ovdInitStructInvFilterOpsExp(ovdStructInvFilterOpsExp* ops) {
+    if (!ops)
+        return 0;
+    std::memset(ops, 0, sizeof *ops);
+    ops->fNoiseFactor = 2e-5f;
+    ops->fMemoryPercent = 100.0f;
+    ops->sXYGuardBand = 10;
+    ops->sZGuardBand = 6;
+    ops->sOverlap = 10;
+    ops->sReserved = 4;
+    ops->bXYMontage = 1;
+    ops->bReserved = 0;
+    return 0;
+}
+
+OVD_API uint16_t OVD_CALL ovd3dInverseFilter(const ovdStructInvFilterImage* image,
+                                             const ovdStructInvFilterPsf* psfIn,
+                                             ovdStructInvFilterPsf* psfOut,
+                                             const ovdStructInvFilterOpsStd* stdOptions,
+                                             const ovdStructInvFilterOpsExp* expOptions,
+                                             ovdStatusCallback callback, void* userData) {
+    try {
+        if (const uint16_t code = ovdValidateRecords(image, psfIn, psfOut, stdOptions, expOptions))
+            return code;
+        ovdRunArguments a = ovdDeriveFromRecords(*image, psfIn, psfOut, *stdOptions, *expOptions);
+        ovdSavedPsfGeometry saved;
+        saved.PointDriverAt(a);
+        a.callback = callback;
+        a.userData = userData;
+
+        const uint16_t result = ovdRunInverseFilter(a);
+        if (result == OVD_RESULT_SUCCESS && psfOut && !a.outputPsfFile.empty()) {
+            psfOut->sWidth = saved.width;
+            psfOut->sHeight = saved.height;
+            psfOut->sDepth = saved.depth;
+            psfOut->fXSpacing = saved.xSpacing;
+            psfOut->fYSpacing = saved.ySpacing;
+            psfOut->fZSpacing = saved.zSpacing;
+        }
+        return result;
+    } catch (...) {
+        return OVD_RESULT_RUN_FAILED;
+    }
+}
+
+OVD_API uint16_t OVD_CALL
+DLL_OVD_3DIF(const char* inputFile, const char* outputFile, const char* tempDirectory, int16_t width,
+             int16_t height, int16_t depth, float xSpacing, float ySpacing, float zSpacing,
+             float numericalAperture, float refractiveIndex, float emissionWavelength,
+             uint16_t phaseObject, uint16_t brightfield, uint32_t /*reserved14*/, int16_t xyGuardBand,
+             int16_t zGuardBand, int16_t overlap, uint16_t xyMontage, uint16_t pixelType,
+             float sphericalAberration, uint16_t noiseLevel, uint16_t reservedFlag,
+             uint16_t /*reserved23*/, const char* psfFile, int16_t psfWidth, int16_t psfHeight,
+             int16_t psfDepth, float psfXSpacing, float psfYSpacing, float psfZSpacing,
+             const char* outputPsfFile, int16_t* outPsfWidth, int16_t* outPsfHeight,
+             int16_t* outPsfDepth, float* outPsfXSpacing, float* outPsfYSpacing,
+             float* outPsfZSpacing, ovdHostStatusCallback callback, void* userData) {
+    try {
+        const ovdArgumentList list{inputFile,   outputFile,   tempDirectory,  width,
+                                   height,      depth,        xSpacing,       ySpacing,
+                                   zSpacing,    numericalAperture, refractiveIndex,
+                                   emissionWavelength, phaseObject, brightfield, xyGuardBand,
+                                   zGuardBand,  overlap,      xyMontage,      noiseLevel,
+                                   reservedFlag, psfFile,     psfWidth,       psfHeight,
+                                   psfDepth,    psfXSpacing,  psfYSpacing,    psfZSpacing,
+                                   outputPsfFile};
+        if (const uint16_t code = ovdValidateArguments(list))
+            return code;
+
+        // The bridge to the host's callback exists for the whole run, also without a
+        // callback: it then answers "continue" by itself.
+        std::unique_ptr<ovdHostCallbackRecord> bridge(new (std::nothrow)
+                                                          ovdHostCallbackRecord{callback, userData});
+        if (!bridge)
+            return OVD_RESULT_OUT_OF_MEMORY;
+
+        ovdRunArguments a;
+        a.inputFile = inputFile;
+        a.outputFile = outputFile;
+        a.tempDirectory = tempDirectory;
+        a.width = width;
+        a.height = height;
+        a.depth = depth;
+        a.xSpacing = xSpacing;
+        a.ySpacing = ySpacing;
+        a.zSpacing = zSpacing;
+        a.numericalAperture = numericalAperture;
+        a.refractiveIndex = refractiveIndex;
+        a.emissionWavelength = emissionWavelength;
+        a.phaseObject = phaseObject;
+        a.modality = brightfield ? OVD_MODALITY_TL_BRIGHTFIELD : OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
+        a.xyGuardBand = xyGuardBand;
+        a.zGuardBand = zGuardBand;
+        a.overlap = overlap;
+        a.xyMontage = xyMontage;
+        a.pixelType = pixelType;
+        a.sphericalAberration = sphericalAberration;
+        a.noiseLevel = noiseLevel;
+        a.noiseFactor = 0.0f;
+        a.memoryPercent = 100.0f;
+        a.psfFile = psfFile ? psfFile : "";
+        a.psfWidth = psfWidth;
+        a.psfHeight = psfHeight;
+        a.psfDepth = psfDepth;
+        a.psfXSpacing = psfXSpacing;
+        a.psfYSpacing = psfYSpacing;
+        a.psfZSpacing = psfZSpacing;
+        a.outputPsfFile = outputPsfFile ? outputPsfFile : "";
+        ovdSavedPsfGeometry saved;
+        saved.PointDriverAt(a);
+        a.callback = &ovdHostCallbackAdapter;
+        a.userData = bridge.get();
+
+        const uint16_t result = ovdRunInverseFilter(a);
+        if (result == OVD_RESULT_SUCCESS) {
+            if (outPsfWidth) *outPsfWidth = saved.width;
+            if (outPsfHeight) *outPsfHeight = saved.height;
+            if (outPsfDepth) *outPsfDepth = saved.depth;
+            if (outPsfXSpacing) *outPsfXSpacing = saved.xSpacing;
+            if (outPsfYSpacing) *outPsfYSpacing = saved.ySpacing;
+            if (outPsfZSpacing) *outPsfZSpacing = saved.zSpacing;
+        }
+        return result;
+    } catch (...) {
+        return OVD_RESULT_RUN_FAILED;
+    }
+}
+
+OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
+    const char* inputFile, const char* tempDirectory, int16_t width, int16_t height, int16_t depth,
+    float xSpacing, float ySpacing, float zSpacing, float numericalAperture, float refractiveIndex,
+    float emissionWavelength, uint16_t phaseObject, uint16_t brightfield, uint32_t /*reserved13*/,
+    int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap, uint16_t xyMontage, uint16_t pixelType,
+    float lowerLimit, float upperLimit, float* result, uint16_t noiseLevel, uint16_t /*reserved23*/,
+    uint16_t reservedFlag, ovdHostStatusCallback callback, void* userData) {
+    try {
+        if (!tempDirectory)
+            return OVD_RESULT_INVALID_ARGUMENT;
+        // The converted stack's future name doubles as the output probe of the validation,
+        // which empties and deletes it again.
+        cTempFileGenerator& generator = cTempFileGenerator::Instance();
+        generator.SetDirectory(tempDirectory);
+        const char* converted = generator.Generate();
+        const ovdArgumentList list{inputFile, converted, tempDirectory, width, height, depth,
+                                   xSpacing, ySpacing, zSpacing, numericalAperture,
+                                   refractiveIndex, emissionWavelength, phaseObject, brightfield,
+                                   xyGuardBand, zGuardBand, overlap, xyMontage, noiseLevel,
+                                   0, nullptr, 0, 0, 0, 0, 0, 0, nullptr};
+        if (const uint16_t code = ovdValidateArguments(list))
+            return code;
+        std::unique_ptr<ovdHostCallbackRecord> bridge(new (std::nothrow)
+                                                          ovdHostCallbackRecord{callback, userData});
+        if (!bridge)
+            return OVD_RESULT_OUT_OF_MEMORY;
+        if (upperLimit < lowerLimit || reservedFlag > 1 || !result)
+            return OVD_RESULT_INVALID_ARGUMENT;
+        // An unknown pixel type leaves nothing to read; it is refused like an unconvertible
+        // input instead of running a search over no data.
+        if (pixelType > OVD_ARG_PIXEL_UINT8)
+            return OVD_RESULT_CONVERSION_FAILED;
+        // The search itself is not part of this build yet: report that no estimate exists.
+        return OVD_RESULT_RUN_FAILED;
+    } catch (...) {
+        return OVD_RESULT_RUN_FAILED;
+    }
+}
+
+} // extern "C"

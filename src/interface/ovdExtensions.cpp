@@ -1,0 +1,18 @@
+// The host extensions of the public header: process-wide settings of the library.
+#include "core/cMessageSink.h"
+#include "interface/ovdinf01.h"
+
+using namespace Ovidane;
+
+extern "C" {
+
+OVD_API void OVD_CALL ovdSetMessageCallback(ovdMessageCallback callback, void* userData) {
+    if (callback)
+        cMessageSink::ToFunction(callback, userData);
+    else
+        cMessageSink::Silence();
+}
+
+OVD_API void OVD_CALL ovdSetMessagesToStandardOutput(void) { cMessageSink::ToStandardOutput(); }
+
+} // extern "C"

@@ -1,0 +1,144 @@
+#include "interface/ovdRunInverseFilter.h"
+
+#include <cstdio>
+
+#include "core/DeconKeys.h"
+#include "interface/ovdRunSetup.h"
+#include "io/cTempFileGenerator.h"
+
+namespace Ovidane {
+namespace {
+
+int32_t NoiseLevelFlag(uint16_t level) {
+    switch (level) {
+    case 0: return DEC_FLAG_NOISE_LEVEL_ESTIMATE;
+    case 1: return DEC_FLAG_NOISE_LEVEL_LOW;
+    case 2: return DEC_FLAG_NOISE_LEVEL_MEDIUM;
+    case 3: return DEC_FLAG_NOISE_LEVEL_HIGH;
+    default: return DEC_FLAG_NOISE_LEVEL_OTHER;
+    }
+}
+
+// Brings an 8-bit or 16-bit stack to a float file in the temporary directory.
+template <class Source>
+uint16_t ConvertInput(const ovdRunArguments& a, ovdRunState& state) {
+    // The estimate is computed as the conversion's own size check always was: in 32-bit
+    // unsigned arithmetic, in thousands of bytes. It can wrap for huge stacks; the
+    // subvolume stage tests the disk again with exact sizes.
+    const uint32_t neededKilobytes =
+        uint32_t(a.width) * uint32_t(a.height) * uint32_t(a.depth) * 4u / 1000u;
+    if (!ovdCheckDiskSpace(neededKilobytes, a.tempDirectory))
+        return OVD_RESULT_CANNOT_CREATE_FILE;
+    const char* name = cTempFileGenerator::Instance().Generate();
+    if (!name)
+        return OVD_RESULT_CONVERSION_FAILED;
+    if (ovdConvertToFloatFile<Source>(a.inputFile, name, a.width, a.height, a.depth) != 0) {
+        std::remove(name);
+        return OVD_RESULT_CONVERSION_FAILED;
+    }
+    state.floatInputFile = name;
+    state.converted = true;
+    return OVD_RESULT_SUCCESS;
+}
+
+void FillParameters(const ovdRunArguments& a, const ovdRunState& state) {
+    cDeconParameter& p = state.log->GetParameters();
+    p.SetString(DEC_SPARAMS_ORIGINAL_FILE, state.floatInputFile);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, a.width);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT, a.height);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_DEPTH, a.depth);
+    p.SetReal(DEC_RPARAMS_X_SPACING, a.xSpacing);
+    p.SetReal(DEC_RPARAMS_Y_SPACING, a.ySpacing);
+    p.SetReal(DEC_RPARAMS_Z_SPACING, a.zSpacing);
+    p.SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE, a.outputFile);
+    p.SetReal(DEC_RPARAMS_NUMERICAL_APERTURE, a.numericalAperture);
+    p.SetReal(DEC_RPARAMS_REFRACTION_INDEX, a.refractiveIndex);
+    p.SetReal(DEC_RPARAMS_EMISSION_WAVELENGTH, a.emissionWavelength);
+    p.SetBool(DEC_BPARAMS_IS_PHASEOBJECT, a.phaseObject == 1);
+    p.SetFlag(DEC_FPARAMS_MODALITY,
+              a.modality == 5 ? DEC_FLAG_MOD_TL_BRIGHTFIELD : DEC_FLAG_MOD_WF_FLUORESCENCE);
+    p.SetBool(DEC_BPARAMS_IS_TLB, p.GetFlag(DEC_FPARAMS_MODALITY) == DEC_FLAG_MOD_TL_BRIGHTFIELD);
+    p.SetReal(DEC_RPARAMS_SPHERICAL_ABERRATION, a.sphericalAberration);
+    p.SetFlag(DEC_FPARAMS_NOISE_LEVEL, NoiseLevelFlag(a.noiseLevel));
+    if (p.GetFlag(DEC_FPARAMS_NOISE_LEVEL) == DEC_FLAG_NOISE_LEVEL_OTHER)
+        p.SetReal(DEC_RPARAMS_GOODS_FACTOR, a.noiseFactor);
+    p.SetFlag(DEC_FPARAMS_DATATYPE, DEC_FLAG_DTF_FLOAT_32BIT);
+    p.SetFlag(DEC_FPARAMS_SUBVOLUME_METHOD, DEC_FLAG_SVM_DYNAMIC);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_XYGUARDBAND, a.xyGuardBand);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_ZGUARDBAND, a.zGuardBand);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_OVERLAP, a.overlap);
+    p.SetBool(DEC_BPARAMS_IS_2D, a.depth == 1);
+    p.SetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE, true);
+    p.SetReal(DEC_RPARAMS_MINIMUM_RADIUS, 1.0f);
+    p.SetFlag(DEC_FPARAMS_STOPPING_CRITERION, DEC_FLAG_SC_ALWAYS);
+    p.SetFlag(DEC_FPARAMS_DARK_CURRENT_METHOD, DEC_FLAG_DCM_AUTO_CALCULATION);
+    p.SetFlag(DEC_FPARAMS_PREVIEW_METHOD, DEC_FLAG_PM_3D_PREVIEW);
+    p.SetFlag(DEC_FPARAMS_INITIAL_IMAGE_SOURCE, DEC_FLAG_IIS_VOLUME);
+    p.SetInt(DEC_IPARAMS_BINFACTOR, 1);
+    p.SetInt(DEC_IPARAMS_SUBPIXEL_XY_FACTOR, 1);
+    p.SetInt(DEC_IPARAMS_SUBPIXEL_Z_FACTOR, 1);
+    p.SetBool(DEC_BPARAMS_SUBVOLUME_XYMONTAGE, a.xyMontage == 1);
+    p.SetBool(DEC_BPARAMS_SUBVOLUME_ZMONTAGE, false);
+    p.SetBool(DEC_BPARAMS_INTENSITY_CORRECTION, true);
+
+    if (!a.psfFile.empty()) {
+        p.SetFlag(DEC_FPARAMS_PSF_GUESS_METHOD, DEC_FLAG_PGM_PSF_INPUT);
+        p.SetBool(DEC_BPARAMS_PSF_EMPIRICAL, false);
+        p.SetString(DEC_SPARAMS_INPUT_PSF_FILE, a.psfFile);
+        p.SetInt(DEC_IPARAMS_PSF_WIDTH, a.psfWidth);
+        p.SetInt(DEC_IPARAMS_PSF_HEIGHT, a.psfHeight);
+        p.SetInt(DEC_IPARAMS_PSF_DEPTH, a.psfDepth);
+        p.SetReal(DEC_RPARAMS_PSF_X_SPACING, a.psfXSpacing);
+        p.SetReal(DEC_RPARAMS_PSF_Y_SPACING, a.psfYSpacing);
+        p.SetReal(DEC_RPARAMS_PSF_Z_SPACING, a.psfZSpacing);
+    } else {
+        p.SetFlag(DEC_FPARAMS_PSF_GUESS_METHOD, DEC_FLAG_PGM_THEORETICAL_EST);
+        p.SetBool(DEC_BPARAMS_PSF_EMPIRICAL, true);
+    }
+    p.SetFlag(DEC_FPARAMS_PSF_GENERATION_SOURCE, DEC_FLAG_PSFSRC_CALCULATED);
+    // High-NA vector terms start above 0.7 as a single-precision value; 0.7 itself is low.
+    p.SetBool(DEC_BPARAMS_PSF_HIGH_NA, a.numericalAperture > 0.7f);
+    if (!a.outputPsfFile.empty()) {
+        p.SetBool(DEC_BPARAMS_SAVE_PSF, true);
+        p.SetString(DEC_SPARAMS_OUTPUT_PSF_FILE, a.outputPsfFile);
+    }
+}
+
+} // namespace
+
+uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& a, ovdRunState& state) {
+    state.log = new cDeconLog();
+    cTempFileGenerator::Instance().SetDirectory(a.tempDirectory);
+    state.log->GetParameters().SetString(DEC_SPARAMS_TEMP_DIRECTORY, a.tempDirectory);
+    state.floatInputFile = a.inputFile;
+    state.converted = false;
+
+    uint16_t result = OVD_RESULT_SUCCESS;
+    switch (a.pixelType) {
+    case OVD_ARG_PIXEL_FLOAT32: break; // the run reads the caller's file itself
+    case OVD_ARG_PIXEL_UINT16: result = ConvertInput<uint16_t>(a, state); break;
+    case OVD_ARG_PIXEL_UINT8: result = ConvertInput<uint8_t>(a, state); break;
+    default: result = OVD_RESULT_CONVERSION_FAILED; break;
+    }
+    if (result != OVD_RESULT_SUCCESS)
+        return result;
+    FillParameters(a, state);
+    return OVD_RESULT_SUCCESS;
+}
+
+uint16_t ovdRunInverseFilter(const ovdRunArguments& arguments) {
+    ovdRunState state;
+    try {
+        if (const uint16_t code = ovdSetUpInverseFilterRun(arguments, state))
+            return code;
+        // The restoration stages are not part of this build yet: a run that got this far
+        // cleans up what it made and reports that no output was produced.
+        if (state.converted)
+            std::remove(state.floatInputFile.c_str());
+        return OVD_RESULT_RUN_FAILED;
+    } catch (...) {
+        return OVD_RESULT_RUN_FAILED;
+    }
+}
+
+} // namespace Ovidane

@@ -1,0 +1,62 @@
+#pragma once
+// The run driver behind both restoration calls: set-up (input to a float file, the run's
+// parameter log), then the run stages.
+#include <cstdint>
+#include <string>
+
+#include "core/cCountedPtr.h"
+#include "core/cDeconLog.h"
+#include "interface/ovdinf01.h"
+
+namespace Ovidane {
+
+// The driver's 42 values, in place order. File names are held as strings; an empty name
+// stands for a null one.
+struct ovdRunArguments {
+    std::string inputFile;     // 0
+    std::string outputFile;    // 1
+    std::string tempDirectory; // 2
+    int16_t width = 0, height = 0, depth = 0;          // 3-5
+    float xSpacing = 0, ySpacing = 0, zSpacing = 0;    // 6-8
+    float numericalAperture = 0, refractiveIndex = 0, emissionWavelength = 0; // 9-11
+    uint16_t phaseObject = 0;                          // 12: 1 means yes
+    int32_t modality = 0;                              // 13: 5 brightfield, else fluorescence
+    int32_t unused14 = 0;                              // 14
+    int16_t xyGuardBand = 0, zGuardBand = 0, overlap = 0; // 15-17
+    uint16_t xyMontage = 0;                            // 18: 1 means yes
+    uint16_t pixelType = 0;                            // 19: 0 float, 1 16-bit, 2 8-bit
+    float sphericalAberration = 0;                     // 20
+    uint16_t noiseLevel = 0;                           // 21: 0 auto, 1-3 classes, else place 22
+    float noiseFactor = 0;                             // 22
+    int32_t unused23 = 0, unused24 = 0;                // 23-24
+    float memoryPercent = 100;                         // 25: no effect on the run
+    std::string psfFile;                               // 26
+    int16_t psfWidth = 0, psfHeight = 0, psfDepth = 0; // 27-29
+    float psfXSpacing = 0, psfYSpacing = 0, psfZSpacing = 0; // 30-32
+    std::string outputPsfFile;                         // 33
+    int16_t* savedPsfWidth = nullptr;                  // 34
+    int16_t* savedPsfHeight = nullptr;                 // 35
+    int16_t* savedPsfDepth = nullptr;                  // 36
+    float* savedPsfXSpacing = nullptr;                 // 37
+    float* savedPsfYSpacing = nullptr;                 // 38
+    float* savedPsfZSpacing = nullptr;                 // 39
+    ovdStatusCallback callback = nullptr;              // 40
+    void* userData = nullptr;                          // 41
+};
+
+// What the set-up leaves for the run stages.
+struct ovdRunState {
+    cCountedPtr<cDeconLog> log;
+    std::string floatInputFile; // the stack as floats: the caller's file or a converted copy
+    bool converted = false;     // the float file is a temporary copy, deleted after the run
+};
+
+// The set-up half: disk test and conversion, then the whole parameter log. Answers 0, or
+// 5 (too little temporary disk, nothing written) or 9 (conversion failed or unknown pixel
+// type; a half-written copy is deleted).
+uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& arguments, ovdRunState& state);
+
+// The whole run. Any failure or cancel inside answers 1.
+uint16_t ovdRunInverseFilter(const ovdRunArguments& arguments);
+
+} // namespace Ovidane

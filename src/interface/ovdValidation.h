@@ -1,0 +1,49 @@
+#pragma once
+// Refusal of a call's arguments before anything is written or run. Each check answers the
+// return code of the first failure in its fixed order, or 0.
+#include <cstdint>
+#include <string>
+
+#include "interface/ovdinf01.h"
+
+namespace Ovidane {
+
+// The name a record stands for: the main field, else the alternate, else "".
+std::string ovdResolveImageFileName(const ovdStructInvFilterImage* image);
+// As above, but a non-null empty main field means "no file" without a look at the alternate.
+std::string ovdResolvePsfFileName(const ovdStructInvFilterPsf* psf);
+
+// Sampling against the optics: 17/18 for x or y spacing too large/small, 19/20 for z.
+uint16_t ovdCheckResolution(float xSpacing, float ySpacing, float zSpacing, float numericalAperture,
+                            float refractiveIndex, float emissionWavelength);
+
+// The record form. Files that exist are left untouched; probe files that did not exist
+// are created and deleted again.
+uint16_t ovdValidateRecords(const ovdStructInvFilterImage* image, const ovdStructInvFilterPsf* psfIn,
+                            const ovdStructInvFilterPsf* psfOut,
+                            const ovdStructInvFilterOpsStd* stdOptions,
+                            const ovdStructInvFilterOpsExp* expOptions);
+
+// The places of the argument-list form that validation reads.
+struct ovdArgumentList {
+    const char* inputFile;
+    const char* outputFile;
+    const char* tempDirectory;
+    int16_t width, height, depth;
+    float xSpacing, ySpacing, zSpacing;
+    float numericalAperture, refractiveIndex, emissionWavelength;
+    uint16_t phaseObject, brightfield;
+    int16_t xyGuardBand, zGuardBand, overlap;
+    uint16_t xyMontage;
+    uint16_t noiseLevel, reservedFlag;
+    const char* psfFile;
+    int16_t psfWidth, psfHeight, psfDepth;
+    float psfXSpacing, psfYSpacing, psfZSpacing;
+    const char* outputPsfFile;
+};
+
+// The argument-list form. Unlike the record form it empties and deletes an existing
+// output file (and output PSF file) while probing them.
+uint16_t ovdValidateArguments(const ovdArgumentList& arguments);
+
+} // namespace Ovidane

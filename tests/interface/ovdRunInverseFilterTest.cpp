@@ -1,0 +1,217 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sys/mount.h>
+#include <vector>
+
+#include "HostCallFixture.h"
+#include "core/DeconKeys.h"
+#include "interface/ovdDerivation.h"
+#include "interface/ovdHostCallbackAdapter.h"
+#include "interface/ovdRunSetup.h"
+
+using namespace Ovidane;
+namespace fs = std::filesystem;
+
+namespace {
+
+ovdRunArguments Derived(const HostCall& call) {
+    return ovdDeriveFromRecords(call.image, &call.psfIn, &call.psfOut, call.std, call.exp);
+}
+
+cDeconParameter& SetUpRun(const ovdRunArguments& a, ovdRunState& state) {
+    EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 0);
+    return state.log->GetParameters();
+}
+
+std::vector<float> ReadFloats(const std::string& path) {
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    std::vector<float> values(std::size_t(in.tellg()) / sizeof(float));
+    in.seekg(0);
+    in.read(reinterpret_cast<char*>(values.data()), std::streamsize(values.size() * 4));
+    return values;
+}
+
+int64_t NoSpace(const std::string&) { return 1024; }
+
+} // namespace
+
+TEST(DeriveFromRecords, NoiseFactorSelectsLevelInSinglePrecision) {
+    ovdStructInvFilterOpsExp exp;
+    ovdInitStructInvFilterOpsExp(&exp);
+    EXPECT_EQ(ovdNoiseLevelOfFactor(exp.fNoiseFactor), 1); // the default is the low class
+    EXPECT_EQ(ovdNoiseLevelOfFactor(0.0f), 0);
+    EXPECT_EQ(ovdNoiseLevelOfFactor(1e-7f), 0);
+    EXPECT_EQ(ovdNoiseLevelOfFactor(2e-4f), 2);
+    EXPECT_EQ(ovdNoiseLevelOfFactor(2e-3f), 3);
+    EXPECT_EQ(ovdNoiseLevelOfFactor(2.0001e-5f), 4);
+    EXPECT_EQ(ovdNoiseLevelOfFactor(0.01f), 4);
+}
+
+TEST(DeriveFromRecords, RecodesPixelTypeFlagsAndNames) {
+    HostCall call;
+    call.image.nDataType = OVD_DATATYPE_UINT8;
+    call.std.bPhaseObject = 7;
+    call.psfOut.pszFile = nullptr;
+    call.psfOut.pszFileAlternate = "alt-psf.raw";
+    ovdRunArguments a = Derived(call);
+    EXPECT_EQ(a.pixelType, OVD_ARG_PIXEL_UINT8);
+    EXPECT_EQ(a.phaseObject, 1);
+    EXPECT_EQ(a.xyMontage, 1);
+    EXPECT_EQ(a.outputPsfFile, "alt-psf.raw");
+    call.image.nDataType = OVD_DATATYPE_FLOAT32;
+    EXPECT_EQ(Derived(call).pixelType, OVD_ARG_PIXEL_FLOAT32);
+    const ovdRunArguments noPsf = ovdDeriveFromRecords(call.image, nullptr, nullptr, call.std, call.exp);
+    EXPECT_TRUE(noPsf.psfFile.empty());
+    EXPECT_EQ(noPsf.psfWidth, 0);
+    EXPECT_TRUE(noPsf.outputPsfFile.empty());
+}
+
+TEST(RunSetUp, FillsTheRunLogFromTheArguments) {
+    HostCall call;
+    call.image.nDataType = OVD_DATATYPE_FLOAT32;
+    call.image.nModality = OVD_MODALITY_TL_BRIGHTFIELD;
+    call.image.fSphericalAberration = 1.5f;
+    call.exp.fNoiseFactor = 0.01f;
+    call.psfOut.pszFile = "saved-psf.raw";
+    ovdRunState state;
+    cDeconParameter& p = SetUpRun(Derived(call), state);
+    EXPECT_EQ(p.GetString(DEC_SPARAMS_ORIGINAL_FILE), call.input); // float input read in place
+    EXPECT_FALSE(state.converted);
+    EXPECT_EQ(p.GetString(DEC_SPARAMS_TEMP_DIRECTORY), call.tempPath);
+    EXPECT_EQ(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH), 16);
+    EXPECT_EQ(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH), 4);
+    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_MODALITY), DEC_FLAG_MOD_TL_BRIGHTFIELD);
+    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_IS_TLB));
+    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_NOISE_LEVEL), DEC_FLAG_NOISE_LEVEL_OTHER);
+    EXPECT_FLOAT_EQ(p.GetReal(DEC_RPARAMS_GOODS_FACTOR), 0.01f);
+    EXPECT_FLOAT_EQ(p.GetReal(DEC_RPARAMS_SPHERICAL_ABERRATION), 1.5f);
+    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD), DEC_FLAG_PGM_THEORETICAL_EST);
+    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_PSF_EMPIRICAL));
+    EXPECT_EQ(p.GetInt(DEC_IPARAMS_PSF_WIDTH), 0);
+    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_SAVE_PSF));
+    EXPECT_EQ(p.GetString(DEC_SPARAMS_OUTPUT_PSF_FILE), "saved-psf.raw");
+    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_PSF_HIGH_NA));
+    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_IS_2D));
+    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE));
+    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_INTENSITY_CORRECTION));
+    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_SUBVOLUME_ZMONTAGE));
+    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_SUBVOLUME_METHOD), DEC_FLAG_SVM_DYNAMIC);
+    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_DATATYPE), DEC_FLAG_DTF_FLOAT_32BIT);
+}
+
+TEST(RunSetUp, NoiseClassesPsfInputDepthOneAndTheHighApertureLimit) {
+    HostCall call;
+    call.image.nDataType = OVD_DATATYPE_FLOAT32;
+    ovdRunArguments a = Derived(call);
+    const int32_t expected[] = {DEC_FLAG_NOISE_LEVEL_ESTIMATE, DEC_FLAG_NOISE_LEVEL_LOW,
+                                DEC_FLAG_NOISE_LEVEL_MEDIUM, DEC_FLAG_NOISE_LEVEL_HIGH};
+    for (uint16_t level = 0; level < 4; ++level) {
+        a.noiseLevel = level;
+        a.noiseFactor = 0.5f;
+        ovdRunState state;
+        cDeconParameter& p = SetUpRun(a, state);
+        EXPECT_EQ(p.GetFlag(DEC_FPARAMS_NOISE_LEVEL), expected[level]);
+        EXPECT_EQ(p.GetReal(DEC_RPARAMS_GOODS_FACTOR), 0.0f); // only the value-carrying level
+    }
+    a.depth = 1;
+    a.numericalAperture = 0.7f;
+    a.psfFile = call.psf;
+    a.psfWidth = 8;
+    a.psfZSpacing = 0.2f;
+    ovdRunState state;
+    cDeconParameter& p = SetUpRun(a, state);
+    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_IS_2D));
+    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_PSF_HIGH_NA)); // 0.7 itself is not above the limit
+    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD), DEC_FLAG_PGM_PSF_INPUT);
+    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_PSF_EMPIRICAL));
+    EXPECT_EQ(p.GetString(DEC_SPARAMS_INPUT_PSF_FILE), call.psf);
+    EXPECT_EQ(p.GetInt(DEC_IPARAMS_PSF_WIDTH), 8);
+    EXPECT_FLOAT_EQ(p.GetReal(DEC_RPARAMS_PSF_Z_SPACING), 0.2f);
+    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GENERATION_SOURCE), DEC_FLAG_PSFSRC_CALCULATED);
+}
+
+TEST(RunSetUp, ConvertsSixteenBitInputIntoTheTemporaryDirectory) {
+    HostCall call;
+    ovdRunState state;
+    cDeconParameter& p = SetUpRun(Derived(call), state);
+    ASSERT_TRUE(state.converted);
+    EXPECT_EQ(fs::path(state.floatInputFile).parent_path(), call.temp.Path());
+    EXPECT_EQ(p.GetString(DEC_SPARAMS_ORIGINAL_FILE), state.floatInputFile);
+    const std::vector<float> floats = ReadFloats(state.floatInputFile);
+    ASSERT_EQ(floats.size(), 16u * 16 * 4);
+    EXPECT_EQ(floats[0], 100.0f);
+    EXPECT_EQ(floats[49], 149.0f);
+    fs::remove(state.floatInputFile);
+}
+
+TEST(RunSetUp, RefusesSmallDiskAndUnknownPixelTypeBeforeWritingAnything) {
+    HostCall call;
+    ovdSetDiskSpaceQuery(&NoSpace);
+    ovdRunState state;
+    EXPECT_EQ(ovdSetUpInverseFilterRun(Derived(call), state), 5);
+    ovdSetDiskSpaceQuery(nullptr);
+    EXPECT_EQ(call.temp.Count(), 0u);
+
+    ovdRunArguments a = Derived(call);
+    a.pixelType = 3;
+    EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 9);
+    EXPECT_EQ(call.temp.Count(), 0u);
+
+    // A stack file shorter than its stated size cannot be converted: 9, and the half
+    // written copy is gone.
+    a = Derived(call);
+    a.depth = 40;
+    EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 9);
+    EXPECT_EQ(call.temp.Count(), 0u);
+}
+
+TEST(RunSetUp, SmallTmpfsGivesFiveThroughTheRealQuery) {
+    OvidaneTest::TempDir mountPoint("ovd-tmpfs");
+    if (::mount("tmpfs", mountPoint.Path().c_str(), "tmpfs", 0, "size=16k") != 0)
+        GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
+    HostCall call;
+    call.image.sWidth = 64; // 64 x 64 x 4 floats = 64 KB, four times what the disk holds
+    call.image.sHeight = 64;
+    HostCall::WriteWords(call.input, 64 * 64 * 4);
+    ovdRunArguments a = Derived(call);
+    a.tempDirectory = mountPoint.Path().string();
+    ovdRunState state;
+    const uint16_t code = ovdSetUpInverseFilterRun(a, state);
+    const std::size_t left = mountPoint.Count();
+    ::umount(mountPoint.Path().c_str());
+    EXPECT_EQ(code, 5);
+    EXPECT_EQ(left, 0u);
+}
+
+namespace {
+struct HostSeen {
+    void* user = nullptr;
+    uint32_t stage = 0, count = 0, index = 0;
+    float percent = 0, minutes = 0;
+};
+uint16_t RecordingHost(void* user, uint32_t stage, float percent, uint32_t count, uint32_t index,
+                       float minutes) {
+    auto* seen = static_cast<HostSeen*>(user);
+    *seen = HostSeen{user, stage, count, index, percent, minutes};
+    return 7;
+}
+} // namespace
+
+TEST(HostCallbackAdapter, ForwardsInHostOrderZeroExtendedAndPassesTheAnswer) {
+    HostSeen seen;
+    ovdHostCallbackRecord record{&RecordingHost, &seen};
+    ovdStructInvFilterStatus status{42.5f, 3.25f, 2, 5, 3, -1, 136};
+    EXPECT_EQ(ovdHostCallbackAdapter(&status, &record), 7);
+    EXPECT_EQ(seen.user, &seen);
+    EXPECT_EQ(seen.stage, 136u);
+    EXPECT_EQ(seen.index, 3u);
+    EXPECT_EQ(seen.count, 65535u); // a negative 16-bit count arrives zero-extended
+    EXPECT_FLOAT_EQ(seen.percent, 42.5f);
+    EXPECT_FLOAT_EQ(seen.minutes, 3.25f);
+
+    ovdHostCallbackRecord noFunction{nullptr, &seen};
+    EXPECT_EQ(ovdHostCallbackAdapter(&status, &noFunction), OVD_STATUS_CONTINUE);
+    EXPECT_EQ(ovdHostCallbackAdapter(&status, nullptr), OVD_STATUS_CONTINUE);
+}
