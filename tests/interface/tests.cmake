@@ -14,3 +14,21 @@ add_test(NAME interface.PublicHeaderIsPlainC99
           -x c ${CMAKE_SOURCE_DIR}/src/interface/ovdinf01.h)
 set_tests_properties(interface.RecordLayout32.C interface.RecordLayout32.CXX
   interface.PublicHeaderIsPlainC99 PROPERTIES LABELS unit)
+
+# A plain C host that loads the shared library at run time, as imaging programs do. An
+# instrumented library can't be loaded by an uninstrumented host, so the sanitizer build
+# leaves this test to the plain one.
+if(NOT OVD_SANITIZE)
+add_executable(c_host ${CMAKE_CURRENT_LIST_DIR}/c_host.c)
+target_include_directories(c_host PRIVATE ${CMAKE_SOURCE_DIR}/src)
+target_link_libraries(c_host PRIVATE ${CMAKE_DL_LIBS})
+add_dependencies(c_host ovdinf01)
+set(OVD_C_HOST_SCRATCH ${CMAKE_CURRENT_BINARY_DIR}/c_host_scratch)
+add_test(NAME interface.PlainCHostLoadsAndCalls
+  COMMAND ${CMAKE_COMMAND} -E env bash -c
+    "rm -rf '${OVD_C_HOST_SCRATCH}' && mkdir -p '${OVD_C_HOST_SCRATCH}' && '$<TARGET_FILE:c_host>' '$<TARGET_FILE:ovdinf01>' '${OVD_C_HOST_SCRATCH}' && rm -rf '${OVD_C_HOST_SCRATCH}'")
+set_tests_properties(interface.PlainCHostLoadsAndCalls PROPERTIES LABELS unit)
+endif()
+add_test(NAME interface.ExportsOnlyPublicOperations
+  COMMAND bash ${CMAKE_CURRENT_LIST_DIR}/check_exports.sh $<TARGET_FILE:ovdinf01>)
+set_tests_properties(interface.ExportsOnlyPublicOperations PROPERTIES LABELS unit)

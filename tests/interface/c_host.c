@@ -1,0 +1,160 @@
+/* A host written in plain C: it loads the library at run time, resolves the exported
+ * operations by name and calls them with records and callbacks, as an imaging program does.
+ * Usage: c_host <path of libovdinf01.so> <scratch directory> */
+#include <dlfcn.h>
+#include <math.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "interface/ovdinf01.h"
+
+static int failures = 0;
+#define CHECK(cond)                                                                      \
+    do {                                                                                 \
+        if (!(cond)) {                                                                   \
+            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond);     \
+            ++failures;                                                                  \
+        }                                                                                \
+    } while (0)
+
+typedef uint16_t (*InitStd)(ovdStructInvFilterOpsStd*);
+typedef uint16_t (*InitExp)(ovdStructInvFilterOpsExp*);
+typedef uint16_t (*Restore)(const ovdStructInvFilterImage*, const ovdStructInvFilterPsf*,
+                            ovdStructInvFilterPsf*, const ovdStructInvFilterOpsStd*,
+                            const ovdStructInvFilterOpsExp*, ovdStatusCallback, void*);
+typedef uint16_t (*RestoreFlat)(const char*, const char*, const char*, int16_t, int16_t, int16_t,
+                                float, float, float, float, float, float, uint16_t, uint16_t,
+                                uint32_t, int16_t, int16_t, int16_t, uint16_t, uint16_t, float,
+                                uint16_t, uint16_t, uint16_t, const char*, int16_t, int16_t,
+                                int16_t, float, float, float, const char*, int16_t*, int16_t*,
+                                int16_t*, float*, float*, float*, ovdHostStatusCallback, void*);
+typedef uint16_t (*DetectSA)(const char*, const char*, int16_t, int16_t, int16_t, float, float,
+                             float, float, float, float, uint16_t, uint16_t, uint32_t, int16_t,
+                             int16_t, int16_t, uint16_t, uint16_t, float, float, float*, uint16_t,
+                             uint16_t, uint16_t, ovdHostStatusCallback, void*);
+typedef void (*SetMessages)(ovdMessageCallback, void*);
+
+static uint16_t OVD_CALL RecordCallback(ovdStructInvFilterStatus* status, void* user) {
+    (void)status;
+    ++*(int*)user;
+    return OVD_STATUS_CONTINUE;
+}
+
+static uint16_t OVD_CALL FlatCallback(void* user, uint32_t stage, float percent, uint32_t count,
+                                      uint32_t index, float minutes) {
+    (void)stage; (void)percent; (void)count; (void)index; (void)minutes;
+    ++*(int*)user;
+    return OVD_STATUS_CONTINUE;
+}
+
+static void* Resolve(void* library, const char* name) {
+    void* symbol = dlsym(library, name);
+    if (!symbol) {
+        fprintf(stderr, "missing export %s\n", name);
+        ++failures;
+    }
+    return symbol;
+}
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        fprintf(stderr, "usage: c_host <library> <scratch directory>\n");
+        return 2;
+    }
+    void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+    if (!library) {
+        fprintf(stderr, "dlopen: %s\n", dlerror());
+        return 1;
+    }
+    InitStd initStd = (InitStd)Resolve(library, "ovdInitStructInvFilterOpsStd");
+    InitExp initExp = (InitExp)Resolve(library, "ovdInitStructInvFilterOpsExp");
+    Restore restore = (Restore)Resolve(library, "ovd3dInverseFilter");
+    RestoreFlat restoreFlat = (RestoreFlat)Resolve(library, "DLL_OVD_3DIF");
+    DetectSA detect = (DetectSA)Resolve(library, "ovd3dInverseFilterDetectSA");
+    SetMessages setMessages = (SetMessages)Resolve(library, "ovdSetMessageCallback");
+    CHECK(dlsym(library, "_ZN7Ovidane9cDeconLogC1Ev") == NULL); /* internals stay hidden */
+    if (failures)
+        return 1;
+    setMessages(NULL, NULL); /* a quiet host */
+
+    /* A small float stack: 16 x 16 x 4 of a constant. */
+    char input[512], output[512], psfOut[512];
+    snprintf(input, sizeof input, "%s/stack.raw", argv[2]);
+    snprintf(output, sizeof output, "%s/restored.raw", argv[2]);
+    snprintf(psfOut, sizeof psfOut, "%s/psf.raw", argv[2]);
+    FILE* file = fopen(input, "wb");
+    float slice[16 * 16];
+    for (int i = 0; i < 16 * 16; ++i)
+        slice[i] = 100.0f;
+    for (int z = 0; z < 4; ++z)
+        fwrite(slice, sizeof slice, 1, file);
+    fclose(file);
+
+    ovdStructInvFilterOpsStd std;
+    ovdStructInvFilterOpsExp exp;
+    memset(&std, 0xAB, sizeof std);
+    CHECK(initStd(&std) == 0);
+    CHECK(std.pszOutputFile == NULL && std.pszTempDirectory == NULL && std.bPhaseObject == 0);
+    CHECK(initExp(&exp) == 0);
+    CHECK(exp.fNoiseFactor == 2e-5f && exp.fMemoryPercent == 100.0f);
+    CHECK(exp.sXYGuardBand == 10 && exp.sZGuardBand == 6 && exp.sOverlap == 10);
+    CHECK(exp.sReserved == 4 && exp.bXYMontage == 1 && exp.bReserved == 0);
+
+    ovdStructInvFilterImage image;
+    memset(&image, 0, sizeof image);
+    image.pszFile = input;
+    image.nDataType = OVD_DATATYPE_FLOAT32;
+    image.nModality = OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
+    image.sWidth = 16;
+    image.sHeight = 16;
+    image.sDepth = 4;
+    image.sExtent4 = 1;
+    image.fXSpacing = image.fYSpacing = 0.1f;
+    image.fZSpacing = 0.25f;
+    image.fNumericalAperture = 1.4f;
+    image.fRefractiveIndex = 1.515f;
+    image.fEmissionWavelength = 0.52f;
+    std.pszOutputFile = output;
+    std.pszTempDirectory = argv[2];
+    ovdStructInvFilterPsf saved;
+    memset(&saved, 0, sizeof saved);
+    saved.pszFile = psfOut;
+    saved.sWidth = -7; /* must stay untouched unless the run succeeds */
+
+    int calls = 0;
+    CHECK(restore(NULL, NULL, NULL, &std, &exp, RecordCallback, &calls) == OVD_RESULT_INVALID_ARGUMENT);
+    image.fNumericalAperture = 0.25f;
+    CHECK(restore(&image, NULL, &saved, &std, &exp, RecordCallback, &calls) ==
+          OVD_RESULT_OPTICS_OUT_OF_RANGE);
+    image.fNumericalAperture = 1.4f;
+    const uint16_t runResult = restore(&image, NULL, &saved, &std, &exp, RecordCallback, &calls);
+    CHECK(runResult == OVD_RESULT_SUCCESS || runResult == OVD_RESULT_RUN_FAILED);
+    if (runResult != OVD_RESULT_SUCCESS)
+        CHECK(saved.sWidth == -7);
+
+    int16_t w = -1, h = -1, d = -1;
+    float sx = -1, sy = -1, sz = -1;
+    int flatCalls = 0;
+    CHECK(restoreFlat(input, output, argv[2], 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f,
+                      0, 0, 0, 10, 6, 301, 1, 0, 0.0f, 0, 0, 0, NULL, 0, 0, 0, 0, 0, 0, NULL, &w,
+                      &h, &d, &sx, &sy, &sz, FlatCallback, &flatCalls) ==
+          OVD_RESULT_OVERLAP_TOO_LARGE);
+    CHECK(restoreFlat(input, output, argv[2], 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f,
+                      0, 0, 0, 10, 6, 10, 1, 3, 0.0f, 0, 0, 0, NULL, 0, 0, 0, 0, 0, 0, NULL, &w,
+                      &h, &d, &sx, &sy, &sz, NULL, NULL) == OVD_RESULT_CONVERSION_FAILED);
+    CHECK(w == -1 && sx == -1); /* out-values are written on success only */
+
+    float estimate = -99.0f;
+    CHECK(detect(input, NULL, 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0, 0, 10, 6,
+                 10, 1, 0, -5.0f, 5.0f, &estimate, 0, 0, 0, FlatCallback, &flatCalls) ==
+          OVD_RESULT_INVALID_ARGUMENT);
+    CHECK(detect(input, argv[2], 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0, 0, 10, 6,
+                 10, 1, 0, 5.0f, -5.0f, &estimate, 0, 0, 0, FlatCallback, &flatCalls) ==
+          OVD_RESULT_INVALID_ARGUMENT);
+
+    dlclose(library);
+    if (failures)
+        fprintf(stderr, "%d check(s) failed\n", failures);
+    return failures ? 1 : 0;
+}
