@@ -1,0 +1,28 @@
+#pragma once
+// The stack the user named, as the library wants it: a raw file with known size, pixel
+// type and spacing.
+#include <string>
+
+#include "PrivateTempDir.h"
+#include "TiffStack.h"
+
+namespace ovdtool {
+
+struct InputStack {
+    std::string rawPath; // the user's raw file itself, or a copy of a TIFF's pixels
+    StackShape shape;
+    Spacing spacing;
+};
+
+struct InputOptions {
+    std::string size;    // "WxHxD" for raw files
+    std::string type;    // u8, u16, f32 for raw files
+    std::string spacing; // "x,y,z" in micrometres; overrides the file's metadata
+};
+
+// Raw files need --size and --type and must be exactly as long as they say; TIFF files
+// bring their own size, type and (often) spacing.
+InputStack OpenInput(const std::string& path, const InputOptions& options, const PrivateTempDir& temp,
+                     const std::string& role);
+
+} // namespace ovdtool

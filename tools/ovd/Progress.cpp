@@ -1,0 +1,63 @@
+#include "Progress.h"
+
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+
+namespace ovdtool {
+namespace {
+volatile std::sig_atomic_t gInterrupted = 0;
+void OnInterrupt(int) { gInterrupted = 1; }
+} // namespace
+
+Progress::Progress(const char* label) : mLabel(label), mTerminal(::isatty(STDERR_FILENO) == 1) {}
+
+Progress::~Progress() {
+    if (mDrawn)
+        std::fputc('\n', stderr);
+}
+
+void Progress::CatchInterrupt() {
+    struct sigaction action {};
+    action.sa_handler = &OnInterrupt;
+    sigemptyset(&action.sa_mask);
+    ::sigaction(SIGINT, &action, nullptr);
+    ::sigaction(SIGTERM, &action, nullptr);
+}
+
+bool Progress::Interrupted() { return gInterrupted != 0; }
+
+uint16_t Progress::OnStatus(ovdStructInvFilterStatus* status, void* self) {
+    return static_cast<Progress*>(self)->Show(status->fPercentDone, status->sSubvolume,
+                                              status->sSubvolumeCount, status->fMinutesLeft);
+}
+
+uint16_t Progress::OnHostStatus(void* self, uint32_t, float percent, uint32_t count, uint32_t index,
+                                float minutesLeft) {
+    return static_cast<Progress*>(self)->Show(percent, int(index), int(count), minutesLeft);
+}
+
+uint16_t Progress::Show(float percent, int subvolume, int subvolumeCount, float minutesLeft) {
+    if (gInterrupted)
+        return 0; // anything but "continue" cancels the run
+    if (!mTerminal)
+        return OVD_STATUS_CONTINUE;
+    const auto now = std::chrono::steady_clock::now();
+    if (mDrawn && now - mLastDraw < std::chrono::milliseconds(100) && percent < 100)
+        return OVD_STATUS_CONTINUE;
+    mLastDraw = now;
+    constexpr int kWidth = 30;
+    const int filled = int(percent / 100.0f * kWidth + 0.5f);
+    char bar[kWidth + 1];
+    for (int i = 0; i < kWidth; ++i)
+        bar[i] = i < filled ? '#' : '.';
+    bar[kWidth] = '\0';
+    const int seconds = int(minutesLeft * 60.0f + 0.5f);
+    std::fprintf(stderr, "\r%s [%s] %5.1f%%  subvolume %d/%d  %d:%02d left ", mLabel, bar, percent,
+                 subvolume, subvolumeCount, seconds / 60, seconds % 60);
+    std::fflush(stderr);
+    mDrawn = true;
+    return OVD_STATUS_CONTINUE;
+}
+
+} // namespace ovdtool

@@ -1,0 +1,35 @@
+#pragma once
+// The progress line on a terminal, and the Ctrl-C that cancels a run through the library's
+// status callback.
+#include <chrono>
+#include <cstdint>
+
+#include "interface/ovdinf01.h"
+
+namespace ovdtool {
+
+class Progress {
+public:
+    explicit Progress(const char* label);
+    ~Progress(); // ends the line it drew
+
+    // The library's record-form callback; user data is the Progress.
+    static uint16_t OVD_CALL OnStatus(ovdStructInvFilterStatus* status, void* self);
+    // The argument-list form's callback, for detection.
+    static uint16_t OVD_CALL OnHostStatus(void* self, uint32_t stage, float percent,
+                                          uint32_t count, uint32_t index, float minutesLeft);
+
+    // Installs the SIGINT handler that turns Ctrl-C into a cancel of the running call.
+    static void CatchInterrupt();
+    static bool Interrupted();
+
+private:
+    uint16_t Show(float percent, int subvolume, int subvolumeCount, float minutesLeft);
+
+    const char* mLabel;
+    bool mTerminal;
+    bool mDrawn = false;
+    std::chrono::steady_clock::time_point mLastDraw{};
+};
+
+} // namespace ovdtool

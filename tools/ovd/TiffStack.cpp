@@ -1,0 +1,194 @@
+#include "TiffStack.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include <tiffio.h>
+
+namespace ovdtool {
+namespace {
+
+struct TiffCloser {
+    void operator()(TIFF* tiff) const { TIFFClose(tiff); }
+};
+using Tiff = std::unique_ptr<TIFF, TiffCloser>;
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+void QuietWarnings(const char*, const char*, va_list) {}
+
+Tiff Open(const std::string& path, const char* mode) {
+    TIFFSetWarningHandler(&QuietWarnings);
+    TIFFSetErrorHandler(&QuietWarnings);
+    Tiff tiff(TIFFOpen(path.c_str(), mode));
+    if (!tiff)
+        throw StackError(path + ": not a readable TIFF file");
+    return tiff;
+}
+
+// Value of "key=" in ImageJ's line-based description, or of the attribute key="..." in
+// OME-XML; 0 when absent.
+float FindNumber(const std::string& text, const std::string& key) {
+    for (const std::string& pattern : {key + "=\"", key + "="}) {
+        const std::size_t at = text.find(pattern);
+        if (at != std::string::npos)
+            return std::strtof(text.c_str() + at + pattern.size(), nullptr);
+    }
+    return 0;
+}
+
+Spacing ReadSpacing(TIFF* tiff) {
+    Spacing spacing;
+    char* description = nullptr;
+    const std::string text =
+        TIFFGetField(tiff, TIFFTAG_IMAGEDESCRIPTION, &description) && description ? description : "";
+    if (text.find("<OME") != std::string::npos) {
+        spacing.x = FindNumber(text, "PhysicalSizeX");
+        spacing.y = FindNumber(text, "PhysicalSizeY");
+        spacing.z = FindNumber(text, "PhysicalSizeZ");
+        return spacing;
+    }
+    if (text.rfind("ImageJ=", 0) == 0) {
+        spacing.z = FindNumber(text, "spacing");
+        float xResolution = 0, yResolution = 0; // pixels per unit
+        if (TIFFGetField(tiff, TIFFTAG_XRESOLUTION, &xResolution) && xResolution > 0)
+            spacing.x = 1.0f / xResolution;
+        if (TIFFGetField(tiff, TIFFTAG_YRESOLUTION, &yResolution) && yResolution > 0)
+            spacing.y = 1.0f / yResolution;
+    }
+    return spacing;
+}
+
+StackShape ReadPageShape(TIFF* tiff, const std::string& path) {
+    uint32_t width = 0, height = 0;
+    uint16_t bits = 0, samples = 1, format = SAMPLEFORMAT_UINT;
+    TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width);
+    TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &bits);
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &samples);
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &format);
+    if (samples != 1)
+        throw StackError(path + ": colour TIFF (" + std::to_string(samples) +
+                         " samples per pixel); save one grayscale channel");
+    StackShape shape;
+    shape.width = int(width);
+    shape.height = int(height);
+    if (bits == 8 && format == SAMPLEFORMAT_UINT)
+        shape.type = PixelType::U8;
+    else if (bits == 16 && format == SAMPLEFORMAT_UINT)
+        shape.type = PixelType::U16;
+    else if (bits == 32 && format == SAMPLEFORMAT_IEEEFP)
+        shape.type = PixelType::F32;
+    else
+        throw StackError(path + ": unsupported TIFF pixels (" + std::to_string(bits) +
+                         "-bit, format " + std::to_string(format) +
+                         "); use 8- or 16-bit unsigned or 32-bit float grayscale");
+    if (width < 1 || height < 1 || width > 32767 || height > 32767)
+        throw StackError(path + ": page size out of range (1 to 32767 pixels a side)");
+    return shape;
+}
+
+std::size_t BytesOf(PixelType type) {
+    return type == PixelType::U8 ? 1 : type == PixelType::U16 ? 2 : 4;
+}
+
+} // namespace
+
+bool HasTiffExtension(const std::string& path) {
+    std::string lower = path;
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+    auto endsWith = [&](const std::string& suffix) {
+        return lower.size() >= suffix.size() &&
+               lower.compare(lower.size() - suffix.size(), suffix.size(), suffix) == 0;
+    };
+    return endsWith(".tif") || endsWith(".tiff");
+}
+
+TiffStackInfo ProbeTiff(const std::string& path) {
+    Tiff tiff = Open(path, "r");
+    TiffStackInfo info;
+    info.shape = ReadPageShape(tiff.get(), path);
+    info.spacing = ReadSpacing(tiff.get());
+    int pages = 0;
+    do {
+        const StackShape page = ReadPageShape(tiff.get(), path);
+        if (page.width != info.shape.width || page.height != info.shape.height || page.type != info.shape.type)
+            throw StackError(path + ": page " + std::to_string(pages + 1) +
+                             " differs in size or pixel type from the first page");
+        ++pages;
+    } while (TIFFReadDirectory(tiff.get()));
+    if (pages > 32767)
+        throw StackError(path + ": more than 32767 pages");
+    info.shape.depth = pages;
+    return info;
+}
+
+void TiffToRaw(const std::string& tiffPath, const std::string& rawPath) {
+    const TiffStackInfo info = ProbeTiff(tiffPath);
+    Tiff tiff = Open(tiffPath, "r");
+    File out(std::fopen(rawPath.c_str(), "wb"));
+    if (!out)
+        throw StackError(rawPath + ": cannot be written");
+    const std::size_t rowBytes = std::size_t(info.shape.width) * BytesOf(info.shape.type);
+    std::vector<unsigned char> row(std::max<std::size_t>(rowBytes, TIFFScanlineSize(tiff.get())));
+    do {
+        for (int y = 0; y < info.shape.height; ++y) {
+            if (TIFFReadScanline(tiff.get(), row.data(), uint32_t(y), 0) < 0)
+                throw StackError(tiffPath + ": damaged or unsupported (tiled or compressed beyond libtiff)");
+            if (std::fwrite(row.data(), 1, rowBytes, out.get()) != rowBytes)
+                throw StackError(rawPath + ": disk full while writing");
+        }
+    } while (TIFFReadDirectory(tiff.get()));
+}
+
+void RawFloatToTiff(const std::string& rawPath, const std::string& tiffPath, const StackShape& shape,
+                    const Spacing& spacing) {
+    File in(std::fopen(rawPath.c_str(), "rb"));
+    if (!in)
+        throw StackError(rawPath + ": cannot be read");
+    // Classic TIFF addresses 4 GiB; larger stacks are written as BigTIFF.
+    const double bytes = double(shape.width) * shape.height * shape.depth * sizeof(float);
+    Tiff tiff = Open(tiffPath, bytes > 3.9e9 ? "w8" : "w");
+    const std::string description = "ImageJ=1.11a\nimages=" + std::to_string(shape.depth) +
+                                    "\nslices=" + std::to_string(shape.depth) +
+                                    "\nunit=micron\nspacing=" + std::to_string(spacing.z) +
+                                    "\nloop=false\n";
+    std::vector<float> row(std::size_t(shape.width));
+    for (int z = 0; z < shape.depth; ++z) {
+        TIFF* t = tiff.get();
+        TIFFSetField(t, TIFFTAG_IMAGEWIDTH, uint32_t(shape.width));
+        TIFFSetField(t, TIFFTAG_IMAGELENGTH, uint32_t(shape.height));
+        TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 32);
+        TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
+        TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+        TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+        TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, uint32_t(shape.height));
+        TIFFSetField(t, TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
+        TIFFSetField(t, TIFFTAG_PAGENUMBER, uint16_t(z), uint16_t(shape.depth));
+        if (spacing.x > 0 && spacing.y > 0) {
+            TIFFSetField(t, TIFFTAG_XRESOLUTION, 1.0f / spacing.x);
+            TIFFSetField(t, TIFFTAG_YRESOLUTION, 1.0f / spacing.y);
+            TIFFSetField(t, TIFFTAG_RESOLUTIONUNIT, RESUNIT_NONE);
+        }
+        if (z == 0)
+            TIFFSetField(t, TIFFTAG_IMAGEDESCRIPTION, description.c_str());
+        for (int y = 0; y < shape.height; ++y) {
+            if (std::fread(row.data(), sizeof(float), row.size(), in.get()) != row.size())
+                throw StackError(rawPath + ": shorter than its stated size");
+            if (TIFFWriteScanline(t, row.data(), uint32_t(y), 0) < 0)
+                throw StackError(tiffPath + ": cannot be written (disk full?)");
+        }
+        if (!TIFFWriteDirectory(t))
+            throw StackError(tiffPath + ": cannot be written (disk full?)");
+    }
+}
+
+} // namespace ovdtool
