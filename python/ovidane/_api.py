@@ -1,0 +1,192 @@
+"""restore, detect_sa and friends: numpy arrays in (z, y, x) order, through the library's
+exported operations."""
+
+import ctypes
+import os
+import tempfile
+
+import numpy as np
+
+from . import _library as L
+from .errors import check
+
+_DATA_TYPES = {np.dtype(np.uint8): 0, np.dtype(np.uint16): 1, np.dtype(np.float32): 2}
+_ARGUMENT_PIXEL_TYPES = {np.dtype(np.float32): 0, np.dtype(np.uint16): 1, np.dtype(np.uint8): 2}
+_NOISE = {"auto": 0.0, "low": 2e-5, "medium": 2e-4, "high": 2e-3}
+
+
+def _as_stack(stack):
+    array = np.asarray(stack)
+    if array.ndim == 2:
+        array = array[np.newaxis]
+    if array.ndim != 3:
+        raise ValueError(f"a stack has 3 axes (z, y, x); this array has {array.ndim}")
+    if array.dtype not in _DATA_TYPES:
+        raise TypeError(f"pixels must be uint8, uint16 or float32, not {array.dtype}")
+    if max(array.shape) > 32767 or min(array.shape) < 1:
+        raise ValueError(f"each axis must have 1 to 32767 pixels, not {array.shape}")
+    return np.ascontiguousarray(array)
+
+
+def _spacing(spacing):
+    values = tuple(float(v) for v in spacing)
+    if len(values) != 3:
+        raise ValueError("spacing is (x, y, z) in micrometres")
+    return values
+
+
+def _noise_factor(noise):
+    if isinstance(noise, str):
+        if noise not in _NOISE:
+            raise ValueError(f"noise is one of {sorted(_NOISE)} or a positive number")
+        return _NOISE[noise]
+    if not noise > 0:
+        raise ValueError("a numeric noise level must be positive")
+    return float(noise)
+
+
+class _Progress:
+    """Bridges a Python progress function to the library's status callback. The function
+    gets (percent, subvolume, subvolume_count, minutes_left); returning False cancels."""
+
+    def __init__(self, function):
+        self.function = function
+        self.cancelled = False
+        self.error = None
+        self.record_callback = L.StatusCallback(self._on_record)
+        self.host_callback = L.HostStatusCallback(self._on_host)
+
+    def _report(self, percent, index, count, minutes):
+        if self.function is None:
+            return 201
+        try:
+            if self.function(percent, index, count, minutes) is False:
+                self.cancelled = True
+                return 0
+        except BaseException as error:  # carried out after the call returns
+            self.error = error
+            self.cancelled = True
+            return 0
+        return 201
+
+    def _on_record(self, status, _user):
+        s = status.contents
+        return self._report(s.fPercentDone, s.sSubvolume, s.sSubvolumeCount, s.fMinutesLeft)
+
+    def _on_host(self, _user, _stage, percent, count, index, minutes):
+        return self._report(percent, index, count, minutes)
+
+    def finish(self, code):
+        if self.error is not None:
+            raise self.error
+        check(code, cancelled=self.cancelled)
+
+
+def _write_raw(array, path):
+    array.tofile(path)
+
+
+def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, noise="auto",
+            psf=None, psf_spacing=None, guard_xy=10, guard_z=6, overlap=10, progress=None,
+            temp_dir=None, return_psf=False):
+    """Restores a stack with the library's Wiener filter.
+
+    stack: array (z, y, x) of uint8, uint16 or float32. spacing: (x, y, z) in micrometres.
+    na, ri, wavelength (micrometres): the optics. sa: spherical aberration of the
+    theoretical PSF. psf: a measured PSF (z, y, x), with psf_spacing (x, y, z), used instead.
+    noise: 'auto', 'low', 'medium', 'high' or a regularisation level.
+    Returns the restored float32 stack, and the PSF used when return_psf is true.
+    """
+    array = _as_stack(stack)
+    sx, sy, sz = _spacing(spacing)
+    depth, height, width = array.shape
+    with tempfile.TemporaryDirectory(prefix="ovidane-", dir=temp_dir) as work:
+        input_path = os.path.join(work, "input.raw")
+        output_path = os.path.join(work, "output.raw")
+        psf_in_path = os.path.join(work, "psf.raw")
+        psf_out_path = os.path.join(work, "psf-used.raw")
+        library_temp = os.path.join(work, "tmp")
+        os.mkdir(library_temp)
+        _write_raw(array, input_path)
+
+        image = L.ImageRecord()
+        image.pszFile = input_path.encode()
+        image.nDataType = _DATA_TYPES[array.dtype]
+        image.nModality = 5 if brightfield else 4
+        image.sWidth, image.sHeight, image.sDepth, image.sExtent4 = width, height, depth, 1
+        image.fXSpacing, image.fYSpacing, image.fZSpacing = sx, sy, sz
+        image.fNumericalAperture, image.fRefractiveIndex = na, ri
+        image.fEmissionWavelength, image.fSphericalAberration = wavelength, sa
+
+        psf_in = None
+        if psf is not None:
+            measured = np.ascontiguousarray(np.asarray(psf, dtype=np.float32))
+            if measured.ndim != 3:
+                raise ValueError("a PSF has 3 axes (z, y, x)")
+            _write_raw(measured, psf_in_path)
+            psf_in = L.PsfRecord()
+            psf_in.pszFile = psf_in_path.encode()
+            psf_in.sDepth, psf_in.sHeight, psf_in.sWidth = measured.shape
+            psf_in.fXSpacing, psf_in.fYSpacing, psf_in.fZSpacing = _spacing(psf_spacing or spacing)
+        psf_out = None
+        if return_psf:
+            psf_out = L.PsfRecord()
+            psf_out.pszFile = psf_out_path.encode()
+
+        std = L.StandardOptions()
+        exp = L.ExpertOptions()
+        L.lib.ovdInitStructInvFilterOpsStd(ctypes.byref(std))
+        L.lib.ovdInitStructInvFilterOpsExp(ctypes.byref(exp))
+        std.pszOutputFile = output_path.encode()
+        std.pszTempDirectory = library_temp.encode()
+        exp.fNoiseFactor = _noise_factor(noise)
+        exp.sXYGuardBand, exp.sZGuardBand, exp.sOverlap = guard_xy, guard_z, overlap
+
+        bridge = _Progress(progress)
+        code = L.lib.ovd3dInverseFilter(ctypes.byref(image),
+                                        ctypes.byref(psf_in) if psf_in else None,
+                                        ctypes.byref(psf_out) if psf_out else None,
+                                        ctypes.byref(std), ctypes.byref(exp),
+                                        bridge.record_callback, None)
+        bridge.finish(code)
+        restored = np.fromfile(output_path, dtype=np.float32).reshape(array.shape)
+        if not return_psf:
+            return restored
+        used = np.fromfile(psf_out_path, dtype=np.float32).reshape(
+            psf_out.sDepth, psf_out.sHeight, psf_out.sWidth)
+        return restored, used
+
+
+def detect_sa(stack, spacing, na, ri, wavelength, *, lower=-10.0, upper=10.0, brightfield=False,
+              guard_xy=10, guard_z=6, overlap=10, progress=None, temp_dir=None):
+    """Estimates the spherical aberration of a stack (z, y, x) between lower and upper."""
+    array = _as_stack(stack)
+    sx, sy, sz = _spacing(spacing)
+    depth, height, width = array.shape
+    with tempfile.TemporaryDirectory(prefix="ovidane-", dir=temp_dir) as work:
+        input_path = os.path.join(work, "input.raw")
+        library_temp = os.path.join(work, "tmp")
+        os.mkdir(library_temp)
+        _write_raw(array, input_path)
+        result = ctypes.c_float(0.0)
+        bridge = _Progress(progress)
+        code = L.lib.ovd3dInverseFilterDetectSA(
+            input_path.encode(), library_temp.encode(), width, height, depth, sx, sy, sz, na, ri,
+            wavelength, 0, 1 if brightfield else 0, 0, guard_xy, guard_z, overlap, 1,
+            _ARGUMENT_PIXEL_TYPES[array.dtype], lower, upper, ctypes.byref(result), 0, 0, 0,
+            bridge.host_callback, None)
+        bridge.finish(code)
+        return float(result.value)
+
+
+_message_callback = None  # kept alive while the library holds it
+
+
+def set_messages(function):
+    """Sends the library's message lines to function(line), or silences them with None."""
+    global _message_callback
+    if function is None:
+        _message_callback = L.MessageCallback(0)
+    else:
+        _message_callback = L.MessageCallback(lambda line, _user: function(line.decode(errors="replace")))
+    L.lib.ovdSetMessageCallback(_message_callback, None)
