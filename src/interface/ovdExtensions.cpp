@@ -1,5 +1,6 @@
 // The host extensions of the public header: process-wide settings of the library.
 #include "core/cMessageSink.h"
+#include "core/cWorkerThreads.h"
 #include "interface/ovdinf01.h"
 
 using namespace Ovidane;
@@ -14,5 +15,7 @@ OVD_API void OVD_CALL ovdSetMessageCallback(ovdMessageCallback callback, void* u
 }
 
 OVD_API void OVD_CALL ovdSetMessagesToStandardOutput(void) { cMessageSink::ToStandardOutput(); }
+
+OVD_API void OVD_CALL ovdSetWorkerThreads(int32_t count) { cWorkerThreads::SetCount(count); }
 
 } // extern "C"

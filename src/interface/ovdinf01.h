@@ -219,6 +219,12 @@ OVD_API void OVD_CALL ovdSetMessageCallback(ovdMessageCallback callback, void* u
 /* Routes message lines to the standard output again (the default). */
 OVD_API void OVD_CALL ovdSetMessagesToStandardOutput(void);
 
+/* Worker threads. Heavy operations inside a run (transforms, pixel arithmetic, PSF planes)
+ * spread over this many threads; the run itself and every callback stay on the caller's
+ * thread, and results do not depend on the count. A count of 0 or less means all
+ * processors, the default. Takes effect for the next operation. */
+OVD_API void OVD_CALL ovdSetWorkerThreads(int32_t count);
+
 #ifdef __cplusplus
 }
 #endif
