@@ -68,10 +68,11 @@ private:
     std::vector<float*> mSlices;
 };
 
-// Linear bridge along one axis of size n, from index s (value read at s) back over the
-// end of the axis to index e. at(i) is the pixel at index i of that axis. Along x the far
-// part starts at e itself; along y and z it starts one past e and stops one short of the
-// end, the long-standing form of these two axes.
+// Linear bridge along one axis of size n between index e (value ve) and index s (value
+// vs), over the end of the axis; at(i) is the pixel at index i of that axis. The ramp has
+// s + (n − e) steps. Along x the far part starts at e itself (where the weight is 1,
+// so e keeps ve); along y and z it starts one past e with the same weights, so pixel
+// e + 1 repeats ve and the ramp is shifted by one pixel on that side.
 template <class At> void LinearBridge(At&& at, uint32_t n, uint32_t s, uint32_t e, bool alongX) {
     const float vs = at(s);
     const float ve = at(e);
@@ -91,7 +92,8 @@ template <class At> void LinearBridge(At&& at, uint32_t n, uint32_t s, uint32_t 
 }
 
 // Raised-cosine bridge along one axis; `table` is scratch for the weights. Along x and y
-// the gap excludes e; along z it includes it and the far part stops one short of the end.
+// the ramp spans the pixels strictly between e and s over the end of the axis; along z
+// its table is one sample longer, as if e belonged to the gap, though e keeps its value.
 template <class At>
 void CosineBridge(At&& at, uint32_t n, uint32_t s, uint32_t e, bool alongZ,
                   std::vector<float>& table) {
@@ -631,9 +633,9 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
         if (confocal)
             return;
 
-        // The first plane (after the focus plane) whose central row has fallen to a
-        // thousandth of the peak within a quarter of the width: the PSF has spread so far
-        // there that the light reaching the edge must be damped from that depth on.
+        // The first plane past the focus whose central row stays above a thousandth of the
+        // peak out to a quarter of the width: from that depth on the PSF has spread over
+        // much of the field, and the axial weighting below runs at least that far.
         uint32_t zEdge = 0;
         const float edgeLevel = 0.001f * target->GetLinePointer(0, 0)[0];
         for (uint32_t p : planes) {
