@@ -63,13 +63,16 @@ template <class T> void cMemoryManager::ReleaseAllRegions() {
 void cMemoryManager::Allocate(uint32_t e, uint32_t c, cBlockArray<float>& b, const std::string& o) {
     AllocateTyped(e, c, b, o);
 }
-void cMemoryManager::Allocate(uint32_t e, uint32_t c, cBlockArray<uint32_t>& b, const std::string& o) {
+void cMemoryManager::Allocate(uint32_t e, uint32_t c, cBlockArray<uint32_t>& b,
+                              const std::string& o) {
     AllocateTyped(e, c, b, o);
 }
-void cMemoryManager::Allocate(uint32_t e, uint32_t c, cBlockArray<uint16_t>& b, const std::string& o) {
+void cMemoryManager::Allocate(uint32_t e, uint32_t c, cBlockArray<uint16_t>& b,
+                              const std::string& o) {
     AllocateTyped(e, c, b, o);
 }
-void cMemoryManager::Allocate(uint32_t e, uint32_t c, cBlockArray<uint8_t>& b, const std::string& o) {
+void cMemoryManager::Allocate(uint32_t e, uint32_t c, cBlockArray<uint8_t>& b,
+                              const std::string& o) {
     AllocateTyped(e, c, b, o);
 }
 
@@ -166,7 +169,8 @@ void cMemoryManager::AllocateRequests(cRequestList& list, const std::string& own
         Fail("Unable to allocate 2D Contiguous memory", OVD_ERR_MEMORY);
 }
 
-void cMemoryManager::TryAllocateRegions(cRequestList& list, const std::string& owner, bool collapse) {
+void cMemoryManager::TryAllocateRegions(cRequestList& list, const std::string& owner,
+                                        bool collapse) {
     Guard([&] {
         const Lock lock;
         ++mAttempts;
@@ -253,7 +257,8 @@ void cMemoryManager::CarveBlocks(const cRequestList& pending) {
     }
 }
 
-template <class T> void cMemoryManager::CarveRequest(const cMemoryRequest& request, std::size_t& offset) {
+template <class T>
+void cMemoryManager::CarveRequest(const cMemoryRequest& request, std::size_t& offset) {
     cPool<T>& pool = Pool<T>();
     T* region = pool.regions.back();
     for (uint32_t i = 0; i < request.count; ++i) {
@@ -294,9 +299,10 @@ template <class T> void cMemoryManager::ReleaseUnusedRegions() {
     cPool<T>& pool = Pool<T>();
     for (std::size_t r = 0; r < pool.regions.size();) {
         T* region = pool.regions[r];
-        const bool inUse = std::any_of(pool.blocks.begin(), pool.blocks.end(), [&](const auto& block) {
-            return block->region == region && block->locked;
-        });
+        const bool inUse =
+            std::any_of(pool.blocks.begin(), pool.blocks.end(), [&](const auto& block) {
+                return block->region == region && block->locked;
+            });
         if (inUse) {
             ++r;
             continue;
@@ -347,11 +353,12 @@ uint64_t cMemoryManager::LockedBlockCount() const {
 // ---------------------------------------------------------------------------------------
 // Reports
 
-template <class T> void cMemoryManager::ReportBlockUseLine(const char* name, bool onlyWhenLocked) const {
+template <class T>
+void cMemoryManager::ReportBlockUseLine(const char* name, bool onlyWhenLocked) const {
     const cBlockArray<T>& blocks = Pool<T>().blocks;
     const uint64_t n = blocks.size();
-    const uint64_t k = static_cast<uint64_t>(
-        std::count_if(blocks.begin(), blocks.end(), [](const auto& block) { return block->locked; }));
+    const uint64_t k = static_cast<uint64_t>(std::count_if(
+        blocks.begin(), blocks.end(), [](const auto& block) { return block->locked; }));
     if (onlyWhenLocked ? k == 0 : n == 0)
         return;
     MessageStream() << name << n << " blocks allocated, of which " << k << "(" << k * 100 / n
@@ -405,8 +412,9 @@ void cMemoryManager::ReportOwners() const {
 
 void cMemoryManager::ReportProfile() const {
     const Lock lock;
-    static const char* const kTypeNames[4] = {"\tOvdTypeReal: ", "\tOvdTypeUnsignedInt: ",
-                                              "\tOvdTypeUnsignedShort: ", "\tOvdTypeUnsignedChar: "};
+    static const char* const kTypeNames[4] = {
+        "\tOvdTypeReal: ", "\tOvdTypeUnsignedInt: ", "\tOvdTypeUnsignedShort: ",
+        "\tOvdTypeUnsignedChar: "};
     std::ostream& out = MessageStream();
     for (const cMemoryProfileEntry& entry : mProfile) {
         out << entry.GetOwner() << " made " << entry.TotalCount() << " allocation(s), totaling "
@@ -417,10 +425,14 @@ void cMemoryManager::ReportProfile() const {
     }
 }
 
-template void cMemoryManager::FindFreeBlocks<float>(uint32_t, uint32_t, cBlockArray<float>&, bool&, const std::string&);
-template void cMemoryManager::FindFreeBlocks<uint32_t>(uint32_t, uint32_t, cBlockArray<uint32_t>&, bool&, const std::string&);
-template void cMemoryManager::FindFreeBlocks<uint16_t>(uint32_t, uint32_t, cBlockArray<uint16_t>&, bool&, const std::string&);
-template void cMemoryManager::FindFreeBlocks<uint8_t>(uint32_t, uint32_t, cBlockArray<uint8_t>&, bool&, const std::string&);
+template void cMemoryManager::FindFreeBlocks<float>(uint32_t, uint32_t, cBlockArray<float>&, bool&,
+                                                    const std::string&);
+template void cMemoryManager::FindFreeBlocks<uint32_t>(uint32_t, uint32_t, cBlockArray<uint32_t>&,
+                                                       bool&, const std::string&);
+template void cMemoryManager::FindFreeBlocks<uint16_t>(uint32_t, uint32_t, cBlockArray<uint16_t>&,
+                                                       bool&, const std::string&);
+template void cMemoryManager::FindFreeBlocks<uint8_t>(uint32_t, uint32_t, cBlockArray<uint8_t>&,
+                                                      bool&, const std::string&);
 template void cMemoryManager::ReleaseUnusedRegions<float>();
 template void cMemoryManager::ReleaseUnusedRegions<uint32_t>();
 template void cMemoryManager::ReleaseUnusedRegions<uint16_t>();

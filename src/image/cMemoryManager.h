@@ -40,10 +40,14 @@ public:
 
     // Fills the empty `blocks` with either `count` locked blocks of `elements` elements or
     // one locked block of elements*count; the caller tells the two apart by the array's size.
-    void Allocate(uint32_t elements, uint32_t count, cBlockArray<float>& blocks, const std::string& owner);
-    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint32_t>& blocks, const std::string& owner);
-    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint16_t>& blocks, const std::string& owner);
-    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint8_t>& blocks, const std::string& owner);
+    void Allocate(uint32_t elements, uint32_t count, cBlockArray<float>& blocks,
+                  const std::string& owner);
+    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint32_t>& blocks,
+                  const std::string& owner);
+    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint16_t>& blocks,
+                  const std::string& owner);
+    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint8_t>& blocks,
+                  const std::string& owner);
 
     // The steps of the strategy, each usable on its own.
 
@@ -98,12 +102,16 @@ private:
         else
             return mChar;
     }
-    template <class T> const cPool<T>& Pool() const { return const_cast<cMemoryManager*>(this)->Pool<T>(); }
+    template <class T> const cPool<T>& Pool() const {
+        return const_cast<cMemoryManager*>(this)->Pool<T>();
+    }
 
     template <class T>
-    void AllocateTyped(uint32_t elements, uint32_t count, cBlockArray<T>& blocks, const std::string& owner);
+    void AllocateTyped(uint32_t elements, uint32_t count, cBlockArray<T>& blocks,
+                       const std::string& owner);
     template <class T>
-    void TryRegionForType(cRequestList& list, cRequestList& pending, const std::string& owner, bool collapse);
+    void TryRegionForType(cRequestList& list, cRequestList& pending, const std::string& owner,
+                          bool collapse);
     template <class T> T* AcquireRegion(uint64_t elements);
     template <class T> void CarveRequest(const cMemoryRequest& request, std::size_t& offset);
     cMemoryProfileEntry& ProfileEntry(const std::string& owner);

@@ -31,22 +31,27 @@ template <class Body> void cMemoryManagerContainer::OnCallingThreadsManager(Body
 }
 
 template <class T>
-void cMemoryManagerContainer::AllocateTyped(uint32_t elements, uint32_t count, cBlockArray<T>& blocks,
-                                            const std::string& owner) {
-    OnCallingThreadsManager(
-        [&](cMemoryManager& manager, uint32_t) { manager.Allocate(elements, count, blocks, owner); });
+void cMemoryManagerContainer::AllocateTyped(uint32_t elements, uint32_t count,
+                                            cBlockArray<T>& blocks, const std::string& owner) {
+    OnCallingThreadsManager([&](cMemoryManager& manager, uint32_t) {
+        manager.Allocate(elements, count, blocks, owner);
+    });
 }
 
-void cMemoryManagerContainer::Allocate(uint32_t e, uint32_t c, cBlockArray<float>& b, const std::string& o) {
+void cMemoryManagerContainer::Allocate(uint32_t e, uint32_t c, cBlockArray<float>& b,
+                                       const std::string& o) {
     AllocateTyped(e, c, b, o);
 }
-void cMemoryManagerContainer::Allocate(uint32_t e, uint32_t c, cBlockArray<uint32_t>& b, const std::string& o) {
+void cMemoryManagerContainer::Allocate(uint32_t e, uint32_t c, cBlockArray<uint32_t>& b,
+                                       const std::string& o) {
     AllocateTyped(e, c, b, o);
 }
-void cMemoryManagerContainer::Allocate(uint32_t e, uint32_t c, cBlockArray<uint16_t>& b, const std::string& o) {
+void cMemoryManagerContainer::Allocate(uint32_t e, uint32_t c, cBlockArray<uint16_t>& b,
+                                       const std::string& o) {
     AllocateTyped(e, c, b, o);
 }
-void cMemoryManagerContainer::Allocate(uint32_t e, uint32_t c, cBlockArray<uint8_t>& b, const std::string& o) {
+void cMemoryManagerContainer::Allocate(uint32_t e, uint32_t c, cBlockArray<uint8_t>& b,
+                                       const std::string& o) {
     AllocateTyped(e, c, b, o);
 }
 

@@ -26,10 +26,14 @@ public:
 
     // Fills `blocks` with either `count` locked blocks of `elements` each or one locked
     // block of elements*count; the caller tells the two answers apart by the array's size.
-    void Allocate(uint32_t elements, uint32_t count, cBlockArray<float>& blocks, const std::string& owner);
-    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint32_t>& blocks, const std::string& owner);
-    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint16_t>& blocks, const std::string& owner);
-    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint8_t>& blocks, const std::string& owner);
+    void Allocate(uint32_t elements, uint32_t count, cBlockArray<float>& blocks,
+                  const std::string& owner);
+    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint32_t>& blocks,
+                  const std::string& owner);
+    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint16_t>& blocks,
+                  const std::string& owner);
+    void Allocate(uint32_t elements, uint32_t count, cBlockArray<uint8_t>& blocks,
+                  const std::string& owner);
 
     // The calling thread's manager's reports.
     void ReportOwners();
@@ -46,7 +50,8 @@ private:
 
     template <class Body> void OnCallingThreadsManager(Body&& body);
     template <class T>
-    void AllocateTyped(uint32_t elements, uint32_t count, cBlockArray<T>& blocks, const std::string& owner);
+    void AllocateTyped(uint32_t elements, uint32_t count, cBlockArray<T>& blocks,
+                       const std::string& owner);
     void RemoveIdleManagers();
 
     std::map<uint32_t, cCountedPtr<cMemoryManager>> mManagers;

@@ -33,7 +33,9 @@ cRegionSource& cRegionSource::Heap() {
     return *heap;
 }
 
-cRegionSource& cRegionSource::Current() { return *Installed().load(std::memory_order_acquire); }
+cRegionSource& cRegionSource::Current() {
+    return *Installed().load(std::memory_order_acquire);
+}
 
 cRegionSource& cRegionSource::Install(cRegionSource& source) {
     return *Installed().exchange(&source, std::memory_order_acq_rel);

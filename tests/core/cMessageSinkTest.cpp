@@ -53,5 +53,6 @@ TEST(cMessageSink, LinesWrittenAfterTheThreadsOwnLineIsGoneStillArrive) {
     });
     worker.join();
     cMessageSink::ToStandardOutput();
-    EXPECT_EQ(captured.str(), "an early line, long enough to leave the small buffer\nlate report\n");
+    EXPECT_EQ(captured.str(),
+              "an early line, long enough to leave the small buffer\nlate report\n");
 }

@@ -25,7 +25,9 @@ template <class T> void Drop(cBlockArray<T>& blocks) {
     blocks.clear();
 }
 
-uint32_t CallerId() { return cThreadIdManager::Instance().CurrentLogicalThreadId(); }
+uint32_t CallerId() {
+    return cThreadIdManager::Instance().CurrentLogicalThreadId();
+}
 
 } // namespace
 
@@ -50,7 +52,8 @@ TEST(cMemoryManagerContainer, ReleasedThreadsManagerGoesWhenItsLastBlockIsUnlock
     EXPECT_EQ(source.LiveRegions(), 0u);
     // It printed its block use, then went with its owner report.
     EXPECT_EQ(out.str().rfind("OvdTypeReal: 1 blocks allocated, of which 0(0%) are locked\n"
-                              "--------------------\nTotal Locked Memory = 0\n", 0),
+                              "--------------------\nTotal Locked Memory = 0\n",
+                              0),
               0u);
 
     // The next operation makes a fresh manager, no longer on the release list: it keeps
@@ -89,7 +92,8 @@ TEST(cMemoryManagerContainer, EachLogicalThreadHasItsOwnPool) {
         container.ReleaseThreadMemory();
     }).join();
     EXPECT_TRUE(workerHadManager);
-    EXPECT_NE(workersPixels, callersPixels) << "the caller's free block belongs to the caller's pool";
+    EXPECT_NE(workersPixels, callersPixels)
+        << "the caller's free block belongs to the caller's pool";
     EXPECT_NE(workerReport.find("worker has 1 Real allocations.\n"), std::string::npos);
     EXPECT_EQ(workerReport.find("caller"), std::string::npos);
     EXPECT_TRUE(container.HasManager(caller));
@@ -130,12 +134,14 @@ TEST(cMemoryManagerContainerDeathTest, ManagersAliveAtExitReportAndGoCleanly) {
     GTEST_FLAG_SET(death_test_style, "threadsafe"); // a fresh process: the container is made there
     EXPECT_EXIT(
         {
-            cMessageSink::ToFunction([](const char* line, void*) { std::fputs(line, stderr); }, nullptr);
+            cMessageSink::ToFunction([](const char* line, void*) { std::fputs(line, stderr); },
+                                     nullptr);
             cBlockArray<float> blocks;
             cMemoryManagerContainer::Instance().Allocate(1024, 1, blocks, "at exit");
             cMemoryManagerContainer::Instance().ReportBlockUse();
             std::exit(0); // the block is still locked when the container goes
         },
         ::testing::ExitedWithCode(0),
-        "at exit has 1 Real allocations\\.\nTotal Locked Memory = 4096\nTotal All Memory    = 4096");
+        "at exit has 1 Real allocations\\.\nTotal Locked Memory = 4096\nTotal All Memory    = "
+        "4096");
 }

@@ -278,13 +278,15 @@ TEST(cMemoryManager, ReportsHaveTheirExactText) {
 
         // Char blocks count only when one is locked; the others as soon as they exist.
         m.manager.ReportBlockUse();
-        EXPECT_EQ(out.str(), "OvdTypeReal: 3 blocks allocated, of which 2(66%) are locked\n"
-                             "ovdTypeUnsignedInt: 1 blocks allocated, of which 1(100%) are locked\n"
-                             "ovdTypeUnsignedShort: 1 blocks allocated, of which 1(100%) are locked\n");
+        EXPECT_EQ(out.str(),
+                  "OvdTypeReal: 3 blocks allocated, of which 2(66%) are locked\n"
+                  "ovdTypeUnsignedInt: 1 blocks allocated, of which 1(100%) are locked\n"
+                  "ovdTypeUnsignedShort: 1 blocks allocated, of which 1(100%) are locked\n");
         out.str("");
         m.manager.Allocate(16, 1, chars, "d");
         m.manager.ReportBlockUse();
-        EXPECT_NE(out.str().find("OvdTypeUnsignedChar: 1 blocks allocated, of which 1(100%) are locked\n"),
+        EXPECT_NE(out.str().find(
+                      "OvdTypeUnsignedChar: 1 blocks allocated, of which 1(100%) are locked\n"),
                   std::string::npos);
 
         out.str("");
@@ -325,7 +327,9 @@ TEST(cMemoryManager, ReportsHaveTheirExactText) {
         EXPECT_EQ(out.str(), "");
         cBlockArray<float> moreReal;
         m.manager.Allocate(7, 1, moreReal, "a");
-        EXPECT_EQ(out.str().rfind("OvdTypeReal: 4 blocks allocated, of which 3(75%) are locked\n", 0), 0u);
+        EXPECT_EQ(
+            out.str().rfind("OvdTypeReal: 4 blocks allocated, of which 3(75%) are locked\n", 0),
+            0u);
 
         for (auto* blocks : {&realA, &realB, &moreReal})
             Unlock(*blocks);

@@ -18,7 +18,8 @@ namespace {
 constexpr cImageDimensions kSize{16, 8, 5};
 constexpr std::size_t kSliceBytes = 16 * 8 * sizeof(float);
 
-template <class Call> void ExpectFailure(Call&& call, const std::string& message, uint16_t code = 2) {
+template <class Call>
+void ExpectFailure(Call&& call, const std::string& message, uint16_t code = 2) {
     try {
         call();
         ADD_FAILURE() << "expected: " << message;
@@ -109,7 +110,8 @@ TEST(cOvdImage, NextImageOfTheSameSizeGetsTheSameBlocks) {
     // The other pixel types have pools of their own.
     cOvdImage<uint16_t> shorts(kSize, "file");
     cOvdImage<uint8_t> chars(kSize, "file");
-    EXPECT_NE(static_cast<void*>(shorts.GetSlicePointer(0)), static_cast<void*>(chars.GetSlicePointer(0)));
+    EXPECT_NE(static_cast<void*>(shorts.GetSlicePointer(0)),
+              static_cast<void*>(chars.GetSlicePointer(0)));
     *shorts.GetPixelPointer(15, 7, 4) = 65535;
     *chars.GetPixelPointer(15, 7, 4) = 255;
 }
@@ -138,8 +140,9 @@ TEST(cOvdImage, WrappedMemoryStaysWithItsOwner) {
 
     ExpectFailure([] { cFloatImage bad(static_cast<float*>(nullptr), kSize, Contiguous3D, "x"); },
                   "NULL Array");
-    ExpectFailure([] { cFloatImage bad(static_cast<float**>(nullptr), 4, 2, 3, Contiguous2D, "x"); },
-                  "NULL Array");
+    ExpectFailure(
+        [] { cFloatImage bad(static_cast<float**>(nullptr), 4, 2, 3, Contiguous2D, "x"); },
+        "NULL Array");
     table[1] = nullptr;
     ExpectFailure([&] { cFloatImage bad(table, 4, 2, 3, Contiguous2D, "x"); }, "NULL Array");
 }
@@ -162,7 +165,8 @@ TEST(cOvdImage, SubImagesAreViewsIntoTheSource) {
     EXPECT_EQ(band->GetSlicePointer(0), image.GetSlicePointer(0) + 2 * 8 * 5);
     std::unique_ptr<cFloatImage> last(image.GetSubImageFirstAxis(15, 15));
     EXPECT_EQ(last->GetSizeX(), 1u);
-    ExpectFailure([&] { delete image.GetSubImageFirstAxis(15, 16); }, "SubImage is outside of Original Image.");
+    ExpectFailure([&] { delete image.GetSubImageFirstAxis(15, 16); },
+                  "SubImage is outside of Original Image.");
 
     cFloatImage stack(kSize, "stack"); // slice by slice: the pool holds two slices at most
     ASSERT_EQ(stack.GetLayout(), Contiguous2D);
