@@ -73,7 +73,8 @@ bool cRawFileHandle::Sync() {
     do {
         result = ::fdatasync(mDescriptor);
     } while (result != 0 && errno == EINTR);
-    if (result != 0) {
+    // EINVAL: a special file (a pipe, a device) that keeps nothing to force out.
+    if (result != 0 && errno != EINVAL) {
         RecordSystemError(errno);
         return false;
     }
