@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <vector>
 
-#include "core/cException.h"
 #include "io/RawStackFixtures.h"
 #include "io/cUnmanagedRawFileReader.h"
 #include "io/cUnmanagedRawFileWriter.h"
@@ -15,186 +13,118 @@ using namespace OvidaneTest;
 
 namespace {
 
-// Writes a pattern stack, checks the file byte by byte, and reads it back.
-template <class T> void CheckRoundTrip(const TempDir& dir, uint32_t w, uint32_t h, uint32_t d) {
-    SCOPED_TRACE(testing::Message() << sizeof(T) << "-byte pixels, " << w << "x" << h << "x" << d);
-    const std::string name =
-        dir.File("stack" + std::to_string(sizeof(T)) + "-" + std::to_string(w) + "x" +
-                 std::to_string(h) + "x" + std::to_string(d));
-    auto image = MakeImage<T>(w, h, d);
-    FillPattern(*image);
-    {
-        cUnmanagedRawFileWriter writer(name);
-        ASSERT_TRUE(writer.Open());
-        EXPECT_TRUE(writer.Write(image));
-        EXPECT_EQ(writer.GetWidth(), w);
-        EXPECT_EQ(writer.GetHeight(), h);
-        EXPECT_EQ(writer.GetDepth(), d);
-        EXPECT_TRUE(writer.Close());
-        EXPECT_EQ(writer.GetHandle(), -1);
+// An image over separate vectors, one per slice, as a stack held slice by slice is.
+struct SliceTable {
+    SliceTable(uint32_t w, uint32_t h, uint32_t d) : slices(d, std::vector<float>(w * h)) {
+        for (auto& s : slices)
+            table.push_back(s.data());
+        image = new cOvdImage<float>(table.data(), w, h, d, Contiguous2D, "slices");
     }
-    EXPECT_EQ(FileBytes(name), PatternFileBytes<T>(w, h, d));
+    std::vector<std::vector<float>> slices;
+    std::vector<float*> table;
+    cFloatImagePtr image;
+};
+
+template <class T>
+void CheckRoundTrip(const std::string& name, const cCountedPtr<cOvdImage<T>>& source,
+                    const cCountedPtr<cOvdImage<T>>& target) {
+    const uint32_t w = source->GetSizeX(), h = source->GetSizeY(), d = source->GetSizeZ();
+    SCOPED_TRACE(testing::Message() << sizeof(T) << "-byte pixels, " << w << "x" << h << "x" << d);
+    Fill(*source);
+    cUnmanagedRawFileWriter writer(name);
+    ASSERT_TRUE(writer.Open());
+    EXPECT_TRUE(writer.Write(source));
+    EXPECT_EQ((std::vector{writer.GetWidth(), writer.GetHeight(), writer.GetDepth()}),
+              (std::vector{w, h, d}));
+    EXPECT_TRUE(writer.Close());
+    EXPECT_EQ(writer.GetHandle(), -1);
+    EXPECT_EQ(FileBytes(name), PatternBytes<T>(0, 0, 0, w - 1, h - 1, d - 1));
 
     cUnmanagedRawFileReader reader(name);
     ASSERT_TRUE(reader.Open());
-    auto back = MakeImage<T>(w, h, d);
-    Fill<T>(*back, T(0));
-    ASSERT_TRUE(reader.Read(back));
-    for (uint32_t z = 0; z < d; ++z)
-        for (uint32_t y = 0; y < h; ++y)
-            for (uint32_t x = 0; x < w; ++x)
-                ASSERT_EQ(*back->GetPixelPointer(x, y, z), PatternValue<T>(x, y, z))
-                    << x << "," << y << "," << z;
-    // The whole file has been consumed: one more read comes up short.
-    EXPECT_FALSE(reader.Read(back));
+    ASSERT_TRUE(reader.Read(target));
+    EXPECT_EQ(Mismatches(*target, 0, 0, 0, w, h, d, T(0)), 0);
+    EXPECT_FALSE(reader.Read(target)); // the file is used up
 }
 
 } // namespace
 
-TEST(cUnmanagedRawFileWriter, EveryPixelTypeGoesOutInFileOrderAndComesBack) {
+TEST(cUnmanagedRawFileWriter, EveryPixelTypeAndLayoutGoesOutInFileOrderAndComesBack) {
     TempDir dir;
-    CheckRoundTrip<uint8_t>(dir, 7, 5, 3);
-    CheckRoundTrip<uint16_t>(dir, 7, 5, 3);
-    CheckRoundTrip<float>(dir, 7, 5, 3);
-    CheckRoundTrip<float>(dir, 1, 1, 1);
-    EXPECT_EQ(std::filesystem::file_size(dir.File("stack4-1x1x1")), 4u);
-}
-
-TEST(cUnmanagedRawFileWriter, SliceTableImagesWriteAndReadSliceBySlice) {
-    TempDir dir;
-    const uint32_t w = 6, h = 4, d = 3;
-    // Slices far apart in memory, each in its own vector.
-    std::vector<std::vector<float>> slices(d, std::vector<float>(w * h));
-    std::vector<float*> table;
-    for (auto& slice : slices)
-        table.push_back(slice.data());
-    cFloatImagePtr image = new cOvdImage<float>(table.data(), w, h, d, Contiguous2D, "slices");
-    ASSERT_FALSE(image->IsContiguous3D());
-    FillPattern(*image);
-
-    cUnmanagedRawFileWriter writer(dir.File("slices"));
-    ASSERT_TRUE(writer.Open());
-    EXPECT_TRUE(writer.Write(image));
-    EXPECT_TRUE(writer.Close());
-    EXPECT_EQ(FileBytes(dir.File("slices")), PatternFileBytes<float>(w, h, d));
-
-    std::vector<std::vector<float>> backSlices(d, std::vector<float>(w * h, -1.0f));
-    std::vector<float*> backTable;
-    for (auto& slice : backSlices)
-        backTable.push_back(slice.data());
-    cFloatImagePtr back = new cOvdImage<float>(backTable.data(), w, h, d, Contiguous2D, "back");
-    cUnmanagedRawFileReader reader(dir.File("slices"));
-    ASSERT_TRUE(reader.Open());
-    EXPECT_TRUE(reader.Read(back));
-    for (uint32_t z = 0; z < d; ++z)
-        for (uint32_t i = 0; i < w * h; ++i)
-            ASSERT_EQ(backSlices[z][i], PatternValue<float>(i % w, i / w, z));
+    CheckRoundTrip(dir.File("u8"), MakeImage<uint8_t>(7, 5, 3), MakeImage<uint8_t>(7, 5, 3));
+    CheckRoundTrip(dir.File("u16"), MakeImage<uint16_t>(7, 5, 3), MakeImage<uint16_t>(7, 5, 3));
+    CheckRoundTrip(dir.File("f"), MakeImage<float>(7, 5, 3), MakeImage<float>(7, 5, 3));
+    SliceTable source(6, 4, 3), target(6, 4, 3);
+    CheckRoundTrip(dir.File("slices"), source.image, target.image);
+    CheckRoundTrip(dir.File("one"), MakeImage<float>(1, 1, 1), MakeImage<float>(1, 1, 1));
+    EXPECT_EQ(std::filesystem::file_size(dir.File("one")), 4u);
 }
 
 TEST(cUnmanagedRawFileWriter, WritesAppendAndAnOldLongerFileKeepsItsTail) {
     TempDir dir;
     const std::string name = dir.File("old");
     WriteFileBytes(name, std::vector<uint8_t>(100, 0xAB));
-
-    auto first = MakeImage<float>(2, 2, 1);
-    FillPattern(*first);
-    auto second = MakeImage<uint16_t>(3, 1, 1);
-    FillPattern(*second, 0, 0, 5);
-    std::vector<uint8_t> expected = PatternFileBytes<float>(2, 2, 1);
-    for (uint32_t x = 0; x < 3; ++x)
-        AppendLittleEndian(expected, PatternValue<uint16_t>(x, 0, 5));
+    auto floats = MakeImage<float>(2, 2, 1);
+    auto words = MakeImage<uint16_t>(3, 1, 1);
+    Fill(*floats);
+    Fill(*words);
+    std::vector<uint8_t> expected = PatternBytes<float>(0, 0, 0, 1, 1, 0);
+    for (uint8_t b : PatternBytes<uint16_t>(0, 0, 0, 2, 0, 0))
+        expected.push_back(b);
     expected.resize(100, 0xAB);
 
     cUnmanagedRawFileWriter writer(name);
     ASSERT_TRUE(writer.Open());
-    EXPECT_TRUE(writer.Write(first));
-    EXPECT_TRUE(writer.Write(second));
-    EXPECT_EQ(writer.GetPosition(), 22u);
+    EXPECT_TRUE(writer.Write(floats));
+    EXPECT_TRUE(writer.Write(words));
     EXPECT_TRUE(writer.Close());
     EXPECT_EQ(FileBytes(name), expected);
 
-    // Opening again starts at the beginning and still cuts nothing off.
+    // Opening again starts at 0 and still cuts nothing off.
     ASSERT_TRUE(writer.Open());
-    EXPECT_EQ(writer.GetPosition(), 0u);
-    EXPECT_TRUE(writer.Write(second));
+    EXPECT_TRUE(writer.Write(words));
     EXPECT_TRUE(writer.Close());
-    for (uint32_t x = 0; x < 3; ++x) {
-        const uint16_t v = PatternValue<uint16_t>(x, 0, 5);
-        expected[2 * x] = uint8_t(v);
-        expected[2 * x + 1] = uint8_t(v >> 8);
-    }
+    std::vector<uint8_t> words0 = PatternBytes<uint16_t>(0, 0, 0, 2, 0, 0);
+    std::copy(words0.begin(), words0.end(), expected.begin());
     EXPECT_EQ(FileBytes(name), expected);
 }
 
-TEST(cUnmanagedRawFileWriter, WriteRegionPacksTheBoxDensely) {
+TEST(cUnmanagedRawFileWriter, WriteRegionPacksTheBoxDenselyAndRefusesBoxesOutside) {
     TempDir dir;
-    const uint32_t w = 6, h = 5, d = 4;
-    auto contiguous = MakeImage<float>(w, h, d);
-    FillPattern(*contiguous);
-    std::vector<std::vector<float>> slices(d, std::vector<float>(w * h));
-    std::vector<float*> table;
-    for (auto& slice : slices)
-        table.push_back(slice.data());
-    cFloatImagePtr sliced = new cOvdImage<float>(table.data(), w, h, d, Contiguous2D, "slices");
-    FillPattern(*sliced);
-
-    struct Box {
-        uint32_t x0, y0, z0, x1, y1, z1;
-    };
-    // Inner box (gathered), full-width rows of part of the height, whole slices, one pixel.
-    const Box boxes[] = {
+    const std::string name = dir.File("box");
+    SliceTable sliced(6, 5, 4);
+    Fill(*sliced.image);
+    auto contiguous = MakeImage<float>(6, 5, 4);
+    Fill(*contiguous);
+    // Gathered rows, full-width rows of part of each slice, whole slices, one pixel.
+    const uint32_t boxes[][6] = {
         {1, 2, 1, 3, 4, 2}, {0, 1, 2, 5, 3, 3}, {0, 0, 1, 5, 4, 3}, {5, 4, 3, 5, 4, 3}};
-    for (const cFloatImagePtr& image : {contiguous, sliced}) {
-        for (const Box& b : boxes) {
-            SCOPED_TRACE(testing::Message()
-                         << "box " << b.x0 << "," << b.y0 << "," << b.z0 << " - " << b.x1 << ","
-                         << b.y1 << "," << b.z1 << " contiguous " << image->IsContiguous3D());
-            const std::string name = dir.File("box");
+    for (const cFloatImagePtr& image : {contiguous, sliced.image}) {
+        for (const auto& b : boxes) {
+            SCOPED_TRACE(testing::Message() << "box from " << b[0] << "," << b[1] << "," << b[2]
+                                            << " contiguous " << image->IsContiguous3D());
             std::filesystem::remove(name);
             cUnmanagedRawFileWriter writer(name);
             ASSERT_TRUE(writer.Open());
-            EXPECT_TRUE(writer.WriteRegion(image, b.x0, b.y0, b.z0, b.x1, b.y1, b.z1));
-            // The sizes are the image's, not the box's.
-            EXPECT_EQ(writer.GetWidth(), w);
-            EXPECT_EQ(writer.GetDepth(), d);
+            EXPECT_TRUE(writer.WriteRegion(image, b[0], b[1], b[2], b[3], b[4], b[5]));
+            EXPECT_EQ(writer.GetWidth(), 6u); // the image's sizes, not the box's
             EXPECT_TRUE(writer.Close());
-            std::vector<uint8_t> expected;
-            for (uint32_t z = b.z0; z <= b.z1; ++z)
-                for (uint32_t y = b.y0; y <= b.y1; ++y)
-                    for (uint32_t x = b.x0; x <= b.x1; ++x)
-                        AppendLittleEndian(expected, PatternValue<float>(x, y, z));
-            EXPECT_EQ(FileBytes(name), expected);
+            EXPECT_EQ(FileBytes(name), PatternBytes<float>(b[0], b[1], b[2], b[3], b[4], b[5]));
         }
     }
-
-    // The other pixel types share the code; one gathered box each shows their element size.
     auto bytes = MakeImage<uint8_t>(4, 3, 2);
-    FillPattern(*bytes);
-    cUnmanagedRawFileWriter writer(dir.File("bytes"));
+    Fill(*bytes);
+    cUnmanagedRawFileWriter writer(name);
     ASSERT_TRUE(writer.Open());
     EXPECT_TRUE(writer.WriteRegion(bytes, 1, 1, 1, 2, 2, 1));
-    EXPECT_TRUE(writer.Close());
-    EXPECT_EQ(
-        FileBytes(dir.File("bytes")),
-        (std::vector<uint8_t>{PatternValue<uint8_t>(1, 1, 1), PatternValue<uint8_t>(2, 1, 1),
-                              PatternValue<uint8_t>(1, 2, 1), PatternValue<uint8_t>(2, 2, 1)}));
-}
 
-TEST(cUnmanagedRawFileWriter, BoxesOutsideTheImageAreRefusedBeforeAnythingIsWritten) {
-    TempDir dir;
-    auto image = MakeImage<float>(4, 3, 2);
-    FillPattern(*image);
-    cUnmanagedRawFileWriter writer(dir.File("refused"));
-    ASSERT_TRUE(writer.Open());
-    const uint32_t boxes[][6] = {{0, 0, 0, 4, 2, 1}, {0, 0, 0, 3, 3, 1}, {0, 0, 1, 3, 2, 2},
-                                 {2, 0, 0, 1, 2, 1}, {0, 2, 0, 3, 1, 1}, {0, 0, 1, 3, 2, 0}};
-    for (const auto& b : boxes) {
-        SCOPED_TRACE(testing::Message() << b[0] << "," << b[1] << "," << b[2] << " - " << b[3]
-                                        << "," << b[4] << "," << b[5]);
-        ExpectRefused([&] { writer.WriteRegion(image, b[0], b[1], b[2], b[3], b[4], b[5]); });
-    }
+    // Past an edge, or inverted: refused before a byte is written.
+    const uint32_t refused[][6] = {{0, 0, 0, 4, 2, 1}, {0, 0, 0, 3, 3, 1}, {0, 0, 1, 3, 2, 2},
+                                   {2, 0, 0, 1, 2, 1}, {0, 2, 0, 3, 1, 1}, {0, 0, 1, 3, 2, 0}};
+    for (const auto& b : refused)
+        ExpectRefused([&] { writer.WriteRegion(bytes, b[0], b[1], b[2], b[3], b[4], b[5]); });
     EXPECT_TRUE(writer.Close());
-    EXPECT_EQ(std::filesystem::file_size(dir.File("refused")), 0u);
+    EXPECT_EQ(FileBytes(name), PatternBytes<uint8_t>(1, 1, 1, 2, 2, 1));
     EXPECT_FALSE(writer.Write(cFloatImagePtr()));
     EXPECT_FALSE(writer.WriteRegion(cFloatImagePtr(), 0, 0, 0, 0, 0, 0));
 }
@@ -202,29 +132,24 @@ TEST(cUnmanagedRawFileWriter, BoxesOutsideTheImageAreRefusedBeforeAnythingIsWrit
 TEST(cUnmanagedRawFileWriter, ShortWritesAreNotedAndTheOperationGoesOn) {
     TempDir dir;
     auto image = MakeImage<float>(3, 2, 2);
-    FillPattern(*image);
+    Fill(*image);
 
-    // Nothing open: Close has nothing to do, and a writer whose Open failed still answers
-    // true to a write, with the system's text noted.
+    // A writer whose Open failed still answers true to a write, with the system's text.
     const std::string missing = dir.File("no such directory/out");
     cUnmanagedRawFileWriter unopened(missing);
     EXPECT_TRUE(unopened.Close());
     EXPECT_FALSE(unopened.Open());
     EXPECT_EQ(unopened.GetHandle(), -1);
-    EXPECT_TRUE(unopened.GetLastError().empty());
     EXPECT_TRUE(unopened.Write(image));
     EXPECT_EQ(unopened.GetLastError(), "error: " + missing + " : Bad file descriptor\n");
-    EXPECT_TRUE(unopened.Close());
-    EXPECT_FALSE(std::filesystem::exists(missing));
 
-    // A device that is always full refuses every byte.
     if (!std::filesystem::exists("/dev/full"))
         GTEST_SKIP() << "no /dev/full on this system";
-    cUnmanagedRawFileWriter full("/dev/full");
+    cUnmanagedRawFileWriter full("/dev/full"); // refuses every byte
     ASSERT_TRUE(full.Open());
     EXPECT_TRUE(full.WriteRegion(image, 1, 0, 0, 2, 1, 1));
     EXPECT_EQ(full.GetLastError(), "error: /dev/full : No space left on device\n");
-    // Every slice keeps its own place behind the failed ones.
+    // Each slice of the box kept its own place behind the failed one.
     EXPECT_EQ(full.GetPosition(), 2u * 2 * 2 * sizeof(float));
     EXPECT_TRUE(full.Close());
 }
