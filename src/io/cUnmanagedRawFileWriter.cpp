@@ -15,6 +15,7 @@ cUnmanagedRawFileWriter::~cUnmanagedRawFileWriter() {
 }
 
 bool cUnmanagedRawFileWriter::Open() {
+    Close(); // a file still open is finished properly first
     return mFile.Open(GetFileName(), Platform::cRawFileHandle::Access::Write);
 }
 
