@@ -506,7 +506,8 @@ void cImageMathGeneric::ThresholdAndScaleImage(const cFloatImagePtr& image, cons
         const float outRange = outHigh - outLow, inRange = high - low;
         const float l = low, h = high, ol = outLow, oh = outHigh;
         Unary(image, image, [=](float p) {
-            return p <= l ? ol : p >= h ? oh : (p - l) * outRange / inRange + ol;
+            const float scaled = (p - l) * outRange / inRange + ol;
+            return p <= l ? ol : p >= h ? oh : scaled;
         });
     });
 }
@@ -872,10 +873,8 @@ void cImageMathGeneric::RadialAverage(const cFloatImagePtr& image, const cFloatI
 namespace {
 void Compress(const cFloatImagePtr& a, const cFloatImagePtr& out, float m, float t) {
     Unary(a, out, [m, t](float p) {
-        if (p >= t)
-            return p;
         const float v = (p - m) / (t - m);
-        return v * v * t;
+        return p >= t ? p : v * v * t;
     });
 }
 } // namespace
