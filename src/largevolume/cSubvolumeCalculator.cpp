@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "math/cImageMathManager.h"
+
 namespace Ovidane {
 
 namespace {
 
-// The first power of two at or above `value` (value at least 1).
-// TODO: ask the image math service once its generic operations are in.
+// The first power of two at or above `value`, from the image math service.
 int PowerOfTwoAtOrAbove(int value) {
-    int power = 1;
-    while (power < value)
-        power *= 2;
-    return power;
+    return cImageMathManager::Instance().GetImageMath()->NearestPowerOfTwo(value, 1);
 }
 
 // Removes every factor `f` from `value`.
