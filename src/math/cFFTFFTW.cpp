@@ -1,5 +1,6 @@
 #include "math/cFFTFFTW.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -246,6 +247,11 @@ uint32_t cFFTFFTW::CommonDepth(const char* operation,
     return depth;
 }
 
+bool cFFTFFTW::FitsPacked(const cFloatImage& image, uint32_t depth) const {
+    return image.GetSizeX() == mDimensions.x + 2 && image.GetSizeY() == mDimensions.y &&
+           image.GetSizeZ() == depth;
+}
+
 bool cFFTFFTW::ReadableInPlace(const cFloatImage& image) const {
     return image.GetSizeX() == mDimensions.x && image.IsContiguous3D() &&
            fftwf_alignment_of(image.GetSlicePointer(0)) == mPlanAlignment;
@@ -348,6 +354,49 @@ void cFFTFFTW::WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
             WienerLine(g + offset, h + offset, half, k, scale);
         });
         InverseReal(plans, mSecondSpectrum, *result);
+    });
+}
+
+void cFFTFFTW::ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) {
+    Guard([&] {
+        CheckNotNull("ForwardHalfSpectrum", {in.Get(), out.Get()});
+        const uint32_t depth = CommonDepth("ForwardHalfSpectrum", {in.Get()});
+        if (!FitsPacked(*out, depth))
+            Fail("Invalid Dimensions in ForwardHalfSpectrum", 2);
+        EnsurePlans();
+        ForwardReal(*in, PlansFor(depth), mFirstSpectrum);
+        const uint32_t y = mDimensions.y, width = mDimensions.x + 2;
+        const uint64_t values = 2 * (mDimensions.x / 2 + 1);
+        const float* spectrum = mFirstSpectrum;
+        ForEachLine(uint64_t{y} * depth, values, [&](uint64_t line) {
+            float* target = out->GetLinePointer(static_cast<uint32_t>(line % y),
+                                                static_cast<uint32_t>(line / y));
+            std::memcpy(target, spectrum + values * line, values * sizeof(float));
+            std::fill(target + values, target + width, 0.0f);
+        });
+    });
+}
+
+void cFFTFFTW::InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) {
+    Guard([&] {
+        CheckNotNull("InverseHalfSpectrum", {in.Get(), out.Get()});
+        const uint32_t depth = CommonDepth("InverseHalfSpectrum", {out.Get()});
+        if (!FitsPacked(*in, depth))
+            Fail("Invalid Dimensions in InverseHalfSpectrum", 2);
+        EnsurePlans();
+        const uint32_t y = mDimensions.y;
+        const uint64_t values = 2 * (mDimensions.x / 2 + 1);
+        const float scale =
+            1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
+        float* spectrum = mSecondSpectrum;
+        ForEachLine(uint64_t{y} * depth, values, [&](uint64_t line) {
+            const float* source = in->GetLinePointer(static_cast<uint32_t>(line % y),
+                                                     static_cast<uint32_t>(line / y));
+            float* target = spectrum + values * line;
+            for (uint64_t i = 0; i < values; ++i)
+                target[i] = source[i] * scale;
+        });
+        InverseReal(PlansFor(depth), mSecondSpectrum, *out);
     });
 }
 

@@ -52,6 +52,13 @@ public:
     unsigned GetPerformanceRating(const cImageDimensions& dimensions) const override;
     void ReleasePlans() override;
 
+    // The half spectrum itself, in the packed size (x + 2, y, z): each line holds the
+    // X/2 + 1 complex values of the real-to-complex transform, real and imaginary part
+    // interleaved (a float left over for odd x is 0). in may be a stack or a single plane.
+    void ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out);
+    // The inverse: a packed half spectrum back to a real image, divided by the pixel count.
+    void InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out);
+
     bool HasPlans() const { return mVolume.forwardReal != nullptr; }
     // The worker thread count the plans were made with; 0 without plans.
     int GetPlannedThreads() const { return mPlannedThreads; }
@@ -84,6 +91,7 @@ private:
     uint32_t CommonDepth(const char* operation,
                          std::initializer_list<const cFloatImage*> images) const;
     bool FitsInstance(const cFloatImage& image, uint32_t depth) const;
+    bool FitsPacked(const cFloatImage& image, uint32_t depth) const;
     void CheckNotNull(const char* operation,
                       std::initializer_list<const cFloatImage*> images) const;
 
