@@ -1,6 +1,7 @@
 #include "math/cFFTFFTW.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -171,6 +172,9 @@ void cFFTFFTW::InitializePlans() {
         // the X * Y * Z complex values of a full complex transform.
         const std::size_t spectrumFloats = RoundUp(2 * (x / 2 + 1) * y * z);
         const std::size_t stageFloats = RoundUp(x * y * z);
+        // Each work image is one block, whose size the memory manager counts in 32 bits.
+        if (2 * spectrumFloats + kAlignFloats > UINT32_MAX)
+            Fail("Invalid Dimensions in InitializePlans", 2);
         mStore = new cFloatImage(
             cImageDimensions{static_cast<uint32_t>(2 * spectrumFloats + kAlignFloats), 1, 1},
             Contiguous3D, GetObjectName());
