@@ -99,6 +99,10 @@ cFFTFFTW::cFFTFFTW() : cFFTFFTW(cImageDimensions{1, 1, 1}, 0, 0) {}
 cFFTFFTW::cFFTFFTW(const cImageDimensions& dimensions, int first, int second)
     : cFFT(kLibraryId, "cFFTFFTW"), mFirst(first), mSecond(second) {
     mDimensions = dimensions;
+    // Instances may be destroyed at the end of the process, and they take the planner
+    // lock then. Touching the lock here makes it exist before whoever holds an instance
+    // registers its own end-of-process cleanup, so the lock is destroyed after it.
+    const PlannerLock lock;
 }
 
 cFFTFFTW::~cFFTFFTW() {
