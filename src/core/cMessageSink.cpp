@@ -26,6 +26,15 @@ protected:
     int_type overflow(int_type ch) override {
         if (traits_type::eq_int_type(ch, traits_type::eof()))
             return traits_type::not_eof(ch);
+        if (tPendingGone) {
+            // The thread is past the teardown of its own line; what it still writes (reports
+            // of services that go at exit) collects in one shared line under the lock.
+            std::lock_guard lock(mMutex);
+            LateLine().push_back(traits_type::to_char_type(ch));
+            if (ch == '\n')
+                DeliverLocked(LateLine());
+            return ch;
+        }
         Pending().push_back(traits_type::to_char_type(ch));
         if (ch == '\n')
             Deliver();
@@ -39,14 +48,35 @@ protected:
     }
 
     int sync() override {
-        Deliver();
+        if (tPendingGone) {
+            std::lock_guard lock(mMutex);
+            DeliverLocked(LateLine());
+        } else {
+            Deliver();
+        }
         return 0;
     }
 
 private:
+    // A thread's pending line is a thread-local object, and thread-locals go before the
+    // process's exit handlers run (and before a thread's later thread-local destructors).
+    // Singletons that report when they are destroyed write after that point, so the line
+    // marks its own end in a flag that needs no destruction.
+    static inline thread_local bool tPendingGone = false;
+
+    struct PendingLine {
+        std::string text;
+        ~PendingLine() { tPendingGone = true; }
+    };
+
     static std::string& Pending() {
-        thread_local std::string pending;
-        return pending;
+        thread_local PendingLine pending;
+        return pending.text;
+    }
+
+    std::string& LateLine() {
+        static std::string* line = new std::string; // never destroyed, like the sink itself
+        return *line;
     }
 
     void Deliver() {
@@ -54,6 +84,12 @@ private:
         if (line.empty())
             return;
         std::lock_guard lock(mMutex);
+        DeliverLocked(line);
+    }
+
+    void DeliverLocked(std::string& line) {
+        if (line.empty())
+            return;
         switch (mKind) {
         case TargetKind::StandardOutput:
             std::cout.write(line.data(), static_cast<std::streamsize>(line.size()));

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "core/ClassLevelLockable.h"
+#include "core/cSmallObjectAllocator.h"
 
 namespace Ovidane {
 
@@ -20,7 +21,10 @@ public:
             if (!instance) {
                 instance = new T();
                 sInstance.store(instance, std::memory_order_release);
-                static const bool registered = (std::atexit(&Destroy), true);
+                // The instance may still give back count words when it goes at exit, so
+                // the small-object pool must go after it.
+                static const bool registered =
+                    (cSmallObjectAllocator::EnsureExists(), std::atexit(&Destroy), true);
                 (void)registered;
             }
         }

@@ -39,4 +39,9 @@ void cSmallObjectAllocator::Deallocate(void* pointer, std::size_t bytes) {
     Allocator::Instance().Deallocate(pointer, bytes);
 }
 
+void cSmallObjectAllocator::EnsureExists() {
+    Allocator::MyThreadingModel::Lock lock;
+    (void)Allocator::Instance();
+}
+
 } // namespace Ovidane

@@ -11,6 +11,10 @@ class cSmallObjectAllocator {
 public:
     static void* Allocate(std::size_t bytes);
     static void Deallocate(void* pointer, std::size_t bytes);
+    // Makes the pool now if it doesn't exist yet. The pool's end is an exit handler too, and
+    // exit handlers run last-registered first: a singleton that gives back count words when
+    // it goes calls this before it registers its own handler.
+    static void EnsureExists();
 };
 
 } // namespace Ovidane

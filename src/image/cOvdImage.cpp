@@ -33,7 +33,8 @@ template <class T> void cOvdImage<T>::AllocateFromManager(ovdImageLayout layout)
         mBlockCount = 1;
         mLayout = Contiguous3D;
     }
-    mFirstPixel = mBlocks.front()->start;
+    // A stack without slices gets no block at all.
+    mFirstPixel = mBlocks.empty() ? nullptr : mBlocks.front()->start;
     container.ReportOwners();
     container.ReportBlockUse();
 }

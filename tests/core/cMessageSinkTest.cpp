@@ -2,6 +2,7 @@
 
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/cDeconOperation.h"
@@ -32,4 +33,26 @@ TEST(cMessageSink, ExistingObjectsFollowRedirectionAndSilence) {
     EXPECT_EQ(lines.size(), 1u);
     EXPECT_EQ(captured.str(), "first 1\npartial\n");
     cMessageSink::ToStandardOutput();
+}
+
+namespace {
+// Reports when the thread that owns it ends, like a service that prints on its way out.
+struct ReporterAtThreadEnd {
+    ~ReporterAtThreadEnd() { cMessageSink::Stream() << "late report" << std::endl; }
+};
+} // namespace
+
+TEST(cMessageSink, LinesWrittenAfterTheThreadsOwnLineIsGoneStillArrive) {
+    std::ostringstream captured;
+    cMessageSink::ToStream(captured);
+    std::thread worker([] {
+        thread_local ReporterAtThreadEnd reporter; // made first, so it goes after the line
+        (void)&reporter;
+        // Long enough that the pending line's text lives on the heap.
+        cMessageSink::Stream() << "an early line, long enough to leave the small buffer\n";
+    });
+    worker.join();
+    cMessageSink::ToStandardOutput();
+    EXPECT_EQ(captured.str(),
+              "an early line, long enough to leave the small buffer\nlate report\n");
 }

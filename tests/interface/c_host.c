@@ -34,6 +34,7 @@ typedef uint16_t (*DetectSA)(const char*, const char*, int16_t, int16_t, int16_t
                              int16_t, int16_t, uint16_t, uint16_t, float, float, float*, uint16_t,
                              uint16_t, uint16_t, ovdHostStatusCallback, void*);
 typedef void (*SetMessages)(ovdMessageCallback, void*);
+typedef void (*SetThreads)(int32_t);
 
 static uint16_t OVD_CALL RecordCallback(ovdStructInvFilterStatus* status, void* user) {
     (void)status;
@@ -73,10 +74,12 @@ int main(int argc, char** argv) {
     RestoreFlat restoreFlat = (RestoreFlat)Resolve(library, "DLL_OVD_3DIF");
     DetectSA detect = (DetectSA)Resolve(library, "ovd3dInverseFilterDetectSA");
     SetMessages setMessages = (SetMessages)Resolve(library, "ovdSetMessageCallback");
+    SetThreads setThreads = (SetThreads)Resolve(library, "ovdSetWorkerThreads");
     CHECK(dlsym(library, "_ZN7Ovidane9cDeconLogC1Ev") == NULL); /* internals stay hidden */
     if (failures)
         return 1;
     setMessages(NULL, NULL); /* a quiet host */
+    setThreads(1);           /* a host that keeps the library to one core */
 
     /* A small float stack: 16 x 16 x 4 of a constant. */
     char input[512], output[512], psfOut[512];

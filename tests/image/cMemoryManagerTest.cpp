@@ -1,0 +1,348 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <sstream>
+#include <string>
+
+#include "core/cException.h"
+#include "image/RegionSourceForTests.h"
+#include "image/cMemoryManager.h"
+
+using namespace Ovidane;
+using Testing::cLimitedRegionSource;
+
+namespace {
+
+constexpr uint32_t kSlice = 32 * 32; // elements of one slice
+constexpr std::size_t kSliceBytes = kSlice * sizeof(float);
+
+// A manager that writes into `out`, quiet unless a test asks for its verbosity.
+struct ManagerOn {
+    ManagerOn(cRegionSource& source, std::ostream& out) : manager(source) {
+        manager.SetStreams(out, out);
+        manager.SetVerbosity(0);
+    }
+    cMemoryManager manager;
+};
+
+template <class T> void Unlock(cBlockArray<T>& blocks) {
+    for (auto& block : blocks)
+        block->locked = false;
+    blocks.clear();
+}
+
+std::string Between(const std::string& text, const std::string& from, const std::string& to) {
+    const auto begin = text.find(from);
+    if (begin == std::string::npos)
+        return {};
+    return text.substr(begin + from.size(), text.find(to, begin) - begin - from.size());
+}
+
+} // namespace
+
+TEST(cMemoryManager, HeapRefusalFallsBackToSmallerRegions) {
+    // Room for one region of 7 slices and one of 3, but not for 10 in one piece.
+    cLimitedRegionSource source(7 * kSliceBytes, 10 * kSliceBytes);
+    std::ostringstream out;
+    ManagerOn m(source, out);
+    cBlockArray<float> blocks;
+    m.manager.Allocate(kSlice, 10, blocks, "decon");
+
+    ASSERT_EQ(blocks.size(), 10u);
+    const auto& regions = m.manager.GetRegions<float>();
+    ASSERT_EQ(regions.size(), 2u);
+    EXPECT_EQ(source.Used(), 10 * kSliceBytes);
+    for (float* region : regions)
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(region) % 64, 0u);
+    // The first seven come from the split, the shed three from a second, smaller region.
+    for (uint32_t i = 0; i < 10; ++i) {
+        const auto& block = *blocks[i];
+        float* region = regions[i < 7 ? 0 : 1];
+        const uint32_t index = i < 7 ? i : i - 7;
+        EXPECT_TRUE(block.locked);
+        EXPECT_EQ(block.owner, "decon");
+        EXPECT_EQ(block.region, region);
+        EXPECT_EQ(block.start, region + std::size_t{index} * kSlice);
+        EXPECT_EQ(block.last, block.start + kSlice - 1);
+        EXPECT_EQ(block.size, kSlice);
+    }
+    EXPECT_EQ(m.manager.GetProfile().size(), 1u);
+    EXPECT_EQ(m.manager.GetProfile()[0].GetCount(0), 10u);
+    EXPECT_EQ(out.str().find("Beginning allocation..."), std::string::npos);
+}
+
+TEST(cMemoryManager, PoolServesTheSameSizeAgainAndOnlyExactSizes) {
+    cLimitedRegionSource source;
+    std::ostringstream out;
+    ManagerOn m(source, out);
+
+    // Plenty of room: ten slices come as one block of ten slices.
+    cBlockArray<float> first;
+    m.manager.Allocate(kSlice, 10, first, "a");
+    ASSERT_EQ(first.size(), 1u);
+    EXPECT_EQ(first[0]->size, 10 * kSlice);
+    float* const start = first[0]->start;
+    m.manager.ReportOwners();
+    const std::string totalBefore = Between(out.str(), "Total All Memory    = ", "\n");
+    Unlock(first);
+
+    // The same request again: the same block, no new region, nothing more in the pool.
+    cBlockArray<float> second;
+    m.manager.Allocate(kSlice, 10, second, "b");
+    ASSERT_EQ(second.size(), 1u);
+    EXPECT_EQ(second[0]->start, start);
+    EXPECT_EQ(second[0]->owner, "b");
+    EXPECT_EQ(source.acquired, 1);
+    out.str("");
+    m.manager.ReportOwners();
+    EXPECT_EQ(Between(out.str(), "Total All Memory    = ", "\n"), totalBefore);
+
+    // A free block is never cut: four slices while the ten-slice block is free take a new region.
+    Unlock(second);
+    cBlockArray<float> smaller;
+    m.manager.Allocate(kSlice, 4, smaller, "c");
+    ASSERT_EQ(smaller.size(), 1u);
+    EXPECT_EQ(smaller[0]->size, 4 * kSlice);
+    EXPECT_EQ(source.acquired, 2);
+    EXPECT_EQ(m.manager.GetRegions<float>().size(), 2u);
+}
+
+TEST(cMemoryManager, PartlyFoundSlicesAreGivenBackBeforeTheSearchForOneBlock) {
+    cLimitedRegionSource source;
+    std::ostringstream out;
+    ManagerOn m(source, out);
+    cRequestList slices{{kSlice, 10, false, OvdTypeReal}};
+    m.manager.TryAllocateRegions(slices, "pool", false);
+    ASSERT_TRUE(slices.empty());
+    const cBlockArray<float> pool = m.manager.GetBlocks<float>();
+    ASSERT_EQ(pool.size(), 10u);
+    pool[3]->locked = true; // held by some image: only 9 of 10 slices are free
+
+    cBlockArray<float> found;
+    bool oneBlock = false;
+    m.manager.FindFreeBlocks(kSlice, 10, found, oneBlock, "img");
+    EXPECT_TRUE(found.empty());
+    EXPECT_FALSE(oneBlock);
+    for (uint32_t i = 0; i < 10; ++i)
+        EXPECT_EQ(pool[i]->locked, i == 3) << i;
+
+    // With a free block of the whole size, that one answers.
+    cRequestList whole{{10 * kSlice, 1, false, OvdTypeReal}};
+    m.manager.TryAllocateRegions(whole, "pool", false);
+    m.manager.FindFreeBlocks(kSlice, 10, found, oneBlock, "img");
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_TRUE(oneBlock);
+    EXPECT_EQ(found[0]->size, 10 * kSlice);
+    EXPECT_EQ(found[0]->owner, "img");
+    for (uint32_t i = 0; i < 10; ++i)
+        EXPECT_EQ(pool[i]->locked, i == 3) << i;
+}
+
+TEST(cMemoryManager, OnlyRegionsWithoutLockedBlocksAreReleased) {
+    cLimitedRegionSource source;
+    std::ostringstream out;
+    ManagerOn m(source, out);
+    cRequestList first{{kSlice, 3, false, OvdTypeReal}};
+    m.manager.TryAllocateRegions(first, "x", false);
+    cRequestList second{{kSlice, 3, false, OvdTypeReal}};
+    m.manager.TryAllocateRegions(second, "x", false);
+    const cBlockArray<float> pool = m.manager.GetBlocks<float>();
+    float* const kept = m.manager.GetRegions<float>()[0];
+    pool[1]->locked = true;
+
+    m.manager.ReleaseUnusedRegions<float>();
+    ASSERT_EQ(m.manager.GetRegions<float>().size(), 1u);
+    EXPECT_EQ(m.manager.GetRegions<float>()[0], kept);
+    EXPECT_EQ(source.released, 1);
+    EXPECT_EQ(source.LiveRegions(), 1u);
+    for (std::size_t i = 0; i < 6; ++i) {
+        const auto& block = *pool[i];
+        if (i < 3) {
+            EXPECT_EQ(block.region, kept);
+            EXPECT_EQ(block.size, kSlice);
+        } else { // a shell: stays in the list, answers nothing
+            EXPECT_EQ(block.region, nullptr);
+            EXPECT_EQ(block.start, nullptr);
+            EXPECT_EQ(block.last, nullptr);
+            EXPECT_EQ(block.size, 0u);
+        }
+    }
+    EXPECT_EQ(m.manager.GetBlocks<float>().size(), 6u);
+    m.manager.ReportOwners();
+    EXPECT_EQ(Between(out.str(), "Total All Memory    = ", "\n"), std::to_string(3 * kSliceBytes));
+}
+
+TEST(cMemoryManager, TryAllocateRegionsLeavesExactlyWhatWasRefused) {
+    cLimitedRegionSource source(1000);
+    std::ostringstream out;
+    ManagerOn m(source, out);
+    cRequestList list{{100, 2, false, OvdTypeReal},
+                      {2000, 1, false, OvdTypeUnsignedChar},
+                      {50, 1, false, OvdTypeReal}};
+    m.manager.TryAllocateRegions(list, "x", true);
+    // Both float requests share one region of 250 floats; the char region was refused.
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0].type, OvdTypeUnsignedChar);
+    ASSERT_EQ(m.manager.GetRegions<float>().size(), 1u);
+    const auto& blocks = m.manager.GetBlocks<float>();
+    ASSERT_EQ(blocks.size(), 2u);
+    float* const region = m.manager.GetRegions<float>()[0];
+    EXPECT_EQ(blocks[0]->start, region);
+    EXPECT_EQ(blocks[0]->size, 200u); // collapsed
+    EXPECT_EQ(blocks[1]->start, region + 200);
+    EXPECT_FALSE(blocks[0]->locked);
+    EXPECT_TRUE(m.manager.GetBlocks<uint8_t>().empty());
+
+    // A source that fails by throwing refuses like one that answers null.
+    source.ThrowOnAcquire(true);
+    cRequestList more{{10, 1, false, ovdTypeUnsignedShort}};
+    EXPECT_NO_THROW(m.manager.TryAllocateRegions(more, "x", true));
+    EXPECT_EQ(more.size(), 1u);
+}
+
+TEST(cMemoryManager, ServedPartsTakenBackAsIdleAreServedAgainWhole) {
+    // Room for ten slices, but an idle block of another size holds six of them: the first
+    // pass serves four, frees them with the idle block and serves only the other six.
+    cLimitedRegionSource source(SIZE_MAX, 10 * kSliceBytes);
+    std::ostringstream out;
+    ManagerOn m(source, out);
+    cBlockArray<float> other;
+    m.manager.Allocate(6 * kSlice, 1, other, "old");
+    Unlock(other);
+
+    cBlockArray<float> blocks;
+    m.manager.Allocate(kSlice, 10, blocks, "new");
+    ASSERT_EQ(blocks.size(), 1u);
+    EXPECT_EQ(blocks[0]->size, 10 * kSlice);
+    EXPECT_EQ(source.Used(), 10 * kSliceBytes);
+    EXPECT_EQ(m.manager.LockedBlockCount(), 1u);
+}
+
+TEST(cMemoryManager, FailureKeepsWhatWasServedAndTheNextRequestSaysSo) {
+    cLimitedRegionSource source(SIZE_MAX, 6 * kSliceBytes);
+    std::ostringstream out;
+    ManagerOn m(source, out);
+    cBlockArray<float> blocks;
+    try {
+        m.manager.Allocate(kSlice, 10, blocks, "big");
+        FAIL() << "ten slices can't fit";
+    } catch (const cException& failure) {
+        EXPECT_EQ(failure.GetMessage(), "Unable to allocate 2D Contiguous memory");
+        EXPECT_EQ(failure.GetCode(), OVD_ERR_MEMORY);
+        EXPECT_EQ(failure.GetWhere(), "cMemoryManager");
+    }
+    EXPECT_TRUE(blocks.empty());
+    EXPECT_EQ(m.manager.LockedBlockCount(), 0u);
+    out.str("");
+
+    // The first request after the failure announces itself when it goes to the heap.
+    m.manager.Allocate(2 * kSlice, 1, blocks, "after");
+    EXPECT_EQ(blocks.size(), 1u);
+    EXPECT_EQ(out.str(), "Beginning allocation...\n");
+    Unlock(blocks);
+
+    // Single slices that were served stay in the pool and answer the next request.
+    const int acquired = source.acquired;
+    m.manager.Allocate(kSlice, 3, blocks, "small");
+    EXPECT_EQ(blocks.size(), 3u);
+    EXPECT_EQ(source.acquired, acquired);
+
+    // A request that may not be split fails with its own message.
+    cRequestList contiguous{{kSlice, 10, true, OvdTypeReal}};
+    try {
+        m.manager.AllocateRequests(contiguous, "big");
+        FAIL() << "ten slices can't fit";
+    } catch (const cException& failure) {
+        EXPECT_EQ(failure.GetMessage(), "Unable to allocate 3D Contiguous memory");
+        EXPECT_EQ(failure.GetCode(), OVD_ERR_MEMORY);
+    }
+}
+
+TEST(cMemoryManager, ReportsHaveTheirExactText) {
+    cLimitedRegionSource source;
+    std::ostringstream out;
+    {
+        ManagerOn m(source, out);
+        cBlockArray<float> realB, realA, realIdle;
+        cBlockArray<uint32_t> ints;
+        cBlockArray<uint16_t> shorts;
+        cBlockArray<uint8_t> chars;
+        m.manager.Allocate(100, 2, realB, "b");
+        m.manager.Allocate(50, 1, realA, "a");
+        m.manager.Allocate(30, 1, realIdle, "a");
+        Unlock(realIdle);
+        m.manager.Allocate(10, 1, ints, "a");
+        m.manager.Allocate(8, 3, shorts, "c");
+        m.manager.Allocate(16, 1, chars, "a");
+        Unlock(chars);
+
+        // Char blocks count only when one is locked; the others as soon as they exist.
+        m.manager.ReportBlockUse();
+        EXPECT_EQ(out.str(),
+                  "OvdTypeReal: 3 blocks allocated, of which 2(66%) are locked\n"
+                  "ovdTypeUnsignedInt: 1 blocks allocated, of which 1(100%) are locked\n"
+                  "ovdTypeUnsignedShort: 1 blocks allocated, of which 1(100%) are locked\n");
+        out.str("");
+        m.manager.Allocate(16, 1, chars, "d");
+        m.manager.ReportBlockUse();
+        EXPECT_NE(out.str().find(
+                      "OvdTypeUnsignedChar: 1 blocks allocated, of which 1(100%) are locked\n"),
+                  std::string::npos);
+
+        out.str("");
+        m.manager.ReportOwners();
+        EXPECT_EQ(out.str(), "--------------------\n"
+                             "a has 1 Real allocations.\n"
+                             "b has 1 Real allocations.\n"
+                             "a has 1 Int allocations.\n"
+                             "c has 1 Short allocations.\n"
+                             "d has 1 Char allocations.\n"
+                             "Total Locked Memory = 1104\n"
+                             "Total All Memory    = 1224\n"
+                             "--------------------\n");
+
+        out.str("");
+        m.manager.ReportProfile();
+        EXPECT_EQ(out.str(), "b made 1 allocation(s), totaling 800 bytes.\n"
+                             "\tOvdTypeReal: 1 allocations, totaling 800 bytes.\n"
+                             "\tOvdTypeUnsignedInt: 0 allocations, totaling 0 bytes.\n"
+                             "\tOvdTypeUnsignedShort: 0 allocations, totaling 0 bytes.\n"
+                             "\tOvdTypeUnsignedChar: 0 allocations, totaling 0 bytes.\n"
+                             "a made 4 allocation(s), totaling 376 bytes.\n"
+                             "\tOvdTypeReal: 2 allocations, totaling 320 bytes.\n"
+                             "\tOvdTypeUnsignedInt: 1 allocations, totaling 40 bytes.\n"
+                             "\tOvdTypeUnsignedShort: 0 allocations, totaling 0 bytes.\n"
+                             "\tOvdTypeUnsignedChar: 1 allocations, totaling 16 bytes.\n"
+                             "c made 1 allocation(s), totaling 48 bytes.\n"
+                             "\tOvdTypeReal: 0 allocations, totaling 0 bytes.\n"
+                             "\tOvdTypeUnsignedInt: 0 allocations, totaling 0 bytes.\n"
+                             "\tOvdTypeUnsignedShort: 1 allocations, totaling 48 bytes.\n"
+                             "\tOvdTypeUnsignedChar: 0 allocations, totaling 0 bytes.\n");
+
+        // At verbosity 2 a float request ends with the block use; other types don't.
+        m.manager.SetVerbosity(2);
+        out.str("");
+        cBlockArray<uint32_t> moreInts;
+        m.manager.Allocate(11, 1, moreInts, "a");
+        EXPECT_EQ(out.str(), "");
+        cBlockArray<float> moreReal;
+        m.manager.Allocate(7, 1, moreReal, "a");
+        EXPECT_EQ(
+            out.str().rfind("OvdTypeReal: 4 blocks allocated, of which 3(75%) are locked\n", 0),
+            0u);
+
+        for (auto* blocks : {&realA, &realB, &moreReal})
+            Unlock(*blocks);
+        Unlock(ints);
+        Unlock(moreInts);
+        Unlock(shorts);
+        Unlock(chars);
+        out.str("");
+    }
+    // Going, the manager reports its owners and (at verbosity 2) its profile, and gives
+    // every region back. The images' arrays went first, so nothing is locked any more.
+    EXPECT_EQ(out.str().rfind("--------------------\nTotal Locked Memory = 0\n", 0), 0u);
+    EXPECT_NE(out.str().find("--------------------\nb made 1 allocation(s), totaling 800 bytes.\n"),
+              std::string::npos);
+    EXPECT_EQ(source.LiveRegions(), 0u);
+}

@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "core/cException.h"
+#include "image/RegionSourceForTests.h"
+#include "image/cOvdImage.h"
+
+using namespace Ovidane;
+using Testing::cLimitedRegionSource;
+using Testing::cScopedPool;
+
+namespace {
+
+constexpr cImageDimensions kSize{16, 8, 5};
+constexpr std::size_t kSliceBytes = 16 * 8 * sizeof(float);
+
+template <class Call>
+void ExpectFailure(Call&& call, const std::string& message, uint16_t code = 2) {
+    try {
+        call();
+        ADD_FAILURE() << "expected: " << message;
+    } catch (const cException& failure) {
+        EXPECT_EQ(failure.GetMessage(), message);
+        EXPECT_EQ(failure.GetCode(), code);
+    }
+}
+
+} // namespace
+
+TEST(cOvdImage, LayoutFollowsTheManagersAnswer) {
+    cLimitedRegionSource source(2 * kSliceBytes); // no region of more than two slices
+    std::ostringstream out;
+    cScopedPool pool(source, out);
+
+    // A single slice fits in one block: the image is one vector.
+    cFloatImage flat({16, 8, 1}, "flat");
+    EXPECT_EQ(flat.GetLayout(), Contiguous3D);
+    EXPECT_EQ(flat.GetBlockCount(), 1u);
+    EXPECT_TRUE(flat.OwnsMemory());
+
+    // Five slices don't: one block per slice, addressed by slice.
+    cFloatImage stack(kSize, "stack");
+    ASSERT_EQ(stack.GetLayout(), Contiguous2D);
+    EXPECT_EQ(stack.GetBlockCount(), 5u);
+    EXPECT_EQ(stack.GetElementsPerBlock(), 16u * 8u);
+    for (uint32_t z = 0; z < 5; ++z) {
+        float* const slice = stack.GetSlicePointer(z);
+        EXPECT_EQ(stack.GetLinePointer(7, z), slice + 7 * 16);
+        EXPECT_EQ(stack.GetPixelPointer(15, 7, z), slice + 7 * 16 + 15);
+        slice[0] = static_cast<float>(z); // every slice is writable memory of its own
+    }
+    for (uint32_t z = 0; z < 5; ++z)
+        EXPECT_EQ(*stack.GetSlicePointer(z), static_cast<float>(z));
+
+    // The z index is checked in this layout only, by every pointer operation.
+    ExpectFailure([&] { stack.GetSlicePointer(5); }, "Z index out of bounds");
+    ExpectFailure([&] { stack.GetLinePointer(0, 5); }, "Z index out of bounds");
+    ExpectFailure([&] { stack.GetPixelPointer(0, 0, 5); }, "Z index out of bounds");
+    EXPECT_EQ(flat.GetSlicePointer(3), flat.GetSlicePointer(0) + 3 * 16 * 8);
+    // y is checked before x, x before z.
+    ExpectFailure([&] { stack.GetPixelPointer(16, 8, 9); }, "Y index out of bounds");
+    ExpectFailure([&] { stack.GetPixelPointer(16, 0, 9); }, "X index out of bounds");
+    ExpectFailure([&] { flat.GetLinePointer(8, 0); }, "Y index out of bounds");
+
+    // One block for the whole stack is refused outright; no image is left behind.
+    ExpectFailure([&] { cFloatImage whole(kSize, Contiguous3D, "whole"); },
+                  "Unable to allocate 2D Contiguous memory", OVD_ERR_MEMORY);
+}
+
+TEST(cOvdImage, PlentyOfMemoryGivesOneVectorAndEveryImageReports) {
+    cLimitedRegionSource source;
+    std::ostringstream out;
+    cScopedPool pool(source, out);
+    out.str("");
+    cFloatImage image(kSize, Contiguous2D, "img");
+    EXPECT_EQ(image.GetLayout(), Contiguous3D);
+    EXPECT_EQ(image.GetElementsPerBlock(), 16u * 8u * 5u);
+    EXPECT_EQ(image.GetPixelPointer(3, 2, 4), image.GetSlicePointer(0) + (8 * 4 + 2) * 16 + 3);
+    // The manager's block use at the end of a float request, then the image's two reports.
+    const std::string use = "OvdTypeReal: 1 blocks allocated, of which 1(100%) are locked\n";
+    EXPECT_EQ(out.str(), use +
+                             "--------------------\n"
+                             "img has 1 Real allocations.\n"
+                             "Total Locked Memory = 2560\n"
+                             "Total All Memory    = 2560\n"
+                             "--------------------\n" +
+                             use);
+}
+
+TEST(cOvdImage, NextImageOfTheSameSizeGetsTheSameBlocks) {
+    cLimitedRegionSource source(2 * kSliceBytes);
+    std::ostringstream out;
+    cScopedPool pool(source, out);
+    std::vector<float*> slices;
+    {
+        auto first = std::make_unique<cFloatImage>(kSize, "first");
+        for (uint32_t z = 0; z < 5; ++z)
+            slices.push_back(first->GetSlicePointer(z));
+    }
+    const int acquired = source.acquired;
+    cFloatImage second(kSize, "second");
+    for (uint32_t z = 0; z < 5; ++z)
+        EXPECT_EQ(second.GetSlicePointer(z), slices[z]);
+    EXPECT_EQ(source.acquired, acquired);
+
+    // The other pixel types have pools of their own.
+    cOvdImage<uint16_t> shorts(kSize, "file");
+    cOvdImage<uint8_t> chars(kSize, "file");
+    EXPECT_NE(static_cast<void*>(shorts.GetSlicePointer(0)),
+              static_cast<void*>(chars.GetSlicePointer(0)));
+    *shorts.GetPixelPointer(15, 7, 4) = 65535;
+    *chars.GetPixelPointer(15, 7, 4) = 255;
+}
+
+TEST(cOvdImage, WrappedMemoryStaysWithItsOwner) {
+    cLimitedRegionSource source;
+    std::ostringstream out;
+    cScopedPool pool(source, out);
+    std::vector<float> pixels(kSize.Voxels(), 1.0f);
+    std::vector<std::vector<float>> planes(3, std::vector<float>(4 * 2, 2.0f));
+    float* table[3] = {planes[0].data(), planes[1].data(), planes[2].data()};
+    {
+        cFloatImage whole(pixels.data(), kSize, Contiguous3D, "outside");
+        EXPECT_FALSE(whole.OwnsMemory());
+        EXPECT_EQ(whole.GetPixelPointer(1, 1, 1), pixels.data() + (8 + 1) * 16 + 1);
+        cFloatImage sliced(table, 4, 2, 3, Contiguous2D, "outside");
+        EXPECT_FALSE(sliced.OwnsMemory());
+        EXPECT_EQ(sliced.GetLayout(), Contiguous2D);
+        EXPECT_EQ(sliced.GetPixelPointer(3, 1, 2), planes[2].data() + 7);
+        ExpectFailure([&] { sliced.GetSlicePointer(3); }, "Z index out of bounds");
+    }
+    // The images are gone, the memory is not (the sanitizer build catches a wrong free).
+    EXPECT_EQ(pixels.back(), 1.0f);
+    EXPECT_EQ(planes[2].back(), 2.0f);
+    EXPECT_EQ(source.acquired, 0);
+
+    ExpectFailure([] { cFloatImage bad(static_cast<float*>(nullptr), kSize, Contiguous3D, "x"); },
+                  "NULL Array");
+    ExpectFailure(
+        [] { cFloatImage bad(static_cast<float**>(nullptr), 4, 2, 3, Contiguous2D, "x"); },
+        "NULL Array");
+    table[1] = nullptr;
+    ExpectFailure([&] { cFloatImage bad(table, 4, 2, 3, Contiguous2D, "x"); }, "NULL Array");
+}
+
+TEST(cOvdImage, SubImagesAreViewsIntoTheSource) {
+    cLimitedRegionSource source(2 * kSliceBytes);
+    std::ostringstream out;
+    cScopedPool pool(source, out);
+    std::vector<float> pixels(kSize.Voxels());
+    cFloatImage image(pixels.data(), kSize, Contiguous3D, "src");
+
+    std::unique_ptr<cFloatImage> one(image.GetSubImage(3, 3));
+    EXPECT_EQ(one->GetDimensions(), (cImageDimensions{16, 8, 1}));
+    EXPECT_EQ(one->GetSlicePointer(0), image.GetSlicePointer(3));
+    EXPECT_EQ(one->GetLayout(), Contiguous3D);
+    EXPECT_FALSE(one->OwnsMemory());
+
+    std::unique_ptr<cFloatImage> band(image.GetSubImageFirstAxis(2, 3));
+    EXPECT_EQ(band->GetDimensions(), (cImageDimensions{2, 8, 5}));
+    EXPECT_EQ(band->GetSlicePointer(0), image.GetSlicePointer(0) + 2 * 8 * 5);
+    std::unique_ptr<cFloatImage> last(image.GetSubImageFirstAxis(15, 15));
+    EXPECT_EQ(last->GetSizeX(), 1u);
+    ExpectFailure([&] { delete image.GetSubImageFirstAxis(15, 16); },
+                  "SubImage is outside of Original Image.");
+
+    cFloatImage stack(kSize, "stack"); // slice by slice: the pool holds two slices at most
+    ASSERT_EQ(stack.GetLayout(), Contiguous2D);
+    ExpectFailure([&] { delete stack.GetSubImage(0, 1); },
+                  "Cannot Get a SubImage of a non 3D Contiguous Image.");
+    std::unique_ptr<cFloatImage> slab(stack.GetSubImageFirstAxis(1, 2));
+    EXPECT_EQ(slab->GetLayout(), Contiguous2D);
+    EXPECT_EQ(slab->GetDimensions(), (cImageDimensions{2, 8, 5}));
+    for (uint32_t z = 0; z < 5; ++z)
+        EXPECT_EQ(slab->GetSlicePointer(z), stack.GetSlicePointer(z) + 8);
+}
