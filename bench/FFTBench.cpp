@@ -13,6 +13,7 @@
 #include <chrono>
 #include <random>
 
+#include "core/cMessageSink.h"
 #include "core/cWorkerThreads.h"
 #include "math/cFFTFFTW.h"
 #include "math/cFFTManager.h"
@@ -155,4 +156,13 @@ BENCHMARK(WienerFilter)->Apply(Sizes);
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    // The memory manager reports every image it hands out; keep the table readable.
+    cMessageSink::Silence();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

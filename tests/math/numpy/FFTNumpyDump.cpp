@@ -10,6 +10,7 @@
 #include <string>
 
 #include "core/cException.h"
+#include "core/cMessageSink.h"
 #include "math/cFFTFFTW.h"
 #include "math/cFFTManager.h"
 #include "math/cImageMathManager.h"
@@ -99,6 +100,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::string root = argv[1];
+    // The memory manager's reports would mix with the check's own lines.
+    cMessageSink::Silence();
     try {
         cFFTManager& fft = cFFTManager::Instance();
         // A stack with sizes of several factors, a single plane served by the stack's
