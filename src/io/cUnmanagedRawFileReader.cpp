@@ -1,0 +1,193 @@
+#include "io/cUnmanagedRawFileReader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "core/cException.h"
+
+namespace Ovidane {
+
+namespace {
+
+[[noreturn]] void RefuseRegion(const char* operation) {
+    throw cException("cUnmanagedRawFileReader", std::string("Roi out of bounds in ") + operation,
+                     OVD_ERR_PARAMETER);
+}
+
+} // namespace
+
+cUnmanagedRawFileReader::cUnmanagedRawFileReader(std::string fileName)
+    : cRasterFileReader(std::move(fileName)) {}
+
+cUnmanagedRawFileReader::cUnmanagedRawFileReader(std::string fileName, uint32_t width,
+                                                 uint32_t height, uint32_t depth)
+    : cRasterFileReader(std::move(fileName)) {
+    SetWidth(width);
+    SetHeight(height);
+    SetDepth(depth);
+}
+
+cUnmanagedRawFileReader::~cUnmanagedRawFileReader() {
+    Close();
+}
+
+bool cUnmanagedRawFileReader::Open() {
+    return mFile.Open(GetFileName(), Platform::cRawFileHandle::Access::Read) &&
+           mFile.Position() == 0;
+}
+
+bool cUnmanagedRawFileReader::Close() {
+    mFile.Close();
+    mSliceBuffer.reset();
+    mSliceBufferBytes = 0;
+    return true;
+}
+
+bool cUnmanagedRawFileReader::Read(const cCountedPtr<cOvdImage<float>>& image) {
+    return ReadStack(image);
+}
+bool cUnmanagedRawFileReader::Read(const cCountedPtr<cOvdImage<uint16_t>>& image) {
+    return ReadStack(image);
+}
+bool cUnmanagedRawFileReader::Read(const cCountedPtr<cOvdImage<uint8_t>>& image) {
+    return ReadStack(image);
+}
+
+template <class T> bool cUnmanagedRawFileReader::ReadStack(const cCountedPtr<cOvdImage<T>>& image) {
+    if (!image)
+        return false;
+    const cOvdImage<T>& target = *image;
+    SetWidth(target.GetSizeX());
+    SetHeight(target.GetSizeY());
+    SetDepth(target.GetSizeZ());
+    if (target.IsContiguous3D())
+        return ReadBytes(target.GetSlicePointer(0), target.GetVoxelCount() * sizeof(T));
+    const uint64_t sliceBytes = uint64_t{target.GetSizeX()} * target.GetSizeY() * sizeof(T);
+    for (uint32_t z = 0; z < target.GetSizeZ(); ++z)
+        if (!ReadBytes(target.GetSlicePointer(z), sliceBytes))
+            return false;
+    return true;
+}
+
+bool cUnmanagedRawFileReader::ReadRegion(const cCountedPtr<cOvdImage<float>>& image, uint32_t x0,
+                                         uint32_t y0, uint32_t z0, uint32_t x1, uint32_t /*y1*/,
+                                         uint32_t /*z1*/, uint32_t dx0, uint32_t dy0, uint32_t dz0,
+                                         uint32_t /*dx1*/, uint32_t dy1, uint32_t dz1) {
+    if (!image)
+        return false;
+    const cOvdImage<float>& target = *image;
+    if (x1 < x0 || dy1 < dy0 || dz1 < dz0)
+        RefuseRegion("ReadRegion");
+    const uint32_t columns = x1 - x0 + 1;
+    const uint32_t rows = dy1 - dy0 + 1;
+    if (x1 >= GetWidth() || uint64_t{y0} + rows > GetHeight())
+        RefuseRegion("ReadRegion");
+    if (uint64_t{dx0} + columns > target.GetSizeX() || dy1 >= target.GetSizeY() ||
+        dz1 >= target.GetSizeZ())
+        RefuseRegion("ReadRegion");
+
+    const std::size_t width = GetWidth();
+    const uint64_t sliceBytes = uint64_t{width} * GetHeight() * sizeof(float);
+    unsigned char* buffer = SliceBuffer(sliceBytes);
+    uint64_t position = ByteOffset(0, 0, z0, sizeof(float));
+    for (uint32_t dz = dz0; dz <= dz1; ++dz) {
+        mFile.Seek(position);
+        const std::size_t arrived = mFile.Read(buffer, sliceBytes);
+        if (arrived < sliceBytes)
+            NoteShortTransfer(mFile.ErrorText());
+        // Only pixels that arrived whole are taken; the rest of the image keeps its values.
+        const std::size_t available = arrived / sizeof(float);
+        for (uint32_t dy = dy0; dy <= dy1; ++dy) {
+            const std::size_t first = (std::size_t{y0} + (dy - dy0)) * width + x0;
+            if (first >= available)
+                break;
+            const std::size_t count = std::min<std::size_t>(columns, available - first);
+            std::memcpy(target.GetLinePointer(dy, dz) + dx0, buffer + first * sizeof(float),
+                        count * sizeof(float));
+        }
+        // The next slice is read where it lies, whatever became of this one.
+        position += sliceBytes;
+    }
+    mFile.Seek(position);
+    return true;
+}
+
+bool cUnmanagedRawFileReader::ReadRegion8(const cCountedPtr<cOvdImage<uint8_t>>& image, uint32_t x0,
+                                          uint32_t y0, uint32_t z0, uint32_t x1, uint32_t y1,
+                                          uint32_t z1) {
+    return ReadBox("ReadRegion8", image, x0, y0, z0, x1, y1, z1);
+}
+
+bool cUnmanagedRawFileReader::ReadRegion16(const cCountedPtr<cOvdImage<uint16_t>>& image,
+                                           uint32_t x0, uint32_t y0, uint32_t z0, uint32_t x1,
+                                           uint32_t y1, uint32_t z1) {
+    return ReadBox("ReadRegion16", image, x0, y0, z0, x1, y1, z1);
+}
+
+bool cUnmanagedRawFileReader::ReadRegionFloat(const cCountedPtr<cOvdImage<float>>& image,
+                                              uint32_t x0, uint32_t y0, uint32_t z0, uint32_t x1,
+                                              uint32_t y1, uint32_t z1) {
+    return ReadBox("ReadRegionFloat", image, x0, y0, z0, x1, y1, z1);
+}
+
+template <class T>
+bool cUnmanagedRawFileReader::ReadBox(const char* operation, const cCountedPtr<cOvdImage<T>>& image,
+                                      uint32_t x0, uint32_t y0, uint32_t z0, uint32_t x1,
+                                      uint32_t y1, uint32_t z1) {
+    if (!image)
+        return false;
+    const cOvdImage<T>& target = *image;
+    if (x1 < x0 || y1 < y0 || z1 < z0 || x1 >= GetWidth() || y1 >= GetHeight())
+        RefuseRegion(operation);
+    const uint32_t columns = x1 - x0 + 1;
+    const uint32_t rows = y1 - y0 + 1;
+    const uint32_t slices = z1 - z0 + 1;
+    if (columns > target.GetSizeX() || rows > target.GetSizeY() || slices > target.GetSizeZ())
+        RefuseRegion(operation);
+
+    // Rows of the box follow each other without a gap in the file when the box is as wide
+    // as the file, and in the image when it is as wide as the image.
+    const bool rowsJoin = columns == GetWidth() && columns == target.GetSizeX();
+    const bool slicesJoin =
+        rowsJoin && rows == GetHeight() && rows == target.GetSizeY() && target.IsContiguous3D();
+    const uint64_t rowBytes = uint64_t{columns} * sizeof(T);
+    if (slicesJoin) {
+        mFile.Seek(ByteOffset(0, 0, z0, sizeof(T)));
+        return ReadBytes(target.GetSlicePointer(0), rowBytes * rows * slices);
+    }
+    for (uint32_t s = 0; s < slices; ++s) {
+        if (rowsJoin) {
+            mFile.Seek(ByteOffset(0, y0, z0 + s, sizeof(T)));
+            if (!ReadBytes(target.GetLinePointer(0, s), rowBytes * rows))
+                return false;
+            continue;
+        }
+        for (uint32_t r = 0; r < rows; ++r) {
+            mFile.Seek(ByteOffset(x0, y0 + r, z0 + s, sizeof(T)));
+            if (!ReadBytes(target.GetLinePointer(r, s), rowBytes))
+                return false;
+        }
+    }
+    // Where a walk that reads a row and steps over the rest of the file's line ends.
+    mFile.Seek(ByteOffset(x0, y1 + 1, z1, sizeof(T)));
+    return true;
+}
+
+bool cUnmanagedRawFileReader::ReadBytes(void* target, uint64_t bytes) {
+    if (mFile.Read(target, bytes) == bytes)
+        return true;
+    NoteShortTransfer(mFile.ErrorText());
+    return false;
+}
+
+unsigned char* cUnmanagedRawFileReader::SliceBuffer(std::size_t bytes) {
+    if (bytes > mSliceBufferBytes) {
+        mSliceBuffer.reset();
+        mSliceBuffer = std::make_unique_for_overwrite<unsigned char[]>(bytes);
+        mSliceBufferBytes = bytes;
+    }
+    return mSliceBuffer.get();
+}
+
+} // namespace Ovidane

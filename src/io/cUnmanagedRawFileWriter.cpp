@@ -1,0 +1,133 @@
+#include "io/cUnmanagedRawFileWriter.h"
+
+#include <cstring>
+#include <utility>
+
+#include "core/cException.h"
+
+namespace Ovidane {
+
+cUnmanagedRawFileWriter::cUnmanagedRawFileWriter(std::string fileName)
+    : cRasterFileWriter(std::move(fileName)) {}
+
+cUnmanagedRawFileWriter::~cUnmanagedRawFileWriter() {
+    Close();
+}
+
+bool cUnmanagedRawFileWriter::Open() {
+    Close(); // a file still open is finished properly first
+    return mFile.Open(GetFileName(), Platform::cRawFileHandle::Access::Write);
+}
+
+bool cUnmanagedRawFileWriter::Close() {
+    mSliceBuffer.reset();
+    mSliceBufferBytes = 0;
+    if (!mFile.IsOpen())
+        return true;
+    const bool synced = mFile.Sync();
+    const bool closed = mFile.Close();
+    return synced && closed;
+}
+
+bool cUnmanagedRawFileWriter::Write(const cCountedPtr<cOvdImage<float>>& image) {
+    return WriteStack(image);
+}
+bool cUnmanagedRawFileWriter::Write(const cCountedPtr<cOvdImage<uint16_t>>& image) {
+    return WriteStack(image);
+}
+bool cUnmanagedRawFileWriter::Write(const cCountedPtr<cOvdImage<uint8_t>>& image) {
+    return WriteStack(image);
+}
+
+bool cUnmanagedRawFileWriter::WriteRegion(const cCountedPtr<cOvdImage<float>>& image, uint32_t x0,
+                                          uint32_t y0, uint32_t z0, uint32_t x1, uint32_t y1,
+                                          uint32_t z1) {
+    return WriteBox(image, x0, y0, z0, x1, y1, z1);
+}
+bool cUnmanagedRawFileWriter::WriteRegion(const cCountedPtr<cOvdImage<uint16_t>>& image,
+                                          uint32_t x0, uint32_t y0, uint32_t z0, uint32_t x1,
+                                          uint32_t y1, uint32_t z1) {
+    return WriteBox(image, x0, y0, z0, x1, y1, z1);
+}
+bool cUnmanagedRawFileWriter::WriteRegion(const cCountedPtr<cOvdImage<uint8_t>>& image, uint32_t x0,
+                                          uint32_t y0, uint32_t z0, uint32_t x1, uint32_t y1,
+                                          uint32_t z1) {
+    return WriteBox(image, x0, y0, z0, x1, y1, z1);
+}
+
+template <class T> void cUnmanagedRawFileWriter::TakeSizes(const cOvdImage<T>& image) {
+    SetWidth(image.GetSizeX());
+    SetHeight(image.GetSizeY());
+    SetDepth(image.GetSizeZ());
+}
+
+template <class T>
+bool cUnmanagedRawFileWriter::WriteStack(const cCountedPtr<cOvdImage<T>>& image) {
+    if (!image)
+        return false;
+    const cOvdImage<T>& source = *image;
+    TakeSizes(source);
+    if (source.IsContiguous3D()) {
+        WriteBytes(source.GetSlicePointer(0), source.GetVoxelCount() * sizeof(T));
+        return true;
+    }
+    const uint64_t sliceBytes = uint64_t{source.GetSizeX()} * source.GetSizeY() * sizeof(T);
+    for (uint32_t z = 0; z < source.GetSizeZ(); ++z)
+        WriteBytes(source.GetSlicePointer(z), sliceBytes);
+    return true;
+}
+
+template <class T>
+bool cUnmanagedRawFileWriter::WriteBox(const cCountedPtr<cOvdImage<T>>& image, uint32_t x0,
+                                       uint32_t y0, uint32_t z0, uint32_t x1, uint32_t y1,
+                                       uint32_t z1) {
+    if (!image)
+        return false;
+    const cOvdImage<T>& source = *image;
+    TakeSizes(source);
+    if (x1 < x0 || y1 < y0 || z1 < z0 || !source.IsRoiInside(cImageBox{x0, y0, z0, x1, y1, z1}))
+        throw cException("cUnmanagedRawFileWriter", "Roi out of bounds in WriteRegion",
+                         OVD_ERR_PARAMETER);
+    const uint32_t columns = x1 - x0 + 1;
+    const uint32_t rows = y1 - y0 + 1;
+    const uint32_t slices = z1 - z0 + 1;
+    const std::size_t rowBytes = std::size_t{columns} * sizeof(T);
+    const std::size_t sliceBytes = rowBytes * rows;
+
+    // A box as wide as the image has its rows side by side in the image's memory.
+    if (columns == source.GetSizeX()) {
+        if (rows == source.GetSizeY() && source.IsContiguous3D()) {
+            WriteBytes(source.GetSlicePointer(z0), uint64_t{sliceBytes} * slices);
+            return true;
+        }
+        for (uint32_t z = z0; z <= z1; ++z)
+            WriteBytes(source.GetLinePointer(y0, z), sliceBytes);
+        return true;
+    }
+    unsigned char* buffer = SliceBuffer(sliceBytes);
+    for (uint32_t z = z0; z <= z1; ++z) {
+        for (uint32_t r = 0; r < rows; ++r)
+            std::memcpy(buffer + r * rowBytes, source.GetLinePointer(y0 + r, z) + x0, rowBytes);
+        WriteBytes(buffer, sliceBytes);
+    }
+    return true;
+}
+
+void cUnmanagedRawFileWriter::WriteBytes(const void* source, uint64_t bytes) {
+    const uint64_t start = mFile.Position();
+    if (mFile.Write(source, bytes) < bytes)
+        NoteShortTransfer(mFile.ErrorText());
+    // What follows keeps its own place in the file even when this part fell short.
+    mFile.Seek(start + bytes);
+}
+
+unsigned char* cUnmanagedRawFileWriter::SliceBuffer(std::size_t bytes) {
+    if (bytes > mSliceBufferBytes) {
+        mSliceBuffer.reset();
+        mSliceBuffer = std::make_unique_for_overwrite<unsigned char[]>(bytes);
+        mSliceBufferBytes = bytes;
+    }
+    return mSliceBuffer.get();
+}
+
+} // namespace Ovidane

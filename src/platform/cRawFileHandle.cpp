@@ -1,0 +1,156 @@
+#include "platform/cRawFileHandle.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Ovidane::Platform {
+
+static_assert(sizeof(off_t) >= 8, "file offsets must be 64-bit");
+
+namespace {
+
+// Linux moves at most a little under 2 GiB per read or write; larger transfers are split
+// into pieces of this size, which keeps every piece aligned.
+constexpr std::size_t kLargestTransfer = std::size_t{1} << 30;
+
+// strerror_r comes in two forms, by the C library's choice; both end here as text.
+[[maybe_unused]] const char* ErrorString(int result, const char* buffer) {
+    return result == 0 ? buffer : "Unknown error";
+}
+[[maybe_unused]] const char* ErrorString(const char* result, const char*) {
+    return result;
+}
+
+std::string SystemErrorText(int error) {
+    char buffer[256] = {};
+    return ErrorString(::strerror_r(error, buffer, sizeof buffer), buffer);
+}
+
+} // namespace
+
+cRawFileHandle::~cRawFileHandle() {
+    Close();
+}
+
+bool cRawFileHandle::Open(const std::string& name, Access access) {
+    Close();
+    const int flags =
+        access == Access::Read ? (O_RDONLY | O_CLOEXEC) : (O_WRONLY | O_CREAT | O_CLOEXEC);
+    int descriptor;
+    do {
+        descriptor = ::open(name.c_str(), flags, 0666);
+    } while (descriptor < 0 && errno == EINTR);
+    if (descriptor < 0) {
+        RecordSystemError(errno);
+        return false;
+    }
+    mDescriptor = descriptor;
+    mPosition = 0;
+    return true;
+}
+
+bool cRawFileHandle::Close() {
+    if (mDescriptor < 0)
+        return true;
+    // The descriptor is gone after close() whatever it answers, EINTR included; calling it
+    // again could close a descriptor that another thread has been given meanwhile.
+    const int result = ::close(mDescriptor);
+    mDescriptor = -1;
+    mPosition = 0;
+    if (result != 0) {
+        RecordSystemError(errno);
+        return false;
+    }
+    return true;
+}
+
+bool cRawFileHandle::Sync() {
+    int result;
+    do {
+        result = ::fdatasync(mDescriptor);
+    } while (result != 0 && errno == EINTR);
+    // EINVAL: a special file (a pipe, a device) that keeps nothing to force out.
+    if (result != 0 && errno != EINVAL) {
+        RecordSystemError(errno);
+        return false;
+    }
+    return true;
+}
+
+std::size_t cRawFileHandle::Read(void* buffer, std::size_t bytes) {
+    auto* target = static_cast<char*>(buffer);
+    std::size_t done = 0;
+    while (done < bytes) {
+        const std::size_t piece = std::min(bytes - done, kLargestTransfer);
+        const ssize_t n =
+            ::pread(mDescriptor, target + done, piece, static_cast<off_t>(mPosition + done));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            RecordSystemError(errno);
+            break;
+        }
+        if (n == 0) {
+            mErrorText = "Unexpected end of file";
+            break;
+        }
+        done += static_cast<std::size_t>(n);
+    }
+    mPosition += done;
+    return done;
+}
+
+std::size_t cRawFileHandle::Write(const void* buffer, std::size_t bytes) {
+    const auto* source = static_cast<const char*>(buffer);
+    std::size_t done = 0;
+    while (done < bytes) {
+        const std::size_t piece = std::min(bytes - done, kLargestTransfer);
+        const ssize_t n =
+            ::pwrite(mDescriptor, source + done, piece, static_cast<off_t>(mPosition + done));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            RecordSystemError(errno);
+            break;
+        }
+        if (n == 0) {
+            // A regular file never answers 0 to a write of some bytes; take it as full.
+            RecordSystemError(ENOSPC);
+            break;
+        }
+        done += static_cast<std::size_t>(n);
+    }
+    mPosition += done;
+    return done;
+}
+
+int64_t cRawFileHandle::Size() {
+    struct stat status {};
+    if (::fstat(mDescriptor, &status) != 0) {
+        RecordSystemError(errno);
+        return -1;
+    }
+    return static_cast<int64_t>(status.st_size);
+}
+
+bool cRawFileHandle::SetSize(uint64_t bytes) {
+    int result;
+    do {
+        result = ::ftruncate(mDescriptor, static_cast<off_t>(bytes));
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        RecordSystemError(errno);
+        return false;
+    }
+    return true;
+}
+
+void cRawFileHandle::RecordSystemError(int error) {
+    mErrorText = SystemErrorText(error);
+}
+
+} // namespace Ovidane::Platform

@@ -1,0 +1,67 @@
+#pragma once
+// Unbuffered access to one file through the system's low-level handle. No stream buffer
+// stands between the caller's memory and the kernel: a slice of a stack goes to or from
+// the disk in one transfer of exactly its bytes, straight from the image's memory.
+// Positions and sizes are 64-bit everywhere, so stacks beyond 4 GiB need nothing special.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace Ovidane::Platform {
+
+class cRawFileHandle {
+public:
+    enum class Access {
+        Read,  // an existing file, read only, others may open it as well
+        Write, // write only; created when missing, never truncated
+    };
+
+    cRawFileHandle() = default;
+    // Closes an open file without forcing its data to the disk.
+    ~cRawFileHandle();
+    cRawFileHandle(const cRawFileHandle&) = delete;
+    cRawFileHandle& operator=(const cRawFileHandle&) = delete;
+
+    // Opens `name`; a file that is open already is closed first. The position is 0.
+    // False when the system refuses the file; ErrorText() then says why.
+    bool Open(const std::string& name, Access access);
+    // True when no file was open or the system closed it. The handle is closed afterwards
+    // in either case.
+    bool Close();
+    // Forces what was written to the storage device.
+    bool Sync();
+
+    bool IsOpen() const { return mDescriptor >= 0; }
+    // The system's handle, -1 while no file is open.
+    int Descriptor() const { return mDescriptor; }
+
+    // The position is this object's own: every transfer names its offset to the system,
+    // so moving the position costs no call and nothing else can disturb it.
+    uint64_t Position() const { return mPosition; }
+    void Seek(uint64_t position) { mPosition = position; }
+
+    // Transfer `bytes` at the position and move it on by the bytes transferred. The
+    // answer is that count; less than asked for means end of file (reading) or a
+    // failure, and ErrorText() then holds the system's text for it. Transfers larger
+    // than the kernel moves at once are split; an interrupted call is repeated.
+    std::size_t Read(void* buffer, std::size_t bytes);
+    std::size_t Write(const void* buffer, std::size_t bytes);
+
+    // Length of the open file in bytes; -1 when the system can't tell.
+    int64_t Size();
+    // Sets the file's length: a shorter file loses its tail, a longer one reads as zeros
+    // in the new part and takes no disk space for it where the file system allows.
+    bool SetSize(uint64_t bytes);
+
+    // Text of the latest failure, empty before the first.
+    const std::string& ErrorText() const { return mErrorText; }
+
+private:
+    void RecordSystemError(int error);
+
+    int mDescriptor = -1;
+    uint64_t mPosition = 0;
+    std::string mErrorText;
+};
+
+} // namespace Ovidane::Platform

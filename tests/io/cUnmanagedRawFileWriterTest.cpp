@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <vector>
+
+#include "io/RawStackFixtures.h"
+#include "io/cUnmanagedRawFileReader.h"
+#include "io/cUnmanagedRawFileWriter.h"
+#include "support/TempDir.h"
+
+using namespace Ovidane;
+using namespace OvidaneTest;
+
+namespace {
+
+// An image over separate vectors, one per slice, as a stack held slice by slice is.
+struct SliceTable {
+    SliceTable(uint32_t w, uint32_t h, uint32_t d) : slices(d, std::vector<float>(w * h)) {
+        for (auto& s : slices)
+            table.push_back(s.data());
+        image = new cOvdImage<float>(table.data(), w, h, d, Contiguous2D, "slices");
+    }
+    std::vector<std::vector<float>> slices;
+    std::vector<float*> table;
+    cFloatImagePtr image;
+};
+
+template <class T>
+void CheckRoundTrip(const std::string& name, const cCountedPtr<cOvdImage<T>>& source,
+                    const cCountedPtr<cOvdImage<T>>& target) {
+    const uint32_t w = source->GetSizeX(), h = source->GetSizeY(), d = source->GetSizeZ();
+    SCOPED_TRACE(testing::Message() << sizeof(T) << "-byte pixels, " << w << "x" << h << "x" << d);
+    Fill(*source);
+    cUnmanagedRawFileWriter writer(name);
+    ASSERT_TRUE(writer.Open());
+    EXPECT_TRUE(writer.Write(source));
+    EXPECT_EQ((std::vector{writer.GetWidth(), writer.GetHeight(), writer.GetDepth()}),
+              (std::vector{w, h, d}));
+    EXPECT_TRUE(writer.Close());
+    EXPECT_EQ(writer.GetHandle(), -1);
+    EXPECT_EQ(FileBytes(name), PatternBytes<T>(0, 0, 0, w - 1, h - 1, d - 1));
+
+    cUnmanagedRawFileReader reader(name);
+    ASSERT_TRUE(reader.Open());
+    ASSERT_TRUE(reader.Read(target));
+    EXPECT_EQ(Mismatches(*target, 0, 0, 0, w, h, d, T(0)), 0);
+    EXPECT_FALSE(reader.Read(target)); // the file is used up
+}
+
+} // namespace
+
+TEST(cUnmanagedRawFileWriter, EveryPixelTypeAndLayoutGoesOutInFileOrderAndComesBack) {
+    TempDir dir;
+    CheckRoundTrip(dir.File("u8"), MakeImage<uint8_t>(7, 5, 3), MakeImage<uint8_t>(7, 5, 3));
+    CheckRoundTrip(dir.File("u16"), MakeImage<uint16_t>(7, 5, 3), MakeImage<uint16_t>(7, 5, 3));
+    CheckRoundTrip(dir.File("f"), MakeImage<float>(7, 5, 3), MakeImage<float>(7, 5, 3));
+    SliceTable source(6, 4, 3), target(6, 4, 3);
+    CheckRoundTrip(dir.File("slices"), source.image, target.image);
+    CheckRoundTrip(dir.File("one"), MakeImage<float>(1, 1, 1), MakeImage<float>(1, 1, 1));
+    EXPECT_EQ(std::filesystem::file_size(dir.File("one")), 4u);
+}
+
+TEST(cUnmanagedRawFileWriter, WritesAppendAndAnOldLongerFileKeepsItsTail) {
+    TempDir dir;
+    const std::string name = dir.File("old");
+    WriteFileBytes(name, std::vector<uint8_t>(100, 0xAB));
+    auto floats = MakeImage<float>(2, 2, 1);
+    auto words = MakeImage<uint16_t>(3, 1, 1);
+    Fill(*floats);
+    Fill(*words);
+    std::vector<uint8_t> expected = PatternBytes<float>(0, 0, 0, 1, 1, 0);
+    for (uint8_t b : PatternBytes<uint16_t>(0, 0, 0, 2, 0, 0))
+        expected.push_back(b);
+    expected.resize(100, 0xAB);
+
+    cUnmanagedRawFileWriter writer(name);
+    ASSERT_TRUE(writer.Open());
+    EXPECT_TRUE(writer.Write(floats));
+    EXPECT_TRUE(writer.Write(words));
+    EXPECT_TRUE(writer.Close());
+    EXPECT_EQ(FileBytes(name), expected);
+
+    // Opening again starts at 0 and still cuts nothing off.
+    ASSERT_TRUE(writer.Open());
+    EXPECT_TRUE(writer.Write(words));
+    EXPECT_TRUE(writer.Close());
+    std::vector<uint8_t> words0 = PatternBytes<uint16_t>(0, 0, 0, 2, 0, 0);
+    std::copy(words0.begin(), words0.end(), expected.begin());
+    EXPECT_EQ(FileBytes(name), expected);
+}
+
+TEST(cUnmanagedRawFileWriter, WriteRegionPacksTheBoxDenselyAndRefusesBoxesOutside) {
+    TempDir dir;
+    const std::string name = dir.File("box");
+    SliceTable sliced(6, 5, 4);
+    Fill(*sliced.image);
+    auto contiguous = MakeImage<float>(6, 5, 4);
+    Fill(*contiguous);
+    // Gathered rows, full-width rows of part of each slice, whole slices, one pixel.
+    const uint32_t boxes[][6] = {
+        {1, 2, 1, 3, 4, 2}, {0, 1, 2, 5, 3, 3}, {0, 0, 1, 5, 4, 3}, {5, 4, 3, 5, 4, 3}};
+    for (const cFloatImagePtr& image : {contiguous, sliced.image}) {
+        for (const auto& b : boxes) {
+            SCOPED_TRACE(testing::Message() << "box from " << b[0] << "," << b[1] << "," << b[2]
+                                            << " contiguous " << image->IsContiguous3D());
+            std::filesystem::remove(name);
+            cUnmanagedRawFileWriter writer(name);
+            ASSERT_TRUE(writer.Open());
+            EXPECT_TRUE(writer.WriteRegion(image, b[0], b[1], b[2], b[3], b[4], b[5]));
+            EXPECT_EQ(writer.GetWidth(), 6u); // the image's sizes, not the box's
+            EXPECT_TRUE(writer.Close());
+            EXPECT_EQ(FileBytes(name), PatternBytes<float>(b[0], b[1], b[2], b[3], b[4], b[5]));
+        }
+    }
+    auto bytes = MakeImage<uint8_t>(4, 3, 2);
+    Fill(*bytes);
+    cUnmanagedRawFileWriter writer(name);
+    ASSERT_TRUE(writer.Open());
+    EXPECT_TRUE(writer.WriteRegion(bytes, 1, 1, 1, 2, 2, 1));
+
+    // Past an edge, or inverted: refused before a byte is written.
+    const uint32_t refused[][6] = {{0, 0, 0, 4, 2, 1}, {0, 0, 0, 3, 3, 1}, {0, 0, 1, 3, 2, 2},
+                                   {2, 0, 0, 1, 2, 1}, {0, 2, 0, 3, 1, 1}, {0, 0, 1, 3, 2, 0}};
+    for (const auto& b : refused)
+        ExpectRefused([&] { writer.WriteRegion(bytes, b[0], b[1], b[2], b[3], b[4], b[5]); });
+    EXPECT_TRUE(writer.Close());
+    EXPECT_EQ(FileBytes(name), PatternBytes<uint8_t>(1, 1, 1, 2, 2, 1));
+    EXPECT_FALSE(writer.Write(cFloatImagePtr()));
+    EXPECT_FALSE(writer.WriteRegion(cFloatImagePtr(), 0, 0, 0, 0, 0, 0));
+}
+
+TEST(cUnmanagedRawFileWriter, ShortWritesAreNotedAndTheOperationGoesOn) {
+    TempDir dir;
+    auto image = MakeImage<float>(3, 2, 2);
+    Fill(*image);
+
+    // A writer whose Open failed still answers true to a write, with the system's text.
+    const std::string missing = dir.File("no such directory/out");
+    cUnmanagedRawFileWriter unopened(missing);
+    EXPECT_TRUE(unopened.Close());
+    EXPECT_FALSE(unopened.Open());
+    EXPECT_EQ(unopened.GetHandle(), -1);
+    EXPECT_TRUE(unopened.Write(image));
+    EXPECT_EQ(unopened.GetLastError(), "error: " + missing + " : Bad file descriptor\n");
+
+    if (!std::filesystem::exists("/dev/full"))
+        GTEST_SKIP() << "no /dev/full on this system";
+    cUnmanagedRawFileWriter full("/dev/full"); // refuses every byte
+    ASSERT_TRUE(full.Open());
+    EXPECT_TRUE(full.WriteRegion(image, 1, 0, 0, 2, 1, 1));
+    EXPECT_EQ(full.GetLastError(), "error: /dev/full : No space left on device\n");
+    // Each slice of the box kept its own place behind the failed one.
+    EXPECT_EQ(full.GetPosition(), 2u * 2 * 2 * sizeof(float));
+    EXPECT_TRUE(full.Close());
+}
