@@ -246,8 +246,15 @@ TEST_F(cFFTManagerTest, ConvolveOTFReadsTheKernelFromLongerLines) {
     fft.Convolve(image, kernel, expected, 2);
     fft.ConvolveOTF(image, padded, result, 2);
     EXPECT_EQ(Pixels(result), Pixels(expected));
-    // In place on the image, as smoothing applies it.
-    fft.ConvolveOTF(image, padded, image, 2);
+    // The kernel as FFTPacked stores it, used in place on the image as smoothing does.
+    const cFloatImagePtr stored = ConstantImage(packed, 1e6f);
+    fft.FFTPacked(kernel, stored, 1);
+    for (uint32_t z = 0; z < size.z; ++z)
+        for (uint32_t y = 0; y < size.y; ++y) {
+            EXPECT_EQ(At(stored, size.x, y, z), 0.0f);
+            EXPECT_EQ(At(stored, size.x + 1, y, z), 0.0f);
+        }
+    fft.ConvolveOTF(image, stored, image, 2);
     EXPECT_EQ(Pixels(image), Pixels(expected));
 }
 
