@@ -3,11 +3,10 @@
 
 #include "core/cImageDimensions.h"
 #include "core/cOvdObject.h"
+#include "image/cMemoryRequest.h"
 #include "image/cOvdImage.h"
 
 namespace Ovidane {
-
-struct cMemoryRequest;
 
 // One transform engine for one image size (X, Y, Z), owned by one logical thread.
 //
