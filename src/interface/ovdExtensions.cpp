@@ -2,6 +2,7 @@
 #include "core/cMessageSink.h"
 #include "core/cWorkerThreads.h"
 #include "interface/ovdinf01.h"
+#include "largevolume/SubvolumeMemoryBudget.h"
 
 using namespace Ovidane;
 
@@ -17,5 +18,7 @@ OVD_API void OVD_CALL ovdSetMessageCallback(ovdMessageCallback callback, void* u
 OVD_API void OVD_CALL ovdSetMessagesToStandardOutput(void) { cMessageSink::ToStandardOutput(); }
 
 OVD_API void OVD_CALL ovdSetWorkerThreads(int32_t count) { cWorkerThreads::SetCount(count); }
+
+OVD_API void OVD_CALL ovdSetMemoryBudget(int64_t bytes) { SetRunMemoryBudget(bytes); }
 
 } // extern "C"

@@ -225,6 +225,16 @@ OVD_API void OVD_CALL ovdSetMessagesToStandardOutput(void);
  * processors, the default. Takes effect for the next operation. */
 OVD_API void OVD_CALL ovdSetWorkerThreads(int32_t count);
 
+/* Memory budget. A restoration cuts a stack that does not fit into memory into
+ * subvolumes and restores them one at a time; by default the cut is sized from the
+ * machine's physical memory. A host that must hold runs below a limit gives that limit
+ * here, in bytes: the next runs (restorations and aberration estimates) size their
+ * subvolumes so that all working images of one subvolume fit into it. A budget above what
+ * the machine offers changes nothing. 0 or less: the machine's physical memory, the
+ * default. A smaller budget means more, smaller subvolumes, not a different result away
+ * from the seams. */
+OVD_API void OVD_CALL ovdSetMemoryBudget(int64_t bytes);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,8 +1,14 @@
 #include "largevolume/SubvolumeMemoryBudget.h"
 
+#include <algorithm>
+#include <atomic>
+
 #include "image/MemoryStatus.h"
 
 namespace Ovidane {
+namespace {
+std::atomic<int64_t> gRunMemoryBudget{0};
+} // namespace
 
 uint32_t SubvolumeWorkingImageCount(int mode) {
     switch (mode) {
@@ -32,8 +38,23 @@ int64_t SubvolumeMemoryBudget(uint32_t workingImages, int64_t totalPhysicalMB,
 // The one place that asks the machine.
 int64_t GetSubvolumeMemoryBudget(int mode) {
     const uint32_t workingImages = SubvolumeWorkingImageCount(mode);
-    return SubvolumeMemoryBudget(workingImages, GetTotalPhysicalMemoryMB(),
-                                 GetMemoryPerBufferMB(workingImages));
+    const int64_t machine = SubvolumeMemoryBudget(workingImages, GetTotalPhysicalMemoryMB(),
+                                                  GetMemoryPerBufferMB(workingImages));
+    const int64_t limit = gRunMemoryBudget.load();
+    if (limit <= 0)
+        return machine;
+    // The host's limit is the whole run's: nothing is held back for the system, since the
+    // host has already decided what the run may have. At least one byte, so that the
+    // dynamic cut never mistakes the share for "work it out".
+    return std::max<int64_t>(1, std::min(limit / workingImages, machine));
+}
+
+void SetRunMemoryBudget(int64_t bytes) {
+    gRunMemoryBudget.store(bytes > 0 ? bytes : 0);
+}
+
+int64_t GetRunMemoryBudget() {
+    return gRunMemoryBudget.load();
 }
 
 } // namespace Ovidane

@@ -13,7 +13,15 @@ uint32_t SubvolumeWorkingImageCount(int mode);
 int64_t SubvolumeMemoryBudget(uint32_t workingImages, int64_t totalPhysicalMB,
                               int64_t memoryPerBufferMB);
 
-// The number of bytes one subvolume may take on this machine.
+// The number of bytes one subvolume may take on this machine, or under the run memory
+// limit when one is set: the limit is then shared by the working images of the mode as the
+// physical memory would be, and a limit above what the machine gives changes nothing.
 int64_t GetSubvolumeMemoryBudget(int mode);
+
+// What the runs that start from now on may plan with in all, in bytes, in place of the
+// machine's physical memory. 0 or less: no limit, the machine decides (the default). A
+// process-wide setting, like the worker thread count.
+void SetRunMemoryBudget(int64_t bytes);
+int64_t GetRunMemoryBudget();
 
 } // namespace Ovidane

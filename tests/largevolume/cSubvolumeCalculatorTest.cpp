@@ -316,3 +316,26 @@ TEST(SubvolumeMemoryBudget, ModesAndCaps) {
     EXPECT_EQ(SubvolumeMemoryBudget(19, 16584, 862), 904203648LL);
     EXPECT_EQ(SubvolumeMemoryBudget(19, 16584, 861), 861 * MB);
 }
+
+TEST(SubvolumeMemoryBudget, RunBudgetIsSharedLikePhysicalMemoryAndNeverRaisesIt) {
+    const int64_t machine = GetSubvolumeMemoryBudget(1);
+    SetRunMemoryBudget(1600000);
+    EXPECT_EQ(GetSubvolumeMemoryBudget(1), 200000); // 8 working images
+    EXPECT_EQ(GetSubvolumeMemoryBudget(3), 1600000 / 19);
+    SetRunMemoryBudget(5); // below one byte per image still leaves a budget to cut by
+    EXPECT_EQ(GetSubvolumeMemoryBudget(1), 1);
+    SetRunMemoryBudget(machine * 1000);
+    EXPECT_EQ(GetSubvolumeMemoryBudget(1), machine);
+    SetRunMemoryBudget(-3);
+    EXPECT_EQ(GetRunMemoryBudget(), 0);
+    EXPECT_EQ(GetSubvolumeMemoryBudget(1), machine);
+
+    // The budget reaches the cut: a 300x300x20 stack that fits the machine in one piece
+    // is cut when the budget is small.
+    Settings s{D, {300, 300, 20}, 10, 5, 20, on, off, off, off, 0};
+    SetRunMemoryBudget(1600000);
+    auto c = Make(s);
+    ASSERT_EQ(c->CalculateSubvolumes(), 0);
+    SetRunMemoryBudget(0);
+    EXPECT_GT(c->GetSubvolumeCount().x * c->GetSubvolumeCount().y, 1u);
+}
