@@ -53,21 +53,11 @@ TEST(cSaveProcessResultAction, KeepsTheSliceAsItStandsAtItsPlaceInThePass) {
 TEST(cSuperResolution, ResamplesEachSliceUpInXAndYOnly) {
     cSuperResolution twice(2, 1, 3, 2, 1);
     EXPECT_EQ(twice.GetResultDimensions(), (cImageDimensions{6, 4, 1}));
-    // A flat slice stays flat at the finer sampling; a ramp keeps its range and order.
+    // A flat slice stays flat at the finer sampling.
     cFloatImagePtr flat = MakePlane(3, 2, std::vector<float>(6, 7.5f));
     ASSERT_EQ(twice.Process(flat, 0), 0);
     EXPECT_EQ(flat->GetDimensions(), (cImageDimensions{6, 4, 1}));
     EXPECT_EQ(PlaneValues(*flat), std::vector<float>(24, 7.5f));
-
-    cFloatImagePtr ramp = MakePlane(3, 2, {0.0f, 10.0f, 20.0f, 0.0f, 10.0f, 20.0f});
-    ASSERT_EQ(twice.Process(ramp, 1), 0);
-    const std::vector<float> values = PlaneValues(*ramp);
-    for (uint32_t y = 0; y < 4; ++y)
-        for (uint32_t x = 0; x + 1 < 6; ++x) {
-            EXPECT_LE(values[y * 6 + x], values[y * 6 + x + 1]);
-            EXPECT_GE(values[y * 6 + x], 0.0f);
-            EXPECT_LE(values[y * 6 + x], 20.0f);
-        }
 
     // A factor of 0 leaves slices alone.
     cSuperResolution none(0, 1, 3, 2, 1);
