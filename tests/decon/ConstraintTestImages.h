@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <random>
 #include <string>
 
@@ -12,17 +13,16 @@
 // Small synthetic images and failure capture for the constraint tests.
 namespace ConstraintTest {
 
-using Ovidane::cFloatImage;
 using Ovidane::cFloatImagePtr;
 using Ovidane::cImageDimensions;
-using PixelFunction = std::function<float(uint32_t, uint32_t, uint32_t)>;
 
 inline float& At(const cFloatImagePtr& image, uint32_t x, uint32_t y, uint32_t z) {
     return *image->GetPixelPointer(x, y, z);
 }
 
-inline cFloatImagePtr MakeImage(const cImageDimensions& size, const PixelFunction& value) {
-    cFloatImagePtr image(new cFloatImage(size, "ConstraintTest"));
+inline cFloatImagePtr MakeImage(const cImageDimensions& size,
+                                const std::function<float(uint32_t, uint32_t, uint32_t)>& value) {
+    cFloatImagePtr image(new Ovidane::cFloatImage(size, "ConstraintTest"));
     for (uint32_t z = 0; z < size.z; ++z)
         for (uint32_t y = 0; y < size.y; ++y)
             for (uint32_t x = 0; x < size.x; ++x)
@@ -45,22 +45,25 @@ inline cFloatImagePtr Copy(const cFloatImagePtr& image) {
                      [&](uint32_t x, uint32_t y, uint32_t z) { return At(image, x, y, z); });
 }
 
-inline double Sum(const cFloatImagePtr& image) {
+// Sum of slices first to last, or of the whole image.
+inline double Sum(const cFloatImagePtr& image, uint32_t first = 0, uint32_t last = UINT32_MAX) {
     double sum = 0.0;
-    const cImageDimensions& size = image->GetDimensions();
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
+    for (uint32_t z = first; z <= last && z < image->GetSizeZ(); ++z)
+        for (uint32_t y = 0; y < image->GetSizeY(); ++y)
+            for (uint32_t x = 0; x < image->GetSizeX(); ++x)
                 sum += At(image, x, y, z);
     return sum;
 }
 
-inline double SliceSum(const cFloatImagePtr& image, uint32_t z) {
-    double sum = 0.0;
-    for (uint32_t y = 0; y < image->GetSizeY(); ++y)
-        for (uint32_t x = 0; x < image->GetSizeX(); ++x)
-            sum += At(image, x, y, z);
-    return sum;
+struct PixelValue {
+    uint32_t x, y, z;
+    float value;
+};
+
+// Exact values at a few pixels.
+inline void ExpectPixels(const cFloatImagePtr& image, std::initializer_list<PixelValue> pixels) {
+    for (const PixelValue& p : pixels)
+        EXPECT_EQ(At(image, p.x, p.y, p.z), p.value) << p.x << "," << p.y << "," << p.z;
 }
 
 // The message of the cException of code 2 that `call` raises, or "" when it raises none.
