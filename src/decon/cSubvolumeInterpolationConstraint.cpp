@@ -186,7 +186,10 @@ cSubvolumeInterpolationConstraint::InterpolateSubVolume(const cFloatImagePtr& im
                 }
 
                 // Fold with period P: what lies beyond the padded slice's high face comes
-                // back at its low face and the other way round.
+                // back at its low face and the other way round. Each line lands exactly one
+                // period away, also where the two bands differ in width, so the rising and
+                // the falling weight that meet on a line are r[k] and r[W − 1 − k] and sum
+                // to 1.
                 if (L.y > 0)
                     math->AddImageRoi(plane, plane, plane, Rows(H.y + P.y, L.y, planeX),
                                       Rows(H.y, L.y, planeX), Rows(H.y, L.y, planeX));
