@@ -1,0 +1,41 @@
+#include "math/cImageMathManager.h"
+
+#include "core/cSingletonHolder.h"
+#include "core/cThreadIdManager.h"
+#include "math/cImageMathGeneric.h"
+
+namespace Ovidane {
+
+// The thread that makes the manager gets its instances at once.
+cImageMathManager::cImageMathManager() {
+    const Lock lock;
+    InstanceFor(cThreadIdManager::Instance().CurrentLogicalThreadId());
+}
+
+cImageMathManager& cImageMathManager::Instance() {
+    return cSingletonHolder<cImageMathManager>::Instance();
+}
+
+cImageMathPtr cImageMathManager::GetImageMath() {
+    return Guard([&] {
+        const Lock lock;
+        return InstanceFor(cThreadIdManager::Instance().CurrentLogicalThreadId());
+    });
+}
+
+// Each logical thread keeps its instances until the process ends; they hold no state
+// between calls, so nothing is gained by removing them.
+cImageMathPtr cImageMathManager::InstanceFor(uint32_t logicalThreadId) {
+    const auto known = mFront.find(logicalThreadId);
+    if (known != mFront.end())
+        return known->second;
+    const cImageMathPtr generic(new cImageMathGeneric);
+    mFallback[logicalThreadId] = generic;
+    // The front instance is what callers get. With no vector back end in the build, the
+    // plain back end serves as both the front and the fallback of a thread; a vector back
+    // end would be made here around `generic` and stored in its place.
+    mFront[logicalThreadId] = generic;
+    return generic;
+}
+
+} // namespace Ovidane

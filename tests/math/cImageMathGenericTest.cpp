@@ -1,0 +1,618 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/cException.h"
+#include "core/cWorkerThreads.h"
+#include "math/cImageMathGeneric.h"
+
+using namespace Ovidane;
+
+namespace {
+
+using Images = const cFloatImagePtr&;
+
+// Images over memory of the test's own: one piece for the whole stack, or one piece per
+// slice, so that every operation meets both layouts and lines that do not follow each
+// other in memory.
+class ImageMathTest : public ::testing::Test {
+protected:
+    cFloatImagePtr Make(cImageDimensions size, bool perSlice = false, float value = 0.0f) {
+        const std::size_t plane = std::size_t{size.x} * size.y;
+        if (!perSlice) {
+            auto& pixels = mStorage.emplace_back(plane * size.z, value);
+            return new cFloatImage(pixels.data(), size, Contiguous3D, "test");
+        }
+        std::vector<float*> slices;
+        for (uint32_t z = 0; z < size.z; ++z)
+            slices.push_back(mStorage.emplace_back(plane, value).data());
+        return new cFloatImage(slices.data(), size.x, size.y, size.z, Contiguous2D, "test");
+    }
+
+    cFloatImagePtr Random(cImageDimensions size, bool perSlice, float low = -4.0f,
+                          float high = 4.0f) {
+        cFloatImagePtr image = Make(size, perSlice);
+        std::uniform_real_distribution<float> value(low, high);
+        ForEach(image, [&](float& p) { p = value(mRandom); });
+        // Exact zeros reach the guarded branches.
+        for (uint32_t z = 0; z < size.z; ++z)
+            image->GetLinePointer(0, z)[0] = 0.0f;
+        return image;
+    }
+
+    cFloatImagePtr Clone(Images image, bool perSlice = false) {
+        cFloatImagePtr copy = Make(image->GetDimensions(), perSlice);
+        const std::vector<float> pixels = Pixels(image);
+        std::size_t i = 0;
+        ForEach(copy, [&](float& p) { p = pixels[i++]; });
+        return copy;
+    }
+
+    static void ForEach(Images image, const std::function<void(float&)>& f) {
+        const cImageDimensions s = image->GetDimensions();
+        for (uint32_t z = 0; z < s.z; ++z)
+            for (uint32_t y = 0; y < s.y; ++y)
+                for (uint32_t x = 0; x < s.x; ++x)
+                    f(image->GetLinePointer(y, z)[x]);
+    }
+
+    static std::vector<float> Pixels(Images image) {
+        std::vector<float> pixels;
+        ForEach(image, [&](float& p) { pixels.push_back(p); });
+        return pixels;
+    }
+
+    static float& At(Images image, uint32_t x, uint32_t y, uint32_t z) {
+        return image->GetLinePointer(y, z)[x];
+    }
+
+    // Same float, NaN included.
+    static bool Same(float a, float b) {
+        return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof a) == 0;
+    }
+
+    template <class Call> static void ExpectFailure(Call call, const std::string& message) {
+        try {
+            call();
+            ADD_FAILURE() << "no failure, expected " << message;
+        } catch (const cException& e) {
+            EXPECT_EQ(e.GetMessage(), message);
+            EXPECT_EQ(e.GetCode(), 2);
+            EXPECT_EQ(e.GetWhere().rfind("cImageMathGeneric", 0), 0u) << e.GetWhere();
+        }
+    }
+
+    cImageMathGeneric math;
+    // Moving a vector keeps its buffer, so the images' pixels stay where they are.
+    std::vector<std::vector<float>> mStorage;
+    std::mt19937 mRandom{20240611};
+};
+
+// One element-wise operation: how to run it on (a, b) into out, and what one pixel of out
+// must be. In-place operations run on out after a copy of a.
+struct ElementWise {
+    const char* name;
+    std::function<void(cImageMath&, Images, Images, Images)> run;
+    std::function<float(float, float)> pixel;
+};
+
+std::vector<ElementWise> ElementWiseOperations() {
+    const float c = 0.75f;
+    return {
+        {"AddImage", [](cImageMath& m, Images a, Images b, Images o) { m.AddImage(a, b, o); },
+         [](float p, float q) { return p + q; }},
+        {"SubtractImage",
+         [](cImageMath& m, Images a, Images b, Images o) { m.SubtractImage(a, b, o); },
+         [](float p, float q) { return p - q; }},
+        {"MultiplyImage",
+         [](cImageMath& m, Images a, Images b, Images o) { m.MultiplyImage(a, b, o); },
+         [](float p, float q) { return p * q; }},
+        {"DivideImage", [](cImageMath& m, Images a, Images b, Images o) { m.DivideImage(a, b, o); },
+         [](float p, float q) { return q == 0.0f ? 0.0f : p / q; }},
+        {"MinimumImage",
+         [](cImageMath& m, Images a, Images b, Images o) { m.MinimumImage(a, b, o); },
+         [](float p, float q) { return std::fmin(p, q); }},
+        {"MaximumImage",
+         [](cImageMath& m, Images a, Images b, Images o) { m.MaximumImage(a, b, o); },
+         [](float p, float q) { return std::fmax(p, q); }},
+        {"PowerOfImageDivisionWithThreshold",
+         [](cImageMath& m, Images a, Images b, Images o) {
+             m.PowerOfImageDivisionWithThreshold(a, b, o, 1.5f, 0.25f, -7.0f);
+         },
+         [](float p, float q) { return q <= 0.25f ? -7.0f : std::pow(p / q, 1.5f); }},
+        {"AbsoluteValueImage",
+         [](cImageMath& m, Images a, Images, Images o) { m.AbsoluteValueImage(a, o); },
+         [](float p, float) { return std::fabs(p); }},
+        {"SquareImage", [](cImageMath& m, Images a, Images, Images o) { m.SquareImage(a, o); },
+         [](float p, float) { return p * p; }},
+        {"SquareRootImage",
+         [](cImageMath& m, Images a, Images, Images o) { m.SquareRootImage(a, o); },
+         [](float p, float) { return p <= 0.0f ? 0.0f : std::sqrt(p); }},
+        {"LogImage", [](cImageMath& m, Images a, Images, Images o) { m.LogImage(a, o); },
+         [](float p, float) { return std::log(std::fmax(p, 1e-20f)); }},
+        {"AddImageByConstant",
+         [c](cImageMath& m, Images a, Images, Images o) { m.AddImageByConstant(a, c, o); },
+         [c](float p, float) { return p + c; }},
+        {"SubtractImageByConstant",
+         [c](cImageMath& m, Images a, Images, Images o) { m.SubtractImageByConstant(a, c, o); },
+         [c](float p, float) { return p - c; }},
+        {"MultiplyImageByConstant",
+         [c](cImageMath& m, Images a, Images, Images o) { m.MultiplyImageByConstant(a, c, o); },
+         [c](float p, float) { return p * c; }},
+        {"NormalizeImage(low, high)",
+         [](cImageMath& m, Images a, Images, Images o) { m.NormalizeImage(a, o, -1.0f, 3.0f); },
+         [](float p, float) { return (p + 1.0f) / 4.0f; }},
+        {"NormalizeImage(gamma)",
+         [](cImageMath& m, Images a, Images, Images o) { m.NormalizeImage(a, o, 2.5f); },
+         [](float p, float) { return std::pow(p, 1.0f / 2.5f); }},
+        {"SubtractImageByConstantAndThreshold mode 1",
+         [c](cImageMath& m, Images a, Images, Images o) {
+             m.CopyImage(a, o);
+             m.SubtractImageByConstantAndThreshold(o, c, 0.5f, 9.0f, 1);
+         },
+         [c](float p, float) { return p - c < 0.5f ? 9.0f : p - c; }},
+        {"SubtractImageByConstantAndThreshold other mode",
+         [](cImageMath& m, Images a, Images, Images o) {
+             m.CopyImage(a, o);
+             m.SubtractImageByConstantAndThreshold(o, 0.5f, 9.0f, 0);
+         },
+         [](float p, float) { return p > 0.5f ? 9.0f : p; }},
+        {"ThresholdAndScaleImage",
+         [](cImageMath& m, Images a, Images, Images o) {
+             m.CopyImage(a, o);
+             m.ThresholdAndScaleImage(o, -1.0f, 2.0f, 10.0f, 40.0f);
+         },
+         [](float p, float) {
+             return p <= -1.0f ? 10.0f : p >= 2.0f ? 40.0f : (p + 1.0f) * 30.0f / 3.0f + 10.0f;
+         }},
+    };
+}
+
+TEST_F(ImageMathTest, ElementWiseOperationsMatchScalarRuleAlsoWritingIntoAnInput) {
+    const cImageDimensions size{13, 7, 5};
+    const cFloatImagePtr a = Random(size, false), b = Random(size, true);
+    // Quotients near zero reach the threshold of the power.
+    At(b, 3, 2, 1) = 0.25f;
+    const std::vector<float> pa = Pixels(a), pb = Pixels(b);
+    for (const ElementWise& op : ElementWiseOperations()) {
+        SCOPED_TRACE(op.name);
+        const cFloatImagePtr in = Clone(a), out = Make(size, true, 123.0f);
+        op.run(math, in, b, out);
+        const std::vector<float> separate = Pixels(out);
+        for (std::size_t i = 0; i < pa.size(); ++i)
+            ASSERT_TRUE(Same(separate[i], op.pixel(pa[i], pb[i])))
+                << "pixel " << i << ": " << separate[i] << " for " << pa[i] << ", " << pb[i];
+        // out may be a: every pixel is read before it is written.
+        const cFloatImagePtr inPlace = Clone(a, true);
+        op.run(math, inPlace, b, inPlace);
+        const std::vector<float> aliased = Pixels(inPlace);
+        for (std::size_t i = 0; i < pa.size(); ++i)
+            ASSERT_TRUE(Same(aliased[i], separate[i])) << "pixel " << i;
+    }
+    // out may be b as well.
+    const cFloatImagePtr b2 = Clone(b);
+    math.SubtractImage(a, b2, b2);
+    const std::vector<float> diff = Pixels(b2);
+    for (std::size_t i = 0; i < pa.size(); ++i)
+        ASSERT_EQ(diff[i], pa[i] - pb[i]);
+}
+
+TEST_F(ImageMathTest, GuardedOperationsAtTheirEdges) {
+    const cImageDimensions size{4, 1, 1};
+    const cFloatImagePtr a = Make(size), b = Make(size), out = Make(size);
+    const float av[] = {4.0f, 4.0f, -1.0f, 0.0f}, bv[] = {0.0f, -2.0f, 0.0f, 1.0f};
+    for (uint32_t x = 0; x < 4; ++x)
+        At(a, x, 0, 0) = av[x], At(b, x, 0, 0) = bv[x];
+
+    math.DivideImage(a, b, out);
+    EXPECT_EQ(Pixels(out), (std::vector<float>{0.0f, -2.0f, 0.0f, 0.0f}));
+    math.SquareRootImage(a, out);
+    EXPECT_EQ(Pixels(out), (std::vector<float>{2.0f, 2.0f, 0.0f, 0.0f}));
+    // An exponent of 0 gives ones, zero divisors included.
+    math.PowerOfImageDivisionWithThreshold(a, b, out, 0.0f, 0.5f, 3.0f);
+    EXPECT_EQ(Pixels(out), (std::vector<float>(4, 1.0f)));
+    // The logarithm floors its input, and the floor stays in a.
+    math.LogImage(a, out);
+    EXPECT_NEAR(At(out, 3, 0, 0), -46.0517f, 1e-3f);
+    EXPECT_EQ(At(a, 2, 0, 0), 1e-20f);
+    EXPECT_EQ(At(a, 3, 0, 0), 1e-20f);
+    EXPECT_EQ(At(a, 0, 0, 0), 4.0f);
+    // The top of the range maps to outHigh, the bottom to outLow.
+    const cFloatImagePtr t = Make(size);
+    At(t, 0, 0, 0) = 2.0f, At(t, 1, 0, 0) = -1.0f, At(t, 2, 0, 0) = 0.5f;
+    math.ThresholdAndScaleImage(t, -1.0f, 2.0f, 0.0f, 3.0f);
+    EXPECT_EQ(Pixels(t), (std::vector<float>{3.0f, 0.0f, 1.5f, 1.0f}));
+}
+
+TEST_F(ImageMathTest, ComplexProductsFollowTheConjugateFlagInBothLayouts) {
+    // a = 1 + 2i, b = 3 + 4i: a·b = -5 + 10i, a·conj(b) = 11 + 2i; scale 2.
+    const cFloatImagePtr a = Make({2, 1, 1}), b = Make({2, 1, 1}), out = Make({2, 1, 1});
+    At(a, 0, 0, 0) = 1, At(a, 1, 0, 0) = 2, At(b, 0, 0, 0) = 3, At(b, 1, 0, 0) = 4;
+    math.MultiplyComplexImage(a, b, out, 2.0f, 0);
+    EXPECT_EQ(Pixels(out), (std::vector<float>{-10.0f, 20.0f}));
+    math.MultiplyComplexImage(a, b, out, 2.0f, 1);
+    EXPECT_EQ(Pixels(out), (std::vector<float>{22.0f, 4.0f}));
+    EXPECT_EQ(Pixels(b), (std::vector<float>{3.0f, 4.0f})); // b is left as it was
+
+    // Split and interleaved layouts agree pixel for pixel, in place too.
+    const cImageDimensions half{9, 4, 3}, full{18, 4, 3};
+    const cFloatImagePtr ar = Random(half, true), ai = Random(half, false),
+                         br = Random(half, false), bi = Random(half, true);
+    const cFloatImagePtr ac = Make(full), bc = Make(full, true);
+    math.CopyImageRealToComplex(ar, ai, ac);
+    math.CopyImageRealToComplex(br, bi, bc);
+    for (int conjugate : {0, 1}) {
+        const cFloatImagePtr outRe = Clone(ar), outIm = Clone(ai), interleaved = Clone(ac);
+        math.MultiplyComplexImage(outRe, outIm, br, bi, outRe, outIm, 0.5f, conjugate);
+        math.MultiplyComplexImage(interleaved, bc, interleaved, 0.5f, conjugate);
+        const cFloatImagePtr re = Make(half), im = Make(half);
+        math.CopyImageComplexToReal(interleaved, re, im, 1.0f);
+        EXPECT_EQ(Pixels(re), Pixels(outRe)) << conjugate;
+        EXPECT_EQ(Pixels(im), Pixels(outIm)) << conjugate;
+    }
+}
+
+TEST_F(ImageMathTest, ChecksRefuseBeforeWritingWithTheOperationsName) {
+    const cFloatImagePtr a = Make({4, 4, 4}), b5 = Make({4, 4, 5}), out = Make({4, 4, 4}, false, 7);
+    const cFloatImagePtr none;
+    ExpectFailure([&] { math.AddImage(a, a, none); }, "Null image input in AddImage");
+    ExpectFailure([&] { math.SubtractImage(a, a, none); }, "NULL input image in SubtractImage");
+    ExpectFailure([&] { math.SumImage(none); }, "NULL input image in SumImage");
+    ExpectFailure([&] { math.SubtractImage(a, b5, out); }, "Invalid Dimensions in SubtractImage");
+    ExpectFailure([&] { math.MultiplyImageByConstant(a, 2.0f, b5); },
+                  "Invalid Dimensions in MultiplyImageByConstant");
+    EXPECT_EQ(Pixels(out), std::vector<float>(64, 7.0f));
+
+    // Box sizes are compared as given: these two cover the same pixels but differ.
+    const cImageBox up{0, 0, 0, 3, 3, 0}, down{3, 3, 0, 0, 0, 0}, wide{0, 0, 0, 4, 3, 0};
+    ExpectFailure([&] { math.MultiplyImageRoi(a, a, out, up, down, up); },
+                  "InvalidRoi size in MultiplyImageRoi");
+    ExpectFailure([&] { math.AddImageRoi(a, a, out, up, up, wide); },
+                  "Roi out of bounds in AddImageRoi");
+    ExpectFailure([&] { math.CopyRectangularRoi(a, out, wide, up); },
+                  "Roi out of bounds in Source CopyRectangularRoi");
+    ExpectFailure([&] { math.CopyRectangularRoi(a, out, up, wide); },
+                  "Roi out of bounds in Desitination CopyRectangularRoi");
+    ExpectFailure([&] { math.CopyRectangularRoi(a, out, up, down); },
+                  "InvalidRoi size in CopyRectangularRoi");
+    ExpectFailure([&] { math.ThresholdAndScaleImage(a, 2.0f, 1.0f, 0.0f, 1.0f); },
+                  "Invalid input thresholds in ThresholdAndScaleImage");
+    ExpectFailure([&] { math.NormalizeImage(a, out, 0u, 4u, 1.0f); },
+                  "Invalid Input in NormalizeImage");
+    EXPECT_EQ(Pixels(out), std::vector<float>(64, 7.0f));
+}
+
+TEST_F(ImageMathTest, BoxesPairPixelsAndMayGiveTheirCornersInEitherOrder) {
+    const cImageDimensions size{6, 5, 3};
+    const cFloatImagePtr a = Random(size, false), b = Random(size, true);
+    const cFloatImagePtr forward = Make(size, false, -1.0f), reversed = Make(size, true, -1.0f);
+    // A 3x2x2 box at three different places.
+    const cImageBox boxA{0, 0, 0, 2, 1, 1}, boxB{3, 3, 1, 5, 4, 2}, boxOut{1, 2, 0, 3, 3, 1};
+    const auto flip = [](const cImageBox& box) {
+        return cImageBox{box.x1, box.y1, box.z1, box.x0, box.y0, box.z0};
+    };
+    math.MultiplyImageRoi(a, b, forward, boxA, boxB, boxOut);
+    math.MultiplyImageRoi(a, b, reversed, flip(boxA), flip(boxB), flip(boxOut));
+    EXPECT_EQ(Pixels(forward), Pixels(reversed));
+    int written = 0;
+    for (uint32_t z = 0; z < 3; ++z)
+        for (uint32_t y = 0; y < 5; ++y)
+            for (uint32_t x = 0; x < 6; ++x) {
+                const bool inside = x >= 1 && x <= 3 && y >= 2 && y <= 3 && z <= 1;
+                const float expected =
+                    inside ? At(a, x - 1, y - 2, z) * At(b, x + 2, y + 1, z + 1) : -1.0f;
+                EXPECT_EQ(At(forward, x, y, z), expected) << x << "," << y << "," << z;
+                written += inside;
+            }
+    EXPECT_EQ(written, 12);
+
+    const cFloatImagePtr low = Make(size), high = Make(size);
+    math.SetRoiToConstant(low, {1, 1, 0, 4, 3, 2}, 5.0f);
+    math.SetRoiToConstant(high, {4, 3, 2, 1, 1, 0}, 5.0f);
+    EXPECT_EQ(Pixels(low), Pixels(high));
+    EXPECT_EQ(math.SumImage(low), 5.0 * 4 * 3 * 3);
+}
+
+TEST_F(ImageMathTest, ReductionsAccumulateAsSpecifiedOverBothLayouts) {
+    const cImageDimensions size{37, 11, 4};
+    for (bool perSlice : {false, true}) {
+        const cFloatImagePtr a = Random(size, perSlice), b = Random(size, !perSlice);
+        const std::vector<float> pa = Pixels(a), pb = Pixels(b);
+        double sum = 0, squares = 0, absolute = 0, product = 0, slice2 = 0, bound = 0;
+        float minimum = pa[0], maximum = pa[0];
+        unsigned inRange = 0;
+        for (std::size_t i = 0; i < pa.size(); ++i) {
+            sum += pa[i], squares += double(pa[i] * pa[i]), absolute += std::fabs(pa[i]);
+            product += double(pa[i]) * pb[i], bound += std::fabs(double(pa[i]) * pb[i]);
+            slice2 += i / (37 * 11) == 2 ? pa[i] : 0.0;
+            minimum = std::min(minimum, pa[i]), maximum = std::max(maximum, pa[i]);
+            inRange += pa[i] >= -1.0f && pa[i] < 0.5f;
+        }
+        EXPECT_NEAR(math.SumImage(a), sum, 1e-9 * absolute);
+        EXPECT_NEAR(math.SumImageSquared(a), squares, 1e-9 * squares);
+        EXPECT_NEAR(math.AbsoluteSumImage(a), absolute, 1e-9 * absolute);
+        EXPECT_NEAR(math.SumImageSlice(a, 2), slice2, 1e-9 * absolute);
+        // The float sums: a few float roundings per term at most.
+        EXPECT_NEAR(math.SumOfImageProduct(a, b), product, 1e-5 * bound);
+        EXPECT_NEAR(math.AverageImage(a), sum / pa.size(), 1e-5 * absolute / pa.size());
+        EXPECT_EQ(math.FindMinimumValue(a), minimum);
+        EXPECT_EQ(math.FindMaximumValue(a), maximum);
+        EXPECT_EQ(math.CountPixelInRange(a, -1.0f, 0.5f), inRange);
+    }
+
+    // The image sums keep what a float sum would lose: 2^25 + 4095 ones.
+    const cFloatImagePtr big = Make({64, 64, 1}, false, 1.0f);
+    At(big, 0, 0, 0) = 33554432.0f;
+    EXPECT_EQ(math.SumImage(big), 33554432.0 + 4095.0);
+    EXPECT_EQ(math.AbsoluteSumImage(big), 33554432.0 + 4095.0);
+    EXPECT_EQ(math.SumImageSlice(big, 0), 33554432.0 + 4095.0);
+
+    // Searches start from the extreme floats, not from zero; the top of a range is out.
+    const cFloatImagePtr negative = Make({3, 3, 3}, true, -5.0f);
+    At(negative, 2, 1, 2) = -2.0f;
+    EXPECT_EQ(math.FindMaximumValue(negative), -2.0f);
+    EXPECT_EQ(math.CountPixelInRange(negative, -5.0f, -2.0f), 26u);
+    EXPECT_EQ(math.FindMinimumValue(Make({3, 3, 3}, false, 5.0f)), 5.0f);
+
+    // Masks select by exact value: 1 for the masked mean, 0 for the other; 2 for neither.
+    const cFloatImagePtr image = Make({4, 1, 1}), mask = Make({4, 1, 1});
+    const float pixels[] = {1, 2, 3, 10}, marks[] = {1, 1, 0, 2};
+    for (uint32_t x = 0; x < 4; ++x)
+        At(image, x, 0, 0) = pixels[x], At(mask, x, 0, 0) = marks[x];
+    EXPECT_EQ(math.MaskedAverageImage(image, mask), 1.5f);
+    EXPECT_EQ(math.UnMaskedAverageImage(image, mask), 3.0f);
+    EXPECT_EQ(math.AverageImage(image), 4.0f);
+}
+
+TEST_F(ImageMathTest, NormalizeSliceRangeScalesOnlyItsSlices) {
+    for (bool perSlice : {false, true}) {
+        const cFloatImagePtr a = Random({5, 4, 4}, perSlice, 0.0f, 2.0f);
+        const cFloatImagePtr out = Make({5, 4, 4}, !perSlice, -3.0f);
+        math.NormalizeImage(a, out, 1u, 2u, 10.0f);
+        EXPECT_NEAR(math.SumImageSlice(out, 1) + math.SumImageSlice(out, 2), 10.0, 1e-5);
+        EXPECT_EQ(math.SumImageSlice(out, 0), -60.0);
+        EXPECT_EQ(math.SumImageSlice(out, 3), -60.0);
+        // A range that sums to 0 is filled with target over one memory block's elements.
+        const cFloatImagePtr zero = Make({5, 4, 4}, perSlice);
+        math.NormalizeImage(zero, zero, 0u, 1u, 8.0f);
+        const float fill = 8.0f / (perSlice ? 20.0f : 80.0f);
+        EXPECT_EQ(At(zero, 4, 3, 1), fill);
+        EXPECT_EQ(At(zero, 0, 0, 2), 0.0f);
+    }
+}
+
+TEST_F(ImageMathTest, NonNegativityCompressionsLiftNegativeValues) {
+    const cImageDimensions size{10, 10, 1};
+    // No negative value: a copy, in place or not.
+    const cFloatImagePtr positive = Random(size, false, 0.0f, 3.0f), copy = Make(size);
+    math.NonNegativityCompression(positive, 100.0f, copy);
+    EXPECT_EQ(Pixels(copy), Pixels(positive));
+    math.NonNegativityCompression(positive, 100.0f, positive);
+    EXPECT_EQ(Pixels(copy), Pixels(positive));
+
+    // 20 of 100 pixels are negative, down to -4; the others lie in 1..3.
+    const cFloatImagePtr a = Random(size, true, 1.0f, 3.0f);
+    for (uint32_t x = 0; x < 10; ++x)
+        At(a, x, 0, 0) = -4.0f + 0.3f * x, At(a, x, 1, 0) = -0.1f * (x + 1);
+    const float originalSum = static_cast<float>(math.SumImage(a));
+    const cFloatImagePtr out = Make(size);
+    math.NonNegativityCompression(a, originalSum, out);
+    const float t = 0.1f * std::fmin(math.FindMaximumValue(a), 4.0f);
+    EXPECT_EQ(At(out, 0, 0, 0), 0.0f); // the minimum lands on 0
+    EXPECT_GE(math.FindMinimumValue(out), 0.0f);
+    EXPECT_EQ(At(out, 5, 5, 0), At(a, 5, 5, 0)); // values above t are kept
+    EXPECT_LE(At(out, 9, 1, 0), t);
+
+    // Linear: with fewer negative pixels than the limit out stays as it was.
+    const cFloatImagePtr untouched = Make(size, false, 42.0f);
+    math.NonNegativityLinearCompression(a, originalSum, 0.5f, untouched);
+    EXPECT_EQ(Pixels(untouched), std::vector<float>(100, 42.0f));
+    const cFloatImagePtr linear = Make(size);
+    math.NonNegativityLinearCompression(a, originalSum, 0.05f, linear);
+    EXPECT_GE(math.FindMinimumValue(linear), 0.0f);
+    EXPECT_GT(math.SumImage(linear), 0.999 * originalSum);
+
+    // Inverted: the pedestal raises a and is reported; nothing stays below 0.1.
+    const cFloatImagePtr b = Clone(a), inverted = Make(size);
+    float pedestal = 99.0f;
+    math.NonNegativityCompressionInverted(b, inverted, &pedestal);
+    EXPECT_LT(pedestal, -1.0f);
+    EXPECT_GT(pedestal, -4.0f);
+    EXPECT_FLOAT_EQ(At(b, 5, 5, 0), At(a, 5, 5, 0) - pedestal);
+    EXPECT_GE(math.FindMinimumValue(inverted), 0.1f);
+}
+
+TEST_F(ImageMathTest, RadialAverageSymmetrisesEachSliceAboutTheOrigin) {
+    const cImageDimensions size{8, 6, 2};
+    const cFloatImagePtr image = Random(size, true), work = Make({8, 6, 1});
+    const std::vector<float> before = Pixels(image);
+    math.RadialAverage(image, work);
+    for (uint32_t z = 0; z < 2; ++z) {
+        EXPECT_EQ(At(image, 0, 0, z), before[z * 48]);             // the origin stays
+        EXPECT_EQ(At(image, 4, 3, z), before[z * 48 + 3 * 8 + 4]); // beyond n = 3
+        for (uint32_t i = 1; i < 3; ++i) {
+            EXPECT_EQ(At(image, i, 0, z), At(image, 8 - i, 0, z));
+            EXPECT_EQ(At(image, i, 0, z), At(image, 0, 6 - i, z));
+            for (uint32_t j = i; j < 3; ++j) {
+                const float v = At(image, j, i, z);
+                EXPECT_EQ(v, At(image, 8 - j, 6 - i, z));
+                EXPECT_EQ(v, At(image, i, j, z));
+                EXPECT_EQ(v, At(image, 8 - i, 6 - j, z));
+            }
+        }
+    }
+    // Already symmetric (squared wrap-around distance, exact in any sum): nothing changes.
+    const cFloatImagePtr symmetric = Make(size);
+    for (uint32_t z = 0; z < 2; ++z)
+        for (uint32_t y = 0; y < 6; ++y)
+            for (uint32_t x = 0; x < 8; ++x) {
+                const float dx = std::min(x, 8 - x), dy = std::min(y, 6 - y);
+                At(symmetric, x, y, z) = dx * dx + dy * dy + z;
+            }
+    const std::vector<float> expected = Pixels(symmetric);
+    math.RadialAverage(symmetric, work);
+    EXPECT_EQ(Pixels(symmetric), expected);
+}
+
+TEST_F(ImageMathTest, ProjectionsFoldEachAxis) {
+    const cImageDimensions size{5, 4, 3};
+    const cFloatImagePtr in = Random(size, true);
+    const cFloatImagePtr xy = Make({5, 4, 1}), xz = Make({5, 3, 1}), zy = Make({3, 4, 1});
+    math.TripleSumProjection(in, xy, xz, zy);
+    EXPECT_NEAR(math.SumImage(xy), math.SumImage(in), 1e-4);
+    float expected = 0;
+    for (uint32_t y = 0; y < 4; ++y)
+        expected += At(in, 2, y, 1);
+    EXPECT_EQ(At(xz, 2, 1, 0), expected);
+    expected = 0;
+    for (uint32_t x = 0; x < 5; ++x)
+        expected += At(in, x, 3, 2);
+    EXPECT_EQ(At(zy, 2, 3, 0), expected);
+
+    math.TripleMinimumProjection(in, xy, xz, zy);
+    EXPECT_EQ(math.FindMinimumValue(xy), math.FindMinimumValue(in));
+    EXPECT_EQ(At(zy, 1, 2, 0), std::min({At(in, 0, 2, 1), At(in, 1, 2, 1), At(in, 2, 2, 1),
+                                         At(in, 3, 2, 1), At(in, 4, 2, 1)}));
+    // The maximum starts at 0, so a negative stack projects to 0.
+    const cFloatImagePtr negative = Make(size, false, -1.0f);
+    math.TripleMaximumProjection(negative, xy, xz, zy);
+    EXPECT_EQ(math.FindMinimumValue(zy), 0.0f);
+    ExpectFailure([&] { math.TripleMaximumProjection(in, xy, zy, xz); },
+                  "Invalid Dimensions in TripleMaximumProjection");
+
+    // Sum of slices 1 to the last (-1) into slice 0.
+    const cFloatImagePtr sum = Make({5, 4, 1}, false, 9.0f);
+    math.SumProjection(in, sum, 1, 1, -1);
+    EXPECT_EQ(At(sum, 3, 2, 0), At(in, 3, 2, 1) + At(in, 3, 2, 2));
+    math.MaximumProjection(in, zy, 3);
+    EXPECT_EQ(At(zy, 1, 2, 0), std::max({0.0f, At(in, 0, 2, 1), At(in, 1, 2, 1), At(in, 2, 2, 1),
+                                         At(in, 3, 2, 1), At(in, 4, 2, 1)}));
+
+    // Three panels of one preview image.
+    const cFloatImagePtr preview = Make({9, 9, 1}, false, -1.0f);
+    math.TripleMaximumProjectionRoi(in, preview, {1, 1, 0, 3, 2, 2}, {0, 0, 0, 2, 1, 0},
+                                    {0, 5, 0, 2, 7, 0}, {5, 0, 0, 7, 1, 0});
+    const auto max3 = [](float a, float b, float c) { return std::max({0.0f, a, b, c}); };
+    EXPECT_EQ(At(preview, 1, 1, 0), max3(At(in, 2, 2, 0), At(in, 2, 2, 1), At(in, 2, 2, 2)));
+    EXPECT_EQ(At(preview, 2, 7, 0), max3(At(in, 3, 1, 2), At(in, 3, 2, 2), 0.0f));
+    EXPECT_EQ(At(preview, 6, 0, 0), max3(At(in, 1, 1, 1), At(in, 2, 1, 1), At(in, 3, 1, 1)));
+    EXPECT_EQ(At(preview, 4, 4, 0), -1.0f);
+}
+
+TEST_F(ImageMathTest, CopiesPadCutAndInterleave) {
+    const cFloatImagePtr in = Random({4, 3, 2}, false);
+    const cFloatImagePtr wide = Make({6, 3, 2}, true, 5.0f), narrow = Make({3, 3, 2}, false);
+    math.CopyImage(in, wide);
+    math.CopyImage(in, narrow);
+    EXPECT_EQ(At(wide, 3, 2, 1), At(in, 3, 2, 1));
+    EXPECT_EQ(At(wide, 4, 2, 1), 0.0f);
+    EXPECT_EQ(At(wide, 5, 0, 0), 0.0f);
+    EXPECT_EQ(At(narrow, 2, 1, 1), At(in, 2, 1, 1));
+    const cFloatImagePtr taller = Make({4, 5, 2}, false, 5.0f);
+    math.CopyImage(in, taller);
+    EXPECT_EQ(Pixels(taller), std::vector<float>(40, 5.0f)); // same width: nothing copied
+    math.CopyImageSlice(in, 1u, wide, 0u);
+    EXPECT_EQ(At(wide, 1, 2, 0), At(in, 1, 2, 1));
+
+    const cFloatImagePtr complex = Make({8, 3, 2}, true, 5.0f), re = Make({4, 3, 2});
+    math.CopyImageRealToComplex(in, cFloatImagePtr(), complex);
+    EXPECT_EQ(At(complex, 6, 2, 1), At(in, 3, 2, 1));
+    EXPECT_EQ(At(complex, 7, 2, 1), 0.0f);
+    math.CopyImageComplexToReal(complex, re, cFloatImagePtr(), 2.0f);
+    EXPECT_EQ(At(re, 3, 2, 1), 2.0f * At(in, 3, 2, 1));
+}
+
+TEST_F(ImageMathTest, ConversionsRoundToEvenAndKeepLowBits) {
+    const cImageDimensions size{6, 1, 1};
+    const cFloatImagePtr in = Make(size);
+    const float values[] = {70000.0f, -1.0f, 2.5f, 3.5f, 257.6f, 65535.4f};
+    for (uint32_t x = 0; x < 6; ++x)
+        At(in, x, 0, 0) = values[x];
+    std::vector<uint16_t> words(6, 9);
+    std::vector<uint8_t> bytes(6, 9);
+    const cShortImagePtr shorts = new cOvdImage<uint16_t>(words.data(), size, Contiguous3D, "t");
+    const cByteImagePtr small = new cOvdImage<uint8_t>(bytes.data(), size, Contiguous3D, "t");
+    math.ConvertRealtoShort(in, shorts);
+    EXPECT_EQ(words, (std::vector<uint16_t>{4464, 65535, 2, 4, 258, 65535}));
+    const cCountedBox from = new cImageBox{2, 0, 0, 4, 0, 0}, to = new cImageBox{3, 0, 0, 1, 0, 0};
+    math.ConvertRealtoByteRoi(in, small, from, new cImageBox{1, 0, 0, 3, 0, 0});
+    EXPECT_EQ(bytes, (std::vector<uint8_t>{9, 2, 4, 2, 9, 9}));
+    ExpectFailure([&] { math.ConvertRealtoShortRoi(in, shorts, from, to); },
+                  "InvalidRoi size in ConvertRealtoShortRoi");
+
+    const cFloatImagePtr back = Make(size);
+    math.ConvertUnsignedShortToReal(shorts, back);
+    EXPECT_EQ(At(back, 0, 0, 0), 4464.0f);
+    const uint8_t rgb[] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    float channel[5] = {0, 0, 0, 0, 0};
+    math.ConvertInterleavedByteToReal(rgb, channel, 1, 3, 1);
+    EXPECT_EQ(std::vector<float>(channel, channel + 5), (std::vector<float>{0, 2, 5, 8, 0}));
+}
+
+TEST_F(ImageMathTest, PowersOfTwoAreFoundByWalking) {
+    EXPECT_EQ(math.NearestPowerOfTwo(100, 1), 128);
+    EXPECT_EQ(math.NearestPowerOfTwo(100, -1), 64);
+    EXPECT_EQ(math.NearestPowerOfTwo(-3, 1), -4);
+    EXPECT_EQ(math.NearestPowerOfTwo(128, 1), 128);
+    EXPECT_EQ(math.NearestPowerOfTwo(0, 1), 0);
+    EXPECT_EQ(math.NearestPowerOfTwo(1, -1), 1);
+    EXPECT_TRUE(math.IsPowerOfTwoSize(64, 256));
+    EXPECT_FALSE(math.IsPowerOfTwoSize(64, 96));
+}
+
+// Every element-wise operation and reduction gives the same bits on one and on two worker
+// threads, on a stack large enough to be split.
+TEST_F(ImageMathTest, ResultsDoNotDependOnTheThreadCount) {
+    const cImageDimensions size{203, 171, 3};
+    const cFloatImagePtr a = Random(size, false), b = Random(size, true);
+    const cFloatImagePtr complexA = Random({406, 171, 3}, true),
+                         complexB = Random({406, 171, 3}, false);
+    struct Run {
+        std::vector<float> pixels;
+        std::vector<double> reductions;
+    };
+    const auto runAll = [&](int threads) {
+        cWorkerThreads::SetCount(threads);
+        Run run;
+        for (const ElementWise& op : ElementWiseOperations()) {
+            const cFloatImagePtr in = Clone(a), out = Make(size, true);
+            op.run(math, in, b, out);
+            for (float p : Pixels(out))
+                run.pixels.push_back(p);
+        }
+        const cFloatImagePtr product = Make({406, 171, 3});
+        math.MultiplyComplexImage(complexA, complexB, product, 0.5f, 1);
+        const cFloatImagePtr xy = Make({203, 171, 1}), xz = Make({203, 3, 1}),
+                             zy = Make({3, 171, 1});
+        math.TripleSumProjection(a, xy, xz, zy);
+        for (const cFloatImagePtr* image : {&product, &xy, &xz, &zy})
+            for (float p : Pixels(*image))
+                run.pixels.push_back(p);
+        run.reductions = {math.SumImage(a),
+                          math.SumImageSquared(a),
+                          math.AbsoluteSumImage(a),
+                          math.SumImageSlice(a, 1),
+                          math.SumOfImageProduct(a, b),
+                          math.AverageImage(a),
+                          math.MaskedAverageImage(a, Make(size, false, 1.0f)),
+                          math.FindMinimumValue(a),
+                          math.FindMaximumValue(a),
+                          double(math.CountPixelInRange(a, -1.0f, 1.0f))};
+        return run;
+    };
+    const Run one = runAll(1), two = runAll(2);
+    cWorkerThreads::SetCount(0);
+    ASSERT_EQ(one.pixels.size(), two.pixels.size());
+    EXPECT_EQ(std::memcmp(one.pixels.data(), two.pixels.data(), one.pixels.size() * sizeof(float)),
+              0);
+    for (std::size_t i = 0; i < one.reductions.size(); ++i)
+        EXPECT_EQ(one.reductions[i], two.reductions[i]) << "reduction " << i;
+}
+
+} // namespace
