@@ -127,9 +127,9 @@ void cTheoreticalPsfFirstGuessWithSphericalAberration::Generate(const cFloatImag
     math->GenerateBesselArray(table, besselStep);
 
     // Where each sub-pixel of the plane's first quadrant falls in the radial table. The
-    // rest of the plane is mirrored from this quadrant. The row offset is scaled with the
-    // x spacing and the column offset with the y spacing; on the square grids of the
-    // system both are the same.
+    // rest of the plane is mirrored from this quadrant. The row index is scaled by Δ/sx and
+    // the column index by Δ/sy, so the radius is the physical one only when the two lateral
+    // spacings are equal, as they are for the cameras and scanners this model serves.
     const uint32_t halfW = W / 2, halfH = H / 2;
     const std::size_t quadrant = std::size_t{halfH + 1} * (halfW + 1);
     cCountedArray<int32_t> indexMap = MakeCountedArray<int32_t>(quadrant);
