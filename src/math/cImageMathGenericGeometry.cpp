@@ -630,8 +630,21 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                         line[x] *= line[x];
                 }
         }
-        if (confocal)
+        // Without aberration the PSF is symmetric in z: the planes past the middle are
+        // copies, for every modality.
+        const auto mirrorPlanes = [&] {
+            if (SA != 0.0f)
+                return;
+            ImageWalk::ForEachLine(targetSize, [&](uint32_t y, uint32_t p) {
+                if (p > half)
+                    std::memcpy(target->GetLinePointer(y, p), target->GetLinePointer(y, NZ - p),
+                                sizeof(float) * NX);
+            });
+        };
+        if (confocal) {
+            mirrorPlanes();
             return;
+        }
 
         // The first plane past the focus whose central row stays above a thousandth of the
         // peak out to a quarter of the width: from that depth on the PSF has spread over
@@ -669,14 +682,7 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                 1.0f + std::min(static_cast<float>(d) * dz, z0) * (endWeight - 1.0f) / z0;
             NormalizePlane(NY, NX, targetLine(p), weight);
         }
-
-        if (SA == 0.0f) {
-            ImageWalk::ForEachLine(targetSize, [&](uint32_t y, uint32_t p) {
-                if (p > half)
-                    std::memcpy(target->GetLinePointer(y, p), target->GetLinePointer(y, NZ - p),
-                                sizeof(float) * NX);
-            });
-        }
+        mirrorPlanes();
     });
 }
 
