@@ -551,7 +551,7 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
         const auto computePlane = [&](uint32_t p, const cScratch& s) {
             const int64_t zi = p <= half ? int64_t{p} : int64_t{p} - int64_t{planeCount};
             const float z = static_cast<float>(zi) * planeStep;
-            PsfPhase::FillPupilPhase(z, dRho, NA, lambda, SA, axialPhaseFactor, false, P, s.cosine,
+            PsfPhase::FillPupilPhase(z, dRho, NA, lambda, SA, axialPhaseFactor, mBalancePsfFocus, P, s.cosine,
                                      s.sine);
             std::fill_n(s.real, R, 0.0f);
             std::fill_n(s.imaginary, R, 0.0f);
