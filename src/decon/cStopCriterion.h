@@ -4,6 +4,7 @@
 #include "core/cCountedPtr.h"
 #include "core/cDeconLog.h"
 #include "core/cDeconOperation.h"
+// The host's callback and its status record are the boundary format itself (a plain C header).
 #include "interface/ovdinf01.h"
 
 namespace Ovidane {

@@ -1,0 +1,623 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "core/cDeconLog.h"
+#include "core/cException.h"
+#include "core/cStatusUpdateHandler.h"
+#include "decon/cAlwaysStopCriterion.h"
+#include "decon/cIterativeCallbackStopCriterion.h"
+#include "decon/cIterativeDeconFramework.h"
+#include "decon/cIterativeStopCriterion.h"
+#include "support/TempDir.h"
+
+using namespace Ovidane;
+using OvidaneTest::TempDir;
+
+namespace {
+
+// ---- Small stacks, and raw files written and read here without the library's file classes
+
+// Even sizes, so that shifting the centre of a PSF there and back is exact.
+const cImageDimensions kSize{6, 4, 2};
+using Pixels = std::vector<float>;
+
+Pixels Ramp(float start) {
+    Pixels values(kSize.Voxels());
+    for (std::size_t i = 0; i < values.size(); ++i)
+        values[i] = start + static_cast<float>(i);
+    return values;
+}
+
+Pixels Plus(Pixels values, float value) {
+    for (float& v : values)
+        v += value;
+    return values;
+}
+
+void WriteRaw(const std::string& name, const Pixels& values) {
+    std::ofstream(name, std::ios::binary)
+        .write(reinterpret_cast<const char*>(values.data()),
+               static_cast<std::streamsize>(values.size() * sizeof(float)));
+}
+
+Pixels ReadRaw(const std::string& name) {
+    std::ifstream file(name, std::ios::binary | std::ios::ate);
+    Pixels values(static_cast<std::size_t>(file.tellg()) / sizeof(float));
+    file.seekg(0);
+    file.read(reinterpret_cast<char*>(values.data()),
+              static_cast<std::streamsize>(values.size() * sizeof(float)));
+    return values;
+}
+
+// Visits every pixel of an image in file order.
+template <class Visit> void ForEachPixel(const cFloatImagePtr& image, Visit visit) {
+    std::size_t i = 0;
+    for (uint32_t z = 0; z < image->GetSizeZ(); ++z)
+        for (uint32_t y = 0; y < image->GetSizeY(); ++y) {
+            float* line = image->GetLinePointer(y, z);
+            for (uint32_t x = 0; x < image->GetSizeX(); ++x)
+                visit(line[x], i++);
+        }
+}
+
+Pixels Read(const cFloatImagePtr& image) {
+    Pixels values;
+    ForEachPixel(image, [&](float& v, std::size_t) { values.push_back(v); });
+    return values;
+}
+
+// ---- Fake operations that write what happens to them into one journal
+
+using Journal = std::vector<std::string>;
+
+class FakeConstraint : public cConstraint {
+public:
+    FakeConstraint(Journal& journal, std::string name)
+        : mJournal(journal), mName(std::move(name)) {}
+    void Setup() override { mJournal.push_back(mName + ".Setup"); }
+    void Apply(cFloatImagePtr&) override { mJournal.push_back(mName + ".Apply"); }
+
+private:
+    Journal& mJournal;
+    std::string mName;
+};
+
+class FakeAcceleration : public cAcceleration {
+public:
+    explicit FakeAcceleration(Journal& journal) : mJournal(journal) {}
+    void Apply(int32_t i) override {
+        mJournal.push_back("acceleration(" + std::to_string(i) + ")");
+    }
+    int32_t GetCurrentIteration() const override { return 0; }
+    cFloatImagePtr GetReblurredImage() override { return {}; }
+    cFloatImagePtr GetMultiplicationFactor() override { return {}; }
+    cFloatImagePtr GetNewImageEstimate() override { return {}; }
+    void Apply(cFloatImagePtr&, cFloatImagePtr&, cFloatImagePtr&) override {}
+
+private:
+    Journal& mJournal;
+};
+
+// One pass adds 1 to every pixel of the object.
+class FakeOptimization : public cOptimization {
+public:
+    explicit FakeOptimization(Journal& journal) : mJournal(journal) {}
+    void SetAcceleration(const cAccelerationPtr& acceleration) override {
+        mAcceleration = acceleration;
+    }
+    cAccelerationPtr GetAcceleration() override { return mAcceleration; }
+    void Initialize() override {}
+    void Apply(cFloatImagePtr& object, cFloatImagePtr&, cFloatImagePtr&) override {
+        mJournal.push_back("optimization");
+        ForEachPixel(object, [](float& v, std::size_t) { v += 1; });
+    }
+    void RetrievePsf(cFloatImagePtr&) override { mJournal.push_back("RetrievePsf"); }
+
+private:
+    Journal& mJournal;
+    cAccelerationPtr mAcceleration;
+};
+
+// Makes a PSF holding 0, 1, 2, ..., so that a shift shows in its file.
+class FakePsfFirstGuess : public cPsfFirstGuess {
+public:
+    explicit FakePsfFirstGuess(Journal& journal) : mJournal(journal) {}
+    void SetFileName(const std::string&) override {}
+    void Apply(cFloatImagePtr& psf, cFloatImagePtr& original) override {
+        mJournal.push_back("psfGuess");
+        psf = cFloatImagePtr(new cOvdImage<float>(original->GetDimensions(), "test"));
+        ForEachPixel(psf, [](float& v, std::size_t i) { v = static_cast<float>(i); });
+    }
+
+private:
+    Journal& mJournal;
+};
+
+// Starts the object from the original, and counts how many of its kind are alive.
+class FakeObjectFirstGuess : public cObjectFirstGuess {
+public:
+    FakeObjectFirstGuess(Journal& journal, int& alive) : mJournal(journal), mAlive(++alive) {}
+    ~FakeObjectFirstGuess() override { --mAlive; }
+    void Apply(cFloatImagePtr&, cFloatImagePtr& original, cFloatImagePtr& object) override {
+        mJournal.push_back("objectGuess");
+        const Pixels values = Read(original);
+        ForEachPixel(object, [&](float& v, std::size_t i) { v = values[i]; });
+    }
+
+private:
+    Journal& mJournal;
+    int& mAlive;
+};
+
+class FakeSmoothing : public cNoiseSmoothing {
+public:
+    FakeSmoothing(Journal& journal, std::string name) : mJournal(journal), mName(std::move(name)) {}
+    void Initialize(const cImageDimensions&) override {}
+    void Apply(cFloatImagePtr&, uint32_t iteration) override {
+        mJournal.push_back(mName + "(" + std::to_string(iteration) + ")");
+    }
+
+private:
+    Journal& mJournal;
+    std::string mName;
+};
+
+class FakePreview : public cPreview {
+public:
+    FakePreview(cCountedPtr<cDeconLog> log, cFloatImagePtr& seen)
+        : cPreview(std::move(log)), mSeen(seen) {}
+    void Setup() override {}
+    void Update(cFloatImagePtr&, cFloatImagePtr& image) override { mSeen = image; }
+
+private:
+    cFloatImagePtr& mSeen;
+};
+
+// ---- Status reports through a handler with a test callback
+
+struct StatusRecorder {
+    std::vector<ovdStructInvFilterStatus> reports;
+    std::size_t cancelAt = 0; // the report (from 1) that is answered with a cancel; 0: none
+};
+
+uint16_t RecordStatus(ovdStructInvFilterStatus* status, void* userData) {
+    auto* recorder = static_cast<StatusRecorder*>(userData);
+    recorder->reports.push_back(*status);
+    return recorder->reports.size() == recorder->cancelAt ? 0 : OVD_STATUS_CONTINUE;
+}
+
+// ---- Runs in a temporary directory
+
+class FrameworkRun : public ::testing::Test {
+protected:
+    void SetUp() override {
+        WriteRaw(dir.File("original.raw"), original);
+        Params().SetString(DEC_SPARAMS_ORIGINAL_FILE, dir.File("original.raw"));
+        Params().SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE, Output());
+        Params().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 1);
+        Params().SetInt(DEC_IPARAMS_SAVE_INTERVAL, 100);
+        Params().SetFlag(DEC_FPARAMS_STOPPING_CRITERION, DEC_FLAG_SC_ITERATIVE);
+        framework.SetStreams(messages, messages);
+        framework.SetStopCriterion(cStopCriterionPtr(new cIterativeStopCriterion(log)));
+    }
+
+    cDeconParameter& Params() { return log->GetParameters(); }
+    std::string Output() const { return dir.File("result.raw"); }
+    static bool Exists(const std::string& name) { return std::filesystem::exists(name); }
+
+    void WithStatus() {
+        framework.SetStatusUpdateHandler(
+            cCountedPtr<cStatusUpdateHandler>(new cStatusUpdateHandler(RecordStatus, &status)));
+    }
+    static void Run(cIterativeDeconFramework& run) {
+        run.Load();
+        run.Prepare();
+        run.Iterate();
+    }
+
+    // A run of its own on a copy of the log, restoring in place, with a plain count
+    // criterion and an optimization that writes into `passes`.
+    cCountedPtr<cIterativeDeconFramework> NewRun(cCountedPtr<cDeconLog>& runLog,
+                                                 const std::string& output, Journal& passes) {
+        runLog = cCountedPtr<cDeconLog>(new cDeconLog(*log));
+        runLog->GetParameters().SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE, output);
+        cCountedPtr<cIterativeDeconFramework> run(new cIterativeDeconFramework(runLog, kSize));
+        run->SetObjectSharesOriginal(true);
+        run->SetStreams(messages, messages);
+        run->SetStopCriterion(cStopCriterionPtr(new cIterativeStopCriterion(runLog)));
+        run->SetOptimization(cOptimizationPtr(new FakeOptimization(passes)));
+        return run;
+    }
+
+    TempDir dir{"ovd-framework"};
+    const Pixels original = Ramp(10);
+    cCountedPtr<cDeconLog> log{new cDeconLog()};
+    cIterativeDeconFramework framework{log, kSize};
+    std::ostringstream messages;
+    Journal journal;
+    StatusRecorder status;
+};
+
+} // namespace
+
+TEST_F(FrameworkRun, RunsTheOperationsInTheirFixedOrder) {
+    Params().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 2);
+    int guessesAlive = 0;
+    auto add = [&](auto adder, const char* name) {
+        (framework.*adder)(cConstraintPtr(new FakeConstraint(journal, name)));
+    };
+    // Added out of their running order, to show that the framework imposes its own.
+    add(&cIterativeDeconFramework::AddImagePostConstraint, "imagePost");
+    add(&cIterativeDeconFramework::AddPsfPostConstraint, "psfPost");
+    add(&cIterativeDeconFramework::AddImageConstraint, "image");
+    add(&cIterativeDeconFramework::AddPsfConstraint, "psf");
+    add(&cIterativeDeconFramework::AddImagePreprocessing, "imagePre");
+    add(&cIterativeDeconFramework::AddPsfPreprocessing, "psfPre");
+    framework.SetIterationSmoothing(cNoiseSmoothingPtr(new FakeSmoothing(journal, "loopSmooth")));
+    framework.SetPsfSmoothing(cNoiseSmoothingPtr(new FakeSmoothing(journal, "psfSmooth")));
+    framework.SetObjectSmoothing(cNoiseSmoothingPtr(new FakeSmoothing(journal, "objectSmooth")));
+    framework.SetObjectFirstGuess(
+        cObjectFirstGuessPtr(new FakeObjectFirstGuess(journal, guessesAlive)));
+    framework.SetPsfFirstGuess(cPsfFirstGuessPtr(new FakePsfFirstGuess(journal)));
+    cOptimizationPtr optimization(new FakeOptimization(journal));
+    optimization->SetAcceleration(cAccelerationPtr(new FakeAcceleration(journal)));
+    framework.SetOptimization(optimization);
+
+    framework.Load();
+    framework.Prepare();
+    Journal expected = {
+        // Set-up of the pre-processing and iteration lists only; the post lists get none.
+        "psfPre.Setup", "psf.Setup", "imagePre.Setup", "image.Setup",
+        // The object guess comes after the PSF pre-processing and before the image's.
+        "psfGuess", "psfPre.Apply", "objectGuess", "objectSmooth(1)", "psfSmooth(1)",
+        "imagePre.Apply"};
+    EXPECT_EQ(journal, expected);
+    EXPECT_EQ(guessesAlive, 0) << "the object guess is let go as soon as it is done";
+
+    framework.Iterate();
+    for (int pass = 0; pass < 2; ++pass)
+        expected.insert(expected.end(),
+                        {"acceleration(" + std::to_string(pass) + ")", "optimization",
+                         "loopSmooth(" + std::to_string(pass + 1) + ")", "psf.Apply", "image.Apply",
+                         "psfPost.Apply", "imagePost.Apply"});
+    EXPECT_EQ(journal, expected);
+    EXPECT_EQ(Params().GetInt(DEC_IPARAMS_CURRENT_ITERATION), 2);
+    // The object starts as the data: two passes of +1 on top of it.
+    EXPECT_EQ(ReadRaw(Output()), Plus(original, 2));
+    EXPECT_EQ(Read(framework.GetOriginalImage()), original);
+
+    // The one-time work is not repeated by a second preparation.
+    journal.clear();
+    framework.Prepare();
+    EXPECT_EQ(journal, (Journal{"psf.Setup", "image.Setup", "psfGuess"}));
+}
+
+TEST_F(FrameworkRun, EachStopCriterionAllowsItsNumberOfPasses) {
+    static int extraPasses;
+    auto host = [](ovdStructInvFilterStatus* record, void*) -> uint16_t {
+        // Asked the first time: two more passes. Asked again: enough.
+        record->sIterationCount = static_cast<int16_t>(record->sIterationCount + extraPasses);
+        extraPasses = 0;
+        return OVD_STATUS_CONTINUE;
+    };
+    struct Case {
+        const char* name;
+        int32_t total;
+        int kind; // 0 always, 1 count, 2 count then ask the host
+        std::size_t passes;
+    };
+    for (const Case& c : {Case{"always", 3, 0, 0}, Case{"count", 3, 1, 3},
+                          Case{"count of one", 1, 1, 1}, Case{"host extends", 2, 2, 4}}) {
+        SCOPED_TRACE(c.name);
+        cCountedPtr<cDeconLog> runLog;
+        Journal passes;
+        cCountedPtr<cIterativeDeconFramework> run = NewRun(runLog, Output(), passes);
+        runLog->GetParameters().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, c.total);
+        extraPasses = 2;
+        if (c.kind == 0)
+            run->SetStopCriterion(cStopCriterionPtr(new cAlwaysStopCriterion(runLog)));
+        if (c.kind == 2)
+            run->SetStopCriterion(
+                cStopCriterionPtr(new cIterativeCallbackStopCriterion(runLog, host)));
+        Run(*run);
+        EXPECT_EQ(passes.size(), c.passes);
+        EXPECT_EQ(ReadRaw(Output()), Plus(original, static_cast<float>(c.passes)));
+    }
+
+    // A framework without a criterion has no way to end its loop and refuses to start it.
+    framework.SetStopCriterion(cStopCriterionPtr());
+    framework.Load();
+    framework.Prepare();
+    try {
+        framework.Iterate();
+        FAIL() << "iterated without a stop criterion";
+    } catch (const cException& failure) {
+        EXPECT_EQ(failure.GetCode(), OVD_ERR_PARAMETER);
+    }
+}
+
+TEST_F(FrameworkRun, ReportsProgressAndStagesStepByStep) {
+    // Two passes; outside the loop a PSF guess and one pre-processing constraint, inside the
+    // optimization and one image constraint: 2 x 2 + 1 + 2 = 7 steps of 100/7 percent each.
+    Params().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 2);
+    framework.SetPsfFirstGuess(cPsfFirstGuessPtr(new FakePsfFirstGuess(journal)));
+    framework.AddImagePreprocessing(cConstraintPtr(new FakeConstraint(journal, "pre")));
+    framework.AddImageConstraint(cConstraintPtr(new FakeConstraint(journal, "image")));
+    framework.SetOptimization(cOptimizationPtr(new FakeOptimization(journal)));
+    WithStatus();
+    framework.SetSubvolumeProgress(3, 5);
+    Run(framework);
+
+    struct Expected {
+        float steps;
+        int16_t iteration, stage;
+    };
+    const std::vector<Expected> expected = {
+        {1, 0, 102}, {2, 0, 102},              // PSF guess, pre-processing
+        {2, 0, 136}, {3, 0, 106}, {4, 0, 136}, // pass 0: start, optimization, constraint
+        {4, 1, 136}, {5, 1, 106}, {6, 1, 136}, // pass 1
+        {7, 2, 136},                           // the finish
+    };
+    ASSERT_EQ(status.reports.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        SCOPED_TRACE(i);
+        const ovdStructInvFilterStatus& report = status.reports[i];
+        EXPECT_NEAR(report.fPercentDone, expected[i].steps * 100.0f / 7, 1e-4);
+        EXPECT_EQ(report.sIteration, expected[i].iteration);
+        EXPECT_EQ(report.sIterationCount, 2);
+        EXPECT_EQ(report.sStage, expected[i].stage);
+        EXPECT_EQ(report.sSubvolume, 3);
+        EXPECT_EQ(report.sSubvolumeCount, 5);
+    }
+}
+
+TEST_F(FrameworkRun, ProgressOfABarePassAndOfARunTheHostExtends) {
+    // Nothing plugged in but the criterion: a pass reports one start and one step, and one
+    // step is the whole 100 percent; the subvolume is 1 of 1 unless told otherwise.
+    WithStatus();
+    Run(framework);
+    ASSERT_EQ(status.reports.size(), 3u);
+    EXPECT_EQ(status.reports[0].sStage, 136);
+    EXPECT_EQ(status.reports[0].fPercentDone, 0.0f);
+    EXPECT_EQ(status.reports[1].sStage, 106);
+    EXPECT_EQ(status.reports[1].fPercentDone, 100.0f);
+    EXPECT_EQ(status.reports[2].sStage, 136);
+    EXPECT_EQ(status.reports[2].fPercentDone, 100.0f); // 200, capped by the handler
+    EXPECT_EQ(status.reports[2].sIteration, 1);
+    EXPECT_EQ(status.reports[2].sSubvolume, 1);
+    EXPECT_EQ(status.reports[2].sSubvolumeCount, 1);
+
+    // One planned pass of two steps, and the host asks for one more at its end. The second
+    // pass starts at 2 of 2 x 2 + 1 steps, worked out from the new total.
+    cCountedPtr<cDeconLog> runLog;
+    Journal passes;
+    cCountedPtr<cIterativeDeconFramework> run = NewRun(runLog, Output(), passes);
+    runLog->GetParameters().SetFlag(DEC_FPARAMS_STOPPING_CRITERION, DEC_FLAG_SC_ITERATIVE_CALLBACK);
+    run->AddImageConstraint(cConstraintPtr(new FakeConstraint(journal, "image")));
+    run->SetStopCriterion(cStopCriterionPtr(new cIterativeCallbackStopCriterion(
+        runLog, [](ovdStructInvFilterStatus* record, void*) -> uint16_t {
+            record->sIterationCount = 2;
+            return OVD_STATUS_CONTINUE;
+        })));
+    StatusRecorder extended;
+    run->SetStatusUpdateHandler(
+        cCountedPtr<cStatusUpdateHandler>(new cStatusUpdateHandler(RecordStatus, &extended)));
+    Run(*run);
+    ASSERT_EQ(extended.reports.size(), 7u);
+    EXPECT_NEAR(extended.reports[2].fPercentDone, 200.0f / 3, 1e-4); // end of pass 0 of 1
+    EXPECT_EQ(extended.reports[3].sIterationCount, 2);
+    EXPECT_NEAR(extended.reports[3].fPercentDone, 40.0f, 1e-4); // start of pass 1 of 2
+    EXPECT_NEAR(extended.reports[5].fPercentDone, 80.0f, 1e-4);
+    EXPECT_EQ(extended.reports[6].sIteration, 2);
+    EXPECT_EQ(ReadRaw(Output()), Plus(original, 2));
+}
+
+TEST_F(FrameworkRun, ACancelLeavesTheRunAtOnceAndSavesNothingMore) {
+    Params().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 3);
+    Params().SetInt(DEC_IPARAMS_SAVE_INTERVAL, 1);
+    framework.SetOptimization(cOptimizationPtr(new FakeOptimization(journal)));
+    WithStatus();
+    status.cancelAt = 3; // the start of the second pass
+    framework.Load();
+    framework.Prepare();
+    try {
+        framework.Iterate();
+        FAIL() << "the cancel did not end the run";
+    } catch (const cException& failure) {
+        EXPECT_EQ(failure.GetCode(), OVD_ERR_CANCEL);
+        EXPECT_EQ(failure.GetMessage(), "CANCEL");
+        EXPECT_EQ(failure.GetWhere().rfind("cDeconFramework/", 0), 0u) << failure.GetWhere();
+    }
+    EXPECT_EQ(journal, (Journal{"optimization"}));
+    EXPECT_EQ(status.reports.size(), 3u);
+    EXPECT_TRUE(Exists(Output() + "_I1"));
+    EXPECT_FALSE(Exists(Output() + "_I2"));
+    EXPECT_FALSE(Exists(Output()));
+}
+
+TEST_F(FrameworkRun, SavesIntermediateObjectsByTheirPassNumber) {
+    struct Case {
+        const char* name;
+        int32_t total, interval, criterion;
+        std::vector<int> saved;
+    };
+    for (const Case& c : {
+             // The last pass under a plain count is the result itself: no "_I" copy of it.
+             Case{"every pass", 3, 1, DEC_FLAG_SC_ITERATIVE, {1, 2}},
+             Case{"one pass", 1, 1, DEC_FLAG_SC_ITERATIVE, {}},
+             Case{"one pass, always", 1, 1, DEC_FLAG_SC_ALWAYS, {}},
+             // A host may extend the run, so every pass due is kept.
+             Case{"one pass, host asked", 1, 1, DEC_FLAG_SC_ITERATIVE_CALLBACK, {1}},
+             Case{"every second", 5, 2, DEC_FLAG_SC_ITERATIVE, {2, 4}},
+             Case{"every second, even total", 4, 2, DEC_FLAG_SC_ITERATIVE, {2}},
+         }) {
+        SCOPED_TRACE(c.name);
+        TempDir runDir("ovd-framework-saves");
+        const std::string output = runDir.File("out.raw");
+        cCountedPtr<cDeconLog> runLog;
+        Journal passes;
+        cCountedPtr<cIterativeDeconFramework> run = NewRun(runLog, output, passes);
+        runLog->GetParameters().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, c.total);
+        runLog->GetParameters().SetInt(DEC_IPARAMS_SAVE_INTERVAL, c.interval);
+        runLog->GetParameters().SetFlag(DEC_FPARAMS_STOPPING_CRITERION, c.criterion);
+        Run(*run);
+
+        std::vector<int> saved;
+        for (int count = 0; count <= c.total + 1; ++count)
+            if (Exists(output + "_I" + std::to_string(count)))
+                saved.push_back(count);
+        EXPECT_EQ(saved, c.saved);
+        for (int count : saved)
+            EXPECT_EQ(ReadRaw(output + "_I" + std::to_string(count)),
+                      Plus(original, static_cast<float>(count)));
+        EXPECT_EQ(ReadRaw(output), Plus(original, static_cast<float>(c.total)));
+        EXPECT_EQ(runDir.Count(), saved.size() + 1);
+    }
+}
+
+TEST_F(FrameworkRun, SavesThePsfCentredAndKeepsItAtTheOriginInMemory) {
+    // The PSF guess holds 0, 1, 2, ...; in the file its origin moves to the middle.
+    const Pixels psf = Ramp(0);
+    Pixels centred(psf.size());
+    for (uint32_t z = 0; z < kSize.z; ++z)
+        for (uint32_t y = 0; y < kSize.y; ++y)
+            for (uint32_t x = 0; x < kSize.x; ++x)
+                centred[(z * kSize.y + y) * kSize.x + x] =
+                    psf[(((z + kSize.z / 2) % kSize.z) * kSize.y + (y + kSize.y / 2) % kSize.y) *
+                            kSize.x +
+                        (x + kSize.x / 2) % kSize.x];
+
+    struct Case {
+        const char* name;
+        int32_t psfInterval;
+        std::vector<int> saved;
+    };
+    for (const Case& c : {Case{"every second pass", 2, {2}}, Case{"finish only", 0, {}}}) {
+        SCOPED_TRACE(c.name);
+        TempDir runDir("ovd-framework-psf");
+        const std::string output = runDir.File("out.raw");
+        cCountedPtr<cDeconLog> runLog;
+        Journal events;
+        cCountedPtr<cIterativeDeconFramework> run = NewRun(runLog, output, events);
+        cDeconParameter& p = runLog->GetParameters();
+        p.SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 3);
+        p.SetInt(DEC_IPARAMS_PSF_SAVE_INTERVAL, c.psfInterval);
+        p.SetBool(DEC_BPARAMS_SAVE_PSF, true);
+        run->SetPsfFirstGuess(cPsfFirstGuessPtr(new FakePsfFirstGuess(events)));
+        Run(*run);
+
+        std::vector<int> saved;
+        for (int count = 0; count <= 4; ++count)
+            if (Exists(output + "_psf_I" + std::to_string(count)))
+                saved.push_back(count);
+        EXPECT_EQ(saved, c.saved);
+        for (int count : saved)
+            EXPECT_EQ(ReadRaw(output + "_psf_I" + std::to_string(count)), centred);
+        // The finish always saves the PSF, after asking the optimization for it.
+        EXPECT_EQ(ReadRaw(output + "_psf"), centred);
+        EXPECT_EQ(p.GetString(DEC_SPARAMS_OUTPUT_PSF_FILE), output + "_psf");
+        EXPECT_EQ(std::count(events.begin(), events.end(), "RetrievePsf"),
+                  static_cast<long>(saved.size() + 1));
+        EXPECT_EQ(Read(run->GetPsfImage()), psf);
+        EXPECT_EQ(runDir.Count(), saved.size() + 2);
+    }
+
+    // Without the flag no PSF file is written, whatever the interval says.
+    Params().SetInt(DEC_IPARAMS_PSF_SAVE_INTERVAL, 1);
+    framework.SetPsfFirstGuess(cPsfFirstGuessPtr(new FakePsfFirstGuess(journal)));
+    Run(framework);
+    EXPECT_FALSE(Exists(Output() + "_psf"));
+    EXPECT_FALSE(Exists(Output() + "_psf_I1"));
+    EXPECT_EQ(Params().GetString(DEC_SPARAMS_OUTPUT_PSF_FILE), "");
+}
+
+TEST_F(FrameworkRun, ABrightfieldResultLeavesItsRangeInTheLog) {
+    Params().SetReal(DEC_RPARAMS_IMAGE_MINIMUM, -1.0f);
+    Params().SetReal(DEC_RPARAMS_IMAGE_MAXIMUM, -1.0f);
+    for (int32_t modality : {DEC_FLAG_MOD_WF_FLUORESCENCE, DEC_FLAG_MOD_TL_BRIGHTFIELD}) {
+        cCountedPtr<cDeconLog> runLog;
+        Journal passes;
+        cCountedPtr<cIterativeDeconFramework> run = NewRun(runLog, Output(), passes);
+        runLog->GetParameters().SetFlag(DEC_FPARAMS_MODALITY, modality);
+        Run(*run);
+        // The original ramp runs from 10 to 10 + 47, and one pass adds 1. Other modalities
+        // leave the keys alone.
+        const bool brightfield = modality == DEC_FLAG_MOD_TL_BRIGHTFIELD;
+        EXPECT_EQ(runLog->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MINIMUM),
+                  brightfield ? 11.0f : -1.0f);
+        EXPECT_EQ(runLog->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MAXIMUM),
+                  brightfield ? 58.0f : -1.0f);
+    }
+}
+
+TEST_F(FrameworkRun, RestoresInPlaceOnlyWhenAskedTo) {
+    framework.Load();
+    EXPECT_FALSE(framework.GetObjectImage() == framework.GetOriginalImage());
+
+    cIterativeDeconFramework inPlace(log, kSize);
+    inPlace.SetStreams(messages, messages);
+    inPlace.SetObjectSharesOriginal(true);
+    inPlace.SetOptimization(cOptimizationPtr(new FakeOptimization(journal)));
+    inPlace.SetStopCriterion(cStopCriterionPtr(new cIterativeStopCriterion(log)));
+    Run(inPlace);
+    EXPECT_TRUE(inPlace.GetObjectImage() == inPlace.GetOriginalImage());
+    EXPECT_EQ(Read(inPlace.GetOriginalImage()), Plus(original, 1));
+}
+
+TEST_F(FrameworkRun, WritesTheSizeTheTimingOfEachPassAndTheEnd) {
+    Params().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 2);
+    Run(framework);
+    std::istringstream lines(messages.str());
+    std::vector<std::string> all;
+    for (std::string line; std::getline(lines, line);)
+        all.push_back(line);
+    ASSERT_EQ(all.size(), 4u) << messages.str();
+    EXPECT_EQ(all[0], "6 X 4 X 2");
+    // Two tabs, the seconds as a plain decimal number, and the fixed text; the number
+    // itself depends on the machine.
+    const std::regex timing("\t\t[0-9]+(\\.[0-9]+)?(e-[0-9]+)? seconds to Apply the Optimization");
+    EXPECT_TRUE(std::regex_match(all[1], timing)) << all[1];
+    EXPECT_TRUE(std::regex_match(all[2], timing)) << all[2];
+    EXPECT_EQ(all[3], "Completed Deconvolution");
+}
+
+TEST_F(FrameworkRun, FailsOnAnOriginalThatCannotBeReadOrAResultThatCannotBeWritten) {
+    Params().SetString(DEC_SPARAMS_ORIGINAL_FILE, dir.File("missing.raw"));
+    EXPECT_THROW(framework.Load(), cException);
+    // A file shorter than the stack is no stack either.
+    WriteRaw(dir.File("short.raw"), Pixels(kSize.x * kSize.y));
+    Params().SetString(DEC_SPARAMS_ORIGINAL_FILE, dir.File("short.raw"));
+    EXPECT_THROW(framework.Load(), cException);
+
+    Params().SetString(DEC_SPARAMS_ORIGINAL_FILE, dir.File("original.raw"));
+    Params().SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE, dir.File("no-such-directory/result.raw"));
+    framework.Load();
+    framework.Prepare();
+    EXPECT_THROW(framework.Iterate(), cException);
+}
+
+TEST_F(FrameworkRun, HandsTheCurrentImagesToItsPreviews) {
+    cFloatImagePtr caller(new cOvdImage<float>(kSize, "test"));
+    // Without previews both updates do nothing.
+    framework.UpdatePreview(caller);
+    framework.UpdatePsfPreview(caller);
+
+    cFloatImagePtr objectSeen, psfSeen;
+    framework.SetPreview(cPreviewPtr(new FakePreview(log, objectSeen)));
+    framework.SetPsfPreview(cPreviewPtr(new FakePreview(log, psfSeen)));
+    framework.SetPsfFirstGuess(cPsfFirstGuessPtr(new FakePsfFirstGuess(journal)));
+    framework.Load();
+    framework.Prepare();
+    framework.UpdatePreview(caller);
+    framework.UpdatePsfPreview(caller);
+    EXPECT_TRUE(objectSeen == framework.GetObjectImage());
+    EXPECT_TRUE(psfSeen == framework.GetPsfImage());
+    EXPECT_FALSE(psfSeen.IsNull());
+}
