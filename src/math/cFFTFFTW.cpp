@@ -1,0 +1,505 @@
+#include "math/cFFTFFTW.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "core/cWorkerThreads.h"
+#include "math/ImageWalk.h"
+#include "math/cImageMathManager.h"
+
+namespace Ovidane {
+
+namespace {
+
+// Work images are cut to whole cache lines so that both spectra and the stage share one
+// alignment, which FFTW demands of the arrays a plan executes on.
+constexpr std::size_t kAlignFloats = 16; // 64 bytes
+
+std::size_t RoundUp(std::size_t floats) {
+    return (floats + kAlignFloats - 1) / kAlignFloats * kAlignFloats;
+}
+
+float* AlignedStart(float* start) {
+    const auto address = reinterpret_cast<std::uintptr_t>(start);
+    const std::uintptr_t aligned = (address + 63) & ~std::uintptr_t{63};
+    return start + (aligned - address) / sizeof(float);
+}
+
+bool IsPowerOfTwo(uint32_t v) {
+    return v != 0 && (v & (v - 1)) == 0;
+}
+
+// Runs body(line) for lines 0 .. lines - 1 spread over the worker threads in a static
+// partition. Each line writes only its own part of the output, so the result does not
+// depend on the thread count.
+template <class Body> void ForEachLine(uint64_t lines, uint64_t valuesPerLine, Body&& body) {
+    const int threads = ImageWalk::ThreadsFor(lines * valuesPerLine);
+    const auto count = static_cast<int64_t>(lines);
+#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
+    for (int64_t line = 0; line < count; ++line)
+        body(static_cast<uint64_t>(line));
+}
+
+// The half-spectrum products, over `values` interleaved complex numbers; `scale` carries
+// the 1 / N of the inverse transform that follows, so no separate pass is needed.
+void MultiplyLine(const float* a, float* b, uint64_t values, float scale) {
+    for (uint64_t i = 0; i < values; ++i) {
+        const float ar = a[2 * i], ai = a[2 * i + 1];
+        const float br = b[2 * i], bi = b[2 * i + 1];
+        b[2 * i] = (ar * br - ai * bi) * scale;
+        b[2 * i + 1] = (ar * bi + ai * br) * scale;
+    }
+}
+
+void MultiplyConjugateLine(const float* a, float* b, uint64_t values, float scale) {
+    for (uint64_t i = 0; i < values; ++i) {
+        const float ar = a[2 * i], ai = a[2 * i + 1];
+        const float br = b[2 * i], bi = b[2 * i + 1];
+        b[2 * i] = (ar * br + ai * bi) * scale;
+        b[2 * i + 1] = (ai * br - ar * bi) * scale;
+    }
+}
+
+void ScaleLine(float* b, uint64_t values, float scale) {
+    for (uint64_t i = 0; i < 2 * values; ++i)
+        b[i] *= scale;
+}
+
+// h := g * conj(h) / (conj(h) * h + k), each step rounded to float in this order:
+//   t = conj(h) * h    |h|^2; its imaginary part hr*hi - hi*hr is exactly 0 in float,
+//                      so t is carried as one real number
+//   t = t + k          k taken as k + 0i
+//   q = conj(h) / t    the quotient, both parts divided by the real t (a complex division
+//                      by t + 0i rounds to exactly these values)
+//   r = g * q          then scaled by 1 / N for the inverse transform
+// A frequency where t is 0 gives what float division gives (infinities or NaN).
+void WienerLine(const float* g, float* h, uint64_t values, float k, float scale) {
+    for (uint64_t i = 0; i < values; ++i) {
+        const float gr = g[2 * i], gi = g[2 * i + 1];
+        const float hr = h[2 * i], hi = h[2 * i + 1];
+        float t = hr * hr + hi * hi;
+        t = t + k;
+        const float qr = hr / t;
+        const float qi = -hi / t;
+        h[2 * i] = (gr * qr - gi * qi) * scale;
+        h[2 * i + 1] = (gr * qi + gi * qr) * scale;
+    }
+}
+
+std::string Message(const char* prefix, const char* operation) {
+    return std::string(prefix) + operation;
+}
+
+} // namespace
+
+cFFTFFTW::cFFTFFTW() : cFFTFFTW(cImageDimensions{1, 1, 1}, 0, 0) {}
+
+cFFTFFTW::cFFTFFTW(const cImageDimensions& dimensions, int first, int second)
+    : cFFT(kLibraryId, "cFFTFFTW"), mFirst(first), mSecond(second) {
+    mDimensions = dimensions;
+    // Instances may be destroyed at the end of the process, and they take the planner
+    // lock then. Touching the lock here makes it exist before whoever holds an instance
+    // registers its own end-of-process cleanup, so the lock is destroyed after it.
+    const PlannerLock lock;
+}
+
+cFFTFFTW::~cFFTFFTW() {
+    try {
+        ReleasePlans();
+    } catch (...) {
+        // Nothing may leave a destructor; releasing frees only what the instance owns.
+    }
+}
+
+void cFFTFFTW::SetPlannerThreads(int threads) {
+    static const bool threadsReady = fftwf_init_threads() != 0;
+    if (threadsReady)
+        fftwf_plan_with_nthreads(threads > 0 ? threads : 1);
+}
+
+// Planner flags. FFTW_MEASURE times candidate algorithms and keeps the fastest, so the
+// plan it picks changes from process to process with the machine's load, and different
+// plans round differently: measured here, three processes planning the same size got
+// three different plans and two different results, bit for bit. FFTW_ESTIMATE picks by a
+// fixed model of the machine: the same size and thread count give the same plan in every
+// process, results repeat bit for bit, and planning costs milliseconds, so no wisdom needs
+// to be kept or stored. On the sizes of a run it costs from nothing to about half again
+// the time of measured plans (docs/fft.md has the numbers). Within one process FFTW keeps
+// what it has planned in memory anyway, keyed by size, layout and thread count.
+void cFFTFFTW::MakePlans(cPlanSet& plans, uint32_t depth) {
+    const int x = static_cast<int>(mDimensions.x);
+    const int y = static_cast<int>(mDimensions.y);
+    const int z = static_cast<int>(depth);
+    auto* first = reinterpret_cast<fftwf_complex*>(mFirstSpectrum);
+    auto* store = reinterpret_cast<fftwf_complex*>(mFirstSpectrum);
+    plans.depth = depth;
+    // Out of place from the caller's image: FFTW_PRESERVE_INPUT keeps the inputs of a
+    // filter untouched. The inverse may overwrite the spectrum, which is scratch.
+    if (depth > 1) {
+        plans.forwardReal = fftwf_plan_dft_r2c_3d(z, y, x, mStagePixels, first,
+                                                  kPlannerFlags | FFTW_PRESERVE_INPUT);
+        plans.inverseReal = fftwf_plan_dft_c2r_3d(z, y, x, first, mStagePixels, kPlannerFlags);
+        plans.forwardComplex =
+            fftwf_plan_dft_3d(z, y, x, store, store, FFTW_FORWARD, kPlannerFlags);
+        plans.inverseComplex =
+            fftwf_plan_dft_3d(z, y, x, store, store, FFTW_BACKWARD, kPlannerFlags);
+    } else {
+        plans.forwardReal =
+            fftwf_plan_dft_r2c_2d(y, x, mStagePixels, first, kPlannerFlags | FFTW_PRESERVE_INPUT);
+        plans.inverseReal = fftwf_plan_dft_c2r_2d(y, x, first, mStagePixels, kPlannerFlags);
+        plans.forwardComplex = fftwf_plan_dft_2d(y, x, store, store, FFTW_FORWARD, kPlannerFlags);
+        plans.inverseComplex = fftwf_plan_dft_2d(y, x, store, store, FFTW_BACKWARD, kPlannerFlags);
+    }
+}
+
+void cFFTFFTW::DestroyPlans(cPlanSet& plans) {
+    for (fftwf_plan* plan :
+         {&plans.forwardReal, &plans.inverseReal, &plans.forwardComplex, &plans.inverseComplex}) {
+        if (*plan)
+            fftwf_destroy_plan(*plan);
+        *plan = nullptr;
+    }
+    plans.depth = 0;
+}
+
+void cFFTFFTW::InitializePlans() {
+    Guard([&] {
+        const int threads = cWorkerThreads::Count();
+        if (HasPlans() && mPlannedThreads == threads)
+            return;
+        ReleasePlans();
+
+        const std::size_t x = mDimensions.x, y = mDimensions.y, z = mDimensions.z;
+        // One spectrum: X/2 + 1 complex values per line; the two spectra together also hold
+        // the X * Y * Z complex values of a full complex transform.
+        const std::size_t spectrumFloats = RoundUp(2 * (x / 2 + 1) * y * z);
+        const std::size_t stageFloats = RoundUp(x * y * z);
+        // Each work image is one block, whose size the memory manager counts in 32 bits.
+        if (2 * spectrumFloats + kAlignFloats > UINT32_MAX)
+            Fail("Invalid Dimensions in InitializePlans", 2);
+        mStore = new cFloatImage(
+            cImageDimensions{static_cast<uint32_t>(2 * spectrumFloats + kAlignFloats), 1, 1},
+            Contiguous3D, GetObjectName());
+        mStage = new cFloatImage(
+            cImageDimensions{static_cast<uint32_t>(stageFloats + kAlignFloats), 1, 1}, Contiguous3D,
+            GetObjectName());
+        mFirstSpectrum = AlignedStart(mStore->GetSlicePointer(0));
+        mSecondSpectrum = mFirstSpectrum + spectrumFloats;
+        mStagePixels = AlignedStart(mStage->GetSlicePointer(0));
+        mPlanAlignment = fftwf_alignment_of(mStagePixels);
+
+        {
+            const PlannerLock lock;
+            SetPlannerThreads(threads);
+            MakePlans(mVolume, mDimensions.z);
+            if (mDimensions.z > 1)
+                MakePlans(mPlane, 1);
+        }
+        mPlannedThreads = threads;
+        for (const cPlanSet* plans : {&mVolume, &mPlane}) {
+            if (plans->depth == 0)
+                continue;
+            if (!plans->forwardReal || !plans->inverseReal || !plans->forwardComplex ||
+                !plans->inverseComplex) {
+                ReleasePlans();
+                Fail("IPP Math Error in InitializePlans: FFTW could not make a plan", 2);
+            }
+        }
+    });
+}
+
+void cFFTFFTW::EnsurePlans() {
+    if (!HasPlans())
+        InitializePlans();
+}
+
+void cFFTFFTW::ReleasePlans() {
+    Guard([&] {
+        {
+            const PlannerLock lock;
+            DestroyPlans(mVolume);
+            DestroyPlans(mPlane);
+        }
+        mFirstSpectrum = mSecondSpectrum = mStagePixels = nullptr;
+        mStore = nullptr;
+        mStage = nullptr;
+        mPlannedThreads = 0;
+    });
+}
+
+void cFFTFFTW::CheckNotNull(const char* operation,
+                            std::initializer_list<const cFloatImage*> images) const {
+    for (const cFloatImage* image : images)
+        if (!image)
+            Fail(Message("NULL input image in ", operation), 2);
+}
+
+bool cFFTFFTW::FitsInstance(const cFloatImage& image, uint32_t depth) const {
+    return image.GetSizeX() == mDimensions.x && image.GetSizeY() == mDimensions.y &&
+           image.GetSizeZ() == depth;
+}
+
+uint32_t cFFTFFTW::CommonDepth(const char* operation,
+                               std::initializer_list<const cFloatImage*> images) const {
+    uint32_t depth = 0;
+    for (const cFloatImage* image : images) {
+        if (!image)
+            continue;
+        if (depth == 0)
+            depth = image->GetSizeZ();
+        if ((depth != mDimensions.z && depth != 1) || !FitsInstance(*image, depth))
+            Fail(Message("Invalid Dimensions in ", operation), 2);
+    }
+    return depth;
+}
+
+bool cFFTFFTW::FitsPacked(const cFloatImage& image, uint32_t depth) const {
+    return image.GetSizeX() == mDimensions.x + 2 && image.GetSizeY() == mDimensions.y &&
+           image.GetSizeZ() == depth;
+}
+
+bool cFFTFFTW::ReadableInPlace(const cFloatImage& image) const {
+    return image.GetSizeX() == mDimensions.x && image.IsContiguous3D() &&
+           fftwf_alignment_of(image.GetSlicePointer(0)) == mPlanAlignment;
+}
+
+// Real image -> half spectrum. An image that FFTW can read as it lies is transformed
+// directly; any other is first gathered into the stage, x columns of each line.
+void cFFTFFTW::ForwardReal(const cFloatImage& in, const cPlanSet& plans, float* spectrum) {
+    float* source = in.GetSlicePointer(0);
+    if (!ReadableInPlace(in)) {
+        const uint32_t x = mDimensions.x, y = mDimensions.y;
+        float* stage = mStagePixels;
+        ForEachLine(uint64_t{y} * plans.depth, x, [&](uint64_t line) {
+            const auto row = static_cast<uint32_t>(line % y),
+                       slice = static_cast<uint32_t>(line / y);
+            std::memcpy(stage + line * x, in.GetLinePointer(row, slice), x * sizeof(float));
+        });
+        source = stage;
+    }
+    fftwf_execute_dft_r2c(plans.forwardReal, source, reinterpret_cast<fftwf_complex*>(spectrum));
+}
+
+// Half spectrum -> real image; the spectrum is overwritten. The scale 1 / N is applied by
+// the caller while it forms the spectrum.
+void cFFTFFTW::InverseReal(const cPlanSet& plans, float* spectrum, const cFloatImage& out) {
+    auto* complex = reinterpret_cast<fftwf_complex*>(spectrum);
+    if (ReadableInPlace(out)) {
+        fftwf_execute_dft_c2r(plans.inverseReal, complex, out.GetSlicePointer(0));
+        return;
+    }
+    fftwf_execute_dft_c2r(plans.inverseReal, complex, mStagePixels);
+    const uint32_t x = mDimensions.x, y = mDimensions.y;
+    const float* stage = mStagePixels;
+    ForEachLine(uint64_t{y} * plans.depth, x, [&](uint64_t line) {
+        const auto row = static_cast<uint32_t>(line % y), slice = static_cast<uint32_t>(line / y);
+        std::memcpy(out.GetLinePointer(row, slice), stage + line * x, x * sizeof(float));
+    });
+}
+
+void cFFTFFTW::RunConvolve(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                           const cFloatImagePtr& result, int mode, uint32_t depth) {
+    EnsurePlans();
+    const cPlanSet& plans = PlansFor(depth);
+    ForwardReal(*a, plans, mFirstSpectrum);
+    ForwardReal(*b, plans, mSecondSpectrum);
+    const uint64_t half = mDimensions.x / 2 + 1;
+    const float scale = 1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
+    const float* first = mFirstSpectrum;
+    float* second = mSecondSpectrum;
+    ForEachLine(uint64_t{mDimensions.y} * depth, half, [&](uint64_t line) {
+        const uint64_t offset = 2 * half * line;
+        if (mode == 2)
+            MultiplyLine(first + offset, second + offset, half, scale);
+        else if (mode == 1)
+            MultiplyConjugateLine(first + offset, second + offset, half, scale);
+        else
+            ScaleLine(second + offset, half, scale);
+    });
+    InverseReal(plans, mSecondSpectrum, *result);
+}
+
+void cFFTFFTW::Convolve(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                        const cFloatImagePtr& result, int mode) {
+    Guard([&] {
+        CheckNotNull("Convolve", {a.Get(), b.Get(), result.Get()});
+        const uint32_t depth = CommonDepth("Convolve", {a.Get(), b.Get(), result.Get()});
+        RunConvolve(a, b, result, mode, depth);
+    });
+}
+
+void cFFTFFTW::ConvolveOTF(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                           const cFloatImagePtr& result, int mode) {
+    Guard([&] {
+        CheckNotNull("ConvolveOTF", {a.Get(), b.Get(), result.Get()});
+        const uint32_t depth = CommonDepth("ConvolveOTF", {a.Get(), result.Get()});
+        // The kernel's lines may be longer than x; its first x columns enter the transform.
+        if (b->GetSizeX() < mDimensions.x || b->GetSizeY() != mDimensions.y ||
+            b->GetSizeZ() != depth)
+            Fail("Invalid Dimensions in ConvolveOTF", 2);
+        RunConvolve(a, b, result, mode, depth);
+    });
+}
+
+void cFFTFFTW::WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                            const cFloatImagePtr& result, float k) {
+    Guard([&] {
+        CheckNotNull("WienerFilter", {a.Get(), b.Get(), result.Get()});
+        const uint32_t depth = CommonDepth("WienerFilter", {a.Get(), b.Get(), result.Get()});
+        EnsurePlans();
+        const cPlanSet& plans = PlansFor(depth);
+        ForwardReal(*a, plans, mFirstSpectrum);
+        ForwardReal(*b, plans, mSecondSpectrum);
+        const uint64_t half = mDimensions.x / 2 + 1;
+        const float scale =
+            1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
+        const float* g = mFirstSpectrum;
+        float* h = mSecondSpectrum;
+        ForEachLine(uint64_t{mDimensions.y} * depth, half, [&](uint64_t line) {
+            const uint64_t offset = 2 * half * line;
+            WienerLine(g + offset, h + offset, half, k, scale);
+        });
+        InverseReal(plans, mSecondSpectrum, *result);
+    });
+}
+
+void cFFTFFTW::ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) {
+    Guard([&] {
+        CheckNotNull("ForwardHalfSpectrum", {in.Get(), out.Get()});
+        const uint32_t depth = CommonDepth("ForwardHalfSpectrum", {in.Get()});
+        if (!FitsPacked(*out, depth))
+            Fail("Invalid Dimensions in ForwardHalfSpectrum", 2);
+        EnsurePlans();
+        ForwardReal(*in, PlansFor(depth), mFirstSpectrum);
+        const uint32_t y = mDimensions.y, width = mDimensions.x + 2;
+        const uint64_t values = 2 * (mDimensions.x / 2 + 1);
+        const float* spectrum = mFirstSpectrum;
+        ForEachLine(uint64_t{y} * depth, values, [&](uint64_t line) {
+            float* target = out->GetLinePointer(static_cast<uint32_t>(line % y),
+                                                static_cast<uint32_t>(line / y));
+            std::memcpy(target, spectrum + values * line, values * sizeof(float));
+            std::fill(target + values, target + width, 0.0f);
+        });
+    });
+}
+
+void cFFTFFTW::InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) {
+    Guard([&] {
+        CheckNotNull("InverseHalfSpectrum", {in.Get(), out.Get()});
+        const uint32_t depth = CommonDepth("InverseHalfSpectrum", {out.Get()});
+        if (!FitsPacked(*in, depth))
+            Fail("Invalid Dimensions in InverseHalfSpectrum", 2);
+        EnsurePlans();
+        const uint32_t y = mDimensions.y;
+        const uint64_t values = 2 * (mDimensions.x / 2 + 1);
+        const float scale =
+            1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
+        float* spectrum = mSecondSpectrum;
+        ForEachLine(uint64_t{y} * depth, values, [&](uint64_t line) {
+            const float* source = in->GetLinePointer(static_cast<uint32_t>(line % y),
+                                                     static_cast<uint32_t>(line / y));
+            float* target = spectrum + values * line;
+            for (uint64_t i = 0; i < values; ++i)
+                target[i] = source[i] * scale;
+        });
+        InverseReal(PlansFor(depth), mSecondSpectrum, *out);
+    });
+}
+
+// Split images -> interleaved store -> transform in place -> split images.
+void cFFTFFTW::ComplexTransform(const cFloatImage& re, const cFloatImage* im,
+                                const cFloatImage* outRe, const cFloatImage* outIm, bool forward,
+                                uint32_t depth) {
+    EnsurePlans();
+    const cPlanSet& plans = PlansFor(depth);
+    const uint32_t x = mDimensions.x, y = mDimensions.y;
+    const uint64_t lines = uint64_t{y} * depth;
+    float* store = mFirstSpectrum;
+    ForEachLine(lines, x, [&](uint64_t line) {
+        const auto row = static_cast<uint32_t>(line % y), slice = static_cast<uint32_t>(line / y);
+        const float* r = re.GetLinePointer(row, slice);
+        const float* i = im ? im->GetLinePointer(row, slice) : nullptr;
+        float* target = store + 2 * x * line;
+        for (uint32_t c = 0; c < x; ++c) {
+            target[2 * c] = r[c];
+            target[2 * c + 1] = i ? i[c] : 0.0f;
+        }
+    });
+    auto* complex = reinterpret_cast<fftwf_complex*>(store);
+    fftwf_execute_dft(forward ? plans.forwardComplex : plans.inverseComplex, complex, complex);
+    const float scale = forward ? 1.0f : 1.0f / static_cast<float>(uint64_t{x} * y * depth);
+    ForEachLine(lines, x, [&](uint64_t line) {
+        const auto row = static_cast<uint32_t>(line % y), slice = static_cast<uint32_t>(line / y);
+        const float* source = store + 2 * x * line;
+        if (outRe) {
+            float* r = outRe->GetLinePointer(row, slice);
+            for (uint32_t c = 0; c < x; ++c)
+                r[c] = source[2 * c] * scale;
+        }
+        if (outIm) {
+            float* i = outIm->GetLinePointer(row, slice);
+            for (uint32_t c = 0; c < x; ++c)
+                i[c] = source[2 * c + 1] * scale;
+        }
+    });
+}
+
+void cFFTFFTW::FFTFwd(const cFloatImagePtr& re, const cFloatImagePtr& im,
+                      const cFloatImagePtr& outRe, const cFloatImagePtr& outIm) {
+    Guard([&] {
+        CheckNotNull("FFTFwd", {re.Get(), outRe.Get(), outIm.Get()});
+        const uint32_t depth =
+            CommonDepth("FFTFwd", {re.Get(), im.Get(), outRe.Get(), outIm.Get()});
+        ComplexTransform(*re, im.Get(), outRe.Get(), outIm.Get(), true, depth);
+    });
+}
+
+// On a single plane the inverse divides by X * Y, as on a stack it divides by X * Y * Z:
+// forward then inverse returns the image at every depth.
+void cFFTFFTW::FFTInv(const cFloatImagePtr& re, const cFloatImagePtr& im,
+                      const cFloatImagePtr& outRe, const cFloatImagePtr& outIm) {
+    Guard([&] {
+        CheckNotNull("FFTInv", {re.Get(), im.Get(), outRe.Get()});
+        const uint32_t depth =
+            CommonDepth("FFTInv", {re.Get(), im.Get(), outRe.Get(), outIm.Get()});
+        ComplexTransform(*re, im.Get(), outRe.Get(), outIm.Get(), false, depth);
+    });
+}
+
+void cFFTFFTW::FFT(const cFloatImagePtr& re, const cFloatImagePtr& im, const cFloatImagePtr& outRe,
+                   const cFloatImagePtr& outIm, int direction) {
+    Guard([&] {
+        CheckNotNull("FFT", {re.Get(), outRe.Get()});
+        const uint32_t depth = CommonDepth("FFT", {re.Get(), im.Get(), outRe.Get(), outIm.Get()});
+        ComplexTransform(*re, im.Get(), outRe.Get(), outIm.Get(), direction == 1, depth);
+    });
+}
+
+void cFFTFFTW::FFTPacked(const cFloatImagePtr& in, const cFloatImagePtr& out, int /*direction*/) {
+    Guard([&] { cImageMathManager::Instance().GetImageMath()->CopyImage(in, out); });
+}
+
+void cFFTFFTW::FFTComplex(const cFloatImagePtr& in, const cFloatImagePtr& out, int /*direction*/) {
+    Guard([&] { cImageMathManager::Instance().GetImageMath()->CopyImage(in, out); });
+}
+
+void cFFTFFTW::GetPackedDimensions(const cImageDimensions& in, cImageDimensions& out) const {
+    out = cImageDimensions{in.x + 2, in.y, in.z};
+}
+
+void cFFTFFTW::GetComplexDimensions(const cImageDimensions& in, cImageDimensions& out) const {
+    out = cImageDimensions{2 * in.x, in.y, in.z};
+}
+
+// The work images are taken from the memory manager when the plans are made; there is
+// nothing to reserve ahead.
+void cFFTFFTW::GetMemoryRequests(std::vector<cMemoryRequest>& /*list*/) {}
+
+// Power-of-two slices are the fast case; the depth plays no part.
+unsigned cFFTFFTW::GetPerformanceRating(const cImageDimensions& dimensions) const {
+    return IsPowerOfTwo(dimensions.x) && IsPowerOfTwo(dimensions.y) ? 50u : 150u;
+}
+
+} // namespace Ovidane

@@ -1,0 +1,119 @@
+#pragma once
+#include <cstdint>
+#include <fftw3.h>
+#include <initializer_list>
+
+#include "core/ClassLevelLockable.h"
+#include "math/cFFT.h"
+
+namespace Ovidane {
+
+// The transform engine on FFTW (single precision, with its OpenMP threads).
+//
+// Real images take the half-spectrum road: a real-to-complex transform of the whole stack
+// gives X/2 + 1 complex values per line of Y * Z lines, and products and quotients of two
+// spectra run over those values one to one. Two such spectra lie side by side in one work
+// image (the store); the same store serves as the buffer of the full complex transforms.
+// A second work image (the stage) takes an input that FFTW cannot read in place: lines of
+// another length, slices in separate blocks, or an alignment other than the plans'.
+//
+// Plans are made in InitializePlans for the instance's size and for a single X x Y plane,
+// with the worker thread count of that moment; transforms only execute them.
+class cFFTFFTW : public cFFT, private ClassLevelLockable<cFFTFFTW> {
+public:
+    static constexpr int kLibraryId = 1;
+    // The planner flags of every plan; see docs/fft.md and InitializePlans.
+    static constexpr unsigned kPlannerFlags = FFTW_ESTIMATE;
+
+    // The instance the policy rates: size 1 x 1 x 1, never planned.
+    cFFTFFTW();
+    // first and second are kept and not read.
+    cFFTFFTW(const cImageDimensions& dimensions, int first, int second);
+    ~cFFTFFTW() override;
+
+    void InitializePlans() override;
+    void Convolve(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& result,
+                  int mode) override;
+    void WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                      const cFloatImagePtr& result, float k) override;
+    void ConvolveOTF(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& result,
+                     int mode) override;
+    void FFTPacked(const cFloatImagePtr& in, const cFloatImagePtr& out, int direction) override;
+    void FFT(const cFloatImagePtr& re, const cFloatImagePtr& im, const cFloatImagePtr& outRe,
+             const cFloatImagePtr& outIm, int direction) override;
+    void FFTFwd(const cFloatImagePtr& re, const cFloatImagePtr& im, const cFloatImagePtr& outRe,
+                const cFloatImagePtr& outIm) override;
+    void FFTInv(const cFloatImagePtr& re, const cFloatImagePtr& im, const cFloatImagePtr& outRe,
+                const cFloatImagePtr& outIm) override;
+    void FFTComplex(const cFloatImagePtr& in, const cFloatImagePtr& out, int direction) override;
+    void GetPackedDimensions(const cImageDimensions& in, cImageDimensions& out) const override;
+    void GetComplexDimensions(const cImageDimensions& in, cImageDimensions& out) const override;
+    void GetMemoryRequests(std::vector<cMemoryRequest>& list) override;
+    unsigned GetPerformanceRating(const cImageDimensions& dimensions) const override;
+    void ReleasePlans() override;
+
+    // The half spectrum itself, in the packed size (x + 2, y, z): each line holds the
+    // X/2 + 1 complex values of the real-to-complex transform, real and imaginary part
+    // interleaved (a float left over for odd x is 0). in may be a stack or a single plane.
+    void ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out);
+    // The inverse: a packed half spectrum back to a real image, divided by the pixel count.
+    void InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out);
+
+    bool HasPlans() const { return mVolume.forwardReal != nullptr; }
+    // The worker thread count the plans were made with; 0 without plans.
+    int GetPlannedThreads() const { return mPlannedThreads; }
+
+    // FFTW's planner is process-wide state and not thread-safe: every plan of the process
+    // is made and destroyed under this lock. Held, SetPlannerThreads prepares the planner
+    // for plans that run on `threads` threads.
+    using PlannerLock = ClassLevelLockable<cFFTFFTW>::Lock;
+    static void SetPlannerThreads(int threads);
+
+private:
+    // The plans for one depth: the whole stack, or one plane.
+    struct cPlanSet {
+        fftwf_plan forwardReal = nullptr;    // image -> half spectrum
+        fftwf_plan inverseReal = nullptr;    // half spectrum -> image (overwrites the spectrum)
+        fftwf_plan forwardComplex = nullptr; // in place on the store
+        fftwf_plan inverseComplex = nullptr; // in place on the store
+        uint32_t depth = 0;
+    };
+
+    void MakePlans(cPlanSet& plans, uint32_t depth);
+    static void DestroyPlans(cPlanSet& plans);
+    void EnsurePlans();
+    const cPlanSet& PlansFor(uint32_t depth) const {
+        return depth == mDimensions.z ? mVolume : mPlane;
+    }
+
+    // The depth (Z, or 1 for a single plane) shared by all the non-null images; fails with
+    // "Invalid Dimensions in " and the operation when their sizes don't fit the instance.
+    uint32_t CommonDepth(const char* operation,
+                         std::initializer_list<const cFloatImage*> images) const;
+    bool FitsInstance(const cFloatImage& image, uint32_t depth) const;
+    bool FitsPacked(const cFloatImage& image, uint32_t depth) const;
+    void CheckNotNull(const char* operation,
+                      std::initializer_list<const cFloatImage*> images) const;
+
+    void ForwardReal(const cFloatImage& in, const cPlanSet& plans, float* spectrum);
+    void InverseReal(const cPlanSet& plans, float* spectrum, const cFloatImage& out);
+    void ComplexTransform(const cFloatImage& re, const cFloatImage* im, const cFloatImage* outRe,
+                          const cFloatImage* outIm, bool forward, uint32_t depth);
+    bool ReadableInPlace(const cFloatImage& image) const;
+    void RunConvolve(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& result,
+                     int mode, uint32_t depth);
+
+    int mFirst;
+    int mSecond;
+    cPlanSet mVolume;
+    cPlanSet mPlane; // only for Z above 1; a single-plane instance uses mVolume
+    cFloatImagePtr mStore;
+    cFloatImagePtr mStage;
+    float* mFirstSpectrum = nullptr;
+    float* mSecondSpectrum = nullptr;
+    float* mStagePixels = nullptr;
+    int mPlanAlignment = 0;
+    int mPlannedThreads = 0;
+};
+
+} // namespace Ovidane

@@ -1,0 +1,7 @@
+#include "math/cFFTPerformancePolicy.h"
+
+namespace Ovidane {
+
+cFFTPerformancePolicy::~cFFTPerformancePolicy() = default;
+
+} // namespace Ovidane

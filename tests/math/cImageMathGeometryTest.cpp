@@ -1,0 +1,436 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <sstream>
+#include <vector>
+
+#include "core/cException.h"
+#include "core/cWorkerThreads.h"
+#include "math/cImageMathGeneric.h"
+
+using namespace Ovidane;
+
+namespace {
+
+cFloatImagePtr MakeImage(uint32_t x, uint32_t y, uint32_t z, float value = 0.0f) {
+    cFloatImagePtr image(new cFloatImage({x, y, z}, "test"));
+    for (uint32_t k = 0; k < z; ++k)
+        for (uint32_t j = 0; j < y; ++j)
+            std::fill_n(image->GetLinePointer(j, k), x, value);
+    return image;
+}
+
+float& At(const cFloatImagePtr& image, uint32_t x, uint32_t y, uint32_t z) {
+    return image->GetLinePointer(y, z)[x];
+}
+
+void Fill(const cFloatImagePtr& image,
+          const std::function<float(uint32_t, uint32_t, uint32_t)>& f) {
+    const cImageDimensions size = image->GetDimensions();
+    for (uint32_t z = 0; z < size.z; ++z)
+        for (uint32_t y = 0; y < size.y; ++y)
+            for (uint32_t x = 0; x < size.x; ++x)
+                At(image, x, y, z) = f(x, y, z);
+}
+
+double Sum(const cFloatImagePtr& image) {
+    double sum = 0.0;
+    const cImageDimensions size = image->GetDimensions();
+    for (uint32_t z = 0; z < size.z; ++z)
+        for (uint32_t y = 0; y < size.y; ++y)
+            for (uint32_t x = 0; x < size.x; ++x)
+                sum += At(image, x, y, z);
+    return sum;
+}
+
+std::vector<float> Pixels(const cFloatImagePtr& image) {
+    std::vector<float> pixels;
+    const cImageDimensions size = image->GetDimensions();
+    for (uint32_t z = 0; z < size.z; ++z)
+        for (uint32_t y = 0; y < size.y; ++y)
+            pixels.insert(pixels.end(), image->GetLinePointer(y, z),
+                          image->GetLinePointer(y, z) + size.x);
+    return pixels;
+}
+
+template <class Call> std::string FailureMessage(Call&& call) {
+    try {
+        call();
+    } catch (const cException& failure) {
+        EXPECT_EQ(failure.GetCode(), 2);
+        return failure.GetMessage();
+    }
+    return "no failure";
+}
+
+// Restores the default thread count however a test ends.
+struct ThreadCountReset {
+    ~ThreadCountReset() { cWorkerThreads::SetCount(0); }
+};
+
+} // namespace
+
+TEST(cImageMathGeometry, GaussianSumsToOneAndIsCentredOnTheWrappedOrigin) {
+    cImageMathGeneric math;
+    cFloatImagePtr image = MakeImage(16, 12, 8);
+    math.Generate3DGaussian(image, 0.5f, 1.0f, 2.0f, 3.0f, 4.0f, 6.0f);
+    EXPECT_NEAR(Sum(image), 1.0, 1e-5);
+    const float peak = At(image, 0, 0, 0);
+    for (float v : Pixels(image))
+        EXPECT_LE(v, peak);
+    // The far half of each axis mirrors the near half.
+    EXPECT_EQ(At(image, 1, 0, 0), At(image, 15, 0, 0));
+    EXPECT_EQ(At(image, 0, 3, 0), At(image, 0, 9, 0));
+    EXPECT_EQ(At(image, 2, 1, 1), At(image, 14, 11, 7));
+    // One step along an axis falls by exp(−d²/(2σ²)), σ = fwhm / 2.35457.
+    const auto fall = [](double step, double fwhm) {
+        const double sigma = fwhm / 2.35457;
+        return std::exp(-step * step / (2 * sigma * sigma));
+    };
+    EXPECT_NEAR(At(image, 1, 0, 0) / peak, fall(0.5, 3.0), 1e-5);
+    EXPECT_NEAR(At(image, 0, 1, 0) / peak, fall(1.0, 4.0), 1e-5);
+    EXPECT_NEAR(At(image, 0, 0, 7) / peak, fall(2.0, 6.0), 1e-5);
+    // Index N/2 is the farthest point, N/2 steps away on the negative side.
+    EXPECT_NEAR(At(image, 8, 0, 0) / peak, fall(4.0, 3.0), 1e-5);
+}
+
+TEST(cImageMathGeometry, MasksHoldExactlyThePixelsOfTheirShapes) {
+    cImageMathGeneric math;
+    // Hourglass of waist 2 opening with slope 1, on a unit grid.
+    cFloatImagePtr image = MakeImage(16, 16, 8, 7.0f);
+    math.Generate3DHourglass(image, 1, 1, 1, 1.0f, 2.0f);
+    EXPECT_EQ(At(image, 2, 0, 0), 1.0f);
+    EXPECT_EQ(At(image, 14, 0, 0), 1.0f);
+    EXPECT_EQ(At(image, 3, 0, 0), 0.0f);
+    EXPECT_EQ(At(image, 0, 13, 0), 0.0f);
+    EXPECT_EQ(At(image, 4, 0, 2), 1.0f);
+    EXPECT_EQ(At(image, 5, 0, 2), 0.0f);
+    EXPECT_EQ(At(image, 12, 0, 6), 1.0f);
+    EXPECT_EQ(At(image, 3, 3, 2), 0.0f); // r = 4.24 > 4
+
+    // The optical hourglass: waist 0.61·λ/NA = 0.305, sides at tan(asin(NA/n)) = 0.894.
+    cFloatImagePtr size = MakeImage(16, 16, 16);
+    cFloatImagePtr mask = MakeImage(16, 16, 16, 7.0f);
+    math.Generate3DDvorakHourGlass(size, mask, 0.1f, 0.1f, 0.1f, 1.0f, 1.5f, 0.5f, 1.0f, false);
+    EXPECT_EQ(At(mask, 3, 0, 0), 1.0f);
+    EXPECT_EQ(At(mask, 4, 0, 0), 0.0f);
+    EXPECT_EQ(At(mask, 7, 0, 5), 1.0f); // limit 0.752 at a = 0.5
+    EXPECT_EQ(At(mask, 8, 0, 5), 0.0f);
+    EXPECT_EQ(At(size, 0, 0, 0), 0.0f); // in only gives the size
+    math.Generate3DDvorakHourGlass(size, mask, 0.1f, 0.1f, 0.1f, 1.0f, 1.5f, 0.5f, 1.0f, true);
+    EXPECT_EQ(At(mask, 3, 0, 5), 1.0f);
+    EXPECT_EQ(At(mask, 4, 0, 5), 0.0f);
+
+    // Cylinders: a point with no height and no radius, a short one, and one with negative
+    // height that holds nothing.
+    image = MakeImage(8, 8, 8, 7.0f);
+    math.GenerateCylinder(image, 1, 1, 1, 0.0f, 0.0f, 5.0f);
+    EXPECT_EQ(At(image, 0, 0, 0), 5.0f);
+    EXPECT_EQ(Sum(image), 5.0);
+    math.GenerateCylinder(image, 1, 1, 1, 1.5f, 2.0f, 5.0f);
+    EXPECT_EQ(At(image, 2, 0, 1), 5.0f);
+    EXPECT_EQ(At(image, 0, 6, 7), 5.0f);
+    EXPECT_EQ(At(image, 2, 0, 2), 0.0f);
+    EXPECT_EQ(At(image, 2, 1, 0), 0.0f); // r = 2.24
+    EXPECT_EQ(Sum(image), 5.0 * 13 * 3);
+    math.GenerateCylinder(image, 1, 1, 1, -1.0f, 2.0f, 5.0f);
+    EXPECT_EQ(Sum(image), 0.0);
+    image = MakeImage(8, 8, 8, 7.0f);
+    math.FillCylinder(image, 1, 1, 1, 1.5f, 2.0f, 5.0f);
+    EXPECT_EQ(At(image, 2, 0, 1), 5.0f);
+    EXPECT_EQ(At(image, 2, 0, 2), 7.0f);
+    EXPECT_EQ(At(image, 3, 0, 0), 7.0f);
+
+    // Double cones: nothing in slice 0, the axis alone with slope 0.
+    image = MakeImage(8, 8, 8, 7.0f);
+    math.GenerateDoubleCone(image, 1, 1, 1, 1.0f, 5.0f);
+    for (uint32_t y = 0; y < 8; ++y)
+        for (uint32_t x = 0; x < 8; ++x)
+            EXPECT_EQ(At(image, x, y, 0), 0.0f);
+    EXPECT_EQ(At(image, 1, 0, 1), 5.0f);
+    EXPECT_EQ(At(image, 2, 0, 1), 0.0f);
+    EXPECT_EQ(At(image, 3, 0, 5), 5.0f);
+    image = MakeImage(8, 8, 8, 7.0f);
+    math.FillDoubleCone(image, 1, 1, 1, 0.0f, 5.0f);
+    EXPECT_EQ(At(image, 0, 0, 0), 7.0f);
+    EXPECT_EQ(Sum(image), 7.0 * (512 - 7) + 5.0 * 7);
+    for (uint32_t z = 1; z < 8; ++z)
+        EXPECT_EQ(At(image, 0, 0, z), 5.0f);
+
+    // A double cone cut below |z| = 1.5: mode 2 clears the rest, other modes keep it.
+    image = MakeImage(8, 8, 8, 7.0f);
+    math.CreateDoubleTruncatedCone(image, 1, 1, 1, 1.5f, 1.0f, 5.0f, 1);
+    EXPECT_EQ(At(image, 0, 0, 1), 7.0f);
+    EXPECT_EQ(At(image, 2, 0, 2), 5.0f);
+    EXPECT_EQ(At(image, 0, 2, 6), 5.0f);
+    EXPECT_EQ(At(image, 3, 0, 2), 7.0f);
+    math.CreateDoubleTruncatedCone(image, 1, 1, 1, 1.5f, 1.0f, 5.0f, 2);
+    EXPECT_EQ(At(image, 0, 0, 1), 0.0f);
+    EXPECT_EQ(At(image, 3, 0, 2), 0.0f);
+    EXPECT_EQ(At(image, 2, 0, 2), 5.0f);
+}
+
+TEST(cImageMathGeometry, GridMaskSparesTheGridPointsOfItsSlices) {
+    cImageMathGeneric math;
+    cFloatImagePtr image = MakeImage(6, 5, 3);
+    math.GenerateGridMask(image, 2, 2);
+    for (uint32_t z = 0; z < 3; ++z)
+        for (uint32_t y = 0; y < 5; ++y)
+            for (uint32_t x = 0; x < 6; ++x) {
+                const bool touched = z != 1 && (x % 2 != 0 || y % 2 != 0);
+                EXPECT_EQ(At(image, x, y, z), touched ? 1.0f : 0.0f) << x << y << z;
+            }
+}
+
+TEST(cImageMathGeometry, LineBridgesRampAcrossTheWrapAroundGap) {
+    cImageMathGeneric math;
+    const auto line = [](uint32_t x, uint32_t y) {
+        cFloatImagePtr image = MakeImage(x, y, 1, 99.0f);
+        return image;
+    };
+    // Along x the ramp runs from ve at e to vs at s, over the end of the line.
+    cFloatImagePtr image = line(8, 1);
+    for (uint32_t x = 2; x <= 5; ++x)
+        At(image, x, 0, 0) = 10.0f * (x == 5 ? 2.0f : 1.0f);
+    At(image, 3, 0, 0) = 42.0f;
+    cImagePosition start{2, 0, 0}, end{5, 0, 0};
+    math.InterpolateLine(image, start, end);
+    const float expected[8] = {14, 12, 10, 42, 10, 20, 18, 16};
+    for (uint32_t x = 0; x < 8; ++x)
+        EXPECT_NEAR(At(image, x, 0, 0), expected[x], 1e-5) << x;
+
+    // Along y the far part starts one past e and ends one short of the line's end.
+    image = line(1, 8);
+    At(image, 0, 2, 0) = 10.0f;
+    At(image, 0, 5, 0) = 20.0f;
+    start = {0, 2, 0};
+    end = {0, 5, 0};
+    math.InterpolateLine(image, start, end);
+    const float expectedY[8] = {14, 12, 10, 99, 99, 20, 20, 18};
+    for (uint32_t y = 0; y < 8; ++y)
+        EXPECT_NEAR(At(image, 0, y, 0), expectedY[y], 1e-5) << y;
+
+    // The raised cosine on the same x line: weights 0, 1/4, 3/4, 1 over the gap 6, 7, 0, 1.
+    image = line(8, 1);
+    At(image, 2, 0, 0) = 10.0f;
+    At(image, 5, 0, 0) = 20.0f;
+    start = {2, 0, 0};
+    end = {5, 0, 0};
+    math.InterpolateLineCosine(image, start, end);
+    const float expectedCosine[8] = {12.5f, 10, 10, 99, 99, 20, 20, 17.5f};
+    for (uint32_t x = 0; x < 8; ++x)
+        EXPECT_NEAR(At(image, x, 0, 0), expectedCosine[x], 1e-5) << x;
+}
+
+TEST(cImageMathGeometry, RoiBridgesSpreadABoxOverTheWholeImage) {
+    cImageMathGeneric math;
+    // Bridging a constant box spreads its value over the whole image: the columns through
+    // the box, then every row, then every z line between the box's slices together reach
+    // each pixel.
+    const auto boxed = [](uint32_t nz) {
+        cFloatImagePtr image = MakeImage(8, 7, nz, 0.0f);
+        Fill(image, [](uint32_t x, uint32_t y, uint32_t z) {
+            return x >= 1 && x <= 4 && y >= 2 && y <= 4 && z <= 1 ? 5.0f : 0.0f;
+        });
+        return image;
+    };
+    cFloatImagePtr image = boxed(4);
+    math.InterpolateRoi(image, {4, 4, 1, 1, 2, 0}, 1);
+    for (float v : Pixels(image))
+        EXPECT_NEAR(v, 5.0f, 1e-5);
+    image = boxed(4);
+    math.InterpolateRoi(image, {1, 2, 0, 4, 4, 1}, 2);
+    for (float v : Pixels(image))
+        EXPECT_NEAR(v, 5.0f, 1e-5);
+
+    // Other modes, and a box over the whole image in the cosine mode, change nothing.
+    image = boxed(4);
+    const std::vector<float> before = Pixels(image);
+    math.InterpolateRoi(image, {1, 2, 0, 4, 4, 1}, 3);
+    EXPECT_EQ(Pixels(image), before);
+    math.InterpolateRoi(image, {0, 0, 0, 7, 6, 3}, 2);
+    EXPECT_EQ(Pixels(image), before);
+}
+
+TEST(cImageMathGeometry, BilinearResamplingKeepsLinearRampsAndLevels) {
+    cImageMathGeneric math;
+    const auto resample = [&](const cFloatImagePtr& in, cImageDimensions to) {
+        const cImageDimensions from = in->GetDimensions();
+        cFloatImagePtr out = MakeImage(to.x, to.y, to.z);
+        math.InterpolateBilinear(in, out, MakeImage(to.x, from.y, 1),
+                                 MakeImage(to.x, to.y, from.z));
+        return out;
+    };
+    cFloatImagePtr in = MakeImage(6, 5, 4);
+    Fill(in, [](uint32_t x, uint32_t y, uint32_t z) { return 1.0f + 0.5f * x + 2.0f * y + z; });
+    EXPECT_EQ(Pixels(resample(in, {6, 5, 4})), Pixels(in));
+
+    // Stretching samples the ramp at i·f, exactly, up to the last source sample.
+    cFloatImagePtr up = resample(in, {12, 10, 8});
+    for (uint32_t z = 0; z < 7; ++z)
+        for (uint32_t y = 0; y < 9; ++y)
+            for (uint32_t x = 0; x < 11; ++x)
+                EXPECT_NEAR(At(up, x, y, z), 1.0f + 0.25f * x + 1.0f * y + 0.5f * z, 1e-4)
+                    << x << " " << y << " " << z;
+
+    // Shrinking by 2 averages pairs: the ramp at 2i + 0.5.
+    cFloatImagePtr down = resample(in, {3, 5, 2});
+    for (uint32_t z = 0; z < 2; ++z)
+        for (uint32_t y = 0; y < 5; ++y)
+            for (uint32_t x = 0; x < 3; ++x)
+                EXPECT_NEAR(At(down, x, y, z),
+                            1.0f + 0.5f * (2 * x + 0.5f) + 2.0f * y + 2 * z + 0.5f, 1e-4);
+
+    // A non-integer shrink sums over stretches that cut pixels, and keeps the mean level.
+    cFloatImagePtr uneven = MakeImage(7, 3, 1);
+    Fill(uneven, [](uint32_t x, uint32_t y, uint32_t) { return 1.0f + x + 3.0f * y * (x % 2); });
+    const std::vector<float> shrunk = Pixels(resample(uneven, {3, 2, 1}));
+    double mean = 0.0;
+    for (float v : shrunk)
+        mean += v / shrunk.size();
+    EXPECT_NEAR(mean, Sum(uneven) / 21.0, 1e-4);
+    // Pixel (0, 0): rows 0 and half of row 1, each over columns 0, 1 and a third of 2.
+    EXPECT_NEAR(shrunk[0], ((1 + 2 + 3 / 3.0) + 0.5 * (1 + 5 + 3 / 3.0)) / (7 / 3.0 * 1.5), 1e-5);
+}
+
+TEST(cImageMathGeometry, BrightestSliceLandsInSliceZero) {
+    cImageMathGeneric math;
+    cFloatImagePtr in = MakeImage(3, 2, 8);
+    Fill(in,
+         [](uint32_t x, uint32_t, uint32_t z) { return z * 10.0f + (z == 3 && x == 1 ? 100 : 0); });
+    // Equal depths: a rotation by the brightest slice.
+    cFloatImagePtr out = MakeImage(3, 2, 8);
+    math.RetrievePsfCenteringBrightestSlice(out, in);
+    for (uint32_t i = 0; i < 8; ++i)
+        EXPECT_EQ(At(out, 0, 1, i), ((i + 3) % 8) * 10.0f) << i;
+
+    // Fewer slices: the ones after it first, then the ones before it, wrapping round in.
+    At(in, 2, 0, 6) = 1000.0f;
+    At(in, 2, 1, 7) = 1000.0f; // a later slice with an equal maximum doesn't win
+    out = MakeImage(3, 2, 4);
+    math.RetrievePsfCenteringBrightestSlice(out, in);
+    const float expected[4] = {60, 70, 40, 50};
+    for (uint32_t i = 0; i < 4; ++i)
+        EXPECT_EQ(At(out, 0, 0, i), expected[i]) << i;
+    At(in, 2, 1, 7) = 1000.5f;
+    math.RetrievePsfCenteringBrightestSlice(out, in);
+    EXPECT_EQ(At(out, 0, 0, 0), 70.0f);
+    EXPECT_EQ(At(out, 0, 0, 2), 50.0f);
+    EXPECT_EQ(At(out, 0, 0, 3), 60.0f);
+    EXPECT_EQ(At(out, 0, 0, 1), 0.0f); // slice 7 + 1 wraps to slice 0
+}
+
+TEST(cImageMathGeometry, MaskOutlinesAndTheirLengths) {
+    cImageMathGeneric math;
+    // Outline of a 3 by 3 region of 250: the ring of 4-neighbours becomes 1, the one
+    // interior pixel 0, everything else keeps its value.
+    cFloatImagePtr in = MakeImage(7, 7, 1);
+    Fill(in, [](uint32_t x, uint32_t y, uint32_t) {
+        return x >= 2 && x <= 4 && y >= 2 && y <= 4 ? 250.0f : 0.0f;
+    });
+    cFloatImagePtr out = MakeImage(7, 7, 1, 0.5f);
+    math.CalculateMaskPerimeter(in, out);
+    int ones = 0, zeros = 0, kept = 0;
+    for (float v : Pixels(out))
+        (v == 1.0f ? ones : v == 0.0f ? zeros : kept) += 1;
+    EXPECT_EQ(ones, 12);
+    EXPECT_EQ(zeros, 1);
+    EXPECT_EQ(At(out, 3, 3, 0), 0.0f);
+    EXPECT_EQ(At(out, 3, 1, 0), 1.0f);
+    EXPECT_EQ(At(out, 1, 1, 0), 0.5f);
+
+    // A lone pixel: two half steps each way, (hx + hy)/2 + hd.
+    cFloatImagePtr mask = MakeImage(5, 5, 1);
+    At(mask, 2, 2, 0) = 1.0f;
+    EXPECT_NEAR(math.CalculateMaskPerimeter(mask, 1.0f, 1.0f), 0.5 + std::sqrt(0.5), 1e-6);
+    // A horizontal bar of five pixels with dx = 2, dy = 1: three inner pixels of two half
+    // steps along x and two ends.
+    mask = MakeImage(9, 9, 1);
+    for (uint32_t x = 2; x <= 6; ++x)
+        At(mask, x, 4, 0) = 1.0f;
+    EXPECT_NEAR(math.CalculateMaskPerimeter(mask, 2.0f, 1.0f),
+                3 * 2.0 + 2 * (0.75 + std::sqrt(1.25)), 1e-5);
+    // A filled square: its inside doesn't count, only the ring of border pixels.
+    mask = MakeImage(9, 9, 1);
+    Fill(mask, [](uint32_t x, uint32_t y, uint32_t) {
+        return x >= 2 && x <= 6 && y >= 2 && y <= 6 ? 1.0f : 0.0f;
+    });
+    const double ring = math.CalculateMaskPerimeter(mask, 1.0f, 1.0f);
+    // Corners turn (hx + hy), the middle of each side runs straight (2·hx or 2·hy), and
+    // the pixels next to a corner see a diagonal neighbour as well: (hx + hy)/2 + hd.
+    EXPECT_NEAR(ring, 4 * 1.0 + 4 * 1.0 + 8 * (0.5 + std::sqrt(0.5)), 1e-5);
+}
+
+TEST(cImageMathGeometry, BesselTableMatchesTheLibraryFunction) {
+    cImageMathGeneric math;
+    cFloatImagePtr table = MakeImage(50, 1, 20);
+    const double step = 0.0625;
+    math.GenerateBesselArray(table, step);
+    for (uint32_t j : {0u, 1u, 7u, 19u})
+        for (uint32_t i : {0u, 1u, 13u, 49u}) {
+            const double expected = j * std::cyl_bessel_j(0.0, i * j * step);
+            EXPECT_NEAR(At(table, i, 0, j), expected, 1e-6 * std::max(1.0, double(j)))
+                << i << " " << j;
+        }
+}
+
+TEST(cImageMathGeometry, ChecksRefuseBadArgumentsBeforeWriting) {
+    cImageMathGeneric math;
+    const cFloatImagePtr none;
+    const cFloatImagePtr image = MakeImage(4, 4, 4, 3.0f);
+    cImagePosition a{0, 0, 0}, b{3, 0, 0};
+    EXPECT_EQ(FailureMessage([&] { math.Generate3DGaussian(none, 1, 1, 1, 1, 1, 1); }),
+              "NULL input image in Generate3DGaussian");
+    EXPECT_EQ(FailureMessage([&] { math.CreateDoubleTruncatedCone(none, 1, 1, 1, 0, 1, 1, 1); }),
+              "NULL input image in CreateDoubleTruncatedCone");
+    EXPECT_EQ(FailureMessage([&] { math.InterpolateLine(none, a, b); }),
+              "NULL input image in InterpolateLine");
+    EXPECT_EQ(FailureMessage([&] { math.InterpolateBilinear(image, image, none, image); }),
+              "NULL input image in InterpolateBilinear");
+    EXPECT_EQ(
+        FailureMessage([&] { math.InterpolateBilinear(image, image, MakeImage(3, 4, 1), image); }),
+        "Invalid Dimensions in InterpolateBilinear");
+    EXPECT_EQ(FailureMessage([&] {
+                  math.InterpolateRoi(image, {0, 0, 0, 4, 0, 0}, 1);
+              }),
+              "Roi out of bounds in InterpolateRoi");
+    EXPECT_EQ(FailureMessage([&] {
+                  math.Generate3DDvorakHourGlass(image, MakeImage(4, 4, 5), 1, 1, 1, 1, 1.5f, 0.5f,
+                                                 1, false);
+              }),
+              "Invalid Dimensions in Generate3DDvorakHourGlass");
+    EXPECT_EQ(
+        FailureMessage([&] { math.RetrievePsfCenteringBrightestSlice(MakeImage(4, 4, 5), image); }),
+        "Invalid Dimensions in RetrievePsfCenteringBrightestSlice");
+    EXPECT_EQ(
+        FailureMessage([&] { math.RetrievePsfCenteringBrightestSlice(MakeImage(4, 3, 2), image); }),
+        "Invalid Dimensions in RetrievePsfCenteringBrightestSlice");
+    EXPECT_EQ(FailureMessage([&] { math.CalculateMaskPerimeter(none, 1, 1); }),
+              "NULL input Mask in CalculateMaskPerimeter");
+    EXPECT_EQ(FailureMessage([&] { math.CalculateMaskPerimeter(image, none); }),
+              "NULL input Mask in CalculateMaskPerimeter");
+    for (float v : Pixels(image))
+        EXPECT_EQ(v, 3.0f);
+
+    // The cosine bridge reports a missing image on the error stream and goes on.
+    std::ostringstream first, second;
+    math.SetStreams(first, second);
+    EXPECT_NO_THROW(math.InterpolateLineCosine(none, a, b));
+    EXPECT_EQ(second.str(), "Generic Math Error\n");
+}
+
+TEST(cImageMathGeometry, ShapesDoNotDependOnTheThreadCount) {
+    ThreadCountReset reset;
+    cImageMathGeneric math;
+    const auto gaussian = [&](int threads) {
+        cWorkerThreads::SetCount(threads);
+        cFloatImagePtr image = MakeImage(64, 48, 24);
+        math.Generate3DGaussian(image, 0.1f, 0.1f, 0.3f, 0.7f, 0.9f, 2.0f);
+        return Pixels(image);
+    };
+    const std::vector<float> one = gaussian(1), two = gaussian(2), three = gaussian(3);
+    EXPECT_EQ(std::memcmp(one.data(), two.data(), one.size() * sizeof(float)), 0);
+    EXPECT_EQ(std::memcmp(one.data(), three.data(), one.size() * sizeof(float)), 0);
+}
