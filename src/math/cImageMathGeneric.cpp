@@ -333,10 +333,6 @@ bool IsPowerOfTwo(int64_t v) {
 
 } // namespace
 
-void cImageMathGeneric::NotBuiltYet(const char* operation) const {
-    Fail(std::string("Not built yet: ") + operation, 2);
-}
-
 void cImageMathGeneric::RequireImages(const char* operation,
                                       std::initializer_list<const cFloatImagePtr*> images) const {
     for (const cFloatImagePtr* image : images)

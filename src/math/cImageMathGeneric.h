@@ -119,8 +119,6 @@ public:
     void TransposeImage(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
 
 private:
-    [[noreturn]] void NotBuiltYet(const char* operation) const;
-
     // The checks every operation makes before it writes a pixel, in this order; each
     // fails with a cException of code 2 whose message ends in the operation's name.
     void RequireImages(const char* operation, std::initializer_list<const cFloatImagePtr*> images) const;

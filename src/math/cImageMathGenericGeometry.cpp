@@ -337,10 +337,13 @@ void cImageMathGeneric::InterpolateRoi(const cFloatImagePtr& image, const cImage
             else
                 BridgeCosine(view, start, end, table);
         };
-        // The cosine form only bridges axes on which the box leaves a gap.
-        const bool bridgeY = mode == 1 || b.y1 - b.y0 + 1 < size.y;
-        const bool bridgeX = mode == 1 || b.x1 - b.x0 + 1 < size.x;
-        const bool bridgeZ = mode == 1 || b.z1 - b.z0 + 1 < size.z;
+        // Only axes on which the box leaves a gap are bridged. An axis that the box covers
+        // whole has nothing to fill; bridging it anyway would, on an axis of one pixel,
+        // treat equal ends as a gap all round and flatten every line to one value (a
+        // single-plane PSF placed into a larger plane would come out flat).
+        const bool bridgeY = b.y1 - b.y0 + 1 < size.y;
+        const bool bridgeX = b.x1 - b.x0 + 1 < size.x;
+        const bool bridgeZ = b.z1 - b.z0 + 1 < size.z;
         // Later families see what the earlier ones wrote: the x lines bridge the rows that
         // the y lines made, and the z lines fill the corners last.
         for (uint32_t z = b.z0; z <= b.z1; ++z) {

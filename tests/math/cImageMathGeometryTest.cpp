@@ -252,6 +252,21 @@ TEST(cImageMathGeometry, RoiBridgesSpreadABoxOverTheWholeImage) {
     EXPECT_EQ(Pixels(image), before);
     math.InterpolateRoi(image, {0, 0, 0, 7, 6, 3}, 2);
     EXPECT_EQ(Pixels(image), before);
+    math.InterpolateRoi(image, {0, 0, 0, 7, 6, 3}, 1);
+    EXPECT_EQ(Pixels(image), before);
+
+    // A single plane: the box's own pixels keep their values in both modes, and the rim
+    // is bridged between the box's edges, not flattened to one value.
+    for (int mode : {1, 2}) {
+        cFloatImagePtr plane = MakeImage(8, 7, 1, 0.0f);
+        Fill(plane, [](uint32_t x, uint32_t y, uint32_t) {
+            return x >= 1 && x <= 4 && y >= 2 && y <= 4 ? float(1 + x + 10 * y) : 0.0f;
+        });
+        math.InterpolateRoi(plane, {1, 2, 0, 4, 4, 0}, mode);
+        for (uint32_t y = 2; y <= 4; ++y)
+            for (uint32_t x = 1; x <= 4; ++x)
+                EXPECT_EQ(*plane->GetPixelPointer(x, y, 0), float(1 + x + 10 * y)) << mode;
+    }
 }
 
 TEST(cImageMathGeometry, BilinearResamplingKeepsLinearRampsAndLevels) {
