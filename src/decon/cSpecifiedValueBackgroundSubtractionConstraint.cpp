@@ -1,0 +1,21 @@
+#include "decon/cSpecifiedValueBackgroundSubtractionConstraint.h"
+
+#include "core/cException.h"
+#include "math/cImageMathManager.h"
+
+namespace Ovidane {
+
+cSpecifiedValueBackgroundSubtractionConstraint::cSpecifiedValueBackgroundSubtractionConstraint(
+    float value)
+    : cConstraint("cSpecifiedValueBackgroundSubtractionConstraint"), mValue(value) {}
+
+void cSpecifiedValueBackgroundSubtractionConstraint::Apply(cFloatImagePtr& image) {
+    if (image.IsNull())
+        Fail("NULL input image in Apply", OVD_ERR_PARAMETER);
+    Guard([&] {
+        cImageMathManager::Instance().GetImageMath()->SubtractImageByConstantAndThreshold(
+            image, mValue, 0.0f, 0.0f, 1);
+    });
+}
+
+} // namespace Ovidane

@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "largevolume/StackFiles.h"
+#include "largevolume/cImageStatistics.h"
+#include "largevolume/cLargeVolumeProcessingFramework.h"
+#include "math/cImageMathManager.h"
+#include "support/TempDir.h"
+
+using namespace Ovidane;
+using namespace OvidaneTest;
+
+namespace {
+
+// Runs statistics over flat slices with the given means and answers the correction.
+std::vector<float> CorrectionOf(const std::vector<float>& means) {
+    const uint32_t d = uint32_t(means.size());
+    cImageStatistics statistics(2, 2, d);
+    for (uint32_t z = 0; z < d; ++z) {
+        cFloatImagePtr slice = MakePlane(2, 2, std::vector<float>(4, means[z]));
+        EXPECT_EQ(statistics.Process(slice, z), 0);
+    }
+    EXPECT_EQ(statistics.Finish(), 0);
+    return PlaneValues(*statistics.GetCorrectionProfile());
+}
+
+void ExpectNear(const std::vector<float>& got, const std::vector<double>& want) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t i = 0; i < got.size(); ++i)
+        EXPECT_NEAR(got[i], want[i], 2e-6 * std::abs(want[i])) << "slice " << i;
+}
+
+} // namespace
+
+TEST(cImageStatistics, APassGathersExactExtremesAndPerSliceProfiles) {
+    TempDir dir;
+    // Each slice has its own range; the stack's extremes lie in different slices.
+    const Stack in = MakeStack(6, 5, 4, [](uint32_t x, uint32_t y, uint32_t z) {
+        const float v = float(x * 3 + y * 7) - 10.0f * z;
+        return z == 1 && x == 2 && y == 3 ? 500.0f : v;
+    });
+    WriteStack(dir.File("in"), in);
+    cCountedPtr<cImageStatistics> statistics(new cImageStatistics(6, 5, 4));
+    cLargeVolumeProcessingFramework pass(dir.File("in"), 6, 5, 4);
+    pass.AddAction(statistics);
+    ASSERT_EQ(pass.Run(), 0);
+
+    double meanOfMeans = 0;
+    for (uint32_t z = 0; z < 4; ++z) {
+        double sum = 0;
+        float lo = std::numeric_limits<float>::max(), hi = -lo;
+        for (uint32_t y = 0; y < 5; ++y)
+            for (uint32_t x = 0; x < 6; ++x) {
+                sum += in.at(x, y, z);
+                lo = std::min(lo, in.at(x, y, z));
+                hi = std::max(hi, in.at(x, y, z));
+            }
+        EXPECT_NEAR(*statistics->GetAverageProfile()->GetPixelPointer(0, 0, z), sum / 30, 1e-4);
+        EXPECT_EQ(*statistics->GetMinimumProfile()->GetPixelPointer(0, 0, z), lo);
+        EXPECT_EQ(*statistics->GetMaximumProfile()->GetPixelPointer(0, 0, z), hi);
+        meanOfMeans += sum / 30 / 4;
+    }
+    EXPECT_EQ(statistics->GetMaximum(), 500.0f);
+    EXPECT_EQ(statistics->GetMinimum(), -30.0f);
+    EXPECT_NEAR(statistics->GetMean(), meanOfMeans, 1e-4);
+    EXPECT_EQ(statistics->GetDimensions(), (cImageDimensions{6, 5, 4}));
+    EXPECT_EQ(statistics->GetCorrectionProfile()->GetDimensions(), (cImageDimensions{1, 1, 4}));
+}
+
+TEST(cImageStatistics, RefusesSlicesItHasNoRoomFor) {
+    TempDir dir;
+    WriteStack(dir.File("in"), MakeStack(2, 2, 3, [](uint32_t, uint32_t, uint32_t) { return 1; }));
+    // Statistics made for two slices end a pass over three at the third.
+    cImageStatistics statistics(2, 2, 2);
+    cLargeVolumeProcessingFramework pass(dir.File("in"), 2, 2, 3);
+    pass.AddAction(&statistics);
+    EXPECT_EQ(pass.Run(), 1);
+
+    cFloatImagePtr none;
+    EXPECT_EQ(statistics.Process(none, 0), 1);
+    // Without slices there are no profiles, and nothing to correct.
+    cImageStatistics empty(2, 2, 0);
+    EXPECT_EQ(empty.Finish(), 1);
+    EXPECT_EQ(empty.CalculateIntensityCorrection(), 1);
+}
+
+TEST(cImageStatistics, CorrectionLevelsADecayingStack) {
+    const auto decay = [](double q) {
+        std::vector<float> means;
+        for (int z = 0; z < 8; ++z)
+            means.push_back(float(1000.0 * std::pow(q, z)));
+        return means;
+    };
+    // Brightness falling by 1% a slice: the ends lie within 5% of their neighbours' mean
+    // and stay; the 1-2-1 smoothing of a geometric series gives the slices between the
+    // factor (q + 2 + 1/q) / 4, slightly above 1, except slice d - 3, which isn't smoothed.
+    double q = 0.99;
+    double inner = (q + 2 + 1 / q) / 4;
+    ExpectNear(CorrectionOf(decay(q)), {1, inner, inner, inner, inner, 1, inner, 1});
+
+    // Falling by 3% a slice, both ends lie about 6% off their three neighbours' mean and
+    // take it; the slices next to them lean on the new end values.
+    q = 0.97;
+    inner = (q + 2 + 1 / q) / 4;
+    const double first = (q + q * q + q * q * q) / 3;                // new T0 / P0
+    const double last = (1 / q + 1 / (q * q) + 1 / (q * q * q)) / 3; // new T7 / P7
+    ExpectNear(CorrectionOf(decay(q)), {first, (2 + first / q + q) / 4, inner, inner, inner, 1,
+                                        (2 + 1 / q + last * q) / 4, last});
+}
+
+TEST(cImageStatistics, CorrectionOfEndSlicesAndShortStacks) {
+    // Fewer than four slices: nothing to level, whatever the means.
+    for (const std::vector<float>& means :
+         {std::vector<float>{5}, std::vector<float>{5, 50}, std::vector<float>{5, 50, 500}})
+        EXPECT_EQ(CorrectionOf(means), std::vector<float>(means.size(), 1.0f));
+
+    // An end slice 4% off its neighbours stays; 6% off, it takes their mean.
+    ExpectNear(CorrectionOf({104, 100, 100, 100, 100, 100}), {1, 101.0 / 100, 1, 1, 1, 1});
+    ExpectNear(CorrectionOf({100, 100, 100, 100, 100, 94}), {1, 1, 1, 1, 1, 100.0 / 94});
+
+    // Four slices: only the end rules apply, and the second of the two inner slices sees
+    // the first one's new value.
+    const double t1 = 0.25 * (2 * 110 + 100 + 90);
+    const double t2 = 0.25 * (2 * 90 + t1 + 100);
+    ExpectNear(CorrectionOf({100, 110, 90, 100}), {1, t1 / 110, t2 / 90, 1});
+}

@@ -1,0 +1,216 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "largevolume/StackFiles.h"
+#include "largevolume/cLargeVolumeProcessingFramework.h"
+#include "math/cImageMathManager.h"
+#include "support/TempDir.h"
+
+using namespace Ovidane;
+using namespace OvidaneTest;
+
+namespace {
+
+// Notes every call in a shared journal, with the first pixel and width of what it sees;
+// answers `failAt` from Process of that slice, or from Finish when failAt is the depth.
+class Recorder : public cProcessingAction {
+public:
+    Recorder(std::string tag, std::vector<std::string>& journal, int failAt = -1, int code = 0)
+        : mTag(std::move(tag)), mJournal(journal), mFailAt(failAt), mCode(code) {}
+    int Process(cFloatImagePtr& image, uint32_t z) override {
+        mJournal.push_back(mTag + std::to_string(z) + ":" + std::to_string(image->GetSizeX()) +
+                           "@" + std::to_string(int(*image->GetPixelPointer(0, 0, 0))));
+        return int(z) == mFailAt ? mCode : 0;
+    }
+    int Finish() override {
+        mJournal.push_back(mTag + "F");
+        return mFailAt == kAtFinish ? mCode : 0;
+    }
+    static constexpr int kAtFinish = 1000;
+
+private:
+    std::string mTag;
+    std::vector<std::string>& mJournal;
+    int mFailAt, mCode;
+};
+
+// Doubles the slice in place.
+class Doubler : public cProcessingAction {
+public:
+    int Process(cFloatImagePtr& image, uint32_t) override {
+        cImageMathManager::Instance().GetImageMath()->MultiplyImageByConstant(image, 2.0f, image);
+        return 0;
+    }
+    int Finish() override { return 0; }
+};
+
+// Replaces the slice by an image of its own, one column narrower, holding p + 100.
+class NarrowingReplacer : public cProcessingAction {
+public:
+    int Process(cFloatImagePtr& image, uint32_t) override {
+        const uint32_t w = image->GetSizeX() - 1, h = image->GetSizeY();
+        if (!mOwn)
+            mOwn = new cOvdImage<float>(cImageDimensions{w, h, 1}, Contiguous3D, "test");
+        const cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+        math->CopyRectangularRoi(image, mOwn, {0, 0, 0, w - 1, h - 1, 0},
+                                 {0, 0, 0, w - 1, h - 1, 0});
+        math->AddImageByConstant(mOwn, 100.0f, mOwn);
+        image = mOwn;
+        return 0;
+    }
+    int Finish() override { return 0; }
+
+private:
+    cFloatImagePtr mOwn;
+};
+
+Stack Pattern(uint32_t w, uint32_t h, uint32_t d) {
+    return MakeStack(w, h, d,
+                     [](uint32_t x, uint32_t y, uint32_t z) { return float(x + 10 * y + 50 * z); });
+}
+
+} // namespace
+
+TEST(cLargeVolumeProcessingFramework, ActionsSeeSlicesInOrderAndTheLastImageIsWritten) {
+    TempDir dir;
+    const Stack in = Pattern(5, 4, 3);
+    WriteStack(dir.File("in"), in);
+
+    std::vector<std::string> journal;
+    cLargeVolumeProcessingFramework pass(dir.File("in"), 5, 4, 3);
+    Doubler doubler;
+    cProcessingActionPtr replacer(new NarrowingReplacer);
+    Recorder last("R", journal);
+    pass.AddAction(&doubler);
+    pass.AddAction(replacer);
+    pass.AddAction(&last);
+    EXPECT_EQ(pass.GetActionCount(), 3u);
+    pass.SetOutput(dir.File("out"));
+    ASSERT_EQ(pass.Run(), 0);
+
+    // The last action sees the replacement (4 wide, 2p + 100); every slice is read afresh
+    // into the slice image, not into what replaced it before.
+    EXPECT_EQ(journal, (std::vector<std::string>{"R0:4@100", "R1:4@200", "R2:4@300", "RF"}));
+    const std::vector<float> out = ReadElements<float>(dir.File("out"));
+    ASSERT_EQ(out.size(), 4u * 4 * 3);
+    std::size_t wrong = 0, i = 0;
+    for (uint32_t z = 0; z < 3; ++z)
+        for (uint32_t y = 0; y < 4; ++y)
+            for (uint32_t x = 0; x < 4; ++x)
+                wrong += out[i++] != 2 * in.at(x, y, z) + 100;
+    EXPECT_EQ(wrong, 0u);
+
+    // A finished pass has let go of its files: a second one needs a new input, and then
+    // reads without writing, since no new output was set.
+    EXPECT_EQ(pass.Run(), cLargeVolumeProcessingFramework::kNoInput);
+    EXPECT_EQ(journal.size(), 4u);
+    pass.SetInput(dir.File("in"));
+    ASSERT_EQ(pass.Run(), 0);
+    EXPECT_EQ(journal.size(), 8u);
+    EXPECT_EQ(ReadElements<float>(dir.File("out")), out);
+
+    EXPECT_EQ(pass.Close(), 0);
+    EXPECT_EQ(pass.GetActionCount(), 0u);
+}
+
+TEST(cLargeVolumeProcessingFramework, ReadingPassesWithoutOutputAndDegenerateSetups) {
+    TempDir dir;
+    WriteStack(dir.File("one"), Pattern(3, 2, 1));
+    std::vector<std::string> journal;
+
+    // No actions: nothing to do, even without any input; nothing is written either.
+    cLargeVolumeProcessingFramework idle("", 3, 2, 1);
+    EXPECT_EQ(idle.Run(), 0);
+    idle.SetInput(dir.File("one"));
+    idle.SetOutput(dir.File("idle-out"));
+    EXPECT_EQ(idle.Run(), 0);
+    EXPECT_EQ(FileSize(dir.File("idle-out")), 0u);
+
+    // An empty name makes no reader until SetInput; a stack of depth 1 runs the loop once.
+    Recorder recorder("S", journal);
+    cLargeVolumeProcessingFramework pass("", 3, 2, 1);
+    pass.AddAction(&recorder);
+    EXPECT_EQ(pass.Run(), cLargeVolumeProcessingFramework::kNoInput);
+    EXPECT_TRUE(journal.empty());
+    pass.SetInput(dir.File("one"));
+    EXPECT_EQ(pass.Run(), 0);
+    EXPECT_EQ(journal, (std::vector<std::string>{"S0:3@0", "SF"}));
+}
+
+TEST(cLargeVolumeProcessingFramework, NarrowOutputTypesConvertAndAnUnknownTypeIsRefusedFirst) {
+    TempDir dir;
+    // Whole values within 0 to 255, which every conversion to 8 bits keeps as they are.
+    const Stack in = MakeStack(4, 3, 2, [](uint32_t x, uint32_t y, uint32_t z) {
+        return float(x + 4 * y + 12 * z) * 5.0f;
+    });
+    WriteStack(dir.File("in"), in);
+    std::vector<std::string> journal;
+    Recorder recorder("S", journal);
+    for (uint32_t type : {1u, 2u, 3u}) {
+        cLargeVolumeProcessingFramework pass(dir.File("in"), 4, 3, 2);
+        pass.AddAction(&recorder);
+        pass.SetOutput(dir.File("out" + std::to_string(type)));
+        pass.SetOutputType(type);
+        EXPECT_EQ(pass.Run(), type == 3 ? cLargeVolumeProcessingFramework::kUnknownOutputType : 0);
+    }
+    EXPECT_EQ(ReadElements<uint8_t>(dir.File("out1")),
+              std::vector<uint8_t>(in.v.begin(), in.v.end()));
+    EXPECT_EQ(FileSize(dir.File("out2")), in.v.size() * sizeof(uint16_t));
+    // The unknown type was refused before a slice was read: two passes of two slices.
+    EXPECT_EQ(journal.size(), 6u);
+    EXPECT_EQ(FileSize(dir.File("out3")), 0u);
+}
+
+TEST(cLargeVolumeProcessingFramework, FailuresEndThePassAtOnce) {
+    TempDir dir;
+    WriteStack(dir.File("in"), Pattern(3, 2, 3));
+    std::vector<std::string> journal;
+
+    { // A Process failure: later actions and Finish aren't called; slice 0 was written.
+        Recorder first("A", journal, 1, 7), second("B", journal);
+        cLargeVolumeProcessingFramework pass(dir.File("in"), 3, 2, 3);
+        pass.AddAction(&first);
+        pass.AddAction(&second);
+        pass.SetOutput(dir.File("out"));
+        EXPECT_EQ(pass.Run(), 7);
+        EXPECT_EQ(journal, (std::vector<std::string>{"A0:3@0", "B0:3@0", "A1:3@50"}));
+        EXPECT_EQ(pass.Close(), 0);
+        EXPECT_EQ(FileSize(dir.File("out")), 3u * 2 * sizeof(float));
+    }
+    journal.clear();
+    { // A Finish failure stops the Finish calls that follow it.
+        Recorder first("A", journal, Recorder::kAtFinish, 4), second("B", journal);
+        cLargeVolumeProcessingFramework pass(dir.File("in"), 3, 2, 3);
+        pass.AddAction(&first);
+        pass.AddAction(&second);
+        EXPECT_EQ(pass.Run(), 4);
+        EXPECT_EQ(journal.back(), "AF");
+    }
+    journal.clear();
+    { // A stack file that ends inside the last slice, or doesn't exist, is refused
+        // before any action sees a slice and before anything is written.
+        std::vector<float> shortStack(3 * 2 * 3 - 1, 1.0f);
+        WriteElements(dir.File("short"), shortStack);
+        Recorder recorder("S", journal);
+        for (const char* name : {"short", "missing"}) {
+            cLargeVolumeProcessingFramework pass(dir.File(name), 3, 2, 3);
+            pass.AddAction(&recorder);
+            pass.SetOutput(dir.File("never"));
+            EXPECT_EQ(pass.Run(), cLargeVolumeProcessingFramework::kNoInput) << name;
+        }
+        EXPECT_TRUE(journal.empty());
+        EXPECT_EQ(FileSize(dir.File("never")), 0u);
+    }
+    // A full disk under the output ends the pass.
+    if (std::filesystem::exists("/dev/full")) {
+        Recorder recorder("S", journal);
+        cLargeVolumeProcessingFramework pass(dir.File("in"), 3, 2, 3);
+        pass.AddAction(&recorder);
+        pass.SetOutput("/dev/full");
+        EXPECT_EQ(pass.Run(), cLargeVolumeProcessingFramework::kOutputFailed);
+        EXPECT_EQ(journal, (std::vector<std::string>{"S0:3@0"}));
+    }
+}
