@@ -63,9 +63,6 @@ TEST(cSubvolumeAccessorTest, PlacesInteriorSlicesInItsTileAndDeletesWhatItRead) 
     cSubvolumeAccessor accessor;
     accessor.Setup(SubvolumeLog(result));
     EXPECT_EQ(accessor.GetInteriorSize(), (cImageDimensions{5, 5, 2}));
-    EXPECT_EQ(accessor.GetIndex(), (cImageDimensions{1, 2, 0}));
-    EXPECT_EQ(accessor.GetSubvolumeCount(), (cImageDimensions{2, 3, 1}));
-    EXPECT_EQ(accessor.GetOverlap(), 4u);
 
     cFloatImagePtr mosaic(new cOvdImage<float>(cImageDimensions{10, 15, 1}, Contiguous3D, "t"));
     for (uint32_t y = 0; y < 15; ++y)

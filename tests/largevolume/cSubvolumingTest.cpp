@@ -151,32 +151,6 @@ TEST(cSubvolumingTest, CorrectsEachSubvolumeWithTheStackStatistics) {
     }
 }
 
-TEST(cSubvolumingTest, TakesAStackTooSmallToCutAsOneSubvolume) {
-    CutSettings settings;
-    settings.size = {60, 50, 3};
-    SubvolumeRun run(settings);
-    ASSERT_EQ(run.Cut(), 0);
-    ASSERT_EQ(run.logs->size(), 1u);
-    const cDeconParameter& p = run.logs->front()->GetParameters();
-    const cImageDimensions padded = Keys(p, DEC_IPARAMS_SUBVOLUME_WIDTH,
-                                         DEC_IPARAMS_SUBVOLUME_HEIGHT, DEC_IPARAMS_SUBVOLUME_DEPTH);
-    const cImageDimensions low =
-        Keys(p, DEC_IPARAMS_SUBVOLUME_X1GUARDBAND, DEC_IPARAMS_SUBVOLUME_Y1GUARDBAND,
-             DEC_IPARAMS_SUBVOLUME_Z1GUARDBAND);
-    EXPECT_GE(padded.x, 60u + 8);
-    EXPECT_GE(padded.y, 50u + 8);
-    EXPECT_GE(padded.z, 3u + 4);
-    const std::vector<float> file = ReadStack(p.GetString(DEC_SPARAMS_ORIGINAL_FILE));
-    ASSERT_EQ(file.size(), padded.Voxels());
-    int wrong = 0;
-    for (uint32_t z = 0; z < 3; ++z)
-        for (uint32_t y = 0; y < 50; ++y)
-            for (uint32_t x = 0; x < 60; ++x)
-                wrong += file[((z + low.z) * padded.y + y + low.y) * padded.x + x + low.x] !=
-                         run.stack.At(x, y, z);
-    EXPECT_EQ(wrong, 0);
-}
-
 TEST(cSubvolumingTest, RefusesBeforeWritingAnythingWhenTheDiskCannotHoldTheRun) {
     {
         // Billions of saved iterations of nine subvolumes fit no disk.
