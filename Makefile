@@ -1,10 +1,10 @@
-# One-command entry points. `make test` is what CI runs.
+# One-command entry points. `make demo` shows a restoration; `make test` is what CI runs.
 BUILD ?= build
 ASAN_BUILD ?= build-asan
 JOBS ?= $(shell nproc)
 PY := /usr/bin/python3
 
-.PHONY: bootstrap build test test-sanitize bench clean
+.PHONY: bootstrap build demo test test-sanitize bench clean
 
 bootstrap:
 	bash scripts/bootstrap.sh
@@ -12,6 +12,10 @@ bootstrap:
 build: bootstrap
 	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(BUILD) -j $(JOBS)
+
+# A synthetic stack restored end to end: numbers on the terminal, projections in a PNG.
+demo: build
+	PYTHONPATH=python OVIDANE_LIBRARY=$(abspath $(BUILD))/libovdinf01.so $(PY) python/demo/demo.py --out $(BUILD)/demo
 
 test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)

@@ -179,6 +179,26 @@ def detect_sa(stack, spacing, na, ri, wavelength, *, lower=-10.0, upper=10.0, br
         return float(result.value)
 
 
+def psf(shape, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, temp_dir=None):
+    """The theoretical PSF of the optics as a float32 array of `shape` (z, y, x), summing to
+    1, its peak at (z // 2, y // 2, x // 2) when sa is 0. spacing: (x, y, z) in micrometres;
+    wavelength in micrometres; sa: the spherical aberration term restore takes."""
+    dims = tuple(int(v) for v in shape)
+    if len(dims) != 3:
+        raise ValueError("shape is (z, y, x)")
+    if max(dims) > 32767 or min(dims) < 1:
+        raise ValueError(f"each axis must have 1 to 32767 pixels, not {dims}")
+    sx, sy, sz = _spacing(spacing)
+    depth, height, width = dims
+    with tempfile.TemporaryDirectory(prefix="ovidane-", dir=temp_dir) as work:
+        path = os.path.join(work, "psf.raw")
+        code = L.lib.ovdWriteTheoreticalPsf(path.encode(), width, height, depth, sx, sy, sz,
+                                            float(na), float(ri), float(wavelength),
+                                            1 if brightfield else 0, float(sa))
+        check(code)
+        return np.fromfile(path, dtype=np.float32).reshape(dims)
+
+
 _message_callback = None  # kept alive while the library holds it
 
 

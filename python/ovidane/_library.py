@@ -121,3 +121,6 @@ lib.ovd3dInverseFilterDetectSA.argtypes = (
 lib.ovd3dInverseFilterDetectSA.restype = ctypes.c_uint16
 lib.ovdSetMessageCallback.argtypes = [MessageCallback, ctypes.c_void_p]
 lib.ovdSetMessageCallback.restype = None
+lib.ovdWriteTheoreticalPsf.argtypes = ([ctypes.c_char_p] + [ctypes.c_int16] * 3 + [ctypes.c_float] * 6
+                                       + [ctypes.c_uint16, ctypes.c_float])
+lib.ovdWriteTheoreticalPsf.restype = ctypes.c_uint16

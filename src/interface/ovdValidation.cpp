@@ -142,6 +142,10 @@ std::string ovdResolveImageFileName(const ovdStructInvFilterImage* image) { retu
 
 std::string ovdResolvePsfFileName(const ovdStructInvFilterPsf* psf) { return ResolveName(psf); }
 
+bool ovdIsApertureRatioAcceptable(float numericalAperture, float refractiveIndex) {
+    return IsApertureRatioAcceptable(numericalAperture, refractiveIndex);
+}
+
 uint16_t ovdCheckResolution(float xSpacing, float ySpacing, float zSpacing, float numericalAperture,
                             float refractiveIndex, float emissionWavelength) {
     // Every named intermediate is a single-precision value. An aperture equal to the index

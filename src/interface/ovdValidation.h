@@ -17,6 +17,10 @@ std::string ovdResolvePsfFileName(const ovdStructInvFilterPsf* psf);
 uint16_t ovdCheckResolution(float xSpacing, float ySpacing, float zSpacing, float numericalAperture,
                             float refractiveIndex, float emissionWavelength);
 
+// The aperture over the index squared is at least 0.2, which keeps the theoretical PSF within
+// its model.
+bool ovdIsApertureRatioAcceptable(float numericalAperture, float refractiveIndex);
+
 // The record form. Files that exist are left untouched; probe files that did not exist
 // are created and deleted again.
 uint16_t ovdValidateRecords(const ovdStructInvFilterImage* image, const ovdStructInvFilterPsf* psfIn,

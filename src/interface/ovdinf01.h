@@ -225,6 +225,20 @@ OVD_API void OVD_CALL ovdSetMessagesToStandardOutput(void);
  * processors, the default. Takes effect for the next operation. */
 OVD_API void OVD_CALL ovdSetWorkerThreads(int32_t count);
 
+/* Theoretical PSF. Writes the PSF of the given optics as a raw float stack of width x
+ * height x depth pixels (x fastest), scaled to sum 1, its centre at pixel (width/2,
+ * height/2, depth/2). Spacings and the wavelength are micrometres; brightfield 0 gives the
+ * widefield fluorescence PSF, 1 the transmitted-light one; sphericalAberration is the same
+ * term the restorations take. An existing file is replaced. Returns 0; 2 for a malformed
+ * argument (also an aperture above the index); 15, 16 and 17-20 for optics and sampling
+ * refused as the restorations refuse them; 5 when the file can't be created; 1 when the
+ * computation or the write failed, which leaves no file behind. */
+OVD_API uint16_t OVD_CALL ovdWriteTheoreticalPsf(const char* file, int16_t width, int16_t height,
+                                                 int16_t depth, float xSpacing, float ySpacing,
+                                                 float zSpacing, float numericalAperture,
+                                                 float refractiveIndex, float emissionWavelength,
+                                                 uint16_t brightfield, float sphericalAberration);
+
 #ifdef __cplusplus
 }
 #endif

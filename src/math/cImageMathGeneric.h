@@ -118,7 +118,15 @@ public:
     void LogicalXORImage(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out) override;
     void TransposeImage(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
 
+protected:
+    // For a back end that builds on this one: its own name, and whether its PSF kernel's
+    // pupil phase carries the focus-balancing term (the plain kernel leaves it out).
+    cImageMathGeneric(const char* objectName, bool balancePsfFocus)
+        : cImageMath(objectName), mBalancePsfFocus(balancePsfFocus) {}
+
 private:
+    const bool mBalancePsfFocus = false;
+
     // The checks every operation makes before it writes a pixel, in this order; each
     // fails with a cException of code 2 whose message ends in the operation's name.
     void RequireImages(const char* operation, std::initializer_list<const cFloatImagePtr*> images) const;

@@ -23,12 +23,14 @@ constexpr float kPi = 3.14159265358979f;
 
 // All shapes are centred on pixel (0, 0, 0) in wrap-around order: index i of an axis of
 // size n lies at distance i from the centre in the first half and n − i in the second.
+// Index 0 is the origin at every size; without that test an axis of one pixel (a single
+// plane) would put its only index a whole pixel away from the origin.
 inline uint32_t WrapDistance(uint32_t i, uint32_t n) {
-    return i < n / 2 ? i : n - i;
+    return i == 0 || i < n / 2 ? i : n - i;
 }
 
 inline int64_t SignedWrapDistance(uint32_t i, uint32_t n) {
-    return i < n / 2 ? int64_t{i} : int64_t{i} - int64_t{n};
+    return i == 0 || i < n / 2 ? int64_t{i} : int64_t{i} - int64_t{n};
 }
 
 // Walks every pixel of an image with its lateral radius r = √((wx·dx)² + (wy·dy)²) and
@@ -549,7 +551,7 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
         const auto computePlane = [&](uint32_t p, const cScratch& s) {
             const int64_t zi = p <= half ? int64_t{p} : int64_t{p} - int64_t{planeCount};
             const float z = static_cast<float>(zi) * planeStep;
-            PsfPhase::FillPupilPhase(z, dRho, NA, lambda, SA, axialPhaseFactor, false, P, s.cosine,
+            PsfPhase::FillPupilPhase(z, dRho, NA, lambda, SA, axialPhaseFactor, mBalancePsfFocus, P, s.cosine,
                                      s.sine);
             std::fill_n(s.real, R, 0.0f);
             std::fill_n(s.imaginary, R, 0.0f);
@@ -633,8 +635,21 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                         line[x] *= line[x];
                 }
         }
-        if (confocal)
+        // Without aberration the PSF is symmetric in z: the planes past the middle are
+        // copies, for every modality.
+        const auto mirrorPlanes = [&] {
+            if (SA != 0.0f)
+                return;
+            ImageWalk::ForEachLine(targetSize, [&](uint32_t y, uint32_t p) {
+                if (p > half)
+                    std::memcpy(target->GetLinePointer(y, p), target->GetLinePointer(y, NZ - p),
+                                sizeof(float) * NX);
+            });
+        };
+        if (confocal) {
+            mirrorPlanes();
             return;
+        }
 
         // The first plane past the focus whose central row stays above a thousandth of the
         // peak out to a quarter of the width: from that depth on the PSF has spread over
@@ -672,14 +687,7 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                 1.0f + std::min(static_cast<float>(d) * dz, z0) * (endWeight - 1.0f) / z0;
             NormalizePlane(NY, NX, targetLine(p), weight);
         }
-
-        if (SA == 0.0f) {
-            ImageWalk::ForEachLine(targetSize, [&](uint32_t y, uint32_t p) {
-                if (p > half)
-                    std::memcpy(target->GetLinePointer(y, p), target->GetLinePointer(y, NZ - p),
-                                sizeof(float) * NX);
-            });
-        }
+        mirrorPlanes();
     });
 }
 

@@ -3,6 +3,7 @@
 #include "core/cSingletonHolder.h"
 #include "core/cThreadIdManager.h"
 #include "math/cImageMathGeneric.h"
+#include "math/cImageMathVector.h"
 
 namespace Ovidane {
 
@@ -29,13 +30,10 @@ cImageMathPtr cImageMathManager::InstanceFor(uint32_t logicalThreadId) {
     const auto known = mFront.find(logicalThreadId);
     if (known != mFront.end())
         return known->second;
-    const cImageMathPtr generic(new cImageMathGeneric);
-    mFallback[logicalThreadId] = generic;
-    // The front instance is what callers get. With no vector back end in the build, the
-    // plain back end serves as both the front and the fallback of a thread; a vector back
-    // end would be made here around `generic` and stored in its place.
-    mFront[logicalThreadId] = generic;
-    return generic;
+    mFallback[logicalThreadId] = cImageMathPtr(new cImageMathGeneric);
+    const cImageMathPtr front(new cImageMathVector);
+    mFront[logicalThreadId] = front;
+    return front;
 }
 
 } // namespace Ovidane

@@ -35,6 +35,8 @@ typedef uint16_t (*DetectSA)(const char*, const char*, int16_t, int16_t, int16_t
                              uint16_t, uint16_t, ovdHostStatusCallback, void*);
 typedef void (*SetMessages)(ovdMessageCallback, void*);
 typedef void (*SetThreads)(int32_t);
+typedef uint16_t (*WritePsf)(const char*, int16_t, int16_t, int16_t, float, float, float, float,
+                             float, float, uint16_t, float);
 
 static uint16_t OVD_CALL RecordCallback(ovdStructInvFilterStatus* status, void* user) {
     (void)status;
@@ -75,6 +77,7 @@ int main(int argc, char** argv) {
     DetectSA detect = (DetectSA)Resolve(library, "ovd3dInverseFilterDetectSA");
     SetMessages setMessages = (SetMessages)Resolve(library, "ovdSetMessageCallback");
     SetThreads setThreads = (SetThreads)Resolve(library, "ovdSetWorkerThreads");
+    WritePsf writePsf = (WritePsf)Resolve(library, "ovdWriteTheoreticalPsf");
     CHECK(dlsym(library, "_ZN7Ovidane9cDeconLogC1Ev") == NULL); /* internals stay hidden */
     if (failures)
         return 1;
@@ -155,6 +158,32 @@ int main(int argc, char** argv) {
     CHECK(detect(input, argv[2], 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0, 0, 10, 6,
                  10, 1, 0, 5.0f, -5.0f, &estimate, 0, 0, 0, FlatCallback, &flatCalls) ==
           OVD_RESULT_INVALID_ARGUMENT);
+
+    /* The theoretical PSF: a unit sum with its peak in the middle, and a file that can't
+     * be created is told apart from refused optics. */
+    char psfFile[512], nowhere[512];
+    snprintf(psfFile, sizeof psfFile, "%s/model-psf.raw", argv[2]);
+    snprintf(nowhere, sizeof nowhere, "%s/no-such-dir/psf.raw", argv[2]);
+    CHECK(writePsf(psfFile, 16, 16, 8, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0.0f) ==
+          OVD_RESULT_SUCCESS);
+    static float model[16 * 16 * 8];
+    file = fopen(psfFile, "rb");
+    CHECK(file && fread(model, sizeof model, 1, file) == 1 && fgetc(file) == EOF);
+    if (file)
+        fclose(file);
+    double sum = 0;
+    int peak = 0;
+    for (int i = 0; i < 16 * 16 * 8; ++i) {
+        sum += model[i];
+        if (model[i] > model[peak])
+            peak = i;
+    }
+    CHECK(fabs(sum - 1.0) < 1e-4);
+    CHECK(peak == (4 * 16 + 8) * 16 + 8);
+    CHECK(writePsf(nowhere, 16, 16, 8, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0.0f) ==
+          OVD_RESULT_CANNOT_CREATE_FILE);
+    CHECK(writePsf(psfFile, 16, 16, 8, 0.1f, 0.1f, 0.25f, 0.25f, 1.515f, 0.52f, 0, 0.0f) ==
+          OVD_RESULT_OPTICS_OUT_OF_RANGE);
 
     dlclose(library);
     if (failures)

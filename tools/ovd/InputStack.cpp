@@ -4,7 +4,6 @@
 #include <filesystem>
 
 namespace ovdtool {
-namespace {
 
 StackShape ParseSize(const std::string& text, const std::string& role) {
     StackShape shape;
@@ -16,7 +15,7 @@ StackShape ParseSize(const std::string& text, const std::string& role) {
     return shape;
 }
 
-PixelType ParseType(const std::string& text, const std::string& role) {
+static PixelType ParseType(const std::string& text, const std::string& role) {
     if (text == "u8")
         return PixelType::U8;
     if (text == "u16")
@@ -34,6 +33,8 @@ Spacing ParseSpacing(const std::string& text) {
         throw StackError("spacing '" + text + "' is not x,y,z with three positive micrometre values");
     return spacing;
 }
+
+namespace {
 
 std::size_t BytesPerPixel(PixelType type) {
     return type == PixelType::U8 ? 1 : type == PixelType::U16 ? 2 : 4;

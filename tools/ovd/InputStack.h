@@ -20,6 +20,11 @@ struct InputOptions {
     std::string spacing; // "x,y,z" in micrometres; overrides the file's metadata
 };
 
+// "WxHxD" with each side 1 to 32767; `role` names the stack in the message.
+StackShape ParseSize(const std::string& text, const std::string& role);
+// "x,y,z" with three positive micrometre values.
+Spacing ParseSpacing(const std::string& text);
+
 // Raw files need --size and --type and must be exactly as long as they say; TIFF files
 // bring their own size, type and (often) spacing.
 InputStack OpenInput(const std::string& path, const InputOptions& options, const PrivateTempDir& temp,

@@ -260,6 +260,34 @@ int RunDetect(const DetectOptions& o) {
     return 0;
 }
 
+struct PsfOptions {
+    std::string output, size = "64x64x32", spacing = "0.1,0.1,0.25";
+    OpticsOptions optics;
+    MessageOptions messages;
+};
+
+int RunPsf(const PsfOptions& o) {
+    auto log = RouteMessages(o.messages);
+    const StackShape shape = ParseSize(o.size, "PSF");
+    const Spacing spacing = ParseSpacing(o.spacing);
+    const bool tiffOut = HasTiffExtension(o.output);
+    // A TIFF is made from the raw stack the library writes; that stays in a private
+    // directory so that a refused call leaves nothing at OUT.
+    std::unique_ptr<PrivateTempDir> temp;
+    if (tiffOut)
+        temp = std::make_unique<PrivateTempDir>("");
+    const std::string rawOut = tiffOut ? temp->File("psf.raw") : o.output;
+    const uint16_t code = ovdWriteTheoreticalPsf(
+        rawOut.c_str(), int16_t(shape.width), int16_t(shape.height), int16_t(shape.depth), spacing.x, spacing.y,
+        spacing.z, o.optics.na, o.optics.ri, o.optics.WavelengthMicrometres(), o.optics.Brightfield() ? 1 : 0,
+        o.optics.sa);
+    if (code != OVD_RESULT_SUCCESS)
+        return LibraryResult(code);
+    if (tiffOut)
+        RawFloatToTiff(rawOut, o.output, shape, spacing);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -294,10 +322,20 @@ int main(int argc, char** argv) {
     detectCommand->add_option("--temp-dir", detect.tempDir, "where temporary files go (default: system temp)");
     AddMessageOptions(detectCommand, detect.messages);
 
+    PsfOptions psf;
+    CLI::App* psfCommand = app.add_subcommand("psf", "write the theoretical PSF of the optics, centred");
+    psfCommand->add_option("OUT", psf.output, "PSF stack: float TIFF (.tif) or raw float")->required();
+    psfCommand->add_option("--size", psf.size, "WxHxD in pixels")->capture_default_str();
+    psfCommand->add_option("--spacing", psf.spacing, "x,y,z pixel spacing in micrometres")->capture_default_str();
+    AddOpticsOptions(psfCommand, psf.optics, true);
+    AddMessageOptions(psfCommand, psf.messages);
+
     CLI11_PARSE(app, argc, argv);
     try {
         if (restoreCommand->parsed())
             return RunRestore(restore);
+        if (psfCommand->parsed())
+            return RunPsf(psf);
         return RunDetect(detect);
     } catch (const StackError& e) {
         return Fail(e.what());

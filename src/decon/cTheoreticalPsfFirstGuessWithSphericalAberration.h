@@ -1,0 +1,57 @@
+#pragma once
+#include <cstdint>
+#include <string>
+
+#include "core/cImageDimensions.h"
+#include "decon/cPsfFirstGuess.h"
+
+namespace Ovidane {
+
+// The PSF of a microscope computed from its optics: a scalar Hankel integral over the pupil
+// with a defocus term and a fourth-order spherical aberration term, evaluated plane by plane
+// on a grid finer than the image's and binned down to it. Widefield, confocal and
+// multi-photon modalities differ in the squaring of the planes and the axial weighting.
+//
+// Spacings and the wavelength share one unit, micrometres; a wavelength of 3.0 or more is
+// taken as given in nanometres. The constructor refuses nothing loudly: the first parameter
+// that is out of range ends it, and the object keeps that and every later field at its start
+// value. Apply then refuses to compute.
+class cTheoreticalPsfFirstGuessWithSphericalAberration : public cPsfFirstGuess {
+public:
+    cTheoreticalPsfFirstGuessWithSphericalAberration(float spacingX, float spacingY, float spacingZ,
+                                                     const cImageDimensions& size,
+                                                     float numericalAperture, float refractiveIndex,
+                                                     float lambda, float sphericalAberration,
+                                                     float axialScale, int modality);
+
+    void SetFileName(const std::string& name) override { mFileName = name; }
+    // Fills psf with the PSF at psf's size (the object's size when psf is empty), centred on
+    // pixel (0,0,0) in wrap-around order and scaled to sum 1.
+    void Apply(cFloatImagePtr& psf, cFloatImagePtr& original) override;
+
+    // True when every parameter passed the constructor's checks.
+    bool IsComplete() const { return mComplete; }
+    float GetNumericalAperture() const { return mNumericalAperture; }
+    float GetRefractiveIndex() const { return mRefractiveIndex; }
+    // In micrometres.
+    float GetWavelength() const { return mLambda; }
+    const cImageDimensions& GetSize() const { return mSize; }
+    // How many sub-pixels per image pixel and axis the lateral planes are computed on.
+    unsigned GetOversampling() const;
+
+private:
+    void Generate(const cFloatImagePtr& psf) const;
+
+    std::string mFileName;
+    float mSpacingX = 1.0f, mSpacingY = 1.0f, mSpacingZ = 1.0f;
+    cImageDimensions mSize{1, 1, 1};
+    float mNumericalAperture = 0.0f;
+    float mRefractiveIndex = 0.0f;
+    float mLambda = 0.0f;
+    float mSphericalAberration = 0.0f;
+    float mAxialScale = 1.0f;
+    int mModality = 0;
+    bool mComplete = false;
+};
+
+} // namespace Ovidane
