@@ -4,6 +4,7 @@
 #include <new>
 
 #include "interface/ovdDerivation.h"
+#include "interface/ovdDetectSphericalAberration.h"
 #include "interface/ovdHostCallbackAdapter.h"
 #include "interface/ovdRunInverseFilter.h"
 #include "interface/ovdValidation.h"
@@ -181,8 +182,30 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
         // input instead of running a search over no data.
         if (pixelType > OVD_ARG_PIXEL_UINT8)
             return OVD_RESULT_CONVERSION_FAILED;
-        // The search itself is not part of this build yet: report that no estimate exists.
-        return OVD_RESULT_RUN_FAILED;
+
+        ovdDetectArguments a;
+        a.inputFile = inputFile;
+        a.tempDirectory = tempDirectory;
+        a.convertedFile = converted ? converted : "";
+        a.width = width;
+        a.height = height;
+        a.depth = depth;
+        a.xSpacing = xSpacing;
+        a.ySpacing = ySpacing;
+        a.zSpacing = zSpacing;
+        a.numericalAperture = numericalAperture;
+        a.refractiveIndex = refractiveIndex;
+        a.emissionWavelength = emissionWavelength;
+        a.xyGuardBand = xyGuardBand;
+        a.zGuardBand = zGuardBand;
+        a.overlap = overlap;
+        a.xyMontage = xyMontage;
+        a.pixelType = pixelType;
+        a.lowerLimit = lowerLimit;
+        a.upperLimit = upperLimit;
+        a.callback = &ovdHostCallbackAdapter;
+        a.userData = bridge.get();
+        return ovdDetectSphericalAberration(a, result);
     } catch (...) {
         return OVD_RESULT_RUN_FAILED;
     }

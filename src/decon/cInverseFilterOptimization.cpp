@@ -1,0 +1,89 @@
+#include "decon/cInverseFilterOptimization.h"
+
+#include <algorithm>
+
+#include "core/DeconKeys.h"
+#include "core/cException.h"
+#include "decon/cWienerKEstimate.h"
+#include "math/cFFTManager.h"
+#include "math/cImageMathManager.h"
+
+namespace Ovidane {
+
+void cInverseFilterOptimization::SetSpacing(float x, float y, float z) {
+    if (x > 0 && y > 0 && z > 0) {
+        mSpacing[0] = x;
+        mSpacing[1] = y;
+        mSpacing[2] = z;
+    }
+}
+
+void cInverseFilterOptimization::SetRegularizationFactor(float value) {
+    if (value > 0)
+        mRegularizationFactor = value;
+}
+
+void cInverseFilterOptimization::SetNoiseLevel(int32_t level) {
+    if (level >= DEC_FLAG_NOISE_LEVEL_LOW && level <= DEC_FLAG_NOISE_LEVEL_ESTIMATE)
+        mNoiseLevel = level;
+}
+
+void cInverseFilterOptimization::SetZRange(uint32_t first, uint32_t last) {
+    mFirstPlane = first;
+    mLastPlane = last;
+}
+
+float cInverseFilterOptimization::ChooseK(const cFloatImagePtr& original,
+                                          const cFloatImagePtr& psf) {
+    return Guard([&]() -> float {
+        switch (mNoiseLevel) {
+        // The fixed classes are a decade apart.
+        case DEC_FLAG_NOISE_LEVEL_LOW:
+            return 2e-5f;
+        case DEC_FLAG_NOISE_LEVEL_MEDIUM:
+            return 2e-4f;
+        case DEC_FLAG_NOISE_LEVEL_HIGH:
+            return 2e-3f;
+        case DEC_FLAG_NOISE_LEVEL_OTHER:
+            return mRegularizationFactor;
+        default:
+            break;
+        }
+
+        // The estimate works on one plane each, so it costs two-dimensional transforms only:
+        // the sum of the interior planes of the image and the sum of all planes of the PSF.
+        cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+        const cImageDimensions plane{original->GetSizeX(), original->GetSizeY(), 1};
+        const cFloatImagePtr imagePlane(new cOvdImage<float>(plane, mObjectName));
+        const cFloatImagePtr psfPlane(new cOvdImage<float>(plane, mObjectName));
+        math->SumProjection(original, imagePlane, 1, static_cast<int>(mFirstPlane),
+                            static_cast<int>(mLastPlane));
+        math->SumProjection(psf, psfPlane, 1, 0, static_cast<int>(psf->GetSizeZ()) - 1);
+
+        // Restoring on a finer grid than the data calls for more regularisation.
+        float factor = mRegularizationFactor;
+        const float subPixel = static_cast<float>(mSubPixelXY);
+        if (mSubPixelXY > 1)
+            factor = factor * 5.0f * subPixel * subPixel;
+
+        cWienerKEstimate estimate(imagePlane, psfPlane, mSpacing[0], mSpacing[1], mSpacing[2]);
+        estimate.Estimate();
+        // The caller's factor sets a floor under the estimate.
+        return std::max(4.0f * estimate.GetValue(), (factor * 0.0001f * 4.0f) / 10.0f);
+    });
+}
+
+void cInverseFilterOptimization::Apply(cFloatImagePtr& object, cFloatImagePtr& original,
+                                       cFloatImagePtr& psf) {
+    Guard([&] {
+        if (object.IsNull() || original.IsNull() || psf.IsNull())
+            Fail("NULL input image in Apply", OVD_ERR_PARAMETER);
+        if (!(object->GetDimensions() == original->GetDimensions()) ||
+            !(psf->GetDimensions() == original->GetDimensions()))
+            Fail("Invalid Dimensions in Apply", OVD_ERR_PARAMETER);
+        const float k = ChooseK(original, psf);
+        cFFTManager::Instance().WienerFilter(original, psf, object, k);
+    });
+}
+
+} // namespace Ovidane

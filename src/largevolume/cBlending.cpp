@@ -1,0 +1,429 @@
+#include "largevolume/cBlending.h"
+
+#include <cstdio>
+
+#include "io/cUnmanagedRawFileWriter.h"
+#include "largevolume/cBinning.h"
+#include "largevolume/cImageStatistics.h"
+#include "largevolume/cLargeVolumeProcessingFramework.h"
+#include "largevolume/cTLBInversion.h"
+#include "math/cImageMathManager.h"
+
+namespace Ovidane {
+
+namespace {
+
+// Code of a blending whose output can't be written or moved aside.
+constexpr int kOutputFailed = 5;
+
+std::string IterationName(const std::string& name, int32_t iteration) {
+    return name + "_I" + std::to_string(iteration);
+}
+
+// A fresh writer on `name`. Whatever stood under that name goes first: the writer doesn't truncate,
+// and stale bytes behind a shorter stack would pass for pixels.
+cCountedPtr<cUnmanagedRawFileWriter> OpenWriter(const std::string& name) {
+    std::remove(name.c_str());
+    cCountedPtr<cUnmanagedRawFileWriter> writer(new cUnmanagedRawFileWriter(name));
+    writer->Open();
+    return writer;
+}
+
+// Closes the writer; false when a write came up short or the data didn't reach the disk.
+bool CloseWriter(cCountedPtr<cUnmanagedRawFileWriter>& writer) {
+    const bool closed = writer->Close();
+    const bool complete = closed && writer->GetLastError().empty();
+    writer = cCountedPtr<cUnmanagedRawFileWriter>();
+    return complete;
+}
+
+} // namespace
+
+cBlending::cBlending() : cOvdObject("cBlending"), mMaskCreator(new cBlendingMaskCreator) {}
+
+cBlending::~cBlending() = default;
+
+void cBlending::SetStatistics(const cCountedPtr<cImageStatistics>& statistics) {
+    Guard([&] { mStatistics = statistics; });
+}
+
+void cBlending::SetStatusCallback(ovdStatusCallback callback, void* userData) {
+    mCallback = callback;
+    mUserData = userData;
+}
+
+void cBlending::SetStatusCallback(ovdStatusCallback callback) {
+    SetStatusCallback(callback, nullptr);
+}
+
+void cBlending::SetSubvolumeLogs(const cSubvolumeLogList& logs) {
+    Guard([&] { mSubvolumeLogs = logs; });
+}
+
+void cBlending::SetLog(const cCountedPtr<cDeconLog>& log) {
+    Guard([&] { mLog = log; });
+}
+
+cCountedPtr<cDeconLog> cBlending::GetLog() {
+    return Guard([&] { return mLog; });
+}
+
+uint16_t cBlending::Blend() {
+    return Guard([&]() -> uint16_t {
+        if (!mLog || !mSubvolumeLogs || mSubvolumeLogs->empty())
+            return 1;
+        const std::vector<cCountedPtr<cDeconLog>>& logs = *mSubvolumeLogs;
+        for (const cCountedPtr<cDeconLog>& log : logs)
+            if (!log)
+                return 1;
+
+        // The stack's range after restoration: the last pass turns transmitted-light data back
+        // within it.
+        mAccessors.clear();
+        mMaximum = logs.front()->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MAXIMUM);
+        mMinimum = logs.front()->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MINIMUM);
+        for (const cCountedPtr<cDeconLog>& log : logs) {
+            cCountedPtr<cSubvolumeAccessor> accessor(new cSubvolumeAccessor);
+            accessor->Setup(log);
+            mAccessors.push_back(accessor);
+            const cDeconParameter& p = log->GetParameters();
+            if (p.GetReal(DEC_RPARAMS_IMAGE_MAXIMUM) > mMaximum)
+                mMaximum = p.GetReal(DEC_RPARAMS_IMAGE_MAXIMUM);
+            if (p.GetReal(DEC_RPARAMS_IMAGE_MINIMUM) < mMinimum)
+                mMinimum = p.GetReal(DEC_RPARAMS_IMAGE_MINIMUM);
+        }
+        if (int result = InitBlendImages())
+            return static_cast<uint16_t>(result);
+
+        const cDeconParameter& p = mLog->GetParameters();
+        const std::string output = p.GetString(DEC_SPARAMS_ORIGINAL_FILE);
+        const bool is2D = p.GetBool(DEC_BPARAMS_IS_2D);
+        if (int result = is2D ? Blend2D(output) : BlendVolume(output))
+            return static_cast<uint16_t>(result);
+        int result = PostProcess(output);
+
+        if (p.GetBool(DEC_BPARAMS_SAVE_PSF)) {
+            for (std::size_t i = 0; i < mAccessors.size(); ++i) {
+                const cCountedPtr<cDeconLog>& log = logs[i];
+                cSubvolumeAccessor& accessor = *mAccessors[i];
+                accessor.OpenPsfFile(log->GetParameters().GetString(DEC_SPARAMS_OUTPUT_PSF_FILE),
+                                     log);
+                accessor.SetLowGuardBand({0, 0, 0});
+                accessor.SetHighGuardBand({0, 0, 0});
+                accessor.SetInteriorSize(accessor.GetPaddedSize());
+            }
+            if (int psfResult = InitPsfBlend())
+                return static_cast<uint16_t>(psfResult);
+            const std::string psfOutput = p.GetString(DEC_SPARAMS_OUTPUT_PSF_FILE);
+            const int psfResult = is2D ? BlendPsf2D(psfOutput) : BlendPsfVolume(psfOutput);
+            // A failed last pass is not hidden by a good PSF mosaic.
+            if (result == 0)
+                result = psfResult;
+        }
+        return static_cast<uint16_t>(result);
+    });
+}
+
+void cBlending::SetUpImages(const cImageDimensions& tile, const cImageDimensions& output) {
+    mTileImage = cFloatImagePtr();
+    mOutputImage = cFloatImagePtr();
+    mTileImage = new cOvdImage<float>(tile, Contiguous3D, GetObjectName());
+    mOutputImage = new cOvdImage<float>(output, Contiguous3D, GetObjectName());
+}
+
+int cBlending::InitBlendImages() {
+    return Guard([&] {
+        if (mAccessors.empty())
+            return 1;
+        const cSubvolumeAccessor& first = *mAccessors.front();
+        mOverlap = first.GetOverlap();
+        mCounts = first.GetSubvolumeCount();
+        mSize = {first.GetInteriorSize().x, first.GetInteriorSize().y, 1};
+        const uint64_t nx = mCounts.x, ny = mCounts.y;
+        if (nx == 0 || ny == 0 || (nx > 1 && mOverlap >= mSize.x) ||
+            (ny > 1 && mOverlap >= mSize.y))
+            Fail("Invalid Dimensions in InitBlendImages", 2);
+        // Tiles advance by their size less the overlap; the output can come out wider than the
+        // stack, since interior sizes are rounded up, and the writes cut it.
+        const cImageDimensions tile{static_cast<uint32_t>(mSize.x * nx),
+                                    static_cast<uint32_t>(mSize.y * ny), 1};
+        const cImageDimensions output{static_cast<uint32_t>(mSize.x * nx - (nx - 1) * mOverlap),
+                                      static_cast<uint32_t>(mSize.y * ny - (ny - 1) * mOverlap), 1};
+        SetUpImages(tile, output);
+        mMaskCreator->Setup(mCounts, mSize, mOverlap);
+        return 0;
+    });
+}
+
+int cBlending::InitPsfBlend() {
+    return Guard([&] {
+        if (mAccessors.empty())
+            return 1;
+        const cSubvolumeAccessor& first = *mAccessors.front();
+        // PSFs are laid side by side, whole: no overlap, no weights.
+        mOverlap = 0;
+        mCounts = first.GetSubvolumeCount();
+        mSize = {first.GetPaddedSize().x, first.GetPaddedSize().y, 1};
+        const cImageDimensions mosaic{mSize.x * mCounts.x, mSize.y * mCounts.y, 1};
+        SetUpImages(mosaic, mosaic);
+        return 0;
+    });
+}
+
+cBlending::cSavedStates cBlending::SavedStates(const cDeconParameter& parameters,
+                                               DecIntKey intervalKey) {
+    cSavedStates states;
+    states.interval = parameters.GetInt(intervalKey);
+    states.total = parameters.GetInt(DEC_IPARAMS_TOTAL_ITERATIONS);
+    if (states.total <= 0)
+        states.interval = states.total = 1;
+    // Without an interval the restoration saved nothing in between: only the final result.
+    if (states.interval <= 0)
+        states.interval = states.total;
+    return states;
+}
+
+cImageDimensions cBlending::BlendedSliceSize() const {
+    const cDeconParameter& p = mLog->GetParameters();
+    const int32_t bin = p.GetInt(DEC_IPARAMS_BINFACTOR);
+    const int32_t divisor = bin > 1 ? bin : 1;
+    return {static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH) / divisor),
+            static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT) / divisor), 1};
+}
+
+int cBlending::WriteStates(const std::string& name, const cSavedStates& states, uint32_t slices,
+                           const std::string& savedSuffix, const cSliceMaker& makeSlice) {
+    cCountedPtr<cUnmanagedRawFileWriter> writer = OpenWriter(name);
+    for (int32_t i = 0; i < states.total;) {
+        for (uint32_t z = 0; z < slices; ++z)
+            if (int result = makeSlice(z, *writer))
+                return result;
+        const bool written = CloseWriter(writer);
+        for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
+            accessor->CloseAndDelete();
+        if (!written)
+            return kOutputFailed;
+        // The saved iterations of every subvolume, in the order the restorations made them, each
+        // into a stack of its own.
+        i += states.interval;
+        if (i < states.total) {
+            for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
+                accessor->OpenFile(accessor->GetResultFileName() + savedSuffix + std::to_string(i));
+            writer = OpenWriter(IterationName(name, i));
+        }
+    }
+    return 0;
+}
+
+cImageDimensions cBlending::CheckedSliceSize(const char* operation) const {
+    const cImageDimensions slice = BlendedSliceSize();
+    if (!mOutputImage || slice.x == 0 || slice.y == 0 || slice.x > mOutputImage->GetSizeX() ||
+        slice.y > mOutputImage->GetSizeY())
+        Fail(std::string("Invalid Dimensions in ") + operation, 2);
+    return slice;
+}
+
+int cBlending::BlendVolume(const std::string& name) {
+    return Guard([&] {
+        if (mAccessors.empty())
+            return 1;
+        const cImageDimensions slice = CheckedSliceSize("BlendVolume");
+        // Tiles are joined in x and y only. Subvolumes stacked in z would all land in the one
+        // mosaic of a slice; the cut never makes them for a run, and they are refused rather than
+        // joined wrongly.
+        for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
+            if (accessor->GetSubvolumeCount().z > 1)
+                Fail("Invalid Dimensions in BlendVolume", 2);
+        const uint32_t depth = mAccessors.front()->GetInteriorSize().z;
+        return WriteStates(name, SavedStates(mLog->GetParameters(), DEC_IPARAMS_SAVE_INTERVAL),
+                           depth, "_I", [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
+                               for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
+                                   accessor->ReadSlice(z, mTileImage);
+                               if (int result = BlendSlice())
+                                   return result;
+                               // One write per slice, each row cut to the stack's width.
+                               writer.WriteRegion(mOutputImage, 0, 0, 0, slice.x - 1, slice.y - 1,
+                                                  0);
+                               return 0;
+                           });
+    });
+}
+
+int cBlending::Blend2D(const std::string& name) {
+    return Guard([&] {
+        if (mAccessors.empty())
+            return 1;
+        const cImageDimensions slice = CheckedSliceSize("Blend2D");
+        // Each stack slice was restored on its own, as its own set of subvolumes, all with the
+        // settings of the first.
+        const cSavedStates states =
+            SavedStates(mSubvolumeLogs->front()->GetParameters(), DEC_IPARAMS_SAVE_INTERVAL);
+        return WriteStates(
+            name, states, StackDepth(), "_I", [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
+                ReadPlane(z);
+                if (int result = BlendSlice())
+                    return result;
+                writer.WriteRegion(mOutputImage, 0, 0, 0, slice.x - 1, slice.y - 1, 0);
+                return 0;
+            });
+    });
+}
+
+void cBlending::ReadPlane(uint32_t z) {
+    for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
+        if (accessor->GetIndex().z == z)
+            accessor->ReadSlice(0, mTileImage);
+}
+
+uint32_t cBlending::StackDepth() const {
+    const int32_t depth = mLog->GetParameters().GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH);
+    return depth > 0 ? static_cast<uint32_t>(depth) : 0u;
+}
+
+int cBlending::BlendSlice() {
+    return Guard([&] {
+        cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+        math->SetImageToConstant(mOutputImage, 0.0f);
+        const uint32_t sx = mSize.x, sy = mSize.y, o = mOverlap;
+        const bool plainCopy = (mCounts.x == 1 && mCounts.y == 1) || o == 0;
+        const cImageBox wholeMask{0, 0, 0, sx - 1, sy - 1, 0};
+        for (uint32_t iy = 0; iy < mCounts.y; ++iy) {
+            for (uint32_t ix = 0; ix < mCounts.x; ++ix) {
+                const cImageBox source{ix * sx,           iy * sy,           0,
+                                       (ix + 1) * sx - 1, (iy + 1) * sy - 1, 0};
+                const uint32_t tx = (sx - o) * ix, ty = (sy - o) * iy;
+                const cImageBox target{tx, ty, 0, tx + sx - 1, ty + sy - 1, 0};
+                if (plainCopy) {
+                    math->CopyRectangularRoi(mTileImage, mOutputImage, source, target);
+                } else {
+                    // Weighted in place in the mosaic, then added: where tiles overlap the output
+                    // is the sum of their weighted values.
+                    cFloatImagePtr mask = mMaskCreator->GetMask(ix, iy);
+                    math->MultiplyImageRoi(mTileImage, mask, mTileImage, source, wholeMask, source);
+                    math->AddImageRoi(mTileImage, mOutputImage, mOutputImage, source, target,
+                                      target);
+                }
+            }
+        }
+        return 0;
+    });
+}
+
+int cBlending::PostProcess(const std::string& name) {
+    return Guard([&] {
+        const cDeconParameter& p = mLog->GetParameters();
+        const uint32_t width = static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH));
+        const uint32_t height = static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT));
+        const uint32_t depth = static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH));
+        const int32_t bin =
+            p.GetInt(DEC_IPARAMS_BINFACTOR) > 1 ? p.GetInt(DEC_IPARAMS_BINFACTOR) : 1;
+        const bool transmitted = p.GetFlag(DEC_FPARAMS_MODALITY) == DEC_FLAG_MOD_TL_BRIGHTFIELD;
+        mLog->GetParameters().SetBool(DEC_BPARAMS_IS_TLB, transmitted);
+        // Nothing was done to the whole stack that needs undoing.
+        if (!transmitted && bin == 1)
+            return 0;
+
+        const std::string ratioFile =
+            mSubvolumeLogs && !mSubvolumeLogs->empty()
+                ? mSubvolumeLogs->front()->GetParameters().GetString(DEC_SPARAMS_BLEND_SOURCE_FILE)
+                : std::string();
+        const cSavedStates states = SavedStates(p, DEC_IPARAMS_SAVE_INTERVAL);
+        cCountedPtr<cLargeVolumeProcessingFramework> framework(
+            new cLargeVolumeProcessingFramework("", width / bin, height / bin, depth));
+        for (int32_t i = 0; i < states.total; i += states.interval) {
+            // Each stored state goes through the pass from a copy moved aside: the pass reads the
+            // copy and writes the state anew under its own name.
+            const std::string state = i == 0 ? name : IterationName(name, i);
+            const std::string aside = state + ".1";
+            std::remove(aside.c_str());
+            if (std::rename(state.c_str(), aside.c_str()) != 0)
+                return kOutputFailed;
+
+            // The actions are made for each pass: a binning action closes its ratio file when a
+            // pass finishes.
+            cCountedPtr<cProcessingAction> inversion;
+            cCountedPtr<cProcessingAction> binning;
+            if (transmitted) {
+                inversion = new cTLBInversion(mMaximum, mMinimum);
+                framework->AddAction(inversion);
+            }
+            if (bin > 1) {
+                binning = new cBinning(bin, bin, width, height, 1, ratioFile, false);
+                framework->AddAction(binning);
+            }
+            framework->SetInput(aside);
+            framework->SetOutput(state);
+            const int result = framework->Run();
+            framework->Close();
+            if (result != 0) {
+                // The state as it was blended is better than a half-written one.
+                std::remove(state.c_str());
+                std::rename(aside.c_str(), state.c_str());
+                return result;
+            }
+            std::remove(aside.c_str());
+        }
+        framework->Close();
+        if (bin > 1)
+            std::remove(ratioFile.c_str());
+        return 0;
+    });
+}
+
+void cBlending::ReportPsfProgress(int16_t subvolume) const {
+    if (!mCallback)
+        return;
+    ovdStructInvFilterStatus status{};
+    status.fPercentDone = 100.0f;
+    status.fMinutesLeft = 0.0f;
+    status.sIteration = 0;
+    status.sIterationCount = 0;
+    status.sSubvolume = subvolume;
+    status.sSubvolumeCount = static_cast<int16_t>(mAccessors.size());
+    status.sStage = 0;
+    // The PSF mosaic can't be cancelled: the answer is not looked at.
+    mCallback(&status, mUserData);
+}
+
+int cBlending::BlendPsfVolume(const std::string& name) {
+    return Guard([&] {
+        if (mAccessors.empty() || !mTileImage)
+            return 1;
+        ReportPsfProgress(1);
+        cCountedPtr<cUnmanagedRawFileWriter> writer = OpenWriter(name);
+        const uint32_t depth = mAccessors.front()->GetPaddedSize().z;
+        for (uint32_t z = 0; z < depth; ++z) {
+            for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
+                accessor->ReadSlice(z, mTileImage);
+            writer->Write(mTileImage);
+        }
+        const bool written = CloseWriter(writer);
+        ReportPsfProgress(1);
+        for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
+            accessor->CloseAndDelete();
+        ReportPsfProgress(2);
+        cDeconParameter& p = mLog->GetParameters();
+        p.SetInt(DEC_IPARAMS_PSF_WIDTH, static_cast<int32_t>(mOutputImage->GetSizeX()));
+        p.SetInt(DEC_IPARAMS_PSF_HEIGHT, static_cast<int32_t>(mOutputImage->GetSizeY()));
+        p.SetInt(DEC_IPARAMS_PSF_DEPTH, static_cast<int32_t>(depth));
+        return written ? 0 : kOutputFailed;
+    });
+}
+
+int cBlending::BlendPsf2D(const std::string& name) {
+    return Guard([&] {
+        if (mAccessors.empty() || !mTileImage)
+            return 1;
+        const cSavedStates states =
+            SavedStates(mSubvolumeLogs->front()->GetParameters(), DEC_IPARAMS_PSF_SAVE_INTERVAL);
+        // Slice by slice like the image: each stack slice has its own mosaic of PSFs.
+        return WriteStates(name, states, StackDepth(), "_psf_I",
+                           [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
+                               ReadPlane(z);
+                               writer.Write(mTileImage);
+                               return 0;
+                           });
+    });
+}
+
+} // namespace Ovidane

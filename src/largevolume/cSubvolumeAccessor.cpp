@@ -1,0 +1,123 @@
+#include "largevolume/cSubvolumeAccessor.h"
+
+#include <cstdio>
+
+namespace Ovidane {
+
+namespace {
+
+// Sizes and indices are stored as signed ints in the log; a negative one is no size.
+uint32_t Unsigned(const cDeconParameter& parameters, DecIntKey key) {
+    const int32_t value = parameters.GetInt(key);
+    return value < 0 ? 0u : static_cast<uint32_t>(value);
+}
+
+cImageDimensions Triple(const cDeconParameter& parameters, DecIntKey x, DecIntKey y, DecIntKey z) {
+    return {Unsigned(parameters, x), Unsigned(parameters, y), Unsigned(parameters, z)};
+}
+
+} // namespace
+
+cSubvolumeAccessor::cSubvolumeAccessor() : cOvdObject("cSubvolumeAccessor") {}
+
+cSubvolumeAccessor::~cSubvolumeAccessor() {
+    Close();
+}
+
+void cSubvolumeAccessor::Setup(const cCountedPtr<cDeconLog>& log) {
+    Guard([&] {
+        if (!log)
+            Fail("NULL log in Setup", 2);
+        const cDeconParameter& p = log->GetParameters();
+        mPadded = Triple(p, DEC_IPARAMS_SUBVOLUME_WIDTH, DEC_IPARAMS_SUBVOLUME_HEIGHT,
+                         DEC_IPARAMS_SUBVOLUME_DEPTH);
+        mResultFile = p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE);
+        mLowBand = Triple(p, DEC_IPARAMS_SUBVOLUME_X1GUARDBAND, DEC_IPARAMS_SUBVOLUME_Y1GUARDBAND,
+                          DEC_IPARAMS_SUBVOLUME_Z1GUARDBAND);
+        mHighBand = Triple(p, DEC_IPARAMS_SUBVOLUME_X2GUARDBAND, DEC_IPARAMS_SUBVOLUME_Y2GUARDBAND,
+                           DEC_IPARAMS_SUBVOLUME_Z2GUARDBAND);
+        mOverlap = Unsigned(p, DEC_IPARAMS_SUBVOLUME_OVERLAP);
+        mIndex = Triple(p, DEC_IPARAMS_SUBVOLUME_XINDEX, DEC_IPARAMS_SUBVOLUME_YINDEX,
+                        DEC_IPARAMS_SUBVOLUME_ZINDEX);
+        mCount =
+            Triple(p, DEC_IPARAMS_SUBVOLUME_XNUMBEROFVOLUMES,
+                   DEC_IPARAMS_SUBVOLUME_YNUMBEROFVOLUMES, DEC_IPARAMS_SUBVOLUME_ZNUMBEROFVOLUMES);
+        const uint64_t bandsX = uint64_t{mLowBand.x} + mHighBand.x;
+        const uint64_t bandsY = uint64_t{mLowBand.y} + mHighBand.y;
+        const uint64_t bandsZ = uint64_t{mLowBand.z} + mHighBand.z;
+        if (bandsX >= mPadded.x || bandsY >= mPadded.y || bandsZ >= mPadded.z)
+            Fail("Invalid Dimensions in Setup", 2);
+        mInterior = {static_cast<uint32_t>(mPadded.x - bandsX),
+                     static_cast<uint32_t>(mPadded.y - bandsY),
+                     static_cast<uint32_t>(mPadded.z - bandsZ)};
+        Open(mResultFile, mPadded);
+    });
+}
+
+void cSubvolumeAccessor::ReadSlice(uint32_t z, const cFloatImagePtr& mosaic) {
+    Guard([&] {
+        if (!mosaic)
+            Fail("NULL input image in ReadSlice", 2);
+        if (!mReader)
+            Fail("No open file in ReadSlice", 2);
+        if (z >= mInterior.z)
+            Fail("Invalid Dimensions in ReadSlice", 2);
+        const uint64_t x0 = uint64_t{mIndex.x} * mInterior.x;
+        const uint64_t y0 = uint64_t{mIndex.y} * mInterior.y;
+        if (x0 + mInterior.x > mosaic->GetSizeX() || y0 + mInterior.y > mosaic->GetSizeY())
+            Fail("Roi out of bounds in ReadSlice", 2);
+        // The reader takes whole file slices and copies the interior's rows out of them.
+        const uint32_t tx = static_cast<uint32_t>(x0);
+        const uint32_t ty = static_cast<uint32_t>(y0);
+        mReader->ReadRegion(mosaic, mLowBand.x, mLowBand.y, mLowBand.z + z,
+                            mLowBand.x + mInterior.x - 1, mLowBand.y + mInterior.y - 1,
+                            mLowBand.z + z, tx, ty, 0, tx + mInterior.x - 1, ty + mInterior.y - 1,
+                            0);
+    });
+}
+
+void cSubvolumeAccessor::OpenFile(const std::string& name) {
+    Guard([&] { Open(name, mPadded); });
+}
+
+void cSubvolumeAccessor::OpenPsfFile(const std::string& name, const cCountedPtr<cDeconLog>& log) {
+    Guard([&] {
+        if (!log)
+            Fail("NULL log in OpenPsfFile", 2);
+        const cImageDimensions size =
+            Triple(log->GetParameters(), DEC_IPARAMS_SUBVOLUME_WIDTH, DEC_IPARAMS_SUBVOLUME_HEIGHT,
+                   DEC_IPARAMS_SUBVOLUME_DEPTH);
+        Open(name, size);
+    });
+}
+
+void cSubvolumeAccessor::CloseAndDelete() {
+    Guard([&] {
+        Close();
+        std::remove(mResultFile.c_str());
+        if (mOpenFile != mResultFile)
+            std::remove(mOpenFile.c_str());
+    });
+}
+
+std::string cSubvolumeAccessor::GetLastError() const {
+    return mReader ? mReader->GetLastError() : std::string();
+}
+
+void cSubvolumeAccessor::Open(const std::string& name, const cImageDimensions& size) {
+    Close();
+    cCountedPtr<cUnmanagedRawFileReader> reader(
+        new cUnmanagedRawFileReader(name, size.x, size.y, size.z));
+    mOpenFile = name;
+    if (!reader->Open())
+        Fail("Cannot open " + name + " in Open", 2);
+    mReader = reader;
+}
+
+void cSubvolumeAccessor::Close() {
+    if (mReader)
+        mReader->Close();
+    mReader = cCountedPtr<cUnmanagedRawFileReader>();
+}
+
+} // namespace Ovidane

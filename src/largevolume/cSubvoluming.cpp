@@ -1,0 +1,432 @@
+#include "largevolume/cSubvoluming.h"
+
+#include <algorithm>
+#include <string>
+
+#include "core/cMessageSink.h"
+#include "decon/cIntensityCorrectionConstraint.h"
+#include "decon/cSpecifiedValueBackgroundSubtractionConstraint.h"
+#include "decon/cSubvolumeInterpolationConstraint.h"
+#include "decon/cTLBInversionConstraint.h"
+#include "io/cTempFileGenerator.h"
+#include "io/cUnmanagedRawFileReader.h"
+#include "io/cUnmanagedRawFileWriter.h"
+#include "largevolume/FreeDiskSpace.h"
+#include "largevolume/cBinning.h"
+#include "largevolume/cDynamicSubvolumeCalculator.h"
+#include "largevolume/cImageStatistics.h"
+#include "largevolume/cLargeVolumeProcessingFramework.h"
+#include "largevolume/cMaximumProjectionInitialImageSource.h"
+#include "largevolume/cMinimumProjectionInitialImageSource.h"
+#include "largevolume/cSliceInitialImageSource.h"
+#include "largevolume/cStaticSubvolumeCalculator.h"
+#include "largevolume/cSumProjectionInitialImageSource.h"
+#include "largevolume/cSuperResolution.h"
+#include "largevolume/cVolumeInitialImageSource.h"
+#include "math/cImageMathManager.h"
+
+namespace Ovidane {
+
+namespace {
+
+// Code of a disk that can't hold what the run writes.
+constexpr int kNoRoom = 5;
+
+// Sizes, counts and factors are kept as signed ints in the log; below 0 means nothing.
+uint32_t Count(const cDeconParameter& parameters, DecIntKey key) {
+    const int32_t value = parameters.GetInt(key);
+    return value < 0 ? 0u : static_cast<uint32_t>(value);
+}
+
+int32_t Signed(uint32_t value) {
+    return static_cast<int32_t>(value);
+}
+
+cImageDimensions StackSize(const cDeconParameter& parameters) {
+    return {Count(parameters, DEC_IPARAMS_SUBVOLUME_WIDTH),
+            Count(parameters, DEC_IPARAMS_SUBVOLUME_HEIGHT),
+            Count(parameters, DEC_IPARAMS_SUBVOLUME_DEPTH)};
+}
+
+} // namespace
+
+cSubvoluming::cSubvoluming()
+    : cOvdObject("cSubvoluming"), mSubvolumeLogs(MakeCountedArray<cCountedPtr<cDeconLog>>(0)) {}
+
+cSubvoluming::~cSubvoluming() {
+    // Latin-1, like every message line of the library.
+    cMessageSink::Stream() << "Ich bin die Zerst\xF6rer!" << '\n' << std::flush;
+}
+
+void cSubvoluming::SetStatistics(const cCountedPtr<cImageStatistics>& statistics) {
+    Guard([&] { mStatistics = statistics; });
+}
+
+void cSubvoluming::SetStatusCallback(ovdStatusCallback callback, void* userData) {
+    Guard([&] {
+        mCallback = callback;
+        mStatusHandler =
+            callback
+                ? cCountedPtr<cStatusUpdateHandler>(new cStatusUpdateHandler(callback, userData))
+                : cCountedPtr<cStatusUpdateHandler>();
+    });
+}
+
+void cSubvoluming::SetStatusCallback(ovdStatusCallback callback) {
+    SetStatusCallback(callback, nullptr);
+}
+
+void cSubvoluming::SetLog(const cCountedPtr<cDeconLog>& log) {
+    Guard([&] { mLog = log; });
+}
+
+cSubvolumeLogList cSubvoluming::GetSubvolumeLogs() {
+    return Guard([&] { return mSubvolumeLogs; });
+}
+
+void cSubvoluming::AddConstraint(const cConstraintPtr& constraint) {
+    Guard([&] { mConstraints.push_back(constraint); });
+}
+
+int cSubvoluming::Prepare() {
+    return Guard([&]() -> int {
+        if (!mLog)
+            return 1;
+        cDeconParameter& parameters = mLog->GetParameters();
+        cTempFileGenerator::Instance().SetDirectory(
+            parameters.GetString(DEC_SPARAMS_TEMP_DIRECTORY));
+        if (!CheckDiskSpace())
+            return kNoRoom;
+        if (int result = ReadStack())
+            return result;
+        mSubvolumeLogs = MakeCountedArray<cCountedPtr<cDeconLog>>(0);
+        if (mStatusHandler) {
+            mProgress = 10.0f;
+            ReportProgress(0, 0);
+        }
+        if (int result = CreateCalculator())
+            return result;
+        if (int result = mCalculator->CalculateSubvolumes())
+            return result;
+        if (int result = mCalculator->CalculateGuardBands())
+            return result;
+
+        const cImageDimensions count = mCalculator->GetSubvolumeCount();
+        // A 2D run restores every slice of the stack on its own.
+        const uint32_t nz = parameters.GetBool(DEC_BPARAMS_IS_2D)
+                                ? Count(parameters, DEC_IPARAMS_SUBVOLUME_DEPTH)
+                                : count.z;
+        const uint64_t total = uint64_t{count.x} * count.y * nz;
+        if (mStatusHandler && total > 0)
+            mProgressStep = 90.0f / static_cast<float>(total);
+        uint64_t done = 0;
+        for (uint32_t iz = 0; iz < nz; ++iz) {
+            for (uint32_t iy = 0; iy < count.y; ++iy) {
+                for (uint32_t ix = 0; ix < count.x; ++ix) {
+                    if (int result = ProcessSubvolume(ix, iy, iz))
+                        return result;
+                    ++done;
+                    if (mStatusHandler) {
+                        mProgress += mProgressStep;
+                        ReportProgress(static_cast<int16_t>(done), static_cast<int16_t>(total));
+                    }
+                }
+            }
+        }
+        return 0;
+    });
+}
+
+void cSubvoluming::ReportProgress(int16_t subvolume, int16_t count) {
+    mStatusHandler->Update(mProgress, 0, 0, subvolume, count, 0);
+}
+
+bool cSubvoluming::CheckDiskSpace() {
+    return Guard([&] {
+        if (!mLog)
+            return false;
+        const cDeconParameter& parameters = mLog->GetParameters();
+        cCountedPtr<cSubvolumeCalculator> calculator = NewCalculator();
+        ConfigureCalculator(calculator);
+
+        // The cut is made on the stack as the first pass will leave it.
+        const uint32_t bin = Count(parameters, DEC_IPARAMS_BINFACTOR);
+        const uint32_t xyFactor = Count(parameters, DEC_IPARAMS_SUBPIXEL_XY_FACTOR);
+        const uint32_t zFactor = Count(parameters, DEC_IPARAMS_SUBPIXEL_Z_FACTOR);
+        cImageDimensions size = calculator->GetImageSize();
+        if (bin > 1) {
+            size.x /= bin;
+            size.y /= bin;
+        } else if (xyFactor > 1 || zFactor > 1) {
+            size.x *= std::max(xyFactor, 1u);
+            size.y *= std::max(xyFactor, 1u);
+            size.z *= std::max(zFactor, 1u);
+        }
+        calculator->SetImageSize(size);
+        if (calculator->CalculateSubvolumes() != 0 || calculator->CalculateGuardBands() != 0)
+            return false;
+
+        // Each subvolume has a padded input file and a result file for the final result and for
+        // every saved iteration; four files' worth each leaves room for the saved PSFs and the
+        // output.
+        const cImageDimensions count = calculator->GetSubvolumeCount();
+        const double files = double(count.x) * count.y * count.z;
+        const double fileBytes = double(calculator->GetPaddedSize().Voxels()) * sizeof(float);
+        const int32_t total = parameters.GetInt(DEC_IPARAMS_TOTAL_ITERATIONS);
+        const int32_t interval = parameters.GetInt(DEC_IPARAMS_SAVE_INTERVAL);
+        const double states = interval > 0 ? std::max(total / interval, 1) : 1;
+        const double need = states * files * fileBytes * 4.0;
+
+        const int64_t free = GetFreeDiskBytes(parameters.GetString(DEC_SPARAMS_TEMP_DIRECTORY));
+        return free >= 0 && double(free) >= need;
+    });
+}
+
+void cSubvoluming::GenerateInitialImage() {
+    cCountedPtr<cInitialImageSource> source;
+    switch (mLog->GetParameters().GetFlag(DEC_FPARAMS_INITIAL_IMAGE_SOURCE)) {
+    case DEC_FLAG_IIS_VOLUME:
+        source = new cVolumeInitialImageSource(mLog);
+        break;
+    case DEC_FLAG_IIS_SLICE:
+        source = new cSliceInitialImageSource(mLog);
+        break;
+    case DEC_FLAG_IIS_MAXIMUM_PROJECTION:
+        source = new cMaximumProjectionInitialImageSource(mLog);
+        break;
+    case DEC_FLAG_IIS_MINIMUM_PROJECTION:
+        source = new cMinimumProjectionInitialImageSource(mLog);
+        break;
+    case DEC_FLAG_IIS_SUM_PROJECTION:
+        source = new cSumProjectionInitialImageSource(mLog);
+        break;
+    default:
+        Fail("Subvoluming: Invalid Subvoluming Image Source", 2);
+    }
+    source->Generate();
+}
+
+int cSubvoluming::ReadStack() {
+    GenerateInitialImage();
+    cDeconParameter& parameters = mLog->GetParameters();
+    const std::string file = parameters.GetString(DEC_SPARAMS_ORIGINAL_FILE);
+    const uint32_t bin = Count(parameters, DEC_IPARAMS_BINFACTOR);
+    const uint32_t xyFactor = Count(parameters, DEC_IPARAMS_SUBPIXEL_XY_FACTOR);
+    const uint32_t zFactor = Count(parameters, DEC_IPARAMS_SUBPIXEL_Z_FACTOR);
+    const cImageDimensions stack = StackSize(parameters);
+
+    cCountedPtr<cLargeVolumeProcessingFramework> framework(
+        new cLargeVolumeProcessingFramework(file, stack.x, stack.y, stack.z));
+    cCountedPtr<cBinning> binning;
+    cCountedPtr<cSuperResolution> resampling;
+    std::string reducedFile;
+    if (bin >= 2) {
+        // The binned stack becomes the run's input; the ratio maps that bring the detail back after
+        // blending go to a second file.
+        const std::string ratioFile = NewTempFile();
+        reducedFile = NewTempFile();
+        binning = new cBinning(bin, bin, stack.x, stack.y, 1, ratioFile, true);
+        parameters.SetString(DEC_SPARAMS_BLEND_SOURCE_FILE, ratioFile);
+        framework->AddAction(binning);
+        framework->SetOutput(reducedFile);
+    } else if (xyFactor > 1 || zFactor > 1) {
+        reducedFile = NewTempFile();
+        resampling = new cSuperResolution(std::max(xyFactor, 1u), std::max(zFactor, 1u), stack.x,
+                                          stack.y, 1);
+        framework->AddAction(resampling);
+        framework->SetOutput(reducedFile);
+    }
+    if (!mStatistics)
+        Fail("NULL ImageStatistics", 1);
+    // Statistics come last, so they describe the stack that the subvolumes are cut from.
+    framework->AddAction(mStatistics);
+    const int result = framework->Run();
+    framework->Close();
+    if (result != 0)
+        return result;
+
+    if (binning) {
+        const cImageDimensions binned = binning->GetResultDimensions();
+        parameters.SetString(DEC_SPARAMS_ORIGINAL_FILE, reducedFile);
+        parameters.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, Signed(binned.x));
+        parameters.SetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT, Signed(binned.y));
+        parameters.SetReal(DEC_RPARAMS_X_SPACING,
+                           parameters.GetReal(DEC_RPARAMS_X_SPACING) * static_cast<float>(bin));
+        parameters.SetReal(DEC_RPARAMS_Y_SPACING,
+                           parameters.GetReal(DEC_RPARAMS_Y_SPACING) * static_cast<float>(bin));
+    } else if (resampling) {
+        // Slices are resampled in x and y only; the pass leaves their number as it was, so depth
+        // and z spacing stay.
+        const cImageDimensions finer = resampling->GetResultDimensions();
+        const float factor = static_cast<float>(std::max(xyFactor, 1u));
+        parameters.SetString(DEC_SPARAMS_ORIGINAL_FILE, reducedFile);
+        parameters.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, Signed(finer.x));
+        parameters.SetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT, Signed(finer.y));
+        parameters.SetReal(DEC_RPARAMS_X_SPACING,
+                           parameters.GetReal(DEC_RPARAMS_X_SPACING) / factor);
+        parameters.SetReal(DEC_RPARAMS_Y_SPACING,
+                           parameters.GetReal(DEC_RPARAMS_Y_SPACING) / factor);
+    }
+    return 0;
+}
+
+void cSubvoluming::ReadWindow(const cDeconParameter& run, const cImageBox& box,
+                              const cFloatImagePtr& window) const {
+    const cImageDimensions stack = StackSize(run);
+    const std::string& file = run.GetString(DEC_SPARAMS_ORIGINAL_FILE);
+    cUnmanagedRawFileReader reader(file, stack.x, stack.y, stack.z);
+    if (!reader.Open())
+        Fail("Cannot open " + file + " in ProcessSubvolume", 2);
+    bool complete = true;
+    if (box.x0 == 0 && box.x1 + 1 == stack.x) {
+        // Rows as wide as the stack follow each other in the file: one transfer a slice.
+        complete = reader.ReadRegionFloat(window, box.x0, box.y0, box.z0, box.x1, box.y1, box.z1);
+    } else {
+        // The window's rows of a slice lie together in the file. One transfer brings them across
+        // the stack's whole width, and the window's columns are copied out: fewer, larger reads
+        // than one per row, for the same pages of the file.
+        const uint32_t rows = box.y1 - box.y0 + 1;
+        cFloatImagePtr band(new cOvdImage<float>(cImageDimensions{stack.x, rows, 1}, Contiguous3D,
+                                                 GetObjectName()));
+        cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+        for (uint32_t z = box.z0; z <= box.z1 && complete; ++z) {
+            const uint32_t slice = z - box.z0;
+            complete = reader.ReadRegionFloat(band, 0, box.y0, z, stack.x - 1, box.y1, z);
+            math->CopyRectangularRoi(band, window, {box.x0, 0, 0, box.x1, rows - 1, 0},
+                                     {0, 0, slice, box.x1 - box.x0, rows - 1, slice});
+        }
+    }
+    if (!complete)
+        Fail("Short stack file " + file + " in ProcessSubvolume", 2);
+}
+
+std::string cSubvoluming::NewTempFile() const {
+    const char* name = cTempFileGenerator::Instance().Generate();
+    if (!name)
+        Fail("Cannot create a temporary file in " + cTempFileGenerator::Instance().GetDirectory(),
+             2);
+    return name;
+}
+
+cCountedPtr<cSubvolumeCalculator> cSubvoluming::NewCalculator() const {
+    if (mLog->GetParameters().GetFlag(DEC_FPARAMS_SUBVOLUME_METHOD) == DEC_FLAG_SVM_STATIC)
+        return cCountedPtr<cSubvolumeCalculator>(new cStaticSubvolumeCalculator);
+    return cCountedPtr<cSubvolumeCalculator>(new cDynamicSubvolumeCalculator);
+}
+
+int cSubvoluming::CreateCalculator() {
+    return Guard([&] {
+        if (!mLog)
+            return 1;
+        mCalculator = NewCalculator();
+        ConfigureCalculator(mCalculator);
+        return 0;
+    });
+}
+
+void cSubvoluming::ConfigureCalculator(const cCountedPtr<cSubvolumeCalculator>& calculator) {
+    Guard([&] {
+        if (!calculator || !mLog)
+            Fail("NULL calculator or log in ConfigureCalculator", 2);
+        const cDeconParameter& p = mLog->GetParameters();
+        const bool is2D = p.GetBool(DEC_BPARAMS_IS_2D);
+        calculator->SetImageSize(StackSize(p));
+        calculator->SetOverlap(Count(p, DEC_IPARAMS_SUBVOLUME_OVERLAP));
+        calculator->SetXYGuardBand(Count(p, DEC_IPARAMS_SUBVOLUME_XYGUARDBAND));
+        calculator->SetZGuardBand(is2D ? 0u : Count(p, DEC_IPARAMS_SUBVOLUME_ZGUARDBAND));
+        calculator->SetXYMontage(p.GetBool(DEC_BPARAMS_SUBVOLUME_XYMONTAGE));
+        calculator->SetZMontage(p.GetBool(DEC_BPARAMS_SUBVOLUME_ZMONTAGE));
+        calculator->SetConfocal(p.GetBool(DEC_BPARAMS_IS_CONFOCAL));
+        calculator->SetMemorySize(p.GetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE));
+        calculator->SetIs2D(is2D);
+    });
+}
+
+int cSubvoluming::ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz) {
+    return Guard([&]() -> int {
+        if (!mLog || !mCalculator)
+            Fail("Subvolumes requested before the cut in ProcessSubvolume", 2);
+        if (!mStatistics)
+            Fail("NULL ImageStatistics", 1);
+        const cDeconParameter& run = mLog->GetParameters();
+        cCountedPtr<cDeconLog> log(new cDeconLog(*mLog));
+        cDeconParameter& p = log->GetParameters();
+
+        cImageBox box;
+        cImagePosition offset;
+        cImageDimensions size, padded;
+        mCalculator->GetSubvolumeRegion(ix, iy, iz, box, offset, size, padded);
+        const cImageDimensions low = mCalculator->GetLowGuardBand();
+        const cImageDimensions high = mCalculator->GetHighGuardBand();
+        const cImageDimensions count = mCalculator->GetSubvolumeCount();
+        auto put = [&p](DecIntKey x, DecIntKey y, DecIntKey z, const cImageDimensions& v) {
+            p.SetInt(x, Signed(v.x));
+            p.SetInt(y, Signed(v.y));
+            p.SetInt(z, Signed(v.z));
+        };
+        put(DEC_IPARAMS_SUBVOLUME_WIDTH, DEC_IPARAMS_SUBVOLUME_HEIGHT, DEC_IPARAMS_SUBVOLUME_DEPTH,
+            padded);
+        p.SetInt(DEC_IPARAMS_SUBVOLUME_OVERLAP, Signed(mCalculator->GetOverlap()));
+        put(DEC_IPARAMS_SUBVOLUME_XINDEX, DEC_IPARAMS_SUBVOLUME_YINDEX,
+            DEC_IPARAMS_SUBVOLUME_ZINDEX, {ix, iy, iz});
+        put(DEC_IPARAMS_SUBVOLUME_X1GUARDBAND, DEC_IPARAMS_SUBVOLUME_Y1GUARDBAND,
+            DEC_IPARAMS_SUBVOLUME_Z1GUARDBAND, low);
+        put(DEC_IPARAMS_SUBVOLUME_X2GUARDBAND, DEC_IPARAMS_SUBVOLUME_Y2GUARDBAND,
+            DEC_IPARAMS_SUBVOLUME_Z2GUARDBAND, high);
+        put(DEC_IPARAMS_SUBVOLUME_XNUMBEROFVOLUMES, DEC_IPARAMS_SUBVOLUME_YNUMBEROFVOLUMES,
+            DEC_IPARAMS_SUBVOLUME_ZNUMBEROFVOLUMES, count);
+        put(DEC_IPARAMS_SUBVOLUME_EXTENDED_WIDTH, DEC_IPARAMS_SUBVOLUME_EXTENDED_HEIGHT,
+            DEC_IPARAMS_SUBVOLUME_EXTENDED_DEPTH, size);
+        put(DEC_IPARAMS_SUBVOLUME_STARTX_IN_EXSUBVOLUME,
+            DEC_IPARAMS_SUBVOLUME_STARTY_IN_EXSUBVOLUME,
+            DEC_IPARAMS_SUBVOLUME_STARTZ_IN_EXSUBVOLUME, {offset.x, offset.y, offset.z});
+        p.SetReal(DEC_RPARAMS_IMAGE_MAXIMUM, mStatistics->GetMaximum());
+        p.SetReal(DEC_RPARAMS_IMAGE_MINIMUM, mStatistics->GetMinimum());
+
+        cFloatImagePtr image(new cOvdImage<float>(size, Contiguous2D, GetObjectName()));
+        ReadWindow(run, box, image);
+
+        mConstraints.clear();
+        if (run.GetBool(DEC_BPARAMS_INTENSITY_CORRECTION))
+            mConstraints.push_back(new cIntensityCorrectionConstraint(
+                mStatistics->GetCorrectionProfile(), box.z0, box.z1));
+        const bool transmitted = run.GetFlag(DEC_FPARAMS_MODALITY) == DEC_FLAG_MOD_TL_BRIGHTFIELD;
+        p.SetBool(DEC_BPARAMS_IS_TLB, transmitted);
+        if (transmitted)
+            mConstraints.push_back(
+                new cTLBInversionConstraint(mStatistics->GetMinimum(), mStatistics->GetMaximum()));
+        float darkCurrent = 0.0f;
+        switch (run.GetFlag(DEC_FPARAMS_DARK_CURRENT_METHOD)) {
+        case DEC_FLAG_DCM_AUTO_CALCULATION:
+            darkCurrent = mStatistics->GetMinimum();
+            break;
+        case DEC_FLAG_DCM_MANUAL_INPUT:
+            darkCurrent = run.GetReal(DEC_RPARAMS_DARKCURRENT);
+            break;
+        default:
+            break;
+        }
+        if (darkCurrent != 0.0f)
+            mConstraints.push_back(new cSpecifiedValueBackgroundSubtractionConstraint(darkCurrent));
+        mConstraints.push_back(new cSubvolumeInterpolationConstraint({offset.x, offset.y, offset.z},
+                                                                     size, padded, low, high));
+        for (const cConstraintPtr& constraint : mConstraints) {
+            constraint->Setup();
+            constraint->Apply(image);
+        }
+
+        const std::string input = NewTempFile();
+        const std::string result = NewTempFile();
+        p.SetString(DEC_SPARAMS_ORIGINAL_FILE, input);
+        p.SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE, result);
+        cUnmanagedRawFileWriter writer(input);
+        writer.Open();
+        writer.Write(image);
+        if (!writer.Close() || !writer.GetLastError().empty())
+            return kNoRoom;
+        mSubvolumeLogs->push_back(log);
+        return 0;
+    });
+}
+
+} // namespace Ovidane

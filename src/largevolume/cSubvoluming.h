@@ -1,0 +1,84 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "core/cCountedPtr.h"
+#include "core/cDeconLog.h"
+#include "core/cOvdObject.h"
+#include "core/cStatusUpdateHandler.h"
+#include "decon/cConstraint.h"
+#include "image/cOvdImage.h"
+#include "largevolume/SubvolumeLogList.h"
+#include "largevolume/cSubvolumeCalculator.h"
+
+namespace Ovidane {
+
+class cImageStatistics;
+
+// Turns one run over a large stack into many small ones. One streaming pass gathers the
+// stack's statistics (binning or resampling it into a temporary file on the way when the
+// log asks for that); then the stack is cut into overlapping subvolumes, and each one is
+// read with its guard bands, corrected (intensity drift, transmitted-light inversion, dark
+// current), made periodic at its padded size and written to a temporary file of its own.
+// For each subvolume a copy of the run's log describes a complete small run: input file,
+// result file, padded size, guard bands, place in the stack.
+//
+// Use: SetStatistics, SetLog, optionally SetStatusCallback, Prepare, GetSubvolumeLogs.
+// Memory holds one subvolume at a time; the stack stays on disk.
+class cSubvoluming : public cOvdObject {
+public:
+    cSubvoluming();
+    ~cSubvoluming() override;
+
+    void SetStatistics(const cCountedPtr<cImageStatistics>& statistics);
+    virtual void SetStatusCallback(ovdStatusCallback callback, void* userData);
+    virtual void SetStatusCallback(ovdStatusCallback callback);
+    virtual void SetLog(const cCountedPtr<cDeconLog>& log);
+    virtual cSubvolumeLogList GetSubvolumeLogs();
+
+    // The whole preparation. 0 on success; 1 without a log; 5 when the disk of the
+    // temporary directory can't hold the subvolume files (then nothing has been written)
+    // or a subvolume file didn't reach the disk whole; a failing step's code otherwise.
+    virtual int Prepare();
+
+    // Makes the calculator that DEC_FPARAMS_SUBVOLUME_METHOD asks for (the static cut for
+    // DEC_FLAG_SVM_STATIC, the memory-budget cut for anything else) and configures it.
+    virtual int CreateCalculator();
+    // Copies the run's sizes, bands, overlap, montage flags and budget into `calculator`.
+    virtual void ConfigureCalculator(const cCountedPtr<cSubvolumeCalculator>& calculator);
+    // Cuts, corrects and writes subvolume (ix, iy, iz) and appends its log.
+    virtual int ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz);
+    // Whether the temporary directory's disk holds every subvolume file the run will
+    // write, asked before anything is written; false when the free space can't be told.
+    virtual bool CheckDiskSpace();
+
+    // Appends a constraint to the list; ProcessSubvolume rebuilds the list for each
+    // subvolume.
+    void AddConstraint(const cConstraintPtr& constraint);
+
+    const cCountedPtr<cSubvolumeCalculator>& GetCalculator() const { return mCalculator; }
+
+private:
+    int ReadStack();
+    void GenerateInitialImage();
+    cCountedPtr<cSubvolumeCalculator> NewCalculator() const;
+    void ReportProgress(int16_t subvolume, int16_t count);
+    // A new, empty file in the temporary directory; fails when none can be made.
+    std::string NewTempFile() const;
+    // Reads the stack's box into `window`, slice by slice.
+    void ReadWindow(const cDeconParameter& run, const cImageBox& box,
+                    const cFloatImagePtr& window) const;
+
+    std::vector<cConstraintPtr> mConstraints;
+    cCountedPtr<cStatusUpdateHandler> mStatusHandler;
+    cCountedPtr<cDeconLog> mLog;
+    cSubvolumeLogList mSubvolumeLogs;
+    cCountedPtr<cSubvolumeCalculator> mCalculator;
+    cCountedPtr<cImageStatistics> mStatistics;
+    ovdStatusCallback mCallback = nullptr;
+    float mProgress = 0.0f;
+    float mProgressStep = 0.0f;
+};
+
+} // namespace Ovidane

@@ -1,0 +1,8 @@
+# One restoration by the inverse filter, recomputed with numpy: the script makes a synthetic
+# stack and PSF, runs the program on them and compares the result file.
+add_executable(inverse_filter_run ${CMAKE_CURRENT_LIST_DIR}/numpy/InverseFilterRun.cpp)
+target_link_libraries(inverse_filter_run PRIVATE ovdengine)
+add_test(NAME decon.InverseFilterMatchesNumpy
+  COMMAND /usr/bin/python3 ${CMAKE_CURRENT_LIST_DIR}/inverse_filter_check.py
+          $<TARGET_FILE:inverse_filter_run>)
+set_tests_properties(decon.InverseFilterMatchesNumpy PROPERTIES LABELS unit)

@@ -1,0 +1,231 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <stdexcept>
+#include <vector>
+
+#include "core/DeconKeys.h"
+#include "core/cException.h"
+#include "interface/cSADetectorWithBrent.h"
+
+using namespace Ovidane;
+
+namespace {
+
+// A figure of merit from a plain function of the aberration that the shared log holds.
+class cFunctionFigure : public cAberrationFigureOfMerit {
+public:
+    cFunctionFigure(cCountedPtr<cDeconLog> log, std::function<double(double)> f)
+        : log(log), f(std::move(f)) {}
+
+    int32_t Prepare() override {
+        ++prepared;
+        return prepareCode;
+    }
+    int32_t Evaluate() override {
+        const double x = log->GetParameters().GetReal(DEC_RPARAMS_SPHERICAL_ABERRATION);
+        seen.push_back(x);
+        if (static_cast<int>(seen.size()) == throwAt)
+            throw std::runtime_error("restoration failed");
+        if (static_cast<int>(seen.size()) == failAt)
+            return 4;
+        value = f(x);
+        return 0;
+    }
+    double GetResult() const override { return value; }
+
+    cCountedPtr<cDeconLog> log;
+    std::function<double(double)> f;
+    std::vector<double> seen;
+    int prepared = 0;
+    int32_t prepareCode = 0;
+    int failAt = 0;
+    int throwAt = 0;
+    double value = 0.0;
+};
+
+// The detector on a stand-in figure of merit; the figure stays reachable for inspection.
+class cDetectorOnFunction : public cSADetectorWithBrent {
+public:
+    cDetectorOnFunction(cCountedPtr<cDeconLog> log, std::function<double(double)> f)
+        : cSADetectorWithBrent(log), figure(new cFunctionFigure(log, std::move(f))) {}
+    cCountedPtr<cFunctionFigure> figure;
+
+protected:
+    cCountedPtr<cAberrationFigureOfMerit> MakeFigureOfMerit(cCountedPtr<cDeconLog>) override {
+        return figure;
+    }
+};
+
+std::function<double(double)> ValleyAt(double minimiser) {
+    return [minimiser](double x) { return 1.0 + (x - minimiser) * (x - minimiser); };
+}
+
+struct Host {
+    std::vector<ovdStructInvFilterStatus> seen;
+    int cancelAt = 0;
+};
+
+uint16_t Report(ovdStructInvFilterStatus* status, void* userData) {
+    auto* host = static_cast<Host*>(userData);
+    host->seen.push_back(*status);
+    return static_cast<int>(host->seen.size()) == host->cancelAt ? 0 : OVD_STATUS_CONTINUE;
+}
+
+} // namespace
+
+TEST(cSADetectorWithBrentTest, ScanThenBrentFindsInteriorMinimum) {
+    cCountedPtr<cDeconLog> log(new cDeconLog());
+    log->GetParameters().SetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE, true);
+    cDetectorOnFunction detector(log, ValleyAt(2.3));
+    ASSERT_EQ(detector.Detect(-15.0f, 15.0f), 0);
+    EXPECT_NEAR(detector.GetResult(), 2.3, 2 * (0.025 * 2.3));
+    // The subvolume files must survive each evaluation.
+    EXPECT_FALSE(log->GetParameters().GetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE));
+    EXPECT_EQ(detector.figure->prepared, 1);
+
+    const std::vector<double>& seen = detector.figure->seen;
+    ASSERT_GT(seen.size(), 11u);
+    for (int i = 0; i < 11; ++i)
+        EXPECT_EQ(seen[i], -10.0 + 2.0 * i);
+    // The scan's neighbours of 2 bracket the minimum, so Brent stays between 0 and 4.
+    for (size_t i = 11; i < seen.size(); ++i) {
+        EXPECT_GT(seen[i], 0.0);
+        EXPECT_LT(seen[i], 4.0);
+    }
+    EXPECT_EQ(detector.GetEvaluationCount(), static_cast<int32_t>(seen.size()));
+    EXPECT_LE(seen.size(), 25u);
+}
+
+TEST(cSADetectorWithBrentTest, TiedScanMinimaStartTheBracketAtTheLowerOne) {
+    // Symmetric about 1: the scan's values at 0 and 2 are equal. The lower x wins, and as
+    // its neighbour is not strictly above it the bracket search starts at 0 and 0 + 1.
+    cCountedPtr<cDeconLog> log(new cDeconLog());
+    cDetectorOnFunction detector(log, ValleyAt(1.0));
+    ASSERT_EQ(detector.Detect(-15.0f, 15.0f), 0);
+    const std::vector<double>& seen = detector.figure->seen;
+    ASSERT_GT(seen.size(), 13u);
+    EXPECT_EQ(seen[11], 0.0);
+    EXPECT_EQ(seen[12], 1.0);
+    EXPECT_NEAR(detector.GetResult(), 1.0, 2 * (0.025 * 1.0) + 1e-6);
+}
+
+TEST(cSADetectorWithBrentTest, MinimumBeyondScanOrLimitsIsReportedAsZero) {
+    {
+        // The scan's best is its edge, 10: the bracket search starts there and walks on.
+        cCountedPtr<cDeconLog> log(new cDeconLog());
+        cDetectorOnFunction detector(log, ValleyAt(12.4));
+        ASSERT_EQ(detector.Detect(-15.0f, 15.0f), 0);
+        EXPECT_NEAR(detector.GetResult(), 12.4, 2 * (0.025 * 12.4));
+        EXPECT_EQ(detector.figure->seen[11], 10.0);
+        EXPECT_EQ(detector.figure->seen[12], 11.0);
+    }
+    {
+        cCountedPtr<cDeconLog> log(new cDeconLog());
+        cDetectorOnFunction detector(log, ValleyAt(12.0));
+        ASSERT_EQ(detector.Detect(-15.0f, 10.0f), 0);
+        EXPECT_EQ(detector.GetResult(), 0.0);
+        EXPECT_EQ(detector.GetUpperLimit(), 10.0);
+    }
+    {
+        // At the low edge of the scan, the bracket walks below -10.
+        cCountedPtr<cDeconLog> log(new cDeconLog());
+        cDetectorOnFunction detector(log, ValleyAt(-11.5));
+        ASSERT_EQ(detector.Detect(-15.0f, 15.0f), 0);
+        EXPECT_NEAR(detector.GetResult(), -11.5, 2 * (0.025 * 11.5));
+    }
+    {
+        // Below the lower limit: 0, although 0 lies outside the limits as well.
+        cCountedPtr<cDeconLog> log(new cDeconLog());
+        cDetectorOnFunction detector(log, ValleyAt(3.0));
+        ASSERT_EQ(detector.Detect(5.0f, 10.0f), 0);
+        EXPECT_EQ(detector.GetResult(), 0.0);
+    }
+}
+
+TEST(cSADetectorWithBrentTest, ReportsOncePerEvaluationAndCancelEndsSearch) {
+    {
+        cCountedPtr<cDeconLog> log(new cDeconLog());
+        // Far outside the scan: the search needs more than twenty evaluations.
+        cDetectorOnFunction detector(log, ValleyAt(40.0));
+        Host host;
+        detector.SetStatusCallback(&Report, &host);
+        ASSERT_EQ(detector.Detect(-100.0f, 100.0f), 0);
+        ASSERT_EQ(host.seen.size(), detector.figure->seen.size());
+        ASSERT_GT(host.seen.size(), 20u);
+        EXPECT_FLOAT_EQ(host.seen[0].fPercentDone, 5.0f);
+        EXPECT_EQ(host.seen[0].sIteration, 1);
+        EXPECT_FLOAT_EQ(host.seen[11].fPercentDone, 60.0f);
+        EXPECT_EQ(host.seen[11].sIteration, 12);
+        EXPECT_FLOAT_EQ(host.seen[20].fPercentDone, 100.0f);
+        for (const ovdStructInvFilterStatus& s : host.seen) {
+            EXPECT_EQ(s.sIterationCount, 20);
+            EXPECT_EQ(s.sSubvolume, 1);
+            EXPECT_EQ(s.sSubvolumeCount, 1);
+            EXPECT_EQ(s.sStage, 0);
+        }
+    }
+    for (int cancelAt : {3, 14}) { // in the scan, and in Brent's steps
+        cCountedPtr<cDeconLog> log(new cDeconLog());
+        cDetectorOnFunction detector(log, ValleyAt(2.3));
+        Host host;
+        host.cancelAt = cancelAt;
+        detector.SetStatusCallback(&Report, &host);
+        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), OVD_ERR_CANCEL);
+        EXPECT_EQ(detector.GetResult(), 0.0);
+        // The cancelled evaluation restores nothing.
+        EXPECT_EQ(detector.figure->seen.size(), static_cast<size_t>(cancelAt - 1));
+    }
+}
+
+TEST(cSADetectorWithBrentTest, FailuresEndTheSearchWithTheirCode) {
+    {
+        cCountedPtr<cDeconLog> log(new cDeconLog());
+        cDetectorOnFunction detector(log, ValleyAt(2.3));
+        detector.figure->prepareCode = 5;
+        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), 5);
+        EXPECT_TRUE(detector.figure->seen.empty());
+    }
+    for (int failAt : {4, 15}) {
+        cCountedPtr<cDeconLog> log(new cDeconLog());
+        cDetectorOnFunction detector(log, ValleyAt(2.3));
+        detector.figure->failAt = failAt;
+        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), 4);
+        EXPECT_EQ(detector.GetResult(), 0.0);
+        EXPECT_EQ(detector.GetEvaluationCount(), failAt);
+    }
+    {
+        cCountedPtr<cDeconLog> log(new cDeconLog());
+        cDetectorOnFunction detector(log, ValleyAt(2.3));
+        detector.figure->throwAt = 2;
+        EXPECT_THROW(detector.Detect(-15.0f, 15.0f), cException);
+    }
+    {
+        // Without a log there is nothing to search.
+        cSADetectorWithBrent detector{cCountedPtr<cDeconLog>()};
+        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), OVD_ERR_PARAMETER);
+    }
+}
+
+TEST(cSADetectorWithBrentTest, AccelerationBinsToQuarterOfCutOffPeriod) {
+    auto binFactor = [](float spacing, int32_t width, float aperture) {
+        cCountedPtr<cDeconLog> log(new cDeconLog());
+        cDeconParameter& p = log->GetParameters();
+        p.SetBool(DEC_BPARAMS_ACCELERATION_SA_DETECTION, true);
+        p.SetReal(DEC_RPARAMS_NUMERICAL_APERTURE, aperture);
+        p.SetReal(DEC_RPARAMS_EMISSION_WAVELENGTH, 0.52f);
+        p.SetReal(DEC_RPARAMS_X_SPACING, spacing);
+        p.SetReal(DEC_RPARAMS_Y_SPACING, spacing * 2.0f);
+        p.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, width);
+        p.SetInt(DEC_IPARAMS_BINFACTOR, 7);
+        cDetectorOnFunction detector(log, ValleyAt(0.5));
+        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), 0);
+        return p.GetInt(DEC_IPARAMS_BINFACTOR);
+    };
+    // Quarter period 0.52 / (4 * 1.4) = 0.0929 micrometres.
+    EXPECT_EQ(binFactor(0.2f, 256, 1.4f), 2);
+    EXPECT_EQ(binFactor(0.05f, 256, 1.4f), 1); // finer than the period: never below 1
+    EXPECT_EQ(binFactor(0.2f, 127, 1.4f), 1);  // too narrow to bin
+    EXPECT_EQ(binFactor(0.2f, 256, 1.7f), 1);  // optics out of range
+}

@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "core/cException.h"
+#include "largevolume/SubvolumeRun.h"
+#include "largevolume/cBlending.h"
+
+using namespace Ovidane;
+using namespace OvidaneTest;
+
+namespace {
+
+// Pixels of `file` that differ from the stack plus `offset` by more than rounding; seam
+// weights are single-precision ramps that add up to 1 within a few ulp.
+int Mismatches(const std::vector<float>& file, const Stack& stack, float offset = 0.0f) {
+    if (file.size() != stack.pixels.size())
+        return -1;
+    int wrong = 0;
+    for (std::size_t i = 0; i < file.size(); ++i) {
+        const float expected = stack.pixels[i] + offset;
+        wrong += std::fabs(file[i] - expected) > 1e-5f * std::fabs(expected);
+    }
+    return wrong;
+}
+
+uint16_t Blend(SubvolumeRun& run, const cCountedPtr<cDeconLog>& log,
+               ovdStatusCallback callback = nullptr, void* userData = nullptr) {
+    cCountedPtr<cBlending> blending(new cBlending);
+    blending->SetStatistics(run.statistics);
+    blending->SetSubvolumeLogs(run.logs);
+    blending->SetLog(log);
+    if (callback)
+        blending->SetStatusCallback(callback, userData);
+    return blending->Blend();
+}
+
+// Restorations that change nothing must give the stack back, whatever the seams: raised
+// cosines over 8 columns, a shared column of half weights, plain tiles side by side, one
+// subvolume alone. Only the output is left; every temporary file is gone.
+TEST(cBlendingTest, JoiningUnchangedSubvolumesGivesTheStackBack) {
+    struct Case {
+        const char* what;
+        CutSettings settings;
+        size_t subvolumes;
+    };
+    CutSettings overlap1;
+    overlap1.confocal = true;
+    overlap1.overlap = 1;
+    CutSettings overlap0 = overlap1;
+    overlap0.overlap = 0;
+    CutSettings small;
+    small.size = {60, 50, 3};
+    CutSettings plane;
+    plane.size = {200, 150, 1};
+    for (const Case& c :
+         {Case{"overlap 8", {}, 9}, Case{"overlap 1", overlap1, 9}, Case{"overlap 0", overlap0, 9},
+          Case{"one subvolume", small, 1}, Case{"one plane", plane, 2}}) {
+        SCOPED_TRACE(c.what);
+        SubvolumeRun run(c.settings);
+        ASSERT_EQ(run.Cut(), 0);
+        ASSERT_EQ(run.logs->size(), c.subvolumes);
+        run.RestoreUnchanged();
+        ASSERT_EQ(Blend(run, run.BlendingLog()), 0);
+        EXPECT_EQ(Mismatches(ReadStack(run.Output()), run.stack), 0);
+        EXPECT_EQ(run.temp.Count(), 0u);
+        EXPECT_EQ(run.files.Count(), 2u); // the stack and the result
+    }
+}
+
+// Transmitted-light data were turned around for the restoration; the last pass turns the
+// joined stack back within the range the subvolumes report.
+TEST(cBlendingTest, LastPassTurnsTransmittedLightBack) {
+    SubvolumeRun run;
+    run.Parameters().SetFlag(DEC_FPARAMS_MODALITY, DEC_FLAG_MOD_TL_BRIGHTFIELD);
+    ASSERT_EQ(run.Cut(), 0);
+    run.RestoreUnchanged();
+    cCountedPtr<cDeconLog> log = run.BlendingLog();
+    ASSERT_EQ(Blend(run, log), 0);
+    EXPECT_TRUE(log->GetParameters().GetBool(DEC_BPARAMS_IS_TLB));
+    EXPECT_EQ(Mismatches(ReadStack(run.Output()), run.stack), 0);
+    EXPECT_FALSE(Exists(run.Output() + ".1"));
+    EXPECT_EQ(run.temp.Count(), 0u);
+}
+
+// Each saved iteration of the subvolumes becomes a stack of its own, named after the
+// iteration like the subvolume files it came from.
+TEST(cBlendingTest, SavedIterationsBecomeStacksOfTheirOwn) {
+    SubvolumeRun run;
+    ASSERT_EQ(run.Cut(), 0);
+    for (const auto& subvolume : *run.logs) {
+        const std::string result =
+            subvolume->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE);
+        const std::vector<float> input =
+            ReadStack(subvolume->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE));
+        for (int i : {2, 4}) {
+            std::vector<float> saved = input;
+            for (float& v : saved)
+                v += 1000.0f * float(i);
+            WriteStack(result + "_I" + std::to_string(i), saved);
+        }
+    }
+    run.RestoreUnchanged();
+    cCountedPtr<cDeconLog> log = run.BlendingLog();
+    log->GetParameters().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 5);
+    log->GetParameters().SetInt(DEC_IPARAMS_SAVE_INTERVAL, 2);
+    ASSERT_EQ(Blend(run, log), 0);
+    EXPECT_EQ(Mismatches(ReadStack(run.Output()), run.stack), 0);
+    EXPECT_EQ(Mismatches(ReadStack(run.Output() + "_I2"), run.stack, 2000.0f), 0);
+    EXPECT_EQ(Mismatches(ReadStack(run.Output() + "_I4"), run.stack, 4000.0f), 0);
+    EXPECT_EQ(run.temp.Count(), 0u);
+    EXPECT_EQ(run.files.Count(), 4u);
+}
+
+struct Reports {
+    std::vector<ovdStructInvFilterStatus> seen;
+};
+
+uint16_t OVD_CALL Record(ovdStructInvFilterStatus* status, void* userData) {
+    static_cast<Reports*>(userData)->seen.push_back(*status);
+    return 0; // not looked at: the mosaic can't be cancelled
+}
+
+// The subvolume PSFs are laid side by side, whole and unweighted, in a stack of three by
+// three padded PSFs, whatever the overlap.
+TEST(cBlendingTest, PsfsOfTheSubvolumesFormAMosaic) {
+    SubvolumeRun run;
+    ASSERT_EQ(run.Cut(), 0);
+    run.RestoreUnchanged();
+    const uint32_t p = 90, pz = 8;
+    for (uint32_t i = 0; i < 9; ++i) {
+        cDeconParameter& sub = (*run.logs)[i]->GetParameters();
+        const std::string psf = sub.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE) + "_psf";
+        sub.SetString(DEC_SPARAMS_OUTPUT_PSF_FILE, psf);
+        std::vector<float> pixels(std::size_t{p} * p * pz);
+        for (std::size_t k = 0; k < pixels.size(); ++k)
+            pixels[k] = float(i) * 1e6f + float(k);
+        WriteStack(psf, pixels);
+    }
+    cCountedPtr<cDeconLog> log = run.BlendingLog();
+    log->GetParameters().SetBool(DEC_BPARAMS_SAVE_PSF, true);
+    log->GetParameters().SetString(DEC_SPARAMS_OUTPUT_PSF_FILE, run.files.File("psf"));
+    Reports reports;
+    ASSERT_EQ(Blend(run, log, &Record, &reports), 0);
+
+    const std::vector<float> mosaic = ReadStack(run.files.File("psf"));
+    ASSERT_EQ(mosaic.size(), std::size_t{3 * p} * 3 * p * pz);
+    int wrong = 0;
+    for (uint32_t z = 0; z < pz; ++z)
+        for (uint32_t y = 0; y < 3 * p; ++y)
+            for (uint32_t x = 0; x < 3 * p; ++x) {
+                const uint32_t tile = (y / p) * 3 + x / p;
+                const float expected =
+                    float(tile) * 1e6f + float((std::size_t{z} * p + y % p) * p + x % p);
+                wrong += mosaic[(std::size_t{z} * 3 * p + y) * 3 * p + x] != expected;
+            }
+    EXPECT_EQ(wrong, 0);
+    const cDeconParameter& b = log->GetParameters();
+    EXPECT_EQ(b.GetInt(DEC_IPARAMS_PSF_WIDTH), int32_t(3 * p));
+    EXPECT_EQ(b.GetInt(DEC_IPARAMS_PSF_HEIGHT), int32_t(3 * p));
+    EXPECT_EQ(b.GetInt(DEC_IPARAMS_PSF_DEPTH), int32_t(pz));
+    EXPECT_EQ(Mismatches(ReadStack(run.Output()), run.stack), 0);
+    EXPECT_EQ(run.temp.Count(), 0u);
+
+    ASSERT_EQ(reports.seen.size(), 3u);
+    const int16_t subvolume[] = {1, 1, 2};
+    for (std::size_t k = 0; k < 3; ++k) {
+        EXPECT_EQ(reports.seen[k].fPercentDone, 100.0f);
+        EXPECT_EQ(reports.seen[k].sSubvolume, subvolume[k]);
+        EXPECT_EQ(reports.seen[k].sSubvolumeCount, 9);
+    }
+}
+
+TEST(cBlendingTest, RefusesWhatItCannotJoin) {
+    cBlending blending;
+    EXPECT_EQ(blending.Blend(), 1);
+    blending.SetLog(new cDeconLog);
+    EXPECT_EQ(blending.Blend(), 1);
+    blending.SetSubvolumeLogs(MakeCountedArray<cCountedPtr<cDeconLog>>(0));
+    EXPECT_EQ(blending.Blend(), 1);
+
+    // Subvolumes stacked in z have no place in a slice's mosaic.
+    SubvolumeRun run;
+    ASSERT_EQ(run.Cut(), 0);
+    run.RestoreUnchanged();
+    for (const auto& subvolume : *run.logs)
+        subvolume->GetParameters().SetInt(DEC_IPARAMS_SUBVOLUME_ZNUMBEROFVOLUMES, 2);
+    EXPECT_THROW(Blend(run, run.BlendingLog()), cException);
+}
+
+} // namespace

@@ -1,0 +1,91 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "core/cDeconLog.h"
+#include "core/cException.h"
+#include "largevolume/SubvolumeTestFiles.h"
+#include "largevolume/cSubvolumeAccessor.h"
+#include "support/TempDir.h"
+
+using namespace Ovidane;
+using namespace OvidaneTest;
+
+namespace {
+
+// A subvolume of padded size 10 x 8 x 3 with uneven guard bands, the middle one of two
+// in x and the last of three in y.
+cCountedPtr<cDeconLog> SubvolumeLog(const std::string& result) {
+    cCountedPtr<cDeconLog> log(new cDeconLog);
+    cDeconParameter& p = log->GetParameters();
+    p.SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE, result);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, 10);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT, 8);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_DEPTH, 3);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_X1GUARDBAND, 2);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_Y1GUARDBAND, 1);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_Z1GUARDBAND, 1);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_X2GUARDBAND, 3);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_Y2GUARDBAND, 2);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_Z2GUARDBAND, 0);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_OVERLAP, 4);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_XINDEX, 1);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_YINDEX, 2);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_XNUMBEROFVOLUMES, 2);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_YNUMBEROFVOLUMES, 3);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_ZNUMBEROFVOLUMES, 1);
+    return log;
+}
+
+// Mosaic pixels that differ from slice `z` of `file` (interior 5 x 5 from (2, 1, 1)) inside
+// tile (1, 2), or from `outside` elsewhere.
+int Mismatches(const cFloatImagePtr& mosaic, const Stack& file, uint32_t z, float outside) {
+    int wrong = 0;
+    for (uint32_t y = 0; y < mosaic->GetSizeY(); ++y)
+        for (uint32_t x = 0; x < mosaic->GetSizeX(); ++x) {
+            const bool inTile = x >= 5 && y >= 10;
+            const float expected = inTile ? file.At(x - 5 + 2, y - 10 + 1, z + 1) : outside;
+            wrong += *mosaic->GetPixelPointer(x, y, 0) != expected;
+        }
+    return wrong;
+}
+
+TEST(cSubvolumeAccessorTest, PlacesInteriorSlicesInItsTileAndDeletesWhatItRead) {
+    TempDir dir;
+    const std::string result = dir.File("result");
+    const Stack restored = PatternStack({10, 8, 3});
+    Stack saved = restored;
+    for (float& p : saved.pixels)
+        p = -p;
+    WriteStack(result, restored.pixels);
+    WriteStack(result + "_I2", saved.pixels);
+
+    cSubvolumeAccessor accessor;
+    accessor.Setup(SubvolumeLog(result));
+    EXPECT_EQ(accessor.GetInteriorSize(), (cImageDimensions{5, 5, 2}));
+
+    cFloatImagePtr mosaic(new cOvdImage<float>(cImageDimensions{10, 15, 1}, Contiguous3D, "t"));
+    for (uint32_t y = 0; y < 15; ++y)
+        for (uint32_t x = 0; x < 10; ++x)
+            *mosaic->GetPixelPointer(x, y, 0) = -7.0f;
+    for (uint32_t z = 0; z < 2; ++z) {
+        accessor.ReadSlice(z, mosaic);
+        EXPECT_EQ(Mismatches(mosaic, restored, z, -7.0f), 0) << "slice " << z;
+    }
+    EXPECT_THROW(accessor.ReadSlice(2, mosaic), cException);
+
+    // A saved iteration is read the same way; deleting takes the result and the open file.
+    accessor.OpenFile(result + "_I2");
+    accessor.ReadSlice(1, mosaic);
+    EXPECT_EQ(Mismatches(mosaic, saved, 1, -7.0f), 0);
+    accessor.CloseAndDelete();
+    EXPECT_FALSE(Exists(result));
+    EXPECT_FALSE(Exists(result + "_I2"));
+    EXPECT_EQ(dir.Count(), 0u);
+
+    // A restoration that left no result can't be blended.
+    cSubvolumeAccessor missing;
+    EXPECT_THROW(missing.Setup(SubvolumeLog(dir.File("none"))), cException);
+}
+
+} // namespace
