@@ -131,12 +131,15 @@ uint16_t ovdRunInverseFilter(const ovdRunArguments& arguments) {
     try {
         if (const uint16_t code = ovdSetUpInverseFilterRun(arguments, state))
             return code;
-        // The restoration stages are not part of this build yet: a run that got this far
-        // cleans up what it made and reports that no output was produced.
-        if (state.converted)
-            std::remove(state.floatInputFile.c_str());
-        return OVD_RESULT_RUN_FAILED;
+        return ovdRunInverseFilterStages(arguments, state);
     } catch (...) {
+        // A failure or the host's cancel: the output is incomplete. The temporary files of
+        // the run are of no further use, and a host that lives on should not find them
+        // piling up in its directory.
+        try {
+            ovdDiscardRunFiles(state);
+        } catch (...) {
+        }
         return OVD_RESULT_RUN_FAILED;
     }
 }

@@ -7,6 +7,7 @@
 #include "core/cCountedPtr.h"
 #include "core/cDeconLog.h"
 #include "interface/ovdinf01.h"
+#include "largevolume/SubvolumeLogList.h"
 
 namespace Ovidane {
 
@@ -44,11 +45,13 @@ struct ovdRunArguments {
     void* userData = nullptr;                          // 41
 };
 
-// What the set-up leaves for the run stages.
+// What the set-up leaves for the run stages, and what the stages made that a failed run
+// must clean away.
 struct ovdRunState {
     cCountedPtr<cDeconLog> log;
     std::string floatInputFile; // the stack as floats: the caller's file or a converted copy
     bool converted = false;     // the float file is a temporary copy, deleted after the run
+    cSubvolumeLogList subvolumeLogs; // the cut, once it exists
 };
 
 // The set-up half: disk test and conversion, then the whole parameter log. Answers 0, or
@@ -56,7 +59,18 @@ struct ovdRunState {
 // type; a half-written copy is deleted).
 uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& arguments, ovdRunState& state);
 
-// The whole run. Any failure or cancel inside answers 1.
+// The second half: the cut into subvolumes, one restoration per subvolume, the blending
+// into the output file, the saved PSF's geometry through the argument pointers. Answers
+// the code of the cut when it fails (the converted copy is then deleted), else that of the
+// blending. Failures inside a restoration leave as exceptions.
+uint16_t ovdRunInverseFilterStages(const ovdRunArguments& arguments, ovdRunState& state);
+
+// Deletes what a run that ended by a failure or a cancel leaves in the temporary
+// directory: the converted copy of the input and the files of the cut.
+void ovdDiscardRunFiles(ovdRunState& state);
+
+// The whole run. Any failure or cancel inside answers 1, after the temporary files that
+// the run made so far are deleted.
 uint16_t ovdRunInverseFilter(const ovdRunArguments& arguments);
 
 } // namespace Ovidane

@@ -1,0 +1,139 @@
+// The run stages: from the filled log of a run to the output file.
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "core/DeconKeys.h"
+#include "decon/cInverseFilterDeconAlgorithm.h"
+#include "interface/ovdRunInverseFilter.h"
+#include "largevolume/SubvolumeMemoryBudget.h"
+#include "largevolume/cBlending.h"
+#include "largevolume/cImageStatistics.h"
+#include "largevolume/cSubvoluming.h"
+
+namespace Ovidane {
+namespace {
+
+void RemoveIfPresent(const std::string& name) {
+    std::error_code ignored;
+    if (!name.empty())
+        std::filesystem::remove(name, ignored);
+}
+
+void DeleteConvertedInput(ovdRunState& state) {
+    if (state.converted)
+        RemoveIfPresent(state.floatInputFile);
+    state.converted = false;
+}
+
+// Each subvolume is restored by its own algorithm, strictly one after the other, so the
+// memory budget of the cut holds for one restoration at a time. Releasing the algorithm
+// deletes its input file, as the subvolume's log asks.
+void RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& log, int16_t index,
+                      int16_t count) {
+    cCountedPtr<cInverseFilterDeconAlgorithm> algorithm = new cInverseFilterDeconAlgorithm(log);
+    if (a.callback)
+        algorithm->SetStatusCallback(a.callback, a.userData);
+    algorithm->SetSubvolumeProgress(index, count);
+    algorithm->Initialize();
+    algorithm->SetUp();
+    algorithm->Prepare();
+    algorithm->Run();
+}
+
+// The blending writes the file that its log names as original; the run's own log keeps
+// naming the input.
+uint16_t BlendIntoOutput(const ovdRunArguments& a, const ovdRunState& state,
+                         const cCountedPtr<cImageStatistics>& statistics) {
+    cCountedPtr<cBlending> blending = new cBlending();
+    cCountedPtr<cDeconLog> blendLog = new cDeconLog(*state.log);
+    blendLog->GetParameters().SetString(DEC_SPARAMS_ORIGINAL_FILE, a.outputFile);
+    blending->SetStatistics(statistics);
+    blending->SetSubvolumeLogs(state.subvolumeLogs);
+    blending->SetLog(blendLog);
+    return blending->Blend();
+}
+
+// The saved PSF file is a mosaic: every subvolume's PSF, at its padded size, laid side by
+// side in x and y without overlap; a subvolume's padded depth deep (one plane for a stack
+// of one slice). Its size is thus known from the cut alone. Sizes beyond 16 bits are
+// truncated, as the boundary's fields are 16-bit. A run without a saved PSF reports 0.
+void ReportSavedPsf(const ovdRunArguments& a, const ovdRunState& state) {
+    int16_t width = 0, height = 0, depth = 0;
+    if (!a.outputPsfFile.empty() && state.subvolumeLogs && !state.subvolumeLogs->empty()) {
+        const cDeconParameter& first = (*state.subvolumeLogs)[0]->GetParameters();
+        width = int16_t(first.GetInt(DEC_IPARAMS_SUBVOLUME_XNUMBEROFVOLUMES) *
+                        first.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH));
+        height = int16_t(first.GetInt(DEC_IPARAMS_SUBVOLUME_YNUMBEROFVOLUMES) *
+                         first.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT));
+        depth = first.GetBool(DEC_BPARAMS_IS_2D)
+                    ? int16_t(1)
+                    : int16_t(first.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH));
+    }
+    if (a.savedPsfWidth)
+        *a.savedPsfWidth = width;
+    if (a.savedPsfHeight)
+        *a.savedPsfHeight = height;
+    if (a.savedPsfDepth)
+        *a.savedPsfDepth = depth;
+    // The spacings are those the host gave for its PSF; a computed PSF reports 0.
+    const cDeconParameter& p = state.log->GetParameters();
+    if (a.savedPsfXSpacing)
+        *a.savedPsfXSpacing = p.GetReal(DEC_RPARAMS_PSF_X_SPACING);
+    if (a.savedPsfYSpacing)
+        *a.savedPsfYSpacing = p.GetReal(DEC_RPARAMS_PSF_Y_SPACING);
+    if (a.savedPsfZSpacing)
+        *a.savedPsfZSpacing = p.GetReal(DEC_RPARAMS_PSF_Z_SPACING);
+}
+
+} // namespace
+
+uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state) {
+    cDeconParameter& p = state.log->GetParameters();
+    p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, GetSubvolumeMemoryBudget(1));
+
+    // The statistics of the whole stack outlive the cut: the blending's last pass reads
+    // them as well.
+    cCountedPtr<cImageStatistics> statistics =
+        new cImageStatistics(uint32_t(a.width), uint32_t(a.height), uint32_t(a.depth));
+    {
+        cCountedPtr<cSubvoluming> subvoluming = new cSubvoluming();
+        subvoluming->SetStatistics(statistics);
+        subvoluming->SetLog(state.log);
+        const int code = subvoluming->Prepare();
+        state.subvolumeLogs = subvoluming->GetSubvolumeLogs();
+        if (code != 0) {
+            // A cut that stopped half way may have written some subvolumes already.
+            ovdDiscardRunFiles(state);
+            return uint16_t(code);
+        }
+    }
+
+    const std::size_t count = state.subvolumeLogs ? state.subvolumeLogs->size() : 0;
+    for (std::size_t i = 0; i < count; ++i)
+        RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1), int16_t(count));
+
+    const uint16_t result = BlendIntoOutput(a, state, statistics);
+    // Reported whatever the blending answered; the exported operations pass them on only
+    // after a success.
+    ReportSavedPsf(a, state);
+    DeleteConvertedInput(state);
+    return result;
+}
+
+void ovdDiscardRunFiles(ovdRunState& state) {
+    DeleteConvertedInput(state);
+    if (!state.subvolumeLogs)
+        return;
+    for (const cCountedPtr<cDeconLog>& log : *state.subvolumeLogs) {
+        const cDeconParameter& p = log->GetParameters();
+        RemoveIfPresent(p.GetString(DEC_SPARAMS_ORIGINAL_FILE));
+        const std::string result = p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE);
+        if (!result.empty()) {
+            RemoveIfPresent(result);
+            RemoveIfPresent(result + "_psf");
+        }
+    }
+}
+
+} // namespace Ovidane

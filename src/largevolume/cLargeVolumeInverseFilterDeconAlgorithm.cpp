@@ -1,0 +1,151 @@
+#include "largevolume/cLargeVolumeInverseFilterDeconAlgorithm.h"
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "core/DeconKeys.h"
+#include "decon/cInverseFilterDeconAlgorithm.h"
+#include "largevolume/cBlending.h"
+#include "largevolume/cImageStatistics.h"
+#include "largevolume/cSubvoluming.h"
+#include "math/cImageMathManager.h"
+
+namespace Ovidane {
+namespace {
+
+void RemoveIfPresent(const std::string& name) {
+    std::error_code ignored;
+    if (!name.empty())
+        std::filesystem::remove(name, ignored);
+}
+
+} // namespace
+
+// The object name stays empty: a failure of a subvolume's restoration reaches the search
+// with the context of the objects that raised it and nothing of this wrapper.
+cLargeVolumeInverseFilterDeconAlgorithm::cLargeVolumeInverseFilterDeconAlgorithm(
+    cCountedPtr<cDeconLog> log)
+    : mLog(std::move(log)) {
+    if (mLog) {
+        const cDeconParameter& p = mLog->GetParameters();
+        mWidth = p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH);
+        mHeight = p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT);
+        mDepth = p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH);
+    }
+}
+
+cLargeVolumeInverseFilterDeconAlgorithm::~cLargeVolumeInverseFilterDeconAlgorithm() {
+    try {
+        // The algorithm in hand goes first: it may still hold its subvolume's files open.
+        mAlgorithm = nullptr;
+        CleanUp();
+    } catch (...) {
+        // A destructor has nowhere to report to; what is left goes with the temporary
+        // file generator.
+    }
+}
+
+int32_t cLargeVolumeInverseFilterDeconAlgorithm::Prepare() {
+    return Guard([&]() -> int32_t {
+        if (mSubvolumeLogs)
+            CleanUp();
+        mSubvoluming = new cSubvoluming();
+        mSubvoluming->SetLog(mLog);
+        mStatistics = new cImageStatistics(uint32_t(mWidth), uint32_t(mHeight), uint32_t(mDepth));
+        mSubvoluming->SetStatistics(mStatistics);
+        const int32_t code = mSubvoluming->Prepare();
+        if (code == 0)
+            mSubvolumeLogs = mSubvoluming->GetSubvolumeLogs();
+        return code;
+    });
+}
+
+int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
+    return Guard([&]() -> int32_t {
+        mResult = 0.0;
+        const float aberration = mLog->GetParameters().GetReal(DEC_RPARAMS_SPHERICAL_ABERRATION);
+        double sum = 0.0;
+        float largestRange = 0.0f;
+        if (!mSubvolumeLogs)
+            return 0;
+        for (std::size_t i = 0; i < mSubvolumeLogs->size(); ++i) {
+            const cCountedPtr<cDeconLog>& log = (*mSubvolumeLogs)[i];
+            log->GetParameters().SetReal(DEC_RPARAMS_SPHERICAL_ABERRATION, aberration);
+            // Replaces the one in hand, which goes only now: at most two exist at a time.
+            mAlgorithm = new cInverseFilterDeconAlgorithm(log);
+            // Transform plans and memory requests are made once per search: every subvolume
+            // of a cut has the same padded size, and the services keep them between runs.
+            if (i == 0 && !mMemoryPrepared) {
+                mAlgorithm->Initialize();
+                mMemoryPrepared = true;
+            }
+            // No status callback: the search reports once per evaluation itself.
+            mAlgorithm->SetUp();
+            mAlgorithm->Prepare();
+            mAlgorithm->Run();
+            const float range = AccumulateFigureOfMerit(mAlgorithm->GetResultImage(), sum);
+            if (range > largestRange)
+                largestRange = range;
+        }
+        mResult = FinishFigureOfMerit(sum, largestRange);
+        return 0;
+    });
+}
+
+float cLargeVolumeInverseFilterDeconAlgorithm::AccumulateFigureOfMerit(const cFloatImagePtr& image,
+                                                                       double& sum) {
+    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+    const float maximum = math->FindMaximumValue(image);
+    const float minimum = math->FindMinimumValue(image);
+    const float range = maximum - minimum;
+    if (!(range > 0.0f))
+        return 0.0f;
+    math->NormalizeImage(image, image, minimum, maximum);
+    // The weight is formed in single precision like the range; the sum stays double.
+    sum += math->SumImage(image) * double(std::pow(range, 2.0f));
+    return range;
+}
+
+double cLargeVolumeInverseFilterDeconAlgorithm::FinishFigureOfMerit(double sum,
+                                                                    float largestRange) {
+    if (!(largestRange > 0.0f))
+        return 0.0;
+    return sum / double(std::pow(largestRange, 2.0f));
+}
+
+uint16_t cLargeVolumeInverseFilterDeconAlgorithm::Blend() {
+    return Guard([&]() -> uint16_t {
+        cCountedPtr<cBlending> blending = new cBlending();
+        // The blending writes to the file its log names as original: here the output.
+        cCountedPtr<cDeconLog> blendLog = new cDeconLog(*mLog);
+        cDeconParameter& p = blendLog->GetParameters();
+        p.SetString(DEC_SPARAMS_ORIGINAL_FILE, p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE));
+        blending->SetStatistics(mStatistics);
+        blending->SetSubvolumeLogs(mSubvolumeLogs);
+        blending->SetLog(blendLog);
+        return blending->Blend();
+    });
+}
+
+void cLargeVolumeInverseFilterDeconAlgorithm::CleanUp() {
+    Guard([&] {
+        if (!mSubvolumeLogs)
+            return;
+        for (const cCountedPtr<cDeconLog>& log : *mSubvolumeLogs) {
+            const cDeconParameter& p = log->GetParameters();
+            RemoveIfPresent(p.GetString(DEC_SPARAMS_ORIGINAL_FILE));
+            // The results of the latest evaluation, and the PSF a restoration may have saved
+            // beside them, are of no use once the cut is gone. Left alone they would stay
+            // in the host's temporary directory until the library is unloaded.
+            const std::string result = p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE);
+            RemoveIfPresent(result);
+            if (!result.empty())
+                RemoveIfPresent(result + "_psf");
+        }
+        mSubvolumeLogs = cSubvolumeLogList();
+    });
+}
+
+} // namespace Ovidane

@@ -1,0 +1,73 @@
+#pragma once
+#include <cstdint>
+
+#include "core/cCountedPtr.h"
+#include "core/cDeconLog.h"
+#include "core/cOvdObject.h"
+#include "image/cOvdImage.h"
+#include "largevolume/SubvolumeLogList.h"
+
+namespace Ovidane {
+
+class cImageStatistics;
+class cInverseFilterDeconAlgorithm;
+class cSubvoluming;
+
+// The objective of the spherical aberration search: a whole-stack restoration reduced to
+// one number. The stack is cut into subvolumes once (Prepare); each Evaluate restores every
+// subvolume with the inverse filter at the aberration that stands in the shared log and
+// scores the results. The subvolume input files stay in place between evaluations, so the
+// caller sets DEC_BPARAMS_DELETE_ORIGINAL_FILE to false before Prepare; every subvolume's
+// log inherits it from the cut.
+//
+// The figure of merit: with r_i the value range of restored subvolume i and S_i the sum of
+// its pixels scaled to 0..1, it is the sum of S_i * r_i^2 over all subvolumes divided by
+// the largest r_i^2. A subvolume with little contrast counts for little; a stack in one
+// piece scores S_1. Guard bands count: the whole padded subvolume is scored.
+class cLargeVolumeInverseFilterDeconAlgorithm : public cOvdObject {
+public:
+    // `log` describes the whole stack; its SUBVOLUME_WIDTH/HEIGHT/DEPTH are the stack's size.
+    explicit cLargeVolumeInverseFilterDeconAlgorithm(cCountedPtr<cDeconLog> log);
+    // Deletes the subvolume files (CleanUp).
+    ~cLargeVolumeInverseFilterDeconAlgorithm() override;
+
+    // Cuts the stack: statistics pass, the cut, one preprocessed file per subvolume. A
+    // second call cuts anew. 0, or the code of the cut (1 no log or no cut, 5 no disk).
+    int32_t Prepare();
+
+    // Restores every subvolume at the log's current DEC_RPARAMS_SPHERICAL_ABERRATION and
+    // leaves the figure of merit in GetResult(). Always 0: failures are exceptions.
+    int32_t Evaluate();
+
+    double GetResult() const { return mResult; }
+
+    // Joins the subvolume results of the latest Evaluate into DEC_SPARAMS_OUTPUT_IMAGE_FILE
+    // of the log, as a restoration run does. The search itself does not need it.
+    uint16_t Blend();
+
+    // Deletes the subvolume files (inputs and the latest results) and forgets the cut.
+    void CleanUp();
+
+    // The subvolume logs of the cut; empty before Prepare and after CleanUp.
+    const cSubvolumeLogList& GetSubvolumeLogs() const { return mSubvolumeLogs; }
+
+    // One restored subvolume's contribution: adds S * r^2 to `sum` and answers r, the value
+    // range. Scales `image` to 0..1 in place. A flat image (r = 0) adds nothing and is left
+    // as it is, since it has no range to scale by.
+    static float AccumulateFigureOfMerit(const cFloatImagePtr& image, double& sum);
+    // The final division by the largest range squared; a stack without any contrast
+    // scores 0, so that the search still gets a number to compare.
+    static double FinishFigureOfMerit(double sum, float largestRange);
+
+private:
+    double mResult = 0.0;
+    int32_t mWidth = 0, mHeight = 0, mDepth = 0;
+    bool mMemoryPrepared = false;
+    cCountedPtr<cSubvoluming> mSubvoluming;
+    cCountedPtr<cDeconLog> mLog;
+    cSubvolumeLogList mSubvolumeLogs;
+    cCountedPtr<cImageStatistics> mStatistics;
+    cCountedPtr<cInverseFilterDeconAlgorithm> mAlgorithm;
+};
+
+} // namespace Ovidane

@@ -1,0 +1,387 @@
+// Whole restorations through the exported operations, called as a host calls them, on
+// small synthetic bead stacks.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "interface/ovdinf01.h"
+#include "support/BeadStack.h"
+#include "support/TempDir.h"
+
+using namespace OvidaneTest;
+namespace fs = std::filesystem;
+
+namespace {
+
+// Gaussian widths close to a 1.4 NA oil objective's widefield PSF at 520 nm, sampled at
+// 0.1 um in x and y and 0.25 um in z.
+constexpr float kSigmaXY = 1.0f, kSigmaZ = 1.5f;
+
+struct StatusSeen {
+    std::vector<ovdStructInvFilterStatus> reports;
+    int cancelAtSubvolume = 0; // answer "stop" at the first report of this subvolume; 0 never
+    bool cancelAtFirst = false;
+};
+
+uint16_t RecordStatus(ovdStructInvFilterStatus* status, void* user) {
+    auto* seen = static_cast<StatusSeen*>(user);
+    seen->reports.push_back(*status);
+    if (seen->cancelAtFirst ||
+        (seen->cancelAtSubvolume != 0 && status->sSubvolume == seen->cancelAtSubvolume))
+        return 0;
+    return OVD_STATUS_CONTINUE;
+}
+
+struct HostSeen {
+    std::vector<uint32_t> subvolumes, counts;
+    bool cancel = false;
+};
+
+uint16_t HostStatus(void* user, uint32_t /*stage*/, float /*percent*/, uint32_t count,
+                    uint32_t subvolume, float /*minutes*/) {
+    auto* seen = static_cast<HostSeen*>(user);
+    seen->subvolumes.push_back(subvolume);
+    seen->counts.push_back(count);
+    return seen->cancel ? 0 : OVD_STATUS_CONTINUE;
+}
+
+// One host's restoration job: the stack on disk in the pixel type asked for, an empty
+// temporary directory, records that pass every check.
+struct Job {
+    TempDir dir{"ovd-run"};
+    TempDir temp{"ovd-run-temp"};
+    std::string input = dir.File("stack.raw");
+    std::string output = dir.File("restored.raw");
+    std::string psfFile = dir.File("measured-psf.raw");
+    std::string savedPsf = dir.File("saved-psf.raw");
+    std::string tempPath = temp.Path().string();
+    BeadStack stack;
+
+    ovdStructInvFilterImage image{};
+    ovdStructInvFilterPsf psfIn{};
+    ovdStructInvFilterPsf psfOut{};
+    ovdStructInvFilterOpsStd std{};
+    ovdStructInvFilterOpsExp exp{};
+
+    explicit Job(const BeadStack& s, uint32_t dataType = OVD_DATATYPE_UINT16) : stack(s) {
+        ovdSetMessageCallback(nullptr, nullptr); // a quiet host
+        switch (dataType) {
+        case OVD_DATATYPE_UINT8:
+            WriteRawAs<uint8_t>(input, s.v);
+            break;
+        case OVD_DATATYPE_UINT16:
+            WriteRawAs<uint16_t>(input, s.v);
+            break;
+        default:
+            WriteRawAs<float>(input, s.v);
+            break;
+        }
+        image.pszFile = input.c_str();
+        image.nDataType = dataType;
+        image.nModality = OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
+        image.sWidth = int16_t(s.w);
+        image.sHeight = int16_t(s.h);
+        image.sDepth = int16_t(s.d);
+        image.sExtent4 = 1;
+        image.fXSpacing = 0.1f;
+        image.fYSpacing = 0.1f;
+        image.fZSpacing = 0.25f;
+        image.fNumericalAperture = 1.4f;
+        image.fRefractiveIndex = 1.515f;
+        image.fEmissionWavelength = 0.52f;
+        ovdInitStructInvFilterOpsStd(&std);
+        ovdInitStructInvFilterOpsExp(&exp);
+        std.pszOutputFile = output.c_str();
+        std.pszTempDirectory = tempPath.c_str();
+    }
+
+    void MeasuredPsf(int w, int h, int d) {
+        WriteRawAs<float>(psfFile, MakeGaussianPsf(w, h, d, kSigmaXY, kSigmaZ).v);
+        psfIn.pszFile = psfFile.c_str();
+        psfIn.sWidth = int16_t(w);
+        psfIn.sHeight = int16_t(h);
+        psfIn.sDepth = int16_t(d);
+        psfIn.fXSpacing = 0.1f;
+        psfIn.fYSpacing = 0.1f;
+        psfIn.fZSpacing = 0.25f;
+    }
+
+    void SavePsf() {
+        psfOut.pszFile = savedPsf.c_str();
+        psfOut.sWidth = psfOut.sHeight = psfOut.sDepth = -7;
+        psfOut.fXSpacing = -7;
+    }
+
+    ~Job() { ovdSetMessagesToStandardOutput(); }
+
+    uint16_t Restore(StatusSeen* seen = nullptr) {
+        return ovd3dInverseFilter(&image, psfIn.pszFile ? &psfIn : nullptr,
+                                  psfOut.pszFile ? &psfOut : nullptr, &std, &exp,
+                                  seen ? &RecordStatus : nullptr, seen);
+    }
+
+    std::vector<float> Result() const { return ReadFloatFile(output); }
+};
+
+BeadStack SmallBeads(int w = 48, int h = 40, int d = 12) {
+    return MakeBeadStack(w, h, d, GridOfBeads(w, h, d, 16, 6, 4000.0f), kSigmaXY, kSigmaZ, 20.0f);
+}
+
+// How much a bead stands out of its ring at two pixels' distance, summed over the beads:
+// a restoration gathers the light of a blurred bead back towards its centre.
+double Sharpness(const std::vector<float>& v, const BeadStack& geometry) {
+    double ratio = 0;
+    for (const Bead& b : GridOfBeads(geometry.w, geometry.h, geometry.d, 16, 6, 1.0f)) {
+        const int x = int(b.x), y = int(b.y), z = int(b.z);
+        if (x < 2 || y < 2 || x + 2 >= geometry.w || y + 2 >= geometry.h)
+            continue;
+        const float ring = (v[geometry.Index(x - 2, y, z)] + v[geometry.Index(x + 2, y, z)] +
+                            v[geometry.Index(x, y - 2, z)] + v[geometry.Index(x, y + 2, z)]) /
+                           4;
+        ratio += v[geometry.Index(x, y, z)] / std::max(1.0f, std::abs(ring));
+    }
+    return ratio;
+}
+
+bool AllFinite(const std::vector<float>& v) {
+    return std::all_of(v.begin(), v.end(), [](float p) { return std::isfinite(p); });
+}
+
+} // namespace
+
+TEST(RunStages, EightSixteenBitAndFloatInputRestoreAlikeAndLeaveNothingBehind) {
+    const BeadStack beads =
+        MakeBeadStack(48, 40, 12, GridOfBeads(48, 40, 12, 16, 6, 2500.0f), kSigmaXY, kSigmaZ,
+                      10.0f); // every value fits 8 bits
+    ASSERT_LE(beads.Maximum(), 255.0f);
+    std::vector<std::vector<float>> results;
+    for (uint32_t type : {OVD_DATATYPE_UINT8, OVD_DATATYPE_UINT16, OVD_DATATYPE_FLOAT32}) {
+        Job job(beads, type);
+        const std::vector<char> before = ReadBytes(job.input);
+        ASSERT_EQ(job.Restore(), OVD_RESULT_SUCCESS) << "pixel type " << type;
+        results.push_back(job.Result());
+        EXPECT_EQ(ReadBytes(job.input), before) << "the input file is the host's";
+        EXPECT_EQ(job.temp.Count(), 0u) << "temporary files left by pixel type " << type;
+    }
+    ASSERT_EQ(results[0].size(), std::size_t(48 * 40 * 12));
+    EXPECT_TRUE(AllFinite(results[0]));
+    // The conversion is by value, so the three runs restore the same numbers.
+    EXPECT_EQ(results[0], results[1]);
+    EXPECT_EQ(results[1], results[2]);
+    EXPECT_GT(Sharpness(results[2], beads), 1.5 * Sharpness(beads.v, beads));
+}
+
+TEST(RunStages, MeasuredAndComputedPsfBothSharpenAndTheSavedPsfReportsItsFile) {
+    const BeadStack beads = SmallBeads();
+    // A measured PSF, smaller than the stack and saved back: the record receives the saved
+    // file's geometry and the measured spacings.
+    Job measured(beads);
+    measured.MeasuredPsf(16, 16, 9);
+    measured.SavePsf();
+    ASSERT_EQ(measured.Restore(), OVD_RESULT_SUCCESS);
+    EXPECT_GT(Sharpness(measured.Result(), beads), 1.5 * Sharpness(beads.v, beads));
+    const ovdStructInvFilterPsf& saved = measured.psfOut;
+    ASSERT_GT(saved.sWidth, 0);
+    ASSERT_GT(saved.sHeight, 0);
+    ASSERT_GT(saved.sDepth, 0);
+    EXPECT_GE(saved.sWidth, 48); // the PSF of a restoration has the padded stack's size
+    EXPECT_GE(saved.sDepth, 12);
+    EXPECT_EQ(fs::file_size(measured.savedPsf),
+              std::uintmax_t(saved.sWidth) * saved.sHeight * saved.sDepth * 4);
+    EXPECT_FLOAT_EQ(saved.fXSpacing, 0.1f);
+    EXPECT_FLOAT_EQ(saved.fZSpacing, 0.25f);
+    // The saved PSF is stored with its peak in the middle of the volume, summing to 1.
+    const std::vector<float> psf = ReadFloatFile(measured.savedPsf);
+    const auto peak = int(std::max_element(psf.begin(), psf.end()) - psf.begin());
+    const int plane = saved.sWidth * saved.sHeight;
+    EXPECT_NEAR(peak % saved.sWidth, saved.sWidth / 2, 1);
+    EXPECT_NEAR(peak % plane / saved.sWidth, saved.sHeight / 2, 1);
+    EXPECT_NEAR(peak / plane, saved.sDepth / 2, 1);
+    double sum = 0;
+    for (float p : psf)
+        sum += p;
+    EXPECT_NEAR(sum, 1.0, 1e-3);
+    EXPECT_EQ(measured.temp.Count(), 0u);
+
+    // The computed PSF through the argument list: the geometry arrives through places 32
+    // to 34, and spacings of 0 say that no PSF was given.
+    Job computed(beads);
+    int16_t w = -1, h = -1, d = -1;
+    float sx = -1, sy = -1, sz = -1;
+    ASSERT_EQ(DLL_OVD_3DIF(computed.input.c_str(), computed.output.c_str(),
+                           computed.tempPath.c_str(), 48, 40, 12, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f,
+                           0.52f, 0, 0, 0, 10, 6, 10, 1, OVD_ARG_PIXEL_UINT16, 0.0f, OVD_NOISE_LOW,
+                           0, 0, nullptr, 0, 0, 0, 0, 0, 0, computed.savedPsf.c_str(), &w, &h, &d,
+                           &sx, &sy, &sz, nullptr, nullptr),
+              OVD_RESULT_SUCCESS);
+    EXPECT_EQ(w, saved.sWidth); // same stack, same cut
+    EXPECT_EQ(h, saved.sHeight);
+    EXPECT_EQ(d, saved.sDepth);
+    EXPECT_EQ(fs::file_size(computed.savedPsf), std::uintmax_t(w) * h * d * 4);
+    EXPECT_EQ(sx, 0.0f);
+    EXPECT_EQ(sy, 0.0f);
+    EXPECT_EQ(sz, 0.0f);
+    EXPECT_GT(Sharpness(computed.Result(), beads), 1.5 * Sharpness(beads.v, beads));
+    EXPECT_EQ(computed.temp.Count(), 0u);
+}
+
+TEST(RunStages, BrightfieldKeepsDarkStructuresDark) {
+    // Transmitted light: absorbing beads are dips in a bright field. The run turns the
+    // stack around for the filter and back again before it writes the output.
+    BeadStack beads = SmallBeads();
+    const float top = beads.Maximum() + 200.0f;
+    for (float& p : beads.v)
+        p = top - p;
+    Job job(beads);
+    job.image.nModality = OVD_MODALITY_TL_BRIGHTFIELD;
+    ASSERT_EQ(job.Restore(), OVD_RESULT_SUCCESS);
+    const std::vector<float> result = job.Result();
+    ASSERT_EQ(result.size(), beads.v.size());
+    EXPECT_TRUE(AllFinite(result));
+    std::vector<float> sorted = result;
+    std::nth_element(sorted.begin(), sorted.begin() + std::ptrdiff_t(sorted.size() / 2),
+                     sorted.end());
+    const float median = sorted[sorted.size() / 2];
+    int darker = 0, total = 0;
+    for (const Bead& b : GridOfBeads(48, 40, 12, 16, 6, 1.0f)) {
+        ++total;
+        darker += result[beads.Index(int(b.x), int(b.y), int(b.z))] < median ? 1 : 0;
+    }
+    EXPECT_EQ(darker, total);
+    EXPECT_EQ(job.temp.Count(), 0u);
+}
+
+TEST(RunStages, SingleSliceStackRestoresInTwoDimensions) {
+    const BeadStack beads =
+        MakeBeadStack(64, 48, 1, GridOfBeads(64, 48, 1, 16, 1, 1500.0f), kSigmaXY, kSigmaZ, 20.0f);
+    Job job(beads, OVD_DATATYPE_FLOAT32);
+    job.SavePsf();
+    ASSERT_EQ(job.Restore(), OVD_RESULT_SUCCESS);
+    const std::vector<float> result = job.Result();
+    ASSERT_EQ(result.size(), std::size_t(64 * 48));
+    EXPECT_TRUE(AllFinite(result));
+    EXPECT_GT(Sharpness(result, beads), Sharpness(beads.v, beads));
+    EXPECT_EQ(job.psfOut.sDepth, 1);
+    EXPECT_EQ(fs::file_size(job.savedPsf),
+              std::uintmax_t(job.psfOut.sWidth) * job.psfOut.sHeight * 4);
+    EXPECT_EQ(job.temp.Count(), 0u);
+}
+
+namespace {
+
+// A stack large enough in x and y that a budget of a few megabytes cuts it into 3 by 3
+// subvolumes, while the machine's memory restores it in one piece.
+BeadStack SeamBeads() {
+    return MakeBeadStack(160, 160, 8, GridOfBeads(160, 160, 8, 20, 4, 4000.0f), kSigmaXY, kSigmaZ,
+                         100.0f);
+}
+
+constexpr int64_t kCuttingBudget = 2300000;
+
+} // namespace
+
+TEST(RunStages, CutRestorationMatchesTheUncutOneAwayFromTheFaces) {
+    const BeadStack beads = SeamBeads();
+    // The filter itself acts locally, so cutting must not change what it gives away from the
+    // seams' guard bands. The non-negativity step does not: it lifts and rescales each
+    // restored subvolume as a whole, by a pedestal of its own. A phase object leaves that
+    // step out, and the measured PSF matches the blur, so what remains to compare is the
+    // cut, the periodic padding and the blending.
+    Job whole(beads);
+    whole.std.bPhaseObject = 1;
+    whole.MeasuredPsf(16, 16, 9);
+    StatusSeen wholeSeen;
+    ASSERT_EQ(whole.Restore(&wholeSeen), OVD_RESULT_SUCCESS);
+    ASSERT_FALSE(wholeSeen.reports.empty());
+    EXPECT_EQ(wholeSeen.reports.back().sSubvolumeCount, 1);
+
+    Job cut(beads);
+    cut.std.bPhaseObject = 1;
+    cut.MeasuredPsf(16, 16, 9);
+    StatusSeen cutSeen;
+    ovdSetMemoryBudget(kCuttingBudget);
+    const uint16_t code = cut.Restore(&cutSeen);
+    ovdSetMemoryBudget(0);
+    ASSERT_EQ(code, OVD_RESULT_SUCCESS);
+
+    // Status reports name each subvolume, from 1 to the count, in order.
+    ASSERT_FALSE(cutSeen.reports.empty());
+    const int count = cutSeen.reports.front().sSubvolumeCount;
+    EXPECT_GE(count, 9);
+    int last = 1;
+    std::vector<bool> named(std::size_t(count) + 1, false);
+    for (const ovdStructInvFilterStatus& s : cutSeen.reports) {
+        EXPECT_EQ(s.sSubvolumeCount, count);
+        EXPECT_GE(s.sSubvolume, last);
+        last = s.sSubvolume;
+        named[std::size_t(s.sSubvolume)] = true;
+    }
+    EXPECT_EQ(std::count(named.begin() + 1, named.end(), true), count);
+
+    // Away from the outer faces, where the two cuts see the same neighbourhood, the seams
+    // must not show: less than 1% of the restored range.
+    const std::vector<float> a = whole.Result(), b = cut.Result();
+    ASSERT_EQ(a.size(), beads.v.size());
+    ASSERT_EQ(b.size(), beads.v.size());
+    const auto [lo, hi] = std::minmax_element(a.begin(), a.end());
+    const float range = *hi - *lo;
+    constexpr int kMargin = 10; // the guard band
+    float worst = 0;
+    for (int z = 0; z < beads.d; ++z)
+        for (int y = kMargin; y < beads.h - kMargin; ++y)
+            for (int x = kMargin; x < beads.w - kMargin; ++x)
+                worst =
+                    std::max(worst, std::abs(a[beads.Index(x, y, z)] - b[beads.Index(x, y, z)]));
+    std::printf("seam deviation: %.4f%% of the range (%d subvolumes)\n", 100.0 * worst / range,
+                count);
+    EXPECT_LT(worst, 0.01f * range);
+    EXPECT_EQ(cut.temp.Count(), 0u);
+}
+
+TEST(RunStages, CancelFromTheCallbackEndsWithOneAndCleansUp) {
+    const BeadStack beads = SeamBeads();
+    // Cancelled at the very first report.
+    Job first(beads);
+    first.SavePsf();
+    StatusSeen atFirst;
+    atFirst.cancelAtFirst = true;
+    EXPECT_EQ(first.Restore(&atFirst), OVD_RESULT_RUN_FAILED);
+    EXPECT_EQ(atFirst.reports.size(), 1u);
+    EXPECT_EQ(first.psfOut.sWidth, -7) << "the PSF record is written on success only";
+    EXPECT_EQ(first.temp.Count(), 0u);
+
+    // Cancelled in the middle of a cut run, through the argument-list form's callback.
+    Job middle(beads);
+    HostSeen host;
+    int16_t w = -1, h = -1, d = -1;
+    float sx = -1, sy = -1, sz = -1;
+    ovdSetMemoryBudget(kCuttingBudget);
+    // The host says stop once it has heard of the second subvolume.
+    struct Stopper {
+        static uint16_t Call(void* user, uint32_t stage, float percent, uint32_t count,
+                             uint32_t subvolume, float minutes) {
+            auto* seen = static_cast<HostSeen*>(user);
+            seen->cancel = subvolume >= 2;
+            return HostStatus(user, stage, percent, count, subvolume, minutes);
+        }
+    };
+    const uint16_t code =
+        DLL_OVD_3DIF(middle.input.c_str(), middle.output.c_str(), middle.tempPath.c_str(), 160, 160,
+                     8, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0, 0, 10, 6, 10, 1,
+                     OVD_ARG_PIXEL_UINT16, 0.0f, OVD_NOISE_LOW, 0, 0, nullptr, 0, 0, 0, 0, 0, 0,
+                     middle.savedPsf.c_str(), &w, &h, &d, &sx, &sy, &sz, &Stopper::Call, &host);
+    ovdSetMemoryBudget(0);
+    EXPECT_EQ(code, OVD_RESULT_RUN_FAILED);
+    ASSERT_FALSE(host.subvolumes.empty());
+    EXPECT_EQ(host.subvolumes.back(), 2u);
+    EXPECT_GE(host.counts.back(), 9u);
+    EXPECT_EQ(w, -1);
+    EXPECT_EQ(sx, -1.0f);
+    EXPECT_EQ(middle.temp.Count(), 0u);
+    EXPECT_FALSE(fs::exists(middle.savedPsf));
+}

@@ -1,0 +1,212 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "core/DeconKeys.h"
+#include "core/cDeconLog.h"
+#include "core/cMessageSink.h"
+#include "image/cOvdImage.h"
+#include "largevolume/SubvolumeMemoryBudget.h"
+#include "largevolume/cLargeVolumeInverseFilterDeconAlgorithm.h"
+#include "support/BeadStack.h"
+#include "support/TempDir.h"
+
+using namespace Ovidane;
+using namespace OvidaneTest;
+namespace fs = std::filesystem;
+
+namespace {
+
+cFloatImagePtr ImageOf(const std::vector<float>& values) {
+    cFloatImagePtr image(new cOvdImage<float>(cImageDimensions{uint32_t(values.size()), 1, 1},
+                                              Contiguous3D, "test"));
+    std::copy(values.begin(), values.end(), image->GetPixelPointer(0, 0, 0));
+    return image;
+}
+
+// The score of a set of restored subvolumes, worked out directly from their pixels.
+double ExpectedFigureOfMerit(const std::vector<std::vector<float>>& subvolumes) {
+    double sum = 0, largest = 0;
+    for (const std::vector<float>& v : subvolumes) {
+        const auto [lo, hi] = std::minmax_element(v.begin(), v.end());
+        const double range = double(*hi - *lo);
+        if (range == 0)
+            continue;
+        double scaled = 0;
+        for (float p : v)
+            scaled += (p - *lo) / range;
+        sum += scaled * range * range;
+        largest = std::max(largest, range);
+    }
+    return largest == 0 ? 0 : sum / (largest * largest);
+}
+
+// The search's log of a whole stack: what the aberration detector fills, everything else
+// left at 0 (automatic noise level, no background method, computed PSF).
+cCountedPtr<cDeconLog> SearchLog(const std::string& stackFile, const std::string& tempDir,
+                                 const BeadStack& s) {
+    cCountedPtr<cDeconLog> log(new cDeconLog());
+    cDeconParameter& p = log->GetParameters();
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, s.w);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT, s.h);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_DEPTH, s.d);
+    p.SetReal(DEC_RPARAMS_NUMERICAL_APERTURE, 1.4f);
+    p.SetReal(DEC_RPARAMS_REFRACTION_INDEX, 1.515f);
+    p.SetReal(DEC_RPARAMS_EMISSION_WAVELENGTH, 0.52f);
+    p.SetReal(DEC_RPARAMS_X_SPACING, 0.1f);
+    p.SetReal(DEC_RPARAMS_Y_SPACING, 0.1f);
+    p.SetReal(DEC_RPARAMS_Z_SPACING, 0.25f);
+    p.SetInt(DEC_IPARAMS_BINFACTOR, 1);
+    p.SetInt(DEC_IPARAMS_SUBPIXEL_XY_FACTOR, 1);
+    p.SetInt(DEC_IPARAMS_SUBPIXEL_Z_FACTOR, 1);
+    p.SetFlag(DEC_FPARAMS_SUBVOLUME_METHOD, DEC_FLAG_SVM_DYNAMIC);
+    p.SetBool(DEC_BPARAMS_IS_2D, s.d == 1);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_XYGUARDBAND, 10);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_ZGUARDBAND, 6);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_OVERLAP, 10);
+    p.SetBool(DEC_BPARAMS_SUBVOLUME_XYMONTAGE, true);
+    p.SetBool(DEC_BPARAMS_INTENSITY_CORRECTION, true);
+    p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, GetSubvolumeMemoryBudget(1));
+    p.SetFlag(DEC_FPARAMS_INITIAL_IMAGE_SOURCE, DEC_FLAG_IIS_VOLUME);
+    p.SetString(DEC_SPARAMS_ORIGINAL_FILE, stackFile);
+    p.SetFlag(DEC_FPARAMS_DATATYPE, DEC_FLAG_DTF_FLOAT_32BIT);
+    p.SetString(DEC_SPARAMS_TEMP_DIRECTORY, tempDir);
+    p.SetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE, false);
+    return log;
+}
+
+struct Search {
+    TempDir dir{"ovd-lvif"};
+    TempDir temp{"ovd-lvif-temp"};
+    BeadStack stack =
+        MakeBeadStack(160, 160, 8, GridOfBeads(160, 160, 8, 20, 4, 4000.0f), 1.0f, 1.5f, 100.0f, 7);
+    std::string stackFile = dir.File("stack.raw");
+    cCountedPtr<cDeconLog> log;
+
+    Search() {
+        cMessageSink::Silence(); // the restorations' reports are not what is tested here
+        WriteRawAs<float>(stackFile, stack.v);
+        log = SearchLog(stackFile, temp.Path().string(), stack);
+    }
+
+    ~Search() { cMessageSink::ToStandardOutput(); }
+
+    // The score from the result files that the latest evaluation left.
+    static double ScoreOfResultFiles(const cLargeVolumeInverseFilterDeconAlgorithm& a) {
+        std::vector<std::vector<float>> results;
+        for (const cCountedPtr<cDeconLog>& l : *a.GetSubvolumeLogs())
+            results.push_back(
+                ReadFloatFile(l->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE)));
+        return ExpectedFigureOfMerit(results);
+    }
+};
+
+} // namespace
+
+TEST(LargeVolumeInverseFilter, FigureOfMeritWeighsEachSubvolumeByItsSquaredRange) {
+    const std::vector<std::vector<float>> parts = {
+        {0.0f, 1.0f, 4.0f, 2.0f}, {-3.0f, 5.0f, 5.0f, 1.0f, 0.5f}, {7.0f, 7.0f, 7.0f}};
+    double sum = 0;
+    float largest = 0;
+    std::vector<float> ranges;
+    for (const std::vector<float>& part : parts) {
+        cFloatImagePtr image = ImageOf(part);
+        const float range =
+            cLargeVolumeInverseFilterDeconAlgorithm::AccumulateFigureOfMerit(image, sum);
+        ranges.push_back(range);
+        largest = std::max(largest, range);
+        if (range > 0) { // scaled to 0..1 in place
+            const float* p = image->GetPixelPointer(0, 0, 0);
+            EXPECT_EQ(*std::min_element(p, p + part.size()), 0.0f);
+            EXPECT_EQ(*std::max_element(p, p + part.size()), 1.0f);
+        }
+    }
+    EXPECT_EQ(ranges, (std::vector<float>{4.0f, 8.0f, 0.0f})); // a flat part has no range
+    EXPECT_NEAR(cLargeVolumeInverseFilterDeconAlgorithm::FinishFigureOfMerit(sum, largest),
+                ExpectedFigureOfMerit(parts), 1e-12);
+    // (1.75 * 16 + 2.9375 * 64) / 64: the part with half the range counts a quarter.
+    EXPECT_NEAR(ExpectedFigureOfMerit(parts), 3.375, 1e-12);
+
+    // A stack without contrast still scores a number the search can compare.
+    double flat = 0;
+    cFloatImagePtr still = ImageOf({2.0f, 2.0f});
+    EXPECT_EQ(cLargeVolumeInverseFilterDeconAlgorithm::AccumulateFigureOfMerit(still, flat), 0.0f);
+    EXPECT_EQ(cLargeVolumeInverseFilterDeconAlgorithm::FinishFigureOfMerit(flat, 0.0f), 0.0);
+}
+
+TEST(LargeVolumeInverseFilter, EvaluationsRestoreEverySubvolumeOfOneCutAtTheLogsAberration) {
+    Search search;
+    // A budget that cuts the 160 x 160 stack into 3 x 3.
+    search.log->GetParameters().SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, 287500);
+    cCountedPtr<cLargeVolumeInverseFilterDeconAlgorithm> algorithm(
+        new cLargeVolumeInverseFilterDeconAlgorithm(search.log));
+    ASSERT_EQ(algorithm->Prepare(), 0);
+    const std::size_t count = algorithm->GetSubvolumeLogs()->size();
+    EXPECT_EQ(count, 9u);
+    std::vector<std::string> inputs;
+    for (const cCountedPtr<cDeconLog>& l : *algorithm->GetSubvolumeLogs())
+        inputs.push_back(l->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE));
+
+    cDeconParameter& p = search.log->GetParameters();
+    p.SetReal(DEC_RPARAMS_SPHERICAL_ABERRATION, 0.0f);
+    ASSERT_EQ(algorithm->Evaluate(), 0);
+    const double atZero = algorithm->GetResult();
+    EXPECT_GT(atZero, 0.0);
+    EXPECT_NEAR(atZero, Search::ScoreOfResultFiles(*algorithm), 1e-5 * atZero);
+    // The inputs stay for the next evaluation; each subvolume ran at the log's aberration.
+    for (const std::string& input : inputs)
+        EXPECT_TRUE(fs::exists(input)) << input;
+
+    p.SetReal(DEC_RPARAMS_SPHERICAL_ABERRATION, 4.0f);
+    ASSERT_EQ(algorithm->Evaluate(), 0);
+    const double atFour = algorithm->GetResult();
+    EXPECT_NEAR(atFour, Search::ScoreOfResultFiles(*algorithm), 1e-5 * atFour);
+    EXPECT_NE(atFour, atZero);
+    for (const cCountedPtr<cDeconLog>& l : *algorithm->GetSubvolumeLogs())
+        EXPECT_EQ(l->GetParameters().GetReal(DEC_RPARAMS_SPHERICAL_ABERRATION), 4.0f);
+
+    p.SetReal(DEC_RPARAMS_SPHERICAL_ABERRATION, 0.0f);
+    ASSERT_EQ(algorithm->Evaluate(), 0);
+    EXPECT_EQ(algorithm->GetResult(), atZero) << "the same pixels restore to the same score";
+
+    // Going, the object takes every file of the cut with it.
+    algorithm = nullptr;
+    EXPECT_EQ(search.temp.Count(), 0u);
+    EXPECT_TRUE(fs::exists(search.stackFile));
+}
+
+TEST(LargeVolumeInverseFilter, StackInOnePieceScoresItsScaledSumAndBlendsToTheOutput) {
+    Search search;
+    search.log->GetParameters().SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE,
+                                          search.dir.File("out.raw"));
+    cLargeVolumeInverseFilterDeconAlgorithm algorithm(search.log);
+    ASSERT_EQ(algorithm.Prepare(), 0);
+    ASSERT_EQ(algorithm.GetSubvolumeLogs()->size(), 1u);
+    ASSERT_EQ(algorithm.Evaluate(), 0);
+    // One subvolume: its range cancels, the score is the sum of its pixels scaled to 0..1.
+    const std::vector<float> restored =
+        ReadFloatFile((*algorithm.GetSubvolumeLogs())[0]->GetParameters().GetString(
+            DEC_SPARAMS_OUTPUT_IMAGE_FILE));
+    const auto [lo, hi] = std::minmax_element(restored.begin(), restored.end());
+    double scaled = 0;
+    for (float v : restored)
+        scaled += (v - *lo) / double(*hi - *lo);
+    EXPECT_NEAR(algorithm.GetResult(), scaled, 1e-5 * scaled);
+
+    // A second cut replaces the first one's files.
+    const std::string firstInput =
+        (*algorithm.GetSubvolumeLogs())[0]->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE);
+    ASSERT_EQ(algorithm.Prepare(), 0);
+    EXPECT_FALSE(fs::exists(firstInput));
+    ASSERT_EQ(algorithm.Evaluate(), 0);
+    EXPECT_NEAR(algorithm.GetResult(), scaled, 1e-5 * scaled);
+
+    EXPECT_EQ(algorithm.Blend(), 0);
+    EXPECT_EQ(fs::file_size(search.dir.File("out.raw")), search.stack.v.size() * 4);
+    algorithm.CleanUp();
+    EXPECT_EQ(search.temp.Count(), 0u);
+}
