@@ -5,6 +5,7 @@
 #include "core/DeconKeys.h"
 #include "core/cException.h"
 #include "interface/cBrentMinimizer.h"
+#include "interface/cLargeVolumeFigureOfMerit.h"
 #include "interface/cMinimumBracketing.h"
 
 namespace Ovidane {
@@ -28,8 +29,8 @@ void cSADetectorWithBrent::SetStatusCallback(ovdStatusCallback callback, void* u
 }
 
 cCountedPtr<cAberrationFigureOfMerit>
-cSADetectorWithBrent::MakeFigureOfMerit(cCountedPtr<cDeconLog>) {
-    return {};
+cSADetectorWithBrent::MakeFigureOfMerit(cCountedPtr<cDeconLog> log) {
+    return new cLargeVolumeFigureOfMerit(log);
 }
 
 uint16_t cSADetectorWithBrent::Detect(float lower, float upper) {

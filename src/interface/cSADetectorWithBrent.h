@@ -36,8 +36,8 @@ public:
     double GetUpperLimit() const { return upperLimit; }
 
 protected:
-    // The restoration that scores a candidate, made on the shared log. Empty when this
-    // build has no such restoration.
+    // The restoration that scores a candidate, made on the shared log: the large-volume
+    // inverse filter. Tests put a function of their own in its place.
     virtual cCountedPtr<cAberrationFigureOfMerit> MakeFigureOfMerit(cCountedPtr<cDeconLog> log);
 
 private:

@@ -70,6 +70,16 @@ bool BringInputToFloat(const ovdDetectArguments& a, cDeconParameter& p) {
 } // namespace
 
 uint16_t ovdDetectSphericalAberration(const ovdDetectArguments& a, float* result) {
+    // The converted copy serves this search only: it goes when the search ends, however it
+    // ends, rather than waiting in the host's directory for the library to be unloaded.
+    struct RemoveConvertedCopy {
+        const std::string& name;
+        ~RemoveConvertedCopy() {
+            if (!name.empty())
+                std::remove(name.c_str());
+        }
+    } removeConvertedCopy{a.convertedFile};
+
     cCountedPtr<cDeconLog> log = MakeSearchLog(a);
     cDeconParameter& p = log->GetParameters();
     if (!BringInputToFloat(a, p))

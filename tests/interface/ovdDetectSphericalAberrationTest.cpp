@@ -22,6 +22,8 @@ struct DetectCall {
     uint16_t reservedFlag = 0;
     float estimate = -99.0f;
     float* result = &estimate;
+    ovdHostStatusCallback callback = nullptr;
+    void* userData = nullptr;
 
     explicit DetectCall(std::size_t bytes = 16 * 16 * 4 * 2) {
         std::vector<char> data(bytes, 1);
@@ -31,7 +33,7 @@ struct DetectCall {
     uint16_t Call() {
         return ovd3dInverseFilterDetectSA(
             input.c_str(), tempDirectory, 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0,
-            0, 4, 2, 4, 1, pixelType, lower, upper, result, 0, 0, reservedFlag, nullptr, nullptr);
+            0, 4, 2, 4, 1, pixelType, lower, upper, result, 0, 0, reservedFlag, callback, userData);
     }
 };
 
@@ -76,4 +78,64 @@ TEST(ovdDetectSphericalAberrationTest, ShortInputFailsConversionWithoutLeavingAC
     EXPECT_EQ(call.Call(), OVD_RESULT_CONVERSION_FAILED);
     EXPECT_EQ(call.temp.Count(), 0u);
     EXPECT_EQ(call.estimate, -99.0f);
+}
+
+namespace {
+
+// A host that records the progress it is told and answers stop at a chosen report.
+struct SearchHost {
+    std::vector<std::pair<float, uint32_t>> reports; // percent, evaluation
+    std::size_t stopAt = 0;
+
+    static uint16_t OVD_CALL Report(void* self, uint32_t, float percent, uint32_t count,
+                                    uint32_t, float) {
+        auto* host = static_cast<SearchHost*>(self);
+        host->reports.emplace_back(percent, count);
+        return host->reports.size() == host->stopAt ? 0 : OVD_STATUS_CONTINUE;
+    }
+};
+
+// A float stack with one bright bead on a flat background.
+void WriteBeadStack(const std::string& name) {
+    std::vector<float> voxels(16 * 16 * 4, 100.0f);
+    voxels[(2 * 16 + 8) * 16 + 8] = 600.0f;
+    voxels[(2 * 16 + 8) * 16 + 7] = 300.0f;
+    voxels[(1 * 16 + 8) * 16 + 8] = 300.0f;
+    std::ofstream(name, std::ios::binary)
+        .write(reinterpret_cast<const char*>(voxels.data()),
+               std::streamsize(voxels.size() * sizeof(float)));
+}
+
+} // namespace
+
+TEST(ovdDetectSphericalAberrationTest, SearchReportsEachEvaluationAndLeavesNothingBehind) {
+    DetectCall call;
+    WriteBeadStack(call.input);
+    const auto before = std::filesystem::file_size(call.input);
+    call.pixelType = OVD_ARG_PIXEL_FLOAT32;
+    SearchHost host;
+    call.callback = &SearchHost::Report;
+    call.userData = &host;
+    ASSERT_EQ(call.Call(), OVD_RESULT_SUCCESS);
+    EXPECT_GE(call.estimate, call.lower);
+    EXPECT_LE(call.estimate, call.upper);
+    // The scan alone takes 11 evaluations; each reports once, counting from 1 in twentieths.
+    ASSERT_GE(host.reports.size(), 11u);
+    EXPECT_FLOAT_EQ(host.reports[0].first, 5.0f);
+    EXPECT_EQ(host.reports[0].second, 1u);
+    EXPECT_FLOAT_EQ(host.reports[11 - 1].first, 55.0f);
+    EXPECT_EQ(call.temp.Count(), 0u);
+    EXPECT_EQ(std::filesystem::file_size(call.input), before);
+
+    // A stop during the scan ends the search with 1 and no estimate, and the cut goes too.
+    DetectCall cancelled;
+    WriteBeadStack(cancelled.input);
+    SearchHost stopping;
+    stopping.stopAt = 3;
+    cancelled.callback = &SearchHost::Report;
+    cancelled.userData = &stopping;
+    EXPECT_EQ(cancelled.Call(), OVD_RESULT_RUN_FAILED);
+    EXPECT_EQ(stopping.reports.size(), 3u);
+    EXPECT_EQ(cancelled.estimate, 0.0f);
+    EXPECT_EQ(cancelled.temp.Count(), 0u);
 }

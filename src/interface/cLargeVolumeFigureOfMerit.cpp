@@ -1,0 +1,19 @@
+#include "interface/cLargeVolumeFigureOfMerit.h"
+
+#include "largevolume/cLargeVolumeInverseFilterDeconAlgorithm.h"
+
+namespace Ovidane {
+
+cLargeVolumeFigureOfMerit::cLargeVolumeFigureOfMerit(cCountedPtr<cDeconLog> log)
+    : mAlgorithm(new cLargeVolumeInverseFilterDeconAlgorithm(std::move(log))) {}
+
+// Releasing the algorithm deletes the files of the cut.
+cLargeVolumeFigureOfMerit::~cLargeVolumeFigureOfMerit() = default;
+
+int32_t cLargeVolumeFigureOfMerit::Prepare() { return mAlgorithm->Prepare(); }
+
+int32_t cLargeVolumeFigureOfMerit::Evaluate() { return mAlgorithm->Evaluate(); }
+
+double cLargeVolumeFigureOfMerit::GetResult() const { return mAlgorithm->GetResult(); }
+
+} // namespace Ovidane
