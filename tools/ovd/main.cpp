@@ -33,6 +33,12 @@ struct CutOptions {
     int guardXY = 10, guardZ = 6, overlap = 10;
 };
 
+// What a run may use of the machine; 0 leaves the library's own choice.
+struct ResourceOptions {
+    int threads = 0;
+    double memoryBudgetMB = 0.0;
+};
+
 struct MessageOptions {
     std::string logFile;
     bool verbose = false;
@@ -60,6 +66,20 @@ void AddCutOptions(CLI::App* command, CutOptions& cut) {
     command->add_option("--guard-xy", cut.guardXY, "guard band in x and y, pixels (0-100)")->capture_default_str();
     command->add_option("--guard-z", cut.guardZ, "guard band in z, slices (0-100)")->capture_default_str();
     command->add_option("--overlap", cut.overlap, "overlap of subvolumes, pixels (0-300)")->capture_default_str();
+}
+
+void AddResourceOptions(CLI::App* command, ResourceOptions& resources) {
+    command->add_option("--threads", resources.threads, "worker threads (default: all processors)")
+        ->check(CLI::NonNegativeNumber);
+    command->add_option("--memory-budget", resources.memoryBudgetMB,
+                        "memory the run may plan with, MB; smaller budgets cut the stack into more pieces")
+        ->check(CLI::NonNegativeNumber);
+}
+
+void ApplyResources(const ResourceOptions& resources) {
+    if (resources.threads > 0)
+        ovdSetWorkerThreads(resources.threads);
+    ovdSetMemoryBudget(int64_t(resources.memoryBudgetMB * 1024.0 * 1024.0));
 }
 
 void AddMessageOptions(CLI::App* command, MessageOptions& messages) {
@@ -149,11 +169,13 @@ struct RestoreOptions {
     InputOptions inputOptions, psfOptions;
     OpticsOptions optics;
     CutOptions cut;
+    ResourceOptions resources;
     MessageOptions messages;
 };
 
 int RunRestore(const RestoreOptions& o) {
     auto log = RouteMessages(o.messages);
+    ApplyResources(o.resources);
     PrivateTempDir temp(o.tempDir);
     const InputStack input = OpenInput(o.input, o.inputOptions, temp, "input");
     const bool tiffOut = HasTiffExtension(o.output);
@@ -231,12 +253,14 @@ struct DetectOptions {
     InputOptions inputOptions;
     OpticsOptions optics;
     CutOptions cut;
+    ResourceOptions resources;
     MessageOptions messages;
     float lower = -10.0f, upper = 10.0f;
 };
 
 int RunDetect(const DetectOptions& o) {
     auto log = RouteMessages(o.messages);
+    ApplyResources(o.resources);
     PrivateTempDir temp(o.tempDir);
     const InputStack input = OpenInput(o.input, o.inputOptions, temp, "input");
     const std::string libraryTemp = temp.File("work");
@@ -309,6 +333,7 @@ int main(int argc, char** argv) {
     restoreCommand->add_option("--psf-spacing", restore.psfOptions.spacing, "PSF spacing x,y,z in micrometres");
     restoreCommand->add_option("--save-psf", restore.savePsf, "write the PSF used (TIFF or raw float)");
     restoreCommand->add_option("--temp-dir", restore.tempDir, "where temporary files go (default: system temp)");
+    AddResourceOptions(restoreCommand, restore.resources);
     AddMessageOptions(restoreCommand, restore.messages);
 
     DetectOptions detect;
@@ -320,6 +345,7 @@ int main(int argc, char** argv) {
     detectCommand->add_option("--min", detect.lower, "lower limit of the estimate")->capture_default_str();
     detectCommand->add_option("--max", detect.upper, "upper limit of the estimate")->capture_default_str();
     detectCommand->add_option("--temp-dir", detect.tempDir, "where temporary files go (default: system temp)");
+    AddResourceOptions(detectCommand, detect.resources);
     AddMessageOptions(detectCommand, detect.messages);
 
     PsfOptions psf;

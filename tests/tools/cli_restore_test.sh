@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# Whole runs through the command-line tool: raw and TIFF in and out, the saved PSF, the
+# aberration estimate, and Ctrl-C during a long run. Nothing may stay in the temporary
+# directory afterwards.
+set -u
+ovd="$1"
+work=$(mktemp -d)
+export TMPDIR="$work/tmp"
+mkdir "$TMPDIR"
+trap 'rm -rf "$work"' EXIT
+failures=0
+fail() { echo "FAIL: $*"; failures=$((failures+1)); }
+size_is() { # size_is <file> <bytes>
+  [ -f "$1" ] && [ "$(stat -c %s "$1")" -eq "$2" ] || fail "$1 should have $2 bytes"
+}
+optics=(--na 1.3 --ri 1.515 --wavelength 0.52)
+
+# A 16-bit stack of 64x64x16: background with a few bright voxels.
+awk 'BEGIN { srand(3); for (i = 0; i < 64*64*16; i++) { v = 100 + int(rand()*10);
+  if (i % 4099 == 0) v += 400; printf "%c%c", v % 256, int(v / 256) } }' LC_ALL=C > "$work/stack.raw"
+size_is "$work/stack.raw" $((64*64*16*2))
+raw=("$work/stack.raw" --size 64x64x16 --type u16 --spacing 0.1,0.1,0.25)
+
+"$ovd" restore "${raw[@]:0:1}" "$work/restored.raw" "${raw[@]:1}" "${optics[@]}" \
+  --save-psf "$work/psf.raw" || fail "raw restore exited $?"
+size_is "$work/restored.raw" $((64*64*16*4))
+[ -s "$work/psf.raw" ] || fail "no saved PSF"
+
+estimate=$("$ovd" detect-sa "${raw[@]}" "${optics[@]}") || fail "detect-sa exited $?"
+[[ "$estimate" =~ ^-?[0-9]+(\.[0-9]+)?$ ]] || fail "detect-sa printed '$estimate', not a number"
+
+# TIFF both ways: the PSF written as TIFF carries its spacing, so the restore needs none,
+# and the restored TIFF reads back with the same size.
+"$ovd" psf "$work/psf.tif" --size 32x32x16 --spacing 0.1,0.1,0.25 "${optics[@]}" || fail "psf exited $?"
+"$ovd" restore "$work/psf.tif" "$work/restored.tif" "${optics[@]}" || fail "TIFF restore exited $?"
+"$ovd" restore "$work/restored.tif" "$work/again.raw" "${optics[@]}" || fail "float TIFF re-read exited $?"
+size_is "$work/again.raw" $((32*32*16*4))
+
+# Ctrl-C once the run has started (its private directory exists): exit 130, no output,
+# nothing left in the temporary directory. A small budget cuts the stack into many pieces.
+"$ovd" restore "${raw[@]:0:1}" "$work/cancelled.raw" "${raw[@]:1}" "${optics[@]}" \
+  --memory-budget 1 &
+run=$!
+for _ in $(seq 200); do
+  [ -n "$(ls -A "$TMPDIR")" ] && break
+  sleep 0.01
+done
+kill -INT $run 2>/dev/null
+wait $run
+status=$?
+if [ "$status" -ne 130 ] && [ "$status" -ne 0 ]; then fail "Ctrl-C gave status $status"; fi
+[ "$status" -ne 130 ] || [ ! -e "$work/cancelled.raw" ] || fail "a cancelled run left its output"
+
+[ -z "$(ls -A "$TMPDIR")" ] || fail "temporary files left: $(ls -A "$TMPDIR")"
+exit $((failures > 0))
