@@ -8,6 +8,13 @@
 namespace Ovidane {
 namespace {
 std::atomic<int64_t> gRunMemoryBudget{0};
+
+// A host's limit is a promise about resident memory, so it is shared by what a restoration
+// really holds at its peak, not by the images it plans with: image, PSF, result, the
+// transform's half spectra, the regularisation's spectra and the pool's spare regions come
+// to about 13 images of the padded size (measured on 400x400x80 subvolumes); 16 leaves room
+// for the slices of the passes around the cut.
+constexpr uint32_t kHostLimitImages = 16;
 } // namespace
 
 uint32_t SubvolumeWorkingImageCount(int mode) {
@@ -46,7 +53,8 @@ int64_t GetSubvolumeMemoryBudget(int mode) {
     // The host's limit is the whole run's: nothing is held back for the system, since the
     // host has already decided what the run may have. At least one byte, so that the
     // dynamic cut never mistakes the share for "work it out".
-    return std::max<int64_t>(1, std::min(limit / workingImages, machine));
+    const int64_t share = limit / std::max(workingImages, kHostLimitImages);
+    return std::max<int64_t>(1, std::min(share, machine));
 }
 
 void SetRunMemoryBudget(int64_t bytes) {

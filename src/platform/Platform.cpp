@@ -51,6 +51,13 @@ int64_t ProcessClockMilliseconds() {
     return static_cast<int64_t>((MonotonicNanoseconds() - gLoadTime) / 1000000);
 }
 
+int64_t PeakResidentBytes() {
+    rusage usage{};
+    if (::getrusage(RUSAGE_SELF, &usage) != 0)
+        return -1;
+    return int64_t(usage.ru_maxrss) * 1024; // reported in kilobytes
+}
+
 int ProcessorCount() {
     const long n = ::sysconf(_SC_NPROCESSORS_ONLN);
     return n > 0 ? static_cast<int>(n) : 1;

@@ -29,6 +29,9 @@ uint64_t MonotonicNanoseconds();
 // timing lines and time-left estimates; processor time would count every worker thread.
 int64_t ProcessClockMilliseconds();
 
+// The most physical memory this process has held at once so far, in bytes.
+int64_t PeakResidentBytes();
+
 // Number of processors available to this process.
 int ProcessorCount();
 

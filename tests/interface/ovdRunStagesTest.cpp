@@ -281,7 +281,7 @@ BeadStack SeamBeads() {
                          100.0f);
 }
 
-constexpr int64_t kCuttingBudget = 2300000;
+constexpr int64_t kCuttingBudget = 4600000;
 
 } // namespace
 

@@ -1,0 +1,223 @@
+// Whole runs through the exported operations, as a host makes them.
+//
+//   LargeStackUnderBudget  a 1024 x 1024 x 64 16-bit stack restored under a memory budget
+//                          that cuts it into several subvolumes: wall time, peak resident
+//                          memory against the budget, and the ratio of the run's time to one
+//                          bare forward + inverse FFT of every subvolume.
+//   DetectionVsRestoration the aberration search on a 256 x 256 x 64 stack as a multiple of
+//                          one restoration of the same stack.
+//
+// Peak resident memory is the process's high-water mark: run one budget per process to read
+// it, e.g. --benchmark_filter=LargeStackUnderBudget/512.
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "BareTransforms.h"
+#include "core/cWorkerThreads.h"
+#include "interface/ovdinf01.h"
+#include "largevolume/SubvolumeMemoryBudget.h"
+#include "largevolume/cDynamicSubvolumeCalculator.h"
+#include "platform/Platform.h"
+
+using namespace Ovidane;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr int16_t kGuardXY = 10, kGuardZ = 6, kOverlap = 10;
+constexpr double kMB = 1024.0 * 1024.0;
+
+double Seconds(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// A private directory for one benchmark's files, removed with everything in it.
+struct WorkDir {
+    std::filesystem::path path;
+    explicit WorkDir(const char* name)
+        : path(std::filesystem::temp_directory_path() /
+               (std::string(name) + "-" + std::to_string(Platform::CurrentThreadId()))) {
+        std::filesystem::remove_all(path);
+        std::filesystem::create_directories(path / "tmp");
+    }
+    ~WorkDir() { std::filesystem::remove_all(path); }
+    std::string File(const char* name) const { return (path / name).string(); }
+    std::string Temp() const { return (path / "tmp").string(); }
+};
+
+// A 16-bit stack of sparse bright voxels on a noisy background of about 100, written a
+// slice at a time so that the benchmark itself holds one slice.
+void WriteStack(const std::string& name, int width, int height, int depth) {
+    std::ofstream out(name, std::ios::binary);
+    std::vector<uint16_t> slice(std::size_t(width) * height);
+    uint32_t state = 12345u;
+    for (int z = 0; z < depth; ++z) {
+        for (uint16_t& v : slice) {
+            state = state * 1664525u + 1013904223u;
+            v = uint16_t(95 + (state >> 29));
+            if ((state >> 8) % 5000u == 0)
+                v = uint16_t(v + 600);
+        }
+        out.write(reinterpret_cast<const char*>(slice.data()), std::streamsize(slice.size() * 2));
+    }
+}
+
+struct Run {
+    int16_t width, height, depth;
+    std::string input, output, temp;
+    int16_t subvolumes = 0;
+
+    static uint16_t OVD_CALL OnStatus(ovdStructInvFilterStatus* status, void* self) {
+        static_cast<Run*>(self)->subvolumes = status->sSubvolumeCount;
+        return OVD_STATUS_CONTINUE;
+    }
+
+    uint16_t Restore() {
+        ovdStructInvFilterImage image{};
+        image.pszFile = input.c_str();
+        image.nDataType = OVD_DATATYPE_UINT16;
+        image.nModality = OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
+        image.sWidth = width;
+        image.sHeight = height;
+        image.sDepth = depth;
+        image.sExtent4 = 1;
+        image.fXSpacing = image.fYSpacing = 0.1f;
+        image.fZSpacing = 0.25f;
+        image.fNumericalAperture = 1.3f;
+        image.fRefractiveIndex = 1.515f;
+        image.fEmissionWavelength = 0.52f;
+        ovdStructInvFilterOpsStd std{};
+        ovdStructInvFilterOpsExp exp{};
+        ovdInitStructInvFilterOpsStd(&std);
+        ovdInitStructInvFilterOpsExp(&exp);
+        std.pszOutputFile = output.c_str();
+        std.pszTempDirectory = temp.c_str();
+        exp.sXYGuardBand = kGuardXY;
+        exp.sZGuardBand = kGuardZ;
+        exp.sOverlap = kOverlap;
+        return ovd3dInverseFilter(&image, nullptr, nullptr, &std, &exp, &Run::OnStatus, this);
+    }
+
+    uint16_t Detect(float& estimate, int& evaluations) {
+        evaluations = 0;
+        return ovd3dInverseFilterDetectSA(
+            input.c_str(), temp.c_str(), width, height, depth, 0.1f, 0.1f, 0.25f, 1.3f, 1.515f,
+            0.52f, 0, 0, 0, kGuardXY, kGuardZ, kOverlap, 1, OVD_ARG_PIXEL_UINT16, -10.0f, 10.0f,
+            &estimate, 0, 0, 0,
+            [](void* count, uint32_t, float, uint32_t, uint32_t, float) -> uint16_t {
+                ++*static_cast<int*>(count);
+                return OVD_STATUS_CONTINUE;
+            },
+            &evaluations);
+    }
+};
+
+// The cut a run makes of this stack under the current budget, worked out as the run does.
+cCountedPtr<cDynamicSubvolumeCalculator> CutOf(const Run& run) {
+    cCountedPtr<cDynamicSubvolumeCalculator> cut = new cDynamicSubvolumeCalculator;
+    cut->SetImageSize({uint32_t(run.width), uint32_t(run.height), uint32_t(run.depth)});
+    cut->SetOverlap(kOverlap);
+    cut->SetXYGuardBand(kGuardXY);
+    cut->SetZGuardBand(kGuardZ);
+    cut->SetMemorySize(GetSubvolumeMemoryBudget(1));
+    cut->CalculateSubvolumes();
+    cut->CalculateGuardBands();
+    return cut;
+}
+
+// Seconds of one bare forward + inverse transform of this size, the best of three.
+double BareRoundTrip(const cImageDimensions& size) {
+    BareTransforms bare(size);
+    double best = 1e30;
+    for (int i = 0; i < 3; ++i) {
+        const Clock::time_point start = Clock::now();
+        bare.Forward(false);
+        bare.Inverse();
+        best = std::min(best, Seconds(start));
+    }
+    return best;
+}
+
+void LargeStackUnderBudget(benchmark::State& state) {
+    const int64_t budget = state.range(0) * int64_t(kMB);
+    WorkDir dir("ovd-bench-large");
+    Run run{1024, 1024, 64, dir.File("stack.raw"), dir.File("restored.raw"), dir.Temp()};
+    WriteStack(run.input, run.width, run.height, run.depth);
+    ovdSetMemoryBudget(budget);
+    const cCountedPtr<cDynamicSubvolumeCalculator> cut = CutOf(run);
+    const cImageDimensions padded = cut->GetPaddedSize();
+    const uint64_t count = cut->GetSubvolumeCount().Voxels();
+
+    double wall = 0;
+    for (auto _ : state) {
+        const Clock::time_point start = Clock::now();
+        if (run.Restore() != OVD_RESULT_SUCCESS)
+            state.SkipWithError("the restoration failed");
+        wall = Seconds(start);
+        state.SetIterationTime(wall);
+    }
+    const double bare = double(count) * BareRoundTrip(padded);
+    ovdSetMemoryBudget(0);
+    state.counters["subvolumes"] = double(run.subvolumes);
+    state.counters["padded_x"] = padded.x;
+    state.counters["padded_y"] = padded.y;
+    state.counters["padded_z"] = padded.z;
+    state.counters["budget_MB"] = double(budget) / kMB;
+    state.counters["peak_rss_MB"] = double(Platform::PeakResidentBytes()) / kMB;
+    state.counters["bare_fft_s"] = bare;
+    state.counters["ratio"] = wall / bare;
+    state.counters["threads"] = cWorkerThreads::Count();
+}
+
+void DetectionVsRestoration(benchmark::State& state) {
+    WorkDir dir("ovd-bench-detect");
+    Run run{256, 256, 64, dir.File("stack.raw"), dir.File("restored.raw"), dir.Temp()};
+    WriteStack(run.input, run.width, run.height, run.depth);
+    // One untimed restoration first, so that both timings find the plans made.
+    run.Restore();
+    double restoration = 0, detection = 0;
+    int evaluations = 0;
+    for (auto _ : state) {
+        Clock::time_point start = Clock::now();
+        if (run.Restore() != OVD_RESULT_SUCCESS)
+            state.SkipWithError("the restoration failed");
+        restoration = Seconds(start);
+        start = Clock::now();
+        float estimate = 0;
+        if (run.Detect(estimate, evaluations) != OVD_RESULT_SUCCESS)
+            state.SkipWithError("the detection failed");
+        detection = Seconds(start);
+        state.SetIterationTime(detection);
+    }
+    state.counters["restoration_s"] = restoration;
+    state.counters["evaluations"] = evaluations;
+    state.counters["ratio"] = detection / restoration;
+    state.counters["per_evaluation"] = detection / restoration / std::max(evaluations, 1);
+}
+
+BENCHMARK(LargeStackUnderBudget)
+    ->Arg(384)
+    ->Arg(512)
+    ->Arg(1024)
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kSecond);
+BENCHMARK(DetectionVsRestoration)->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
+
+} // namespace
+
+int main(int argc, char** argv) {
+    ovdSetMessageCallback(nullptr, nullptr); // the library's own lines would break the table
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
