@@ -36,6 +36,16 @@ estimate=$("$ovd" detect-sa "${raw[@]}" "${optics[@]}") || fail "detect-sa exite
 "$ovd" restore "$work/restored.tif" "$work/again.raw" "${optics[@]}" || fail "float TIFF re-read exited $?"
 size_is "$work/again.raw" $((32*32*16*4))
 
+# A 16-bit TIFF as acquisition software writes it, spacing in its OME description: restored
+# to a float TIFF with the library's message lines in a log file.
+/usr/bin/python3 "$(dirname "$0")/make_tiff16.py" "$work/acquired.tif" 48 40 12
+"$ovd" restore "$work/acquired.tif" "$work/acquired-restored.tif" "${optics[@]}" \
+  --log "$work/run.log" || fail "16-bit TIFF restore exited $?"
+"$ovd" restore "$work/acquired-restored.tif" "$work/acquired-again.raw" "${optics[@]}" ||
+  fail "re-reading the restored TIFF exited $?"
+size_is "$work/acquired-again.raw" $((48*40*12*4))
+[ -s "$work/run.log" ] || fail "--log wrote nothing"
+
 # Ctrl-C once the run has started (its private directory exists): exit 130, no output,
 # nothing left in the temporary directory. A small budget cuts the stack into many pieces.
 "$ovd" restore "${raw[@]:0:1}" "$work/cancelled.raw" "${raw[@]:1}" "${optics[@]}" \

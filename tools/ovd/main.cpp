@@ -87,22 +87,33 @@ void AddMessageOptions(CLI::App* command, MessageOptions& messages) {
     command->add_flag("--verbose", messages.verbose, "show the library's message lines on stderr");
 }
 
-// The library's message lines: silent unless asked for.
-std::unique_ptr<std::ofstream> RouteMessages(const MessageOptions& messages) {
-    if (!messages.logFile.empty()) {
-        auto log = std::make_unique<std::ofstream>(messages.logFile);
-        if (!*log)
-            throw StackError(messages.logFile + ": cannot write the log file");
-        ovdSetMessageCallback([](const char* line, void* user) { *static_cast<std::ofstream*>(user) << line; },
-                              log.get());
-        return log;
+// The library's message lines: silent unless asked for. A log file is closed when the
+// command ends, and the library is silenced first, since it may still speak at exit.
+class MessageRoute {
+public:
+    explicit MessageRoute(const MessageOptions& messages) {
+        if (!messages.logFile.empty()) {
+            mLog = std::make_unique<std::ofstream>(messages.logFile);
+            if (!*mLog)
+                throw StackError(messages.logFile + ": cannot write the log file");
+            ovdSetMessageCallback([](const char* line, void* log) { *static_cast<std::ofstream*>(log) << line; },
+                                  mLog.get());
+        } else if (messages.verbose) {
+            ovdSetMessageCallback([](const char* line, void*) { std::fputs(line, stderr); }, nullptr);
+        } else {
+            ovdSetMessageCallback(nullptr, nullptr);
+        }
     }
-    if (messages.verbose)
-        ovdSetMessageCallback([](const char* line, void*) { std::fputs(line, stderr); }, nullptr);
-    else
-        ovdSetMessageCallback(nullptr, nullptr);
-    return nullptr;
-}
+    ~MessageRoute() {
+        if (mLog)
+            ovdSetMessageCallback(nullptr, nullptr);
+    }
+    MessageRoute(const MessageRoute&) = delete;
+    MessageRoute& operator=(const MessageRoute&) = delete;
+
+private:
+    std::unique_ptr<std::ofstream> mLog;
+};
 
 float NoiseFactor(const std::string& noise) {
     if (noise == "auto")
@@ -174,7 +185,7 @@ struct RestoreOptions {
 };
 
 int RunRestore(const RestoreOptions& o) {
-    auto log = RouteMessages(o.messages);
+    const MessageRoute messages(o.messages);
     ApplyResources(o.resources);
     PrivateTempDir temp(o.tempDir);
     const InputStack input = OpenInput(o.input, o.inputOptions, temp, "input");
@@ -259,7 +270,7 @@ struct DetectOptions {
 };
 
 int RunDetect(const DetectOptions& o) {
-    auto log = RouteMessages(o.messages);
+    const MessageRoute messages(o.messages);
     ApplyResources(o.resources);
     PrivateTempDir temp(o.tempDir);
     const InputStack input = OpenInput(o.input, o.inputOptions, temp, "input");
@@ -291,7 +302,7 @@ struct PsfOptions {
 };
 
 int RunPsf(const PsfOptions& o) {
-    auto log = RouteMessages(o.messages);
+    const MessageRoute messages(o.messages);
     const StackShape shape = ParseSize(o.size, "PSF");
     const Spacing spacing = ParseSpacing(o.spacing);
     const bool tiffOut = HasTiffExtension(o.output);
