@@ -1,28 +1,20 @@
 // The run stages: from the filled log of a run to the output file.
 #include <cstdio>
-#include <filesystem>
-#include <system_error>
 
 #include "core/DeconKeys.h"
 #include "decon/cInverseFilterDeconAlgorithm.h"
 #include "interface/ovdRunInverseFilter.h"
 #include "largevolume/SubvolumeMemoryBudget.h"
-#include "largevolume/cBlending.h"
+#include "largevolume/SubvolumeFiles.h"
 #include "largevolume/cImageStatistics.h"
 #include "largevolume/cSubvoluming.h"
 
 namespace Ovidane {
 namespace {
 
-void RemoveIfPresent(const std::string& name) {
-    std::error_code ignored;
-    if (!name.empty())
-        std::filesystem::remove(name, ignored);
-}
-
 void DeleteConvertedInput(ovdRunState& state) {
     if (state.converted)
-        RemoveIfPresent(state.floatInputFile);
+        std::remove(state.floatInputFile.c_str());
     state.converted = false;
 }
 
@@ -39,19 +31,6 @@ void RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& lo
     algorithm->SetUp();
     algorithm->Prepare();
     algorithm->Run();
-}
-
-// The blending writes the file that its log names as original; the run's own log keeps
-// naming the input.
-uint16_t BlendIntoOutput(const ovdRunArguments& a, const ovdRunState& state,
-                         const cCountedPtr<cImageStatistics>& statistics) {
-    cCountedPtr<cBlending> blending = new cBlending();
-    cCountedPtr<cDeconLog> blendLog = new cDeconLog(*state.log);
-    blendLog->GetParameters().SetString(DEC_SPARAMS_ORIGINAL_FILE, a.outputFile);
-    blending->SetStatistics(statistics);
-    blending->SetSubvolumeLogs(state.subvolumeLogs);
-    blending->SetLog(blendLog);
-    return blending->Blend();
 }
 
 // The saved PSF file is a mosaic: every subvolume's PSF, at its padded size, laid side by
@@ -113,7 +92,8 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     for (std::size_t i = 0; i < count; ++i)
         RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1), int16_t(count));
 
-    const uint16_t result = BlendIntoOutput(a, state, statistics);
+    const uint16_t result =
+        BlendSubvolumesInto(a.outputFile, state.log, state.subvolumeLogs, statistics);
     // Reported whatever the blending answered; the exported operations pass them on only
     // after a success.
     ReportSavedPsf(a, state);
@@ -123,17 +103,7 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
 
 void ovdDiscardRunFiles(ovdRunState& state) {
     DeleteConvertedInput(state);
-    if (!state.subvolumeLogs)
-        return;
-    for (const cCountedPtr<cDeconLog>& log : *state.subvolumeLogs) {
-        const cDeconParameter& p = log->GetParameters();
-        RemoveIfPresent(p.GetString(DEC_SPARAMS_ORIGINAL_FILE));
-        const std::string result = p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE);
-        if (!result.empty()) {
-            RemoveIfPresent(result);
-            RemoveIfPresent(result + "_psf");
-        }
-    }
+    DeleteSubvolumeFiles(state.subvolumeLogs);
 }
 
 } // namespace Ovidane

@@ -1,28 +1,15 @@
 #include "largevolume/cLargeVolumeInverseFilterDeconAlgorithm.h"
 
 #include <cmath>
-#include <cstdio>
-#include <filesystem>
-#include <system_error>
 
 #include "core/DeconKeys.h"
 #include "decon/cInverseFilterDeconAlgorithm.h"
-#include "largevolume/cBlending.h"
+#include "largevolume/SubvolumeFiles.h"
 #include "largevolume/cImageStatistics.h"
 #include "largevolume/cSubvoluming.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
-namespace {
-
-void RemoveIfPresent(const std::string& name) {
-    std::error_code ignored;
-    if (!name.empty())
-        std::filesystem::remove(name, ignored);
-}
-
-} // namespace
-
 // The object name stays empty: a failure of a subvolume's restoration reaches the search
 // with the context of the objects that raised it and nothing of this wrapper.
 cLargeVolumeInverseFilterDeconAlgorithm::cLargeVolumeInverseFilterDeconAlgorithm(
@@ -117,33 +104,18 @@ double cLargeVolumeInverseFilterDeconAlgorithm::FinishFigureOfMerit(double sum,
 
 uint16_t cLargeVolumeInverseFilterDeconAlgorithm::Blend() {
     return Guard([&]() -> uint16_t {
-        cCountedPtr<cBlending> blending = new cBlending();
-        // The blending writes to the file its log names as original: here the output.
-        cCountedPtr<cDeconLog> blendLog = new cDeconLog(*mLog);
-        cDeconParameter& p = blendLog->GetParameters();
-        p.SetString(DEC_SPARAMS_ORIGINAL_FILE, p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE));
-        blending->SetStatistics(mStatistics);
-        blending->SetSubvolumeLogs(mSubvolumeLogs);
-        blending->SetLog(blendLog);
-        return blending->Blend();
+        return BlendSubvolumesInto(
+            mLog->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE), mLog, mSubvolumeLogs,
+            mStatistics);
     });
 }
 
+// The results of the latest evaluation, and the PSF a restoration may have saved beside
+// them, go with the inputs: left alone they would stay in the host's temporary directory
+// until the library is unloaded.
 void cLargeVolumeInverseFilterDeconAlgorithm::CleanUp() {
     Guard([&] {
-        if (!mSubvolumeLogs)
-            return;
-        for (const cCountedPtr<cDeconLog>& log : *mSubvolumeLogs) {
-            const cDeconParameter& p = log->GetParameters();
-            RemoveIfPresent(p.GetString(DEC_SPARAMS_ORIGINAL_FILE));
-            // The results of the latest evaluation, and the PSF a restoration may have saved
-            // beside them, are of no use once the cut is gone. Left alone they would stay
-            // in the host's temporary directory until the library is unloaded.
-            const std::string result = p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE);
-            RemoveIfPresent(result);
-            if (!result.empty())
-                RemoveIfPresent(result + "_psf");
-        }
+        DeleteSubvolumeFiles(mSubvolumeLogs);
         mSubvolumeLogs = cSubvolumeLogList();
     });
 }

@@ -25,6 +25,31 @@ constexpr std::size_t kLargestTransfer = std::size_t{1} << 30;
     return result;
 }
 
+// How far a transfer got, and why it stopped short: 0 when it did not, the system's error
+// number, or kNothingMoved when a piece moved no byte at all.
+constexpr int kNothingMoved = -1;
+struct Transferred {
+    std::size_t bytes = 0;
+    int error = 0;
+};
+
+// Moves `bytes` in pieces through `move(done, piece)`, a pread or pwrite at offset `done`,
+// and retries a piece that a signal interrupted.
+template <class Move> Transferred TransferAll(std::size_t bytes, Move move) {
+    Transferred t;
+    while (t.bytes < bytes) {
+        const ssize_t n = move(t.bytes, std::min(bytes - t.bytes, kLargestTransfer));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            t.error = n < 0 ? errno : kNothingMoved;
+            break;
+        }
+        t.bytes += static_cast<std::size_t>(n);
+    }
+    return t;
+}
+
 std::string SystemErrorText(int error) {
     char buffer[256] = {};
     return ErrorString(::strerror_r(error, buffer, sizeof buffer), buffer);
@@ -83,49 +108,27 @@ bool cRawFileHandle::Sync() {
 
 std::size_t cRawFileHandle::Read(void* buffer, std::size_t bytes) {
     auto* target = static_cast<char*>(buffer);
-    std::size_t done = 0;
-    while (done < bytes) {
-        const std::size_t piece = std::min(bytes - done, kLargestTransfer);
-        const ssize_t n =
-            ::pread(mDescriptor, target + done, piece, static_cast<off_t>(mPosition + done));
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            RecordSystemError(errno);
-            break;
-        }
-        if (n == 0) {
-            mErrorText = "Unexpected end of file";
-            break;
-        }
-        done += static_cast<std::size_t>(n);
-    }
-    mPosition += done;
-    return done;
+    const Transferred t = TransferAll(bytes, [&](std::size_t done, std::size_t piece) {
+        return ::pread(mDescriptor, target + done, piece, static_cast<off_t>(mPosition + done));
+    });
+    if (t.error == kNothingMoved)
+        mErrorText = "Unexpected end of file";
+    else if (t.error != 0)
+        RecordSystemError(t.error);
+    mPosition += t.bytes;
+    return t.bytes;
 }
 
 std::size_t cRawFileHandle::Write(const void* buffer, std::size_t bytes) {
     const auto* source = static_cast<const char*>(buffer);
-    std::size_t done = 0;
-    while (done < bytes) {
-        const std::size_t piece = std::min(bytes - done, kLargestTransfer);
-        const ssize_t n =
-            ::pwrite(mDescriptor, source + done, piece, static_cast<off_t>(mPosition + done));
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            RecordSystemError(errno);
-            break;
-        }
-        if (n == 0) {
-            // A regular file never answers 0 to a write of some bytes; take it as full.
-            RecordSystemError(ENOSPC);
-            break;
-        }
-        done += static_cast<std::size_t>(n);
-    }
-    mPosition += done;
-    return done;
+    const Transferred t = TransferAll(bytes, [&](std::size_t done, std::size_t piece) {
+        return ::pwrite(mDescriptor, source + done, piece, static_cast<off_t>(mPosition + done));
+    });
+    // A regular file never answers 0 to a write of some bytes; take it as full.
+    if (t.error != 0)
+        RecordSystemError(t.error == kNothingMoved ? ENOSPC : t.error);
+    mPosition += t.bytes;
+    return t.bytes;
 }
 
 int64_t cRawFileHandle::Size() {

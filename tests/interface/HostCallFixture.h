@@ -10,6 +10,33 @@
 #include "interface/ovdinf01.h"
 #include "support/TempDir.h"
 
+// Records of a valid call on a stack of w x h x d pixels of the given type, for a 1.4 NA oil
+// objective at 520 nm: lateral limit 0.113 um, axial 0.278 um, so the spacings of 0.1 and
+// 0.25 um sit well inside the accepted factor-of-ten band. The strings must outlive the
+// records, which point into them.
+inline void FillValidRecords(ovdStructInvFilterImage& image, ovdStructInvFilterOpsStd& std,
+                             ovdStructInvFilterOpsExp& exp, const std::string& input,
+                             uint32_t dataType, int16_t w, int16_t h, int16_t d,
+                             const std::string& output, const std::string& tempDirectory) {
+    image.pszFile = input.c_str();
+    image.nDataType = dataType;
+    image.nModality = OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
+    image.sWidth = w;
+    image.sHeight = h;
+    image.sDepth = d;
+    image.sExtent4 = 1;
+    image.fXSpacing = 0.1f;
+    image.fYSpacing = 0.1f;
+    image.fZSpacing = 0.25f;
+    image.fNumericalAperture = 1.4f;
+    image.fRefractiveIndex = 1.515f;
+    image.fEmissionWavelength = 0.52f;
+    ovdInitStructInvFilterOpsStd(&std);
+    ovdInitStructInvFilterOpsExp(&exp);
+    std.pszOutputFile = output.c_str();
+    std.pszTempDirectory = tempDirectory.c_str();
+}
+
 struct HostCall {
     OvidaneTest::TempDir dir{"ovd-host"};
     OvidaneTest::TempDir temp{"ovd-host-temp"};
@@ -27,25 +54,7 @@ struct HostCall {
     HostCall() {
         WriteWords(input, 16 * 16 * 4);
         WriteWords(psf, 8 * 8 * 4);
-        image.pszFile = input.c_str();
-        image.nDataType = OVD_DATATYPE_UINT16;
-        image.nModality = OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
-        image.sWidth = 16;
-        image.sHeight = 16;
-        image.sDepth = 4;
-        image.sExtent4 = 1;
-        // A 1.4 NA oil objective at 520 nm: lateral limit 0.113 um, axial 0.278 um, so
-        // these spacings sit well inside the accepted factor-of-ten band.
-        image.fXSpacing = 0.1f;
-        image.fYSpacing = 0.1f;
-        image.fZSpacing = 0.25f;
-        image.fNumericalAperture = 1.4f;
-        image.fRefractiveIndex = 1.515f;
-        image.fEmissionWavelength = 0.52f;
-        ovdInitStructInvFilterOpsStd(&std);
-        ovdInitStructInvFilterOpsExp(&exp);
-        std.pszOutputFile = output.c_str();
-        std.pszTempDirectory = tempPath.c_str();
+        FillValidRecords(image, std, exp, input, OVD_DATATYPE_UINT16, 16, 16, 4, output, tempPath);
     }
 
     uint16_t ValidateRecords() const {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "HostCallFixture.h"
 #include "interface/ovdinf01.h"
 #include "support/BeadStack.h"
 #include "support/TempDir.h"
@@ -81,23 +82,8 @@ struct Job {
             WriteRawAs<float>(input, s.v);
             break;
         }
-        image.pszFile = input.c_str();
-        image.nDataType = dataType;
-        image.nModality = OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
-        image.sWidth = int16_t(s.w);
-        image.sHeight = int16_t(s.h);
-        image.sDepth = int16_t(s.d);
-        image.sExtent4 = 1;
-        image.fXSpacing = 0.1f;
-        image.fYSpacing = 0.1f;
-        image.fZSpacing = 0.25f;
-        image.fNumericalAperture = 1.4f;
-        image.fRefractiveIndex = 1.515f;
-        image.fEmissionWavelength = 0.52f;
-        ovdInitStructInvFilterOpsStd(&std);
-        ovdInitStructInvFilterOpsExp(&exp);
-        std.pszOutputFile = output.c_str();
-        std.pszTempDirectory = tempPath.c_str();
+        FillValidRecords(image, std, exp, input, dataType, int16_t(s.w), int16_t(s.h),
+                         int16_t(s.d), output, tempPath);
     }
 
     void MeasuredPsf(int w, int h, int d) {

@@ -26,7 +26,7 @@ raw=("$work/stack.raw" --size 64x64x16 --type u16 --spacing 0.1,0.1,0.25)
 size_is "$work/restored.raw" $((64*64*16*4))
 [ -s "$work/psf.raw" ] || fail "no saved PSF"
 
-estimate=$("$ovd" detect-sa "${raw[@]}" "${optics[@]}") || fail "detect-sa exited $?"
+estimate=$("$ovd" detect-sa "${raw[@]}" "${optics[@]}" --threads 1) || fail "detect-sa exited $?"
 [[ "$estimate" =~ ^-?[0-9]+(\.[0-9]+)?$ ]] || fail "detect-sa printed '$estimate', not a number"
 
 # TIFF both ways: the PSF written as TIFF carries its spacing, so the restore needs none,

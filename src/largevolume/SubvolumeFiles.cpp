@@ -1,0 +1,37 @@
+#include "largevolume/SubvolumeFiles.h"
+
+#include <cstdio>
+
+#include "core/DeconKeys.h"
+#include "largevolume/cBlending.h"
+#include "largevolume/cImageStatistics.h"
+
+namespace Ovidane {
+
+uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cDeconLog>& log,
+                             const cSubvolumeLogList& logs,
+                             const cCountedPtr<cImageStatistics>& statistics) {
+    cCountedPtr<cBlending> blending = new cBlending();
+    cCountedPtr<cDeconLog> blendLog = new cDeconLog(*log);
+    blendLog->GetParameters().SetString(DEC_SPARAMS_ORIGINAL_FILE, outputFile);
+    blending->SetStatistics(statistics);
+    blending->SetSubvolumeLogs(logs);
+    blending->SetLog(blendLog);
+    return blending->Blend();
+}
+
+void DeleteSubvolumeFiles(const cSubvolumeLogList& logs) {
+    if (!logs)
+        return;
+    for (const cCountedPtr<cDeconLog>& log : *logs) {
+        const cDeconParameter& p = log->GetParameters();
+        std::remove(p.GetString(DEC_SPARAMS_ORIGINAL_FILE).c_str());
+        const std::string result = p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE);
+        if (!result.empty()) {
+            std::remove(result.c_str());
+            std::remove((result + "_psf").c_str());
+        }
+    }
+}
+
+} // namespace Ovidane

@@ -1,0 +1,24 @@
+#pragma once
+#include <cstdint>
+#include <string>
+
+#include "core/cCountedPtr.h"
+#include "core/cDeconLog.h"
+#include "largevolume/SubvolumeLogList.h"
+
+namespace Ovidane {
+
+class cImageStatistics;
+
+// Joins the restored subvolumes of `logs` into `outputFile`. The blending writes to the file
+// its log names as original, so it works on a copy of `log` that names the output; the
+// caller's log keeps naming the input. Answers the blending's code.
+uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cDeconLog>& log,
+                             const cSubvolumeLogList& logs,
+                             const cCountedPtr<cImageStatistics>& statistics);
+
+// Deletes every file a cut and its restorations made: each subvolume's input, its result
+// and the PSF a restoration may have saved beside it. Missing files are passed over.
+void DeleteSubvolumeFiles(const cSubvolumeLogList& logs);
+
+} // namespace Ovidane
