@@ -5,7 +5,8 @@
 //                          memory against the budget, and the ratio of the run's time to one
 //                          bare forward + inverse FFT of every subvolume.
 //   DetectionVsRestoration the aberration search on a 256 x 256 x 64 stack as a multiple of
-//                          one restoration of the same stack.
+//                          one restoration of the same stack, with the image transforms
+//                          made anew each evaluation (/0) and kept between them (/1).
 //
 // Peak resident memory is the process's high-water mark: run one budget per process to read
 // it, e.g. --benchmark_filter=LargeStackUnderBudget/512.
@@ -175,26 +176,41 @@ void LargeStackUnderBudget(benchmark::State& state) {
     state.counters["threads"] = cWorkerThreads::Count();
 }
 
+// Arg 1: the search keeps each subvolume's image transform between evaluations (no host
+// budget, so the memory is spare). Arg 0: it transforms the images anew every time, held to
+// a budget of exactly the 16 images a restoration is given, which leaves nothing spare and
+// cuts the stack the same way.
 void DetectionVsRestoration(benchmark::State& state) {
+    const bool keep = state.range(0) != 0;
     WorkDir dir("ovd-bench-detect");
     Run run{256, 256, 64, dir.File("stack.raw"), dir.File("restored.raw"), dir.Temp()};
     WriteStack(run.input, run.width, run.height, run.depth);
-    // One untimed restoration first, so that both timings find the plans made.
+    const cCountedPtr<cDynamicSubvolumeCalculator> cut = CutOf(run);
+    const int64_t budget = keep ? 0 : 16 * int64_t(cut->GetPaddedSize().Voxels()) * 4;
+    ovdSetMemoryBudget(budget);
+    if (CutOf(run)->GetPaddedSize().Voxels() != cut->GetPaddedSize().Voxels())
+        state.SkipWithError("the budget changed the cut");
+    // One untimed restoration first, so that every timing finds the plans made.
     run.Restore();
-    double restoration = 0, detection = 0;
+    double restoration = 1e30, detection = 0;
     int evaluations = 0;
     for (auto _ : state) {
-        Clock::time_point start = Clock::now();
-        if (run.Restore() != OVD_RESULT_SUCCESS)
-            state.SkipWithError("the restoration failed");
-        restoration = Seconds(start);
-        start = Clock::now();
+        for (int i = 0; i < 3; ++i) { // the best of three: one restoration is short
+            const Clock::time_point start = Clock::now();
+            if (run.Restore() != OVD_RESULT_SUCCESS)
+                state.SkipWithError("the restoration failed");
+            restoration = std::min(restoration, Seconds(start));
+        }
+        const Clock::time_point start = Clock::now();
         float estimate = 0;
         if (run.Detect(estimate, evaluations) != OVD_RESULT_SUCCESS)
             state.SkipWithError("the detection failed");
         detection = Seconds(start);
         state.SetIterationTime(detection);
     }
+    ovdSetMemoryBudget(0);
+    state.counters["kept_transforms"] = keep;
+    state.counters["subvolumes"] = double(cut->GetSubvolumeCount().Voxels());
     state.counters["restoration_s"] = restoration;
     state.counters["evaluations"] = evaluations;
     state.counters["ratio"] = detection / restoration;
@@ -208,7 +224,7 @@ BENCHMARK(LargeStackUnderBudget)
     ->Iterations(1)
     ->UseManualTime()
     ->Unit(benchmark::kSecond);
-BENCHMARK(DetectionVsRestoration)->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
+BENCHMARK(DetectionVsRestoration)->Arg(0)->Arg(1)->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
 
 } // namespace
 

@@ -33,6 +33,11 @@ void cInverseFilterOptimization::SetZRange(uint32_t first, uint32_t last) {
     mLastPlane = last;
 }
 
+void cInverseFilterOptimization::UseImageSpectrum(const cFloatImagePtr& spectrum, bool filled) {
+    mImageSpectrum = spectrum;
+    mImageSpectrumFilled = filled && !spectrum.IsNull();
+}
+
 float cInverseFilterOptimization::ChooseK(const cFloatImagePtr& original,
                                           const cFloatImagePtr& psf) {
     return Guard([&]() -> float {
@@ -82,7 +87,16 @@ void cInverseFilterOptimization::Apply(cFloatImagePtr& object, cFloatImagePtr& o
             !(psf->GetDimensions() == original->GetDimensions()))
             Fail("Invalid Dimensions in Apply", OVD_ERR_PARAMETER);
         const float k = ChooseK(original, psf);
-        cFFTManager::Instance().WienerFilter(original, psf, object, k);
+        cFFTManager& transforms = cFFTManager::Instance();
+        if (mImageSpectrum.IsNull()) {
+            transforms.WienerFilter(original, psf, object, k);
+            return;
+        }
+        if (!mImageSpectrumFilled) {
+            transforms.ForwardHalfSpectrum(original, mImageSpectrum);
+            mImageSpectrumFilled = true;
+        }
+        transforms.WienerFilterSpectrum(mImageSpectrum, psf, object, k);
     });
 }
 

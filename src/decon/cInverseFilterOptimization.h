@@ -31,6 +31,12 @@ public:
     // subvolume, without its guard bands.
     void SetZRange(uint32_t first, uint32_t last);
 
+    // Where the transform of the original image is kept between restorations of the same
+    // image (an aberration search restores it once per candidate): a packed half spectrum
+    // of the images' size, filled by Apply when `filled` is false and read as it stands
+    // when it is true. Results are the same bit for bit; null transforms every time.
+    void UseImageSpectrum(const cFloatImagePtr& spectrum, bool filled);
+
     // The regularisation Apply uses for these images: the fixed value of the noise level, or
     // the estimate. Needs the same transform instance as Apply.
     float ChooseK(const cFloatImagePtr& original, const cFloatImagePtr& psf);
@@ -50,6 +56,8 @@ private:
     int32_t mNoiseLevel = 54;
     uint32_t mFirstPlane = 0;
     uint32_t mLastPlane = 0;
+    cFloatImagePtr mImageSpectrum;
+    bool mImageSpectrumFilled = false;
 };
 
 using cInverseFilterOptimizationPtr = cCountedPtr<cInverseFilterOptimization>;

@@ -15,6 +15,8 @@ std::atomic<int64_t> gRunMemoryBudget{0};
 // to about 13 images of the padded size (measured on 400x400x80 subvolumes); 16 leaves room
 // for the slices of the passes around the cut.
 constexpr uint32_t kHostLimitImages = 16;
+constexpr int64_t kMB = 1048576;
+constexpr int64_t kLeftToSystemMB = 200;
 } // namespace
 
 uint32_t SubvolumeWorkingImageCount(int mode) {
@@ -30,8 +32,6 @@ uint32_t SubvolumeWorkingImageCount(int mode) {
 
 int64_t SubvolumeMemoryBudget(uint32_t workingImages, int64_t totalPhysicalMB,
                               int64_t memoryPerBufferMB) {
-    constexpr int64_t kLeftToSystemMB = 200;
-    constexpr int64_t kMB = 1048576;
     // The share is worked out in single precision, as a float divided by the count.
     const auto usable =
         static_cast<float>(static_cast<double>(totalPhysicalMB - kLeftToSystemMB) * 1024 * 1024);
@@ -55,6 +55,14 @@ int64_t GetSubvolumeMemoryBudget(int mode) {
     // dynamic cut never mistakes the share for "work it out".
     const int64_t share = limit / std::max(workingImages, kHostLimitImages);
     return std::max<int64_t>(1, std::min(share, machine));
+}
+
+int64_t GetSpareRunMemory(int64_t subvolumeBytes) {
+    int64_t total = (GetTotalPhysicalMemoryMB() - kLeftToSystemMB) * kMB;
+    const int64_t limit = gRunMemoryBudget.load();
+    if (limit > 0)
+        total = std::min(total, limit);
+    return std::max<int64_t>(0, total - int64_t{kHostLimitImages} * subvolumeBytes);
 }
 
 void SetRunMemoryBudget(int64_t bytes) {

@@ -18,6 +18,12 @@ int64_t SubvolumeMemoryBudget(uint32_t workingImages, int64_t totalPhysicalMB,
 // physical memory would be, and a limit above what the machine gives changes nothing.
 int64_t GetSubvolumeMemoryBudget(int mode);
 
+// What a run may hold beyond the peak working set of restoring subvolumes of
+// `subvolumeBytes` per image: the host's limit, or without one the machine's physical
+// memory less what is left to the system, minus the 16 images a restoration is given under
+// a host's limit. 0 when nothing is left.
+int64_t GetSpareRunMemory(int64_t subvolumeBytes);
+
 // What the runs that start from now on may plan with in all, in bytes, in place of the
 // machine's physical memory. 0 or less: no limit, the machine decides (the default). A
 // process-wide setting, like the worker thread count.

@@ -1,10 +1,12 @@
 #include "largevolume/cLargeVolumeInverseFilterDeconAlgorithm.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "core/DeconKeys.h"
 #include "decon/cInverseFilterDeconAlgorithm.h"
 #include "largevolume/SubvolumeFiles.h"
+#include "largevolume/SubvolumeMemoryBudget.h"
 #include "largevolume/cImageStatistics.h"
 #include "largevolume/cSubvoluming.h"
 #include "math/cImageMathManager.h"
@@ -43,10 +45,30 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Prepare() {
         mStatistics = new cImageStatistics(uint32_t(mWidth), uint32_t(mHeight), uint32_t(mDepth));
         mSubvoluming->SetStatistics(mStatistics);
         const int32_t code = mSubvoluming->Prepare();
-        if (code == 0)
+        if (code == 0) {
             mSubvolumeLogs = mSubvoluming->GetSubvolumeLogs();
+            MakeImageSpectra();
+        }
         return code;
     });
+}
+
+// Every subvolume of a cut has the same padded size, and so has every kept transform.
+void cLargeVolumeInverseFilterDeconAlgorithm::MakeImageSpectra() {
+    if (!mSubvolumeLogs || mSubvolumeLogs->empty())
+        return;
+    const cDeconParameter& p = (*mSubvolumeLogs)[0]->GetParameters();
+    const auto x = static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH));
+    const auto y = static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT));
+    const auto z = static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH));
+    const cImageDimensions packed{x + 2, y, z};
+    const int64_t imageBytes = int64_t{x} * y * z * int64_t{sizeof(float)};
+    const int64_t spectrumBytes = int64_t(packed.Voxels()) * int64_t{sizeof(float)};
+    const auto kept = std::min<int64_t>(int64_t(mSubvolumeLogs->size()),
+                                        GetSpareRunMemory(imageBytes) / spectrumBytes);
+    for (int64_t i = 0; i < kept; ++i)
+        mImageSpectra.push_back(cFloatImagePtr(new cOvdImage<float>(packed, "cLargeVolumeInverseFilterDeconAlgorithm")));
+    mSpectrumFilled.assign(mImageSpectra.size(), false);
 }
 
 int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
@@ -68,10 +90,15 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
                 mAlgorithm->Initialize();
                 mMemoryPrepared = true;
             }
+            if (i < mImageSpectra.size())
+                mAlgorithm->GetOptimization()->UseImageSpectrum(mImageSpectra[i],
+                                                                mSpectrumFilled[i]);
             // No status callback: the search reports once per evaluation itself.
             mAlgorithm->SetUp();
             mAlgorithm->Prepare();
             mAlgorithm->Run();
+            if (i < mImageSpectra.size())
+                mSpectrumFilled[i] = true;
             const float range = AccumulateFigureOfMerit(mAlgorithm->GetResultImage(), sum);
             if (range > largestRange)
                 largestRange = range;
@@ -117,6 +144,8 @@ void cLargeVolumeInverseFilterDeconAlgorithm::CleanUp() {
     Guard([&] {
         DeleteSubvolumeFiles(mSubvolumeLogs);
         mSubvolumeLogs = cSubvolumeLogList();
+        mImageSpectra.clear();
+        mSpectrumFilled.clear();
     });
 }
 

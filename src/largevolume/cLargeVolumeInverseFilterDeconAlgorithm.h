@@ -1,5 +1,7 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "core/cCountedPtr.h"
 #include "core/cDeconLog.h"
@@ -24,6 +26,10 @@ class cSubvoluming;
 // its pixels scaled to 0..1, it is the sum of S_i * r_i^2 over all subvolumes divided by
 // the largest r_i^2. A subvolume with little contrast counts for little; a stack in one
 // piece scores S_1. Guard bands count: the whole padded subvolume is scored.
+//
+// The transform of each subvolume's image does not depend on the aberration: the first
+// evaluation keeps it, as far as the run's spare memory allows (GetSpareRunMemory), and the
+// later ones start from it. The figure of merit is the same bit for bit either way.
 class cLargeVolumeInverseFilterDeconAlgorithm : public cOvdObject {
 public:
     // `log` describes the whole stack; its SUBVOLUME_WIDTH/HEIGHT/DEPTH are the stack's size.
@@ -48,6 +54,10 @@ public:
     // Deletes the subvolume files (inputs and the latest results) and forgets the cut.
     void CleanUp();
 
+    // How many subvolumes of the cut have their image transform kept between evaluations:
+    // the first ones, as many as the spare memory holds.
+    std::size_t GetKeptSpectrumCount() const { return mImageSpectra.size(); }
+
     // The subvolume logs of the cut; empty before Prepare and after CleanUp.
     const cSubvolumeLogList& GetSubvolumeLogs() const { return mSubvolumeLogs; }
 
@@ -60,6 +70,8 @@ public:
     static double FinishFigureOfMerit(double sum, float largestRange);
 
 private:
+    void MakeImageSpectra();
+
     double mResult = 0.0;
     int32_t mWidth = 0, mHeight = 0, mDepth = 0;
     bool mMemoryPrepared = false;
@@ -68,6 +80,9 @@ private:
     cSubvolumeLogList mSubvolumeLogs;
     cCountedPtr<cImageStatistics> mStatistics;
     cCountedPtr<cInverseFilterDeconAlgorithm> mAlgorithm;
+    std::vector<cFloatImagePtr> mImageSpectra;
+    // Whether each kept transform has been made; only a finished restoration sets it.
+    std::vector<bool> mSpectrumFilled;
 };
 
 } // namespace Ovidane

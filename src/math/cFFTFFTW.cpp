@@ -343,25 +343,49 @@ void cFFTFFTW::ConvolveOTF(const cFloatImagePtr& a, const cFloatImagePtr& b,
     });
 }
 
+template <class ImageLine>
+void cFFTFFTW::RunWiener(const ImageLine& imageLine, const cFloatImage& b,
+                         const cFloatImage& result, float k, uint32_t depth) {
+    const cPlanSet& plans = PlansFor(depth);
+    ForwardReal(b, plans, mSecondSpectrum);
+    const uint64_t half = mDimensions.x / 2 + 1;
+    const float scale = 1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
+    float* h = mSecondSpectrum;
+    ForEachLine(uint64_t{mDimensions.y} * depth, half, [&](uint64_t line) {
+        WienerLine(imageLine(line), h + 2 * half * line, half, k, scale);
+    });
+    InverseReal(plans, mSecondSpectrum, result);
+}
+
 void cFFTFFTW::WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
                             const cFloatImagePtr& result, float k) {
     Guard([&] {
         CheckNotNull("WienerFilter", {a.Get(), b.Get(), result.Get()});
         const uint32_t depth = CommonDepth("WienerFilter", {a.Get(), b.Get(), result.Get()});
         EnsurePlans();
-        const cPlanSet& plans = PlansFor(depth);
-        ForwardReal(*a, plans, mFirstSpectrum);
-        ForwardReal(*b, plans, mSecondSpectrum);
-        const uint64_t half = mDimensions.x / 2 + 1;
-        const float scale =
-            1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
+        ForwardReal(*a, PlansFor(depth), mFirstSpectrum);
+        const uint64_t values = 2 * (mDimensions.x / 2 + 1);
         const float* g = mFirstSpectrum;
-        float* h = mSecondSpectrum;
-        ForEachLine(uint64_t{mDimensions.y} * depth, half, [&](uint64_t line) {
-            const uint64_t offset = 2 * half * line;
-            WienerLine(g + offset, h + offset, half, k, scale);
-        });
-        InverseReal(plans, mSecondSpectrum, *result);
+        RunWiener([&](uint64_t line) { return g + values * line; }, *b, *result, k, depth);
+    });
+}
+
+void cFFTFFTW::WienerFilterSpectrum(const cFloatImagePtr& spectrum, const cFloatImagePtr& b,
+                                    const cFloatImagePtr& result, float k) {
+    Guard([&] {
+        CheckNotNull("WienerFilterSpectrum", {spectrum.Get(), b.Get(), result.Get()});
+        const uint32_t depth = CommonDepth("WienerFilterSpectrum", {b.Get(), result.Get()});
+        if (!FitsPacked(*spectrum, depth))
+            Fail("Invalid Dimensions in WienerFilterSpectrum", 2);
+        EnsurePlans();
+        const uint32_t y = mDimensions.y;
+        const cFloatImage& g = *spectrum;
+        RunWiener(
+            [&](uint64_t line) -> const float* {
+                return g.GetLinePointer(static_cast<uint32_t>(line % y),
+                                        static_cast<uint32_t>(line / y));
+            },
+            *b, *result, k, depth);
     });
 }
 

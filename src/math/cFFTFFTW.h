@@ -52,12 +52,10 @@ public:
     unsigned GetPerformanceRating(const cImageDimensions& dimensions) const override;
     void ReleasePlans() override;
 
-    // The half spectrum itself, in the packed size (x + 2, y, z): each line holds the
-    // X/2 + 1 complex values of the real-to-complex transform, real and imaginary part
-    // interleaved (a float left over for odd x is 0). in may be a stack or a single plane.
-    void ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out);
-    // The inverse: a packed half spectrum back to a real image, divided by the pixel count.
-    void InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out);
+    void WienerFilterSpectrum(const cFloatImagePtr& spectrum, const cFloatImagePtr& b,
+                              const cFloatImagePtr& result, float k) override;
+    void ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
+    void InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
 
     bool HasPlans() const { return mVolume.forwardReal != nullptr; }
     // The worker thread count the plans were made with; 0 without plans.
@@ -100,6 +98,11 @@ private:
     void ComplexTransform(const cFloatImage& re, const cFloatImage* im, const cFloatImage* outRe,
                           const cFloatImage* outIm, bool forward, uint32_t depth);
     bool ReadableInPlace(const cFloatImage& image) const;
+    // The Wiener quotient of the image's spectrum, whose lines `imageLine` answers, and of
+    // b's transform, and its inverse transform into result.
+    template <class ImageLine>
+    void RunWiener(const ImageLine& imageLine, const cFloatImage& b, const cFloatImage& result,
+                   float k, uint32_t depth);
     void RunConvolve(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& result,
                      int mode, uint32_t depth);
 

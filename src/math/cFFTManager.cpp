@@ -107,6 +107,17 @@ void cFFTManager::WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
     Guard([&] { InstanceFor(a, "WienerFilter")->WienerFilter(a, b, result, k); });
 }
 
+void cFFTManager::WienerFilterSpectrum(const cFloatImagePtr& spectrum, const cFloatImagePtr& b,
+                                       const cFloatImagePtr& result, float k) {
+    Guard([&] {
+        InstanceFor(b, "WienerFilterSpectrum")->WienerFilterSpectrum(spectrum, b, result, k);
+    });
+}
+
+void cFFTManager::ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) {
+    Guard([&] { InstanceFor(in, "ForwardHalfSpectrum")->ForwardHalfSpectrum(in, out); });
+}
+
 // The lookup names the operation Convolve, as the regular convolution does.
 void cFFTManager::ConvolveOTF(const cFloatImagePtr& a, const cFloatImagePtr& b,
                               const cFloatImagePtr& result, int mode) {

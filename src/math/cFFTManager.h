@@ -42,6 +42,10 @@ public:
                   int mode);
     void WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
                       const cFloatImagePtr& result, float k);
+    // Served by the instance of b's size, since the spectrum has the packed size.
+    void WienerFilterSpectrum(const cFloatImagePtr& spectrum, const cFloatImagePtr& b,
+                              const cFloatImagePtr& result, float k);
+    void ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out);
     void ConvolveOTF(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& result,
                      int mode);
     void FFTPacked(const cFloatImagePtr& in, const cFloatImagePtr& out, int direction);

@@ -179,6 +179,55 @@ TEST(LargeVolumeInverseFilter, EvaluationsRestoreEverySubvolumeOfOneCutAtTheLogs
     EXPECT_TRUE(fs::exists(search.stackFile));
 }
 
+TEST(LargeVolumeInverseFilter, KeptImageTransformsFollowTheSpareMemoryAndChangeNoScore) {
+    Search search;
+    search.log->GetParameters().SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, 287500); // 3 x 3
+    // The same cut three times over: all transforms kept (no host budget), two kept, none.
+    std::vector<cCountedPtr<cLargeVolumeInverseFilterDeconAlgorithm>> searches;
+    std::vector<std::size_t> kept;
+    for (int variant = 0; variant < 3; ++variant) {
+        searches.push_back(new cLargeVolumeInverseFilterDeconAlgorithm(search.log));
+        if (variant > 0) {
+            const cDeconParameter& p = (*searches[0]->GetSubvolumeLogs())[0]->GetParameters();
+            const int64_t image = int64_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH)) *
+                                  p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT) *
+                                  p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH) * 4;
+            const int64_t spectrum = image / p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH) *
+                                     (p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH) + 2);
+            SetRunMemoryBudget(variant == 1 ? 16 * image + 2 * spectrum + 1 : 1);
+        }
+        const int32_t prepared = searches.back()->Prepare();
+        SetRunMemoryBudget(0);
+        ASSERT_EQ(prepared, 0);
+        ASSERT_EQ(searches.back()->GetSubvolumeLogs()->size(), 9u);
+        kept.push_back(searches.back()->GetKeptSpectrumCount());
+    }
+    EXPECT_EQ(kept, (std::vector<std::size_t>{9, 2, 0}));
+
+    // Evaluations that fill the kept transforms, read them, and come back to a value.
+    cDeconParameter& p = search.log->GetParameters();
+    for (float aberration : {0.0f, 3.0f, -2.0f, 0.0f}) {
+        p.SetReal(DEC_RPARAMS_SPHERICAL_ABERRATION, aberration);
+        std::vector<double> scores;
+        for (const auto& each : searches) {
+            ASSERT_EQ(each->Evaluate(), 0);
+            scores.push_back(each->GetResult());
+        }
+        EXPECT_EQ(scores[1], scores[0]) << aberration;
+        EXPECT_EQ(scores[2], scores[0]) << aberration;
+    }
+    // The restored subvolumes themselves, not only their score.
+    for (std::size_t i = 0; i < 9; ++i) {
+        auto result = [&](std::size_t variant) {
+            return ReadFloatFile((*searches[variant]->GetSubvolumeLogs())[i]->GetParameters().GetString(
+                DEC_SPARAMS_OUTPUT_IMAGE_FILE));
+        };
+        EXPECT_TRUE(result(1) == result(0) && result(2) == result(0)) << "subvolume " << i;
+    }
+    searches.clear();
+    EXPECT_EQ(search.temp.Count(), 0u);
+}
+
 TEST(LargeVolumeInverseFilter, StackInOnePieceScoresItsScaledSumAndBlendsToTheOutput) {
     Search search;
     search.log->GetParameters().SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE,

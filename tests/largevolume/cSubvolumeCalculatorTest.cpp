@@ -331,6 +331,19 @@ TEST(SubvolumeMemoryBudget, RunBudgetIsSharedLikePhysicalMemoryAndNeverRaisesIt)
     EXPECT_EQ(GetRunMemoryBudget(), 0);
     EXPECT_EQ(GetSubvolumeMemoryBudget(1), machine);
 
+    // What is spare beyond a restoration's 16 images: the budget's rest, never below 0, and
+    // the machine's rest without a budget.
+    SetRunMemoryBudget(1600000);
+    EXPECT_EQ(GetSpareRunMemory(60000), 640000);
+    EXPECT_EQ(GetSpareRunMemory(100000), 0);
+    EXPECT_EQ(GetSpareRunMemory(200000), 0);
+    SetRunMemoryBudget(0);
+    const int64_t machineSpare = GetSpareRunMemory(0);
+    EXPECT_GE(machineSpare, 7 * machine); // what 8 images of the machine share come to
+    SetRunMemoryBudget(machineSpare * 2);
+    EXPECT_EQ(GetSpareRunMemory(0), machineSpare);
+    SetRunMemoryBudget(0);
+
     // The budget reaches the cut: a 300x300x20 stack that fits the machine in one piece
     // is cut when the budget is small.
     Settings s{D, {300, 300, 20}, 10, 5, 20, on, off, off, off, 0};
