@@ -95,6 +95,14 @@ void cInverseFilterDeconAlgorithm::MakePsfFirstGuess() {
     }
 }
 
+void cInverseFilterDeconAlgorithm::SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) {
+    Guard([&] {
+        if (shared.IsNull())
+            shared = new cSharedPsfFirstGuess(mPsfFirstGuess);
+        mPsfFirstGuess = shared;
+    });
+}
+
 void cInverseFilterDeconAlgorithm::MakePreviews() {
     const cDeconParameter& p = mLog->GetParameters();
     switch (p.GetFlag(DEC_FPARAMS_PREVIEW_METHOD)) {

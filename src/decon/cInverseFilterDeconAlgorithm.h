@@ -7,6 +7,7 @@
 #include "decon/cIterativeDeconFramework.h"
 #include "decon/cPreview.h"
 #include "decon/cPsfFirstGuess.h"
+#include "decon/cSharedPsfFirstGuess.h"
 #include "decon/cStopCriterion.h"
 
 namespace Ovidane {
@@ -41,6 +42,11 @@ public:
     void Run() override;
     void UpdatePreview(cFloatImagePtr& preview) override;
     void UpdatePsfPreview(cFloatImagePtr& preview) override;
+
+    // Restorations of one size and optics (the subvolumes of a cut) take their PSF from one
+    // shared guess: the first makes it, wrapping its own guess when `shared` is null, and
+    // the later ones copy it. Before SetUp.
+    void SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared);
 
     bool IsInitialized() const { return mInitialized; }
     const cImageDimensions& GetSize() const { return mSize; }

@@ -20,10 +20,13 @@ void DeleteConvertedInput(ovdRunState& state) {
 
 // Each subvolume is restored by its own algorithm, strictly one after the other, so the
 // memory budget of the cut holds for one restoration at a time. Releasing the algorithm
-// deletes its input file, as the subvolume's log asks.
+// deletes its input file, as the subvolume's log asks. A non-null `psf` slot shares the
+// PSF of the first subvolume with the others.
 void RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& log, int16_t index,
-                      int16_t count) {
+                      int16_t count, cCountedPtr<cSharedPsfFirstGuess>* psf) {
     cCountedPtr<cInverseFilterDeconAlgorithm> algorithm = new cInverseFilterDeconAlgorithm(log);
+    if (psf)
+        algorithm->SharePsfFirstGuess(*psf);
     if (a.callback)
         algorithm->SetStatusCallback(a.callback, a.userData);
     algorithm->SetSubvolumeProgress(index, count);
@@ -89,8 +92,12 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     }
 
     const std::size_t count = state.subvolumeLogs ? state.subvolumeLogs->size() : 0;
+    // The subvolumes share the PSF of the first: one size, one optics. It counts among the
+    // images a restoration is given.
+    cCountedPtr<cSharedPsfFirstGuess> psf;
     for (std::size_t i = 0; i < count; ++i)
-        RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1), int16_t(count));
+        RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1), int16_t(count),
+                         count > 1 ? &psf : nullptr);
 
     const uint16_t result =
         BlendSubvolumesInto(a.outputFile, state.log, state.subvolumeLogs, statistics);

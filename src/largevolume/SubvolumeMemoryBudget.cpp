@@ -12,8 +12,9 @@ std::atomic<int64_t> gRunMemoryBudget{0};
 // A host's limit is a promise about resident memory, so it is shared by what a restoration
 // really holds at its peak, not by the images it plans with: image, PSF, result, the
 // transform's half spectra, the regularisation's spectra and the pool's spare regions come
-// to about 13 images of the padded size (measured on 400x400x80 subvolumes); 16 leaves room
-// for the slices of the passes around the cut.
+// to about 13 images of the padded size (measured on 400x400x80 subvolumes), and the PSF
+// that the subvolumes of a cut share adds one; 16 leaves room for the slices of the passes
+// around the cut.
 constexpr uint32_t kHostLimitImages = 16;
 constexpr int64_t kMB = 1048576;
 constexpr int64_t kLeftToSystemMB = 200;

@@ -47,27 +47,28 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Prepare() {
         const int32_t code = mSubvoluming->Prepare();
         if (code == 0) {
             mSubvolumeLogs = mSubvoluming->GetSubvolumeLogs();
-            MakeImageSpectra();
+            PlanSpareMemory();
         }
         return code;
     });
 }
 
-// Every subvolume of a cut has the same padded size, and so has every kept transform.
-void cLargeVolumeInverseFilterDeconAlgorithm::MakeImageSpectra() {
-    if (!mSubvolumeLogs || mSubvolumeLogs->empty())
+// The PSF that the subvolumes share in each evaluation counts among the images of a
+// restoration; the spare memory beyond them holds image transforms, one per subvolume.
+void cLargeVolumeInverseFilterDeconAlgorithm::PlanSpareMemory() {
+    const cImageDimensions size = PaddedSizeOf(mSubvolumeLogs);
+    if (size.Voxels() == 0)
         return;
-    const cDeconParameter& p = (*mSubvolumeLogs)[0]->GetParameters();
-    const auto x = static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH));
-    const auto y = static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT));
-    const auto z = static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH));
-    const cImageDimensions packed{x + 2, y, z};
-    const int64_t imageBytes = int64_t{x} * y * z * int64_t{sizeof(float)};
-    const int64_t spectrumBytes = int64_t(packed.Voxels()) * int64_t{sizeof(float)};
-    const auto kept = std::min<int64_t>(int64_t(mSubvolumeLogs->size()),
-                                        GetSpareRunMemory(imageBytes) / spectrumBytes);
+    const cImageDimensions packed{size.x + 2, size.y, size.z};
+    const auto imageBytes = int64_t(size.Voxels() * sizeof(float));
+    const auto spectrumBytes = int64_t(packed.Voxels() * sizeof(float));
+    const std::size_t count = mSubvolumeLogs->size();
+    mSharePsf = count > 1;
+    const auto kept =
+        std::min<int64_t>(int64_t(count), GetSpareRunMemory(imageBytes) / spectrumBytes);
     for (int64_t i = 0; i < kept; ++i)
-        mImageSpectra.push_back(cFloatImagePtr(new cOvdImage<float>(packed, "cLargeVolumeInverseFilterDeconAlgorithm")));
+        mImageSpectra.push_back(
+            cFloatImagePtr(new cOvdImage<float>(packed, "cLargeVolumeInverseFilterDeconAlgorithm")));
     mSpectrumFilled.assign(mImageSpectra.size(), false);
 }
 
@@ -79,6 +80,8 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
         float largestRange = 0.0f;
         if (!mSubvolumeLogs)
             return 0;
+        // The PSF of this aberration, made for the first subvolume; gone with the evaluation.
+        cCountedPtr<cSharedPsfFirstGuess> psf;
         for (std::size_t i = 0; i < mSubvolumeLogs->size(); ++i) {
             const cCountedPtr<cDeconLog>& log = (*mSubvolumeLogs)[i];
             log->GetParameters().SetReal(DEC_RPARAMS_SPHERICAL_ABERRATION, aberration);
@@ -90,6 +93,8 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
                 mAlgorithm->Initialize();
                 mMemoryPrepared = true;
             }
+            if (mSharePsf)
+                mAlgorithm->SharePsfFirstGuess(psf);
             if (i < mImageSpectra.size())
                 mAlgorithm->GetOptimization()->UseImageSpectrum(mImageSpectra[i],
                                                                 mSpectrumFilled[i]);
@@ -146,6 +151,7 @@ void cLargeVolumeInverseFilterDeconAlgorithm::CleanUp() {
         mSubvolumeLogs = cSubvolumeLogList();
         mImageSpectra.clear();
         mSpectrumFilled.clear();
+        mSharePsf = false;
     });
 }
 

@@ -27,9 +27,11 @@ class cSubvoluming;
 // the largest r_i^2. A subvolume with little contrast counts for little; a stack in one
 // piece scores S_1. Guard bands count: the whole padded subvolume is scored.
 //
-// The transform of each subvolume's image does not depend on the aberration: the first
-// evaluation keeps it, as far as the run's spare memory allows (GetSpareRunMemory), and the
-// later ones start from it. The figure of merit is the same bit for bit either way.
+// What does not change from one subvolume or evaluation to the next is made once: the PSF
+// of each evaluation is made for the first subvolume and copied for the others, and the
+// transform of each subvolume's image, which does not depend on the aberration, is kept
+// from the first evaluation as far as the run's spare memory allows (GetSpareRunMemory).
+// The figure of merit is the same bit for bit either way.
 class cLargeVolumeInverseFilterDeconAlgorithm : public cOvdObject {
 public:
     // `log` describes the whole stack; its SUBVOLUME_WIDTH/HEIGHT/DEPTH are the stack's size.
@@ -70,11 +72,12 @@ public:
     static double FinishFigureOfMerit(double sum, float largestRange);
 
 private:
-    void MakeImageSpectra();
+    void PlanSpareMemory();
 
     double mResult = 0.0;
     int32_t mWidth = 0, mHeight = 0, mDepth = 0;
     bool mMemoryPrepared = false;
+    bool mSharePsf = false;
     cCountedPtr<cSubvoluming> mSubvoluming;
     cCountedPtr<cDeconLog> mLog;
     cSubvolumeLogList mSubvolumeLogs;

@@ -27,11 +27,14 @@ struct StatusSeen {
     std::vector<ovdStructInvFilterStatus> reports;
     int cancelAtSubvolume = 0; // answer "stop" at the first report of this subvolume; 0 never
     bool cancelAtFirst = false;
+    std::string removeAtSecond; // a file deleted at the first report of subvolume 2
 };
 
 uint16_t RecordStatus(ovdStructInvFilterStatus* status, void* user) {
     auto* seen = static_cast<StatusSeen*>(user);
     seen->reports.push_back(*status);
+    if (status->sSubvolume == 2 && !seen->removeAtSecond.empty())
+        std::remove(seen->removeAtSecond.c_str());
     if (seen->cancelAtFirst ||
         (seen->cancelAtSubvolume != 0 && status->sSubvolume == seen->cancelAtSubvolume))
         return 0;
@@ -327,6 +330,27 @@ TEST(RunStages, CutRestorationMatchesTheUncutOneAwayFromTheFaces) {
                 count);
     EXPECT_LT(worst, 0.01f * range);
     EXPECT_EQ(cut.temp.Count(), 0u);
+}
+
+TEST(RunStages, APsfFileIsReadOnceForAllSubvolumes) {
+    const BeadStack beads = MakeBeadStack(100, 400, 8, GridOfBeads(100, 400, 8, 20, 4, 4000.0f),
+                                          kSigmaXY, kSigmaZ, 100.0f);
+    Job kept(beads), removed(beads);
+    StatusSeen keptSeen, removedSeen;
+    // The subvolumes share the PSF made for the first: its file may go while the second one
+    // runs, and the third does without it.
+    removedSeen.removeAtSecond = removed.psfFile;
+    for (auto [job, seen] : {std::pair{&kept, &keptSeen}, std::pair{&removed, &removedSeen}}) {
+        job->MeasuredPsf(16, 16, 9);
+        ovdSetMemoryBudget(34000000); // three subvolumes along y
+        const uint16_t code = job->Restore(seen);
+        ovdSetMemoryBudget(0);
+        ASSERT_EQ(code, OVD_RESULT_SUCCESS);
+    }
+    ASSERT_FALSE(removedSeen.reports.empty());
+    EXPECT_GE(removedSeen.reports.back().sSubvolumeCount, 3);
+    EXPECT_FALSE(fs::exists(removed.psfFile));
+    EXPECT_TRUE(removed.Result() == kept.Result());
 }
 
 TEST(RunStages, CancelFromTheCallbackEndsWithOneAndCleansUp) {

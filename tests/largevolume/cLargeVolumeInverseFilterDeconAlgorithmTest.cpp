@@ -11,6 +11,7 @@
 #include "core/cMessageSink.h"
 #include "image/cOvdImage.h"
 #include "largevolume/SubvolumeMemoryBudget.h"
+#include "decon/cInverseFilterDeconAlgorithm.h"
 #include "largevolume/cLargeVolumeInverseFilterDeconAlgorithm.h"
 #include "support/BeadStack.h"
 #include "support/TempDir.h"
@@ -179,7 +180,7 @@ TEST(LargeVolumeInverseFilter, EvaluationsRestoreEverySubvolumeOfOneCutAtTheLogs
     EXPECT_TRUE(fs::exists(search.stackFile));
 }
 
-TEST(LargeVolumeInverseFilter, KeptImageTransformsFollowTheSpareMemoryAndChangeNoScore) {
+TEST(LargeVolumeInverseFilter, SharedPsfAndKeptTransformsFollowTheSpareMemoryAndChangeNoScore) {
     Search search;
     search.log->GetParameters().SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, 287500); // 3 x 3
     // The same cut three times over: all transforms kept (no host budget), two kept, none.
@@ -188,12 +189,9 @@ TEST(LargeVolumeInverseFilter, KeptImageTransformsFollowTheSpareMemoryAndChangeN
     for (int variant = 0; variant < 3; ++variant) {
         searches.push_back(new cLargeVolumeInverseFilterDeconAlgorithm(search.log));
         if (variant > 0) {
-            const cDeconParameter& p = (*searches[0]->GetSubvolumeLogs())[0]->GetParameters();
-            const int64_t image = int64_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH)) *
-                                  p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT) *
-                                  p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH) * 4;
-            const int64_t spectrum = image / p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH) *
-                                     (p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH) + 2);
+            const cImageDimensions size = PaddedSizeOf(searches[0]->GetSubvolumeLogs());
+            const auto image = int64_t(size.Voxels() * 4);
+            const int64_t spectrum = image / size.x * (size.x + 2);
             SetRunMemoryBudget(variant == 1 ? 16 * image + 2 * spectrum + 1 : 1);
         }
         const int32_t prepared = searches.back()->Prepare();
@@ -216,13 +214,23 @@ TEST(LargeVolumeInverseFilter, KeptImageTransformsFollowTheSpareMemoryAndChangeN
         EXPECT_EQ(scores[1], scores[0]) << aberration;
         EXPECT_EQ(scores[2], scores[0]) << aberration;
     }
-    // The restored subvolumes themselves, not only their score.
+    // The restored subvolumes themselves, against each restored on its own from scratch,
+    // with a PSF of its own.
     for (std::size_t i = 0; i < 9; ++i) {
-        auto result = [&](std::size_t variant) {
-            return ReadFloatFile((*searches[variant]->GetSubvolumeLogs())[i]->GetParameters().GetString(
-                DEC_SPARAMS_OUTPUT_IMAGE_FILE));
+        auto output = [&](std::size_t variant) {
+            return (*searches[variant]->GetSubvolumeLogs())[i]->GetParameters().GetString(
+                DEC_SPARAMS_OUTPUT_IMAGE_FILE);
         };
-        EXPECT_TRUE(result(1) == result(0) && result(2) == result(0)) << "subvolume " << i;
+        auto result = [&](std::size_t variant) { return ReadFloatFile(output(variant)); };
+        const std::vector<float> kept = result(0);
+        EXPECT_TRUE(result(1) == kept && result(2) == kept) << "subvolume " << i;
+        fs::remove(output(0));
+        cInverseFilterDeconAlgorithm alone((*searches[0]->GetSubvolumeLogs())[i]);
+        alone.Initialize();
+        alone.SetUp();
+        alone.Prepare();
+        alone.Run();
+        EXPECT_TRUE(result(0) == kept) << "subvolume " << i;
     }
     searches.clear();
     EXPECT_EQ(search.temp.Count(), 0u);
