@@ -19,8 +19,6 @@ public:
     // refused.
     void Apply(cFloatImagePtr& psf, cFloatImagePtr& original) override;
 
-    bool HasPsf() const { return !mKept.IsNull(); }
-
 private:
     cPsfFirstGuessPtr mGuess;
     cFloatImagePtr mKept;
