@@ -13,6 +13,31 @@
 
 using namespace Ovidane;
 
+namespace {
+
+// The stack and its optics: what a run and an aberration search take alike, under the same
+// names, from the argument list they validated.
+template <class Arguments>
+void CopyStackAndOptics(const ovdArgumentList& list, uint16_t pixelType, Arguments& a) {
+    a.inputFile = list.inputFile;
+    a.tempDirectory = list.tempDirectory;
+    a.width = list.width;
+    a.height = list.height;
+    a.depth = list.depth;
+    a.xSpacing = list.xSpacing;
+    a.ySpacing = list.ySpacing;
+    a.zSpacing = list.zSpacing;
+    a.numericalAperture = list.numericalAperture;
+    a.refractiveIndex = list.refractiveIndex;
+    a.emissionWavelength = list.emissionWavelength;
+    a.xyGuardBand = list.xyGuardBand;
+    a.zGuardBand = list.zGuardBand;
+    a.overlap = list.overlap;
+    a.xyMontage = list.xyMontage;
+    a.pixelType = pixelType;
+}
+
+} // namespace
 
 extern "C" {
 
@@ -99,25 +124,10 @@ DLL_OVD_3DIF(const char* inputFile, const char* outputFile, const char* tempDire
             return OVD_RESULT_OUT_OF_MEMORY;
 
         ovdRunArguments a;
-        a.inputFile = inputFile;
+        CopyStackAndOptics(list, pixelType, a);
         a.outputFile = outputFile;
-        a.tempDirectory = tempDirectory;
-        a.width = width;
-        a.height = height;
-        a.depth = depth;
-        a.xSpacing = xSpacing;
-        a.ySpacing = ySpacing;
-        a.zSpacing = zSpacing;
-        a.numericalAperture = numericalAperture;
-        a.refractiveIndex = refractiveIndex;
-        a.emissionWavelength = emissionWavelength;
         a.phaseObject = phaseObject;
         a.modality = brightfield ? OVD_MODALITY_TL_BRIGHTFIELD : OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
-        a.xyGuardBand = xyGuardBand;
-        a.zGuardBand = zGuardBand;
-        a.overlap = overlap;
-        a.xyMontage = xyMontage;
-        a.pixelType = pixelType;
         a.sphericalAberration = sphericalAberration;
         a.noiseLevel = noiseLevel;
         a.noiseFactor = 0.0f;
@@ -184,23 +194,8 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
             return OVD_RESULT_CONVERSION_FAILED;
 
         ovdDetectArguments a;
-        a.inputFile = inputFile;
-        a.tempDirectory = tempDirectory;
+        CopyStackAndOptics(list, pixelType, a);
         a.convertedFile = converted ? converted : "";
-        a.width = width;
-        a.height = height;
-        a.depth = depth;
-        a.xSpacing = xSpacing;
-        a.ySpacing = ySpacing;
-        a.zSpacing = zSpacing;
-        a.numericalAperture = numericalAperture;
-        a.refractiveIndex = refractiveIndex;
-        a.emissionWavelength = emissionWavelength;
-        a.xyGuardBand = xyGuardBand;
-        a.zGuardBand = zGuardBand;
-        a.overlap = overlap;
-        a.xyMontage = xyMontage;
-        a.pixelType = pixelType;
         a.lowerLimit = lowerLimit;
         a.upperLimit = upperLimit;
         a.callback = &ovdHostCallbackAdapter;
