@@ -232,7 +232,9 @@ OVD_API void OVD_CALL ovdSetWorkerThreads(int32_t count);
  * subvolumes so that all working images of one subvolume fit into it. A budget above what
  * the machine offers changes nothing. 0 or less: the machine's physical memory, the
  * default. A smaller budget means more, smaller subvolumes, not a different result away
- * from the seams. */
+ * from the seams. An aberration estimate keeps each subvolume's image transform between
+ * its evaluations only in memory the budget leaves beyond the working images; the
+ * estimate is the same either way, only its time differs. */
 OVD_API void OVD_CALL ovdSetMemoryBudget(int64_t bytes);
 
 /* Theoretical PSF. Writes the PSF of the given optics as a raw float stack of width x
