@@ -523,13 +523,17 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
         const int threads =
             std::max(1, std::min<int>(cWorkerThreads::Count(), static_cast<int>(planes.size())));
         struct cScratch {
-            float *plane, *real, *imaginary, *intensity, *cosine, *sine;
+            float *plane, *real, *imaginary, *intensity, *cosine, *sine, *blocks;
         };
         std::vector<cScratch> scratch(threads);
         std::vector<std::vector<float>> storage(threads - 1);
+        // One target line of block sums per thread, for the binning.
+        std::vector<float> blockLines(std::size_t{NX} * static_cast<std::size_t>(threads));
         scratch[0] = {plane->GetSlicePointer(0), realSum->data(),     imaginarySum->data(),
-                      intensity->data(),         phaseCosine->data(), phaseSine->data()};
+                      intensity->data(),         phaseCosine->data(), phaseSine->data(),
+                      blockLines.data()};
         for (int t = 1; t < threads; ++t) {
+            scratch[t].blocks = blockLines.data() + std::size_t{NX} * static_cast<std::size_t>(t);
             std::vector<float>& s = storage[t - 1];
             s.resize(std::size_t{W} * H + 3 * std::size_t{R} + 2 * std::size_t{P});
             float* base = s.data();
@@ -585,19 +589,22 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                     H, W, [&](uint32_t y) { return s.plane + std::size_t{y} * W; },
                     p == 0 ? 1.0f : 2.0f);
         };
-        // Adds the S by S blocks of the oversampled plane to target plane tp.
+        // Adds the S by S blocks of the oversampled plane to target plane tp. Each block is
+        // summed from 0 in row order, then column order; a whole target line of blocks is
+        // formed at once, so that the innermost loops run along the line.
         const auto binPlane = [&](const cScratch& s, uint32_t tp) {
+            float* blocks = s.blocks;
             for (uint32_t y = 0; y < NY; ++y) {
-                float* line = target->GetLinePointer(y, tp);
-                for (uint32_t x = 0; x < NX; ++x) {
-                    float block = 0.0f;
-                    for (uint32_t by = 0; by < S; ++by) {
-                        const float* source = s.plane + (std::size_t{y} * S + by) * W + x * S;
-                        for (uint32_t bx = 0; bx < S; ++bx)
-                            block += source[bx];
-                    }
-                    line[x] += block;
+                std::fill_n(blocks, NX, 0.0f);
+                for (uint32_t by = 0; by < S; ++by) {
+                    const float* source = s.plane + (std::size_t{y} * S + by) * W;
+                    for (uint32_t bx = 0; bx < S; ++bx)
+                        for (uint32_t x = 0; x < NX; ++x)
+                            blocks[x] += source[x * S + bx];
                 }
+                float* line = target->GetLinePointer(y, tp);
+                for (uint32_t x = 0; x < NX; ++x)
+                    line[x] += blocks[x];
             }
         };
 
