@@ -32,4 +32,18 @@ void cBaseFileIOOperation::NoteShortTransfer(const std::string& systemText) {
     mLastError = "error: " + mFileName + " : " + systemText + "\n";
 }
 
+unsigned char* cBaseFileIOOperation::SliceBuffer(std::size_t bytes) {
+    if (bytes > mSliceBufferBytes) {
+        mSliceBuffer.reset();
+        mSliceBuffer = std::make_unique_for_overwrite<unsigned char[]>(bytes);
+        mSliceBufferBytes = bytes;
+    }
+    return mSliceBuffer.get();
+}
+
+void cBaseFileIOOperation::ReleaseSliceBuffer() {
+    mSliceBuffer.reset();
+    mSliceBufferBytes = 0;
+}
+
 } // namespace Ovidane

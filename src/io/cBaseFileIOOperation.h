@@ -1,6 +1,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace Ovidane {
@@ -33,6 +34,10 @@ protected:
         return ((uint64_t{z} * mHeight + y) * mWidth + x) * elementBytes;
     }
     void NoteShortTransfer(const std::string& systemText);
+    // A buffer of at least `bytes` for one slice in the file's pixel type: grown when a
+    // larger slice comes, kept for the next ones, let go by ReleaseSliceBuffer.
+    unsigned char* SliceBuffer(std::size_t bytes);
+    void ReleaseSliceBuffer();
 
 private:
     std::string mFileName;
@@ -40,6 +45,8 @@ private:
     uint32_t mWidth = 0;
     uint32_t mDepth = 0;
     std::string mLastError;
+    std::unique_ptr<unsigned char[]> mSliceBuffer;
+    std::size_t mSliceBufferBytes = 0;
 };
 
 } // namespace Ovidane

@@ -39,8 +39,7 @@ bool cUnmanagedRawFileReader::Open() {
 
 bool cUnmanagedRawFileReader::Close() {
     mFile.Close();
-    mSliceBuffer.reset();
-    mSliceBufferBytes = 0;
+    ReleaseSliceBuffer();
     return true;
 }
 
@@ -179,15 +178,6 @@ bool cUnmanagedRawFileReader::ReadBytes(void* target, uint64_t bytes) {
         return true;
     NoteShortTransfer(mFile.ErrorText());
     return false;
-}
-
-unsigned char* cUnmanagedRawFileReader::SliceBuffer(std::size_t bytes) {
-    if (bytes > mSliceBufferBytes) {
-        mSliceBuffer.reset();
-        mSliceBuffer = std::make_unique_for_overwrite<unsigned char[]>(bytes);
-        mSliceBufferBytes = bytes;
-    }
-    return mSliceBuffer.get();
 }
 
 } // namespace Ovidane

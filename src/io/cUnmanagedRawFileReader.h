@@ -1,7 +1,6 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "core/cCountedPtr.h"
@@ -80,11 +79,8 @@ private:
                  uint32_t y0, uint32_t z0, uint32_t x1, uint32_t y1, uint32_t z1);
     // One transfer into `target`; a short one is noted and answers false.
     bool ReadBytes(void* target, uint64_t bytes);
-    unsigned char* SliceBuffer(std::size_t bytes);
 
     Platform::cRawFileHandle mFile;
-    std::unique_ptr<unsigned char[]> mSliceBuffer;
-    std::size_t mSliceBufferBytes = 0;
 };
 
 } // namespace Ovidane

@@ -20,8 +20,7 @@ bool cUnmanagedRawFileWriter::Open() {
 }
 
 bool cUnmanagedRawFileWriter::Close() {
-    mSliceBuffer.reset();
-    mSliceBufferBytes = 0;
+    ReleaseSliceBuffer();
     if (!mFile.IsOpen())
         return true;
     const bool synced = mFile.Sync();
@@ -119,15 +118,6 @@ void cUnmanagedRawFileWriter::WriteBytes(const void* source, uint64_t bytes) {
         NoteShortTransfer(mFile.ErrorText());
     // What follows keeps its own place in the file even when this part fell short.
     mFile.Seek(start + bytes);
-}
-
-unsigned char* cUnmanagedRawFileWriter::SliceBuffer(std::size_t bytes) {
-    if (bytes > mSliceBufferBytes) {
-        mSliceBuffer.reset();
-        mSliceBuffer = std::make_unique_for_overwrite<unsigned char[]>(bytes);
-        mSliceBufferBytes = bytes;
-    }
-    return mSliceBuffer.get();
 }
 
 } // namespace Ovidane

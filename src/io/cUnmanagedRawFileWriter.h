@@ -1,7 +1,6 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "core/cCountedPtr.h"
@@ -64,11 +63,8 @@ private:
     template <class T> void TakeSizes(const cOvdImage<T>& image);
     // One transfer at the position, which then moves on by `bytes` whatever was written.
     void WriteBytes(const void* source, uint64_t bytes);
-    unsigned char* SliceBuffer(std::size_t bytes);
 
     Platform::cRawFileHandle mFile;
-    std::unique_ptr<unsigned char[]> mSliceBuffer;
-    std::size_t mSliceBufferBytes = 0;
 };
 
 } // namespace Ovidane
