@@ -11,6 +11,7 @@
 namespace Ovidane {
 
 class cMemoryManagerContainer;
+class cSharedPsfFirstGuess;
 
 // A restoration method: turns the settings of a log into a wired framework and runs it.
 // The run stages call, in this order: the constructor, SetStatusCallback (when the host
@@ -35,6 +36,10 @@ public:
     // The pools the method draws its pixel memory from. The container is a process-wide
     // service, so the algorithm keeps no ownership of it.
     virtual void SetMemoryManagerContainer(cMemoryManagerContainer* container) = 0;
+    // Restorations of one size and optics (the subvolumes of a cut) take their PSF from one
+    // shared guess: the first makes it, wrapping its own guess when `shared` is null, and
+    // the later ones copy it. Before SetUp.
+    virtual void SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) = 0;
     // Makes the process-wide services ready for this image size (transform plans).
     virtual void Initialize() = 0;
     // Last settings before the run: file names, the operations' own initialisation.

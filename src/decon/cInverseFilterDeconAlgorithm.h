@@ -43,10 +43,7 @@ public:
     void UpdatePreview(cFloatImagePtr& preview) override;
     void UpdatePsfPreview(cFloatImagePtr& preview) override;
 
-    // Restorations of one size and optics (the subvolumes of a cut) take their PSF from one
-    // shared guess: the first makes it, wrapping its own guess when `shared` is null, and
-    // the later ones copy it. Before SetUp.
-    void SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared);
+    void SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) override;
 
     bool IsInitialized() const { return mInitialized; }
     const cImageDimensions& GetSize() const { return mSize; }
