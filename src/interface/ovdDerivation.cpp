@@ -71,4 +71,13 @@ void ovdSavedPsfGeometry::PointDriverAt(ovdRunArguments& a) {
     a.savedPsfZSpacing = &zSpacing;
 }
 
+void ovdSavedPsfGeometry::CopyInto(ovdStructInvFilterPsf& record) const {
+    record.sWidth = width;
+    record.sHeight = height;
+    record.sDepth = depth;
+    record.fXSpacing = xSpacing;
+    record.fYSpacing = ySpacing;
+    record.fZSpacing = zSpacing;
+}
+
 } // namespace Ovidane

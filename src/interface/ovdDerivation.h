@@ -26,6 +26,8 @@ struct ovdSavedPsfGeometry {
     float xSpacing = 0, ySpacing = 0, zSpacing = 0;
 
     void PointDriverAt(ovdRunArguments& arguments);
+    // Into the output record, as a successful record-form run reports it.
+    void CopyInto(ovdStructInvFilterPsf& record) const;
 };
 
 } // namespace Ovidane

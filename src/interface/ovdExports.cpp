@@ -78,14 +78,8 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilter(const ovdStructInvFilterImage* imag
         a.userData = userData;
 
         const uint16_t result = ovdRunInverseFilter(a);
-        if (result == OVD_RESULT_SUCCESS && psfOut && !a.outputPsfFile.empty()) {
-            psfOut->sWidth = saved.width;
-            psfOut->sHeight = saved.height;
-            psfOut->sDepth = saved.depth;
-            psfOut->fXSpacing = saved.xSpacing;
-            psfOut->fYSpacing = saved.ySpacing;
-            psfOut->fZSpacing = saved.zSpacing;
-        }
+        if (result == OVD_RESULT_SUCCESS && psfOut && !a.outputPsfFile.empty())
+            saved.CopyInto(*psfOut);
         return result;
     } catch (...) {
         return OVD_RESULT_RUN_FAILED;

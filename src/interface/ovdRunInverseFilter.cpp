@@ -41,6 +41,34 @@ uint16_t ConvertInput(const ovdRunArguments& a, ovdRunState& state) {
     return OVD_RESULT_SUCCESS;
 }
 
+int32_t StartFlag(uint32_t start) {
+    switch (start) {
+    case OVD_START_INVERSE_FILTER: return DEC_FLAG_IGM_FILTERED_ORIGINAL;
+    case OVD_START_FLAT: return DEC_FLAG_IGM_FLAT_SHEET;
+    default: return DEC_FLAG_IGM_ORIGINAL_DATA;
+    }
+}
+
+// The method's own keys. The inverse filter writes its single pass itself; the iterative
+// methods take theirs from here, and save only at the end.
+void FillMethodParameters(const ovdRunArguments& a, cDeconParameter& p) {
+    if (a.method == OVD_METHOD_INVERSE_FILTER)
+        return;
+    const bool extrapolation = a.acceleration == OVD_ACCELERATION_EXTRAPOLATION;
+    p.SetFlag(DEC_FPARAMS_DECON_METHOD,
+              a.method == OVD_METHOD_GOLD ? DEC_FLAG_DM_GOLDS
+              : extrapolation             ? DEC_FLAG_DM_EXTRAPOLATION_ACCEL
+                                          : DEC_FLAG_DM_POWER_ACCEL);
+    p.SetBool(DEC_BPARAMS_VECTOR_EXTRAPOLATION, extrapolation);
+    p.SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, a.iterations);
+    p.SetInt(DEC_IPARAMS_SAVE_INTERVAL, a.iterations);
+    p.SetReal(DEC_RPARAMS_GOODS_FACTOR, a.roughness);
+    p.SetFlag(DEC_FPARAMS_INITIAL_GUESS_METHOD, StartFlag(a.start));
+    p.SetReal(DEC_RPARAMS_GOLDS_SMOOTH_GAUSS, a.goldSmoothing);
+    p.SetInt(DEC_IPARAMS_GOLDS_SMOOTH_ITER, a.goldInterval);
+    p.SetReal(DEC_RPARAMS_STRCH_FACTOR, 1.0f);
+}
+
 void FillParameters(const ovdRunArguments& a, const ovdRunState& state) {
     cDeconParameter& p = state.log->GetParameters();
     p.SetString(DEC_SPARAMS_ORIGINAL_FILE, state.floatInputFile);
@@ -102,6 +130,7 @@ void FillParameters(const ovdRunArguments& a, const ovdRunState& state) {
         p.SetBool(DEC_BPARAMS_SAVE_PSF, true);
         p.SetString(DEC_SPARAMS_OUTPUT_PSF_FILE, a.outputPsfFile);
     }
+    FillMethodParameters(a, p);
 }
 
 } // namespace

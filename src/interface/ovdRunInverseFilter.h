@@ -43,6 +43,16 @@ struct ovdRunArguments {
     float* savedPsfZSpacing = nullptr;                 // 39
     ovdStatusCallback callback = nullptr;              // 40
     void* userData = nullptr;                          // 41
+
+    // Beyond the driver's places: the restoration method. The default, the inverse filter,
+    // is what the five operations run.
+    uint32_t method = OVD_METHOD_INVERSE_FILTER;
+    int32_t iterations = 1;
+    uint32_t acceleration = OVD_ACCELERATION_EXTRAPOLATION;
+    float roughness = 0.0f;
+    uint32_t start = OVD_START_DATA;
+    float goldSmoothing = 0.0f;
+    int32_t goldInterval = 1;
 };
 
 // What the set-up leaves for the run stages, and what the stages made that a failed run

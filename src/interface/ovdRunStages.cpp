@@ -2,7 +2,8 @@
 #include <cstdio>
 
 #include "core/DeconKeys.h"
-#include "decon/cInverseFilterDeconAlgorithm.h"
+#include "decon/DeconAlgorithmChoice.h"
+#include "decon/cSharedPsfFirstGuess.h"
 #include "interface/ovdRunInverseFilter.h"
 #include "largevolume/SubvolumeMemoryBudget.h"
 #include "largevolume/SubvolumeFiles.h"
@@ -18,13 +19,13 @@ void DeleteConvertedInput(ovdRunState& state) {
     state.converted = false;
 }
 
-// Each subvolume is restored by its own algorithm, strictly one after the other, so the
-// memory budget of the cut holds for one restoration at a time. Releasing the algorithm
-// deletes its input file, as the subvolume's log asks. A non-null `psf` slot shares the
-// PSF of the first subvolume with the others.
+// Each subvolume is restored by its own algorithm, of the method the log names, strictly
+// one after the other, so the memory budget of the cut holds for one restoration at a time.
+// Releasing the algorithm deletes its input file, as the subvolume's log asks. A non-null
+// `psf` slot shares the PSF of the first subvolume with the others.
 void RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& log, int16_t index,
                       int16_t count, cCountedPtr<cSharedPsfFirstGuess>* psf) {
-    cCountedPtr<cInverseFilterDeconAlgorithm> algorithm = new cInverseFilterDeconAlgorithm(log);
+    cDeconAlgorithmPtr algorithm = MakeDeconAlgorithm(log);
     if (psf)
         algorithm->SharePsfFirstGuess(*psf);
     if (a.callback)
@@ -72,7 +73,9 @@ void ReportSavedPsf(const ovdRunArguments& a, const ovdRunState& state) {
 
 uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state) {
     cDeconParameter& p = state.log->GetParameters();
-    p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, GetSubvolumeMemoryBudget(1));
+    // The cut is sized for the working images of the chosen method.
+    p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE,
+               GetSubvolumeMemoryBudget(1, ExtraWorkingImages(p)));
 
     // The statistics of the whole stack outlive the cut: the blending's last pass reads
     // them as well.

@@ -44,8 +44,12 @@ int64_t SubvolumeMemoryBudget(uint32_t workingImages, int64_t totalPhysicalMB,
 }
 
 // The one place that asks the machine.
-int64_t GetSubvolumeMemoryBudget(int mode) {
-    const uint32_t workingImages = SubvolumeWorkingImageCount(mode);
+uint32_t HostLimitImages(uint32_t extraImages) {
+    return kHostLimitImages + extraImages;
+}
+
+int64_t GetSubvolumeMemoryBudget(int mode, uint32_t extraImages) {
+    const uint32_t workingImages = SubvolumeWorkingImageCount(mode) + extraImages;
     const int64_t machine = SubvolumeMemoryBudget(workingImages, GetTotalPhysicalMemoryMB(),
                                                   GetMemoryPerBufferMB(workingImages));
     const int64_t limit = gRunMemoryBudget.load();
@@ -54,7 +58,7 @@ int64_t GetSubvolumeMemoryBudget(int mode) {
     // The host's limit is the whole run's: nothing is held back for the system, since the
     // host has already decided what the run may have. At least one byte, so that the
     // dynamic cut never mistakes the share for "work it out".
-    const int64_t share = limit / std::max(workingImages, kHostLimitImages);
+    const int64_t share = limit / std::max(workingImages, HostLimitImages(extraImages));
     return std::max<int64_t>(1, std::min(share, machine));
 }
 

@@ -16,13 +16,19 @@ int64_t SubvolumeMemoryBudget(uint32_t workingImages, int64_t totalPhysicalMB,
 // The number of bytes one subvolume may take on this machine, or under the run memory
 // limit when one is set: the limit is then shared by the working images of the mode as the
 // physical memory would be, and a limit above what the machine gives changes nothing.
-int64_t GetSubvolumeMemoryBudget(int mode);
+// `extraImages` are the images a restoration method holds beyond the inverse filter's
+// (an iterative method's estimates and acceleration); they share the budget as well.
+int64_t GetSubvolumeMemoryBudget(int mode, uint32_t extraImages = 0);
 
 // What a run may hold beyond the peak working set of restoring subvolumes of
 // `subvolumeBytes` per image: the host's limit, or without one the machine's physical
 // memory less what is left to the system, minus the 16 images a restoration is given under
 // a host's limit. 0 when nothing is left.
 int64_t GetSpareRunMemory(int64_t subvolumeBytes);
+
+// The images a restoration under a host's limit is given: those of the inverse filter's
+// peak, plus `extraImages` of the method.
+uint32_t HostLimitImages(uint32_t extraImages = 0);
 
 // What the runs that start from now on may plan with in all, in bytes, in place of the
 // machine's physical memory. 0 or less: no limit, the machine decides (the default). A

@@ -68,6 +68,16 @@ OVD_AT(ovdStructInvFilterStatus, sSubvolumeCount, 14);
 OVD_AT(ovdStructInvFilterStatus, sStage, 16);
 OVD_SIZE(ovdStructInvFilterStatus, 20);
 
+OVD_AT(ovdStructIterativeOps, nMethod, 0);
+OVD_AT(ovdStructIterativeOps, nIterations, 4);
+OVD_AT(ovdStructIterativeOps, nAcceleration, 8);
+OVD_AT(ovdStructIterativeOps, fRoughness, 12);
+OVD_AT(ovdStructIterativeOps, nStart, 16);
+OVD_AT(ovdStructIterativeOps, fGoldSmoothing, 20);
+OVD_AT(ovdStructIterativeOps, nGoldInterval, 24);
+OVD_AT(ovdStructIterativeOps, nReserved, 28);
+OVD_SIZE(ovdStructIterativeOps, 32);
+
 /* Field widths that the offsets alone do not pin down. */
 static_assert(sizeof(((ovdStructInvFilterImage*)0)->nReserved) == 12, "image reserved bytes");
 static_assert(sizeof(((ovdStructInvFilterOpsStd*)0)->bPhaseObject) == 1, "8-bit flag");

@@ -8,6 +8,7 @@ if [ -n "$stray" ]; then
   echo "unexpected exports:"; printf '%s\n' "$stray"; exit 1
 fi
 for name in ovd3dInverseFilter DLL_OVD_3DIF ovd3dInverseFilterDetectSA \
-            ovdInitStructInvFilterOpsStd ovdInitStructInvFilterOpsExp; do
+            ovdInitStructInvFilterOpsStd ovdInitStructInvFilterOpsExp \
+            ovd3dRestore ovdInitStructIterativeOps; do
   printf '%s\n' "$symbols" | grep -qx "$name" || { echo "missing export $name"; exit 1; }
 done

@@ -1,0 +1,120 @@
+// The iterative restoration for hosts: the records of the inverse filter plus a record of
+// the method's options, checked more strictly than the five operations check theirs.
+#include <cmath>
+#include <cstring>
+
+#include "interface/ovdDerivation.h"
+#include "interface/ovdRunInverseFilter.h"
+#include "interface/ovdValidation.h"
+#include "interface/ovdinf01.h"
+
+using namespace Ovidane;
+
+namespace {
+
+constexpr uint16_t kRefused = OVD_RESULT_INVALID_ARGUMENT;
+
+bool AllFinite(std::initializer_list<float> values) {
+    for (const float value : values)
+        if (!std::isfinite(value))
+            return false;
+    return true;
+}
+
+// What the five operations would let through but no run can use: non-finite numbers (a
+// NaN aberration gives a PSF of NaN and a stack of NaN), and cuts whose guard bands or
+// overlap the geometry cannot honour.
+uint16_t CheckRecordsStrictly(const ovdStructInvFilterImage& image,
+                              const ovdStructInvFilterPsf* psfIn,
+                              const ovdStructInvFilterOpsExp& exp) {
+    if (!AllFinite({image.fXSpacing, image.fYSpacing, image.fZSpacing, image.fNumericalAperture,
+                    image.fRefractiveIndex, image.fEmissionWavelength,
+                    image.fSphericalAberration, exp.fNoiseFactor, exp.fMemoryPercent}))
+        return kRefused;
+    if (psfIn && !AllFinite({psfIn->fXSpacing, psfIn->fYSpacing, psfIn->fZSpacing}))
+        return kRefused;
+    if (exp.sXYGuardBand > 100 || exp.sZGuardBand > 100)
+        return OVD_RESULT_GUARD_BAND_TOO_LARGE;
+    if (exp.sOverlap > 300)
+        return OVD_RESULT_OVERLAP_TOO_LARGE;
+    return OVD_RESULT_SUCCESS;
+}
+
+uint16_t CheckIterativeOptions(const ovdStructIterativeOps& o) {
+    if (o.nMethod > OVD_METHOD_GOLD || o.nAcceleration > OVD_ACCELERATION_EXTRAPOLATION ||
+        o.nStart > OVD_START_FLAT || o.nReserved != 0)
+        return kRefused;
+    if (o.nIterations < 1 || o.nIterations > OVD_MAX_ITERATIONS)
+        return kRefused;
+    if (!(o.fRoughness >= 0.0f && o.fRoughness <= 1000.0f))
+        return kRefused;
+    if (!(o.fGoldSmoothing >= 0.0f && o.fGoldSmoothing <= 10.0f))
+        return kRefused;
+    if (o.nGoldInterval < 1 || o.nGoldInterval > 1000)
+        return kRefused;
+    return OVD_RESULT_SUCCESS;
+}
+
+void CopyMethod(const ovdStructIterativeOps& o, ovdRunArguments& a) {
+    a.method = o.nMethod;
+    a.iterations = o.nMethod == OVD_METHOD_INVERSE_FILTER ? 1 : o.nIterations;
+    a.acceleration = o.nAcceleration;
+    a.roughness = o.fRoughness;
+    a.start = o.nStart;
+    a.goldSmoothing = o.fGoldSmoothing;
+    a.goldInterval = o.nGoldInterval;
+}
+
+} // namespace
+
+extern "C" {
+
+OVD_API uint16_t OVD_CALL ovdInitStructIterativeOps(ovdStructIterativeOps* ops) {
+    if (!ops)
+        return kRefused;
+    std::memset(ops, 0, sizeof *ops);
+    ops->nMethod = OVD_METHOD_MLEM;
+    ops->nIterations = 30;
+    ops->nAcceleration = OVD_ACCELERATION_EXTRAPOLATION;
+    ops->fRoughness = 0.5f;
+    ops->nStart = OVD_START_DATA;
+    ops->fGoldSmoothing = 1.0f;
+    ops->nGoldInterval = 5;
+    return OVD_RESULT_SUCCESS;
+}
+
+OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
+                                       const ovdStructInvFilterPsf* psfIn,
+                                       ovdStructInvFilterPsf* psfOut,
+                                       const ovdStructInvFilterOpsStd* stdOptions,
+                                       const ovdStructInvFilterOpsExp* expOptions,
+                                       const ovdStructIterativeOps* iterative,
+                                       ovdStatusCallback callback, void* userData) {
+    try {
+        ovdStructIterativeOps defaults;
+        ovdInitStructIterativeOps(&defaults);
+        const ovdStructIterativeOps& options = iterative ? *iterative : defaults;
+        if (const uint16_t code = CheckIterativeOptions(options))
+            return code;
+        if (image && expOptions)
+            if (const uint16_t code = CheckRecordsStrictly(*image, psfIn, *expOptions))
+                return code;
+        if (const uint16_t code = ovdValidateRecords(image, psfIn, psfOut, stdOptions, expOptions))
+            return code;
+        ovdRunArguments a = ovdDeriveFromRecords(*image, psfIn, psfOut, *stdOptions, *expOptions);
+        CopyMethod(options, a);
+        ovdSavedPsfGeometry saved;
+        saved.PointDriverAt(a);
+        a.callback = callback;
+        a.userData = userData;
+
+        const uint16_t result = ovdRunInverseFilter(a);
+        if (result == OVD_RESULT_SUCCESS && psfOut && !a.outputPsfFile.empty())
+            saved.CopyInto(*psfOut);
+        return result;
+    } catch (...) {
+        return OVD_RESULT_RUN_FAILED;
+    }
+}
+
+} // extern "C"
