@@ -43,6 +43,11 @@ public:
     // complex values of the real-to-complex transform, real and imaginary part interleaved
     // (a float left over for odd x is 0). in may be a stack or a single plane.
     virtual void ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) = 0;
+    // Convolve for a kernel b that is given by its half spectrum (ForwardHalfSpectrum's
+    // layout): an iteration that blurs with one PSF again and again transforms it once. The
+    // result is the same, bit for bit, as Convolve with the kernel itself.
+    virtual void ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePtr& spectrum,
+                                      const cFloatImagePtr& result, int mode) = 0;
     // The inverse: a packed half spectrum back to a real image, divided by the pixel count.
     virtual void InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) = 0;
     // Convolve whose kernel b may lie in an image with longer lines (the packed width

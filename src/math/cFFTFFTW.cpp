@@ -299,26 +299,58 @@ void cFFTFFTW::InverseReal(const cPlanSet& plans, float* spectrum, const cFloatI
     });
 }
 
-void cFFTFFTW::RunConvolve(const cFloatImagePtr& a, const cFloatImagePtr& b,
-                           const cFloatImagePtr& result, int mode, uint32_t depth) {
-    EnsurePlans();
-    const cPlanSet& plans = PlansFor(depth);
-    ForwardReal(*a, plans, mFirstSpectrum);
-    ForwardReal(*b, plans, mSecondSpectrum);
+template <class KernelLine>
+void cFFTFFTW::MultiplyAndInvert(const KernelLine& kernelLine, const cFloatImage& result, int mode,
+                                 uint32_t depth) {
     const uint64_t half = mDimensions.x / 2 + 1;
     const float scale = 1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
     const float* first = mFirstSpectrum;
     float* second = mSecondSpectrum;
     ForEachLine(uint64_t{mDimensions.y} * depth, half, [&](uint64_t line) {
         const uint64_t offset = 2 * half * line;
+        float* product = second + offset;
+        const float* kernel = kernelLine(line);
+        if (kernel != product)
+            std::memcpy(product, kernel, 2 * half * sizeof(float));
         if (mode == 2)
-            MultiplyLine(first + offset, second + offset, half, scale);
+            MultiplyLine(first + offset, product, half, scale);
         else if (mode == 1)
-            MultiplyConjugateLine(first + offset, second + offset, half, scale);
+            MultiplyConjugateLine(first + offset, product, half, scale);
         else
-            ScaleLine(second + offset, half, scale);
+            ScaleLine(product, half, scale);
     });
-    InverseReal(plans, mSecondSpectrum, *result);
+    InverseReal(PlansFor(depth), mSecondSpectrum, result);
+}
+
+void cFFTFFTW::RunConvolve(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                           const cFloatImagePtr& result, int mode, uint32_t depth) {
+    EnsurePlans();
+    const cPlanSet& plans = PlansFor(depth);
+    ForwardReal(*a, plans, mFirstSpectrum);
+    ForwardReal(*b, plans, mSecondSpectrum);
+    const uint64_t values = 2 * (mDimensions.x / 2 + 1);
+    float* second = mSecondSpectrum;
+    MultiplyAndInvert([&](uint64_t line) { return second + values * line; }, *result, mode, depth);
+}
+
+void cFFTFFTW::ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePtr& spectrum,
+                                    const cFloatImagePtr& result, int mode) {
+    Guard([&] {
+        CheckNotNull("ConvolveHalfSpectrum", {a.Get(), spectrum.Get(), result.Get()});
+        const uint32_t depth = CommonDepth("ConvolveHalfSpectrum", {a.Get(), result.Get()});
+        if (!FitsPacked(*spectrum, depth))
+            Fail("Invalid Dimensions in ConvolveHalfSpectrum", 2);
+        EnsurePlans();
+        ForwardReal(*a, PlansFor(depth), mFirstSpectrum);
+        const uint32_t y = mDimensions.y;
+        const cFloatImage& kernel = *spectrum;
+        MultiplyAndInvert(
+            [&](uint64_t line) -> const float* {
+                return kernel.GetLinePointer(static_cast<uint32_t>(line % y),
+                                             static_cast<uint32_t>(line / y));
+            },
+            *result, mode, depth);
+    });
 }
 
 void cFFTFFTW::Convolve(const cFloatImagePtr& a, const cFloatImagePtr& b,

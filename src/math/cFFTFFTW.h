@@ -56,6 +56,8 @@ public:
                               const cFloatImagePtr& result, float k) override;
     void ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
     void InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
+    void ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePtr& spectrum,
+                              const cFloatImagePtr& result, int mode) override;
 
     bool HasPlans() const { return mVolume.forwardReal != nullptr; }
     // The worker thread count the plans were made with; 0 without plans.
@@ -105,6 +107,11 @@ private:
                    float k, uint32_t depth);
     void RunConvolve(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& result,
                      int mode, uint32_t depth);
+    // The product of the spectrum in the first store half with b's, whose lines `kernelLine`
+    // answers, written to the second half and transformed back into result.
+    template <class KernelLine>
+    void MultiplyAndInvert(const KernelLine& kernelLine, const cFloatImage& result, int mode,
+                           uint32_t depth);
 
     int mFirst;
     int mSecond;

@@ -118,6 +118,13 @@ void cFFTManager::ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImag
     Guard([&] { InstanceFor(in, "ForwardHalfSpectrum")->ForwardHalfSpectrum(in, out); });
 }
 
+void cFFTManager::ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePtr& spectrum,
+                                       const cFloatImagePtr& result, int mode) {
+    Guard([&] {
+        InstanceFor(a, "ConvolveHalfSpectrum")->ConvolveHalfSpectrum(a, spectrum, result, mode);
+    });
+}
+
 // The lookup names the operation Convolve, as the regular convolution does.
 void cFFTManager::ConvolveOTF(const cFloatImagePtr& a, const cFloatImagePtr& b,
                               const cFloatImagePtr& result, int mode) {

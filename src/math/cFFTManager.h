@@ -46,6 +46,9 @@ public:
     void WienerFilterSpectrum(const cFloatImagePtr& spectrum, const cFloatImagePtr& b,
                               const cFloatImagePtr& result, float k);
     void ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out);
+    // Convolve with a kernel given by its half spectrum; served by the instance of a's size.
+    void ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePtr& spectrum,
+                              const cFloatImagePtr& result, int mode);
     void ConvolveOTF(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& result,
                      int mode);
     void FFTPacked(const cFloatImagePtr& in, const cFloatImagePtr& out, int direction);
