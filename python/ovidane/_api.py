@@ -13,6 +13,9 @@ from .errors import check
 _DATA_TYPES = {np.dtype(np.uint8): 0, np.dtype(np.uint16): 1, np.dtype(np.float32): 2}
 _ARGUMENT_PIXEL_TYPES = {np.dtype(np.float32): 0, np.dtype(np.uint16): 1, np.dtype(np.uint8): 2}
 _NOISE = {"auto": 0.0, "low": 2e-5, "medium": 2e-4, "high": 2e-3}
+_METHODS = {"wiener": 0, "mlem": 1, "gold": 2}
+_ACCELERATIONS = {"line": 0, "extrapolation": 1}
+_STARTS = {"data": 0, "wiener": 1, "flat": 2}
 
 
 def _as_stack(stack):
@@ -33,6 +36,41 @@ def _spacing(spacing):
     if len(values) != 3:
         raise ValueError("spacing is (x, y, z) in micrometres")
     return values
+
+
+def _choice(name, value, table):
+    if value not in table:
+        raise ValueError(f"{name} is one of {', '.join(table)}, not {value!r}")
+    return table[value]
+
+
+def _bounded_int(name, value, low, high):
+    """Checked before it reaches a fixed-width field of a record, where it would wrap."""
+    if isinstance(value, bool) or not isinstance(value, (int, np.integer)):
+        raise TypeError(f"{name} must be an integer, not {value!r}")
+    if not low <= value <= high:
+        raise ValueError(f"{name} must lie in {low} to {high}, not {value}")
+    return int(value)
+
+
+def _finite(name, value):
+    number = float(value)
+    if not np.isfinite(number):
+        raise ValueError(f"{name} must be a finite number, not {value!r}")
+    return number
+
+
+def _iterative_options(method, iterations, acceleration, roughness, start):
+    options = L.IterativeOptions()
+    L.lib.ovdInitStructIterativeOps(ctypes.byref(options))
+    options.nMethod = _choice("method", method, _METHODS)
+    if iterations is not None:
+        options.nIterations = _bounded_int("iterations", iterations, 1, 10000)
+    options.nAcceleration = _choice("acceleration", acceleration, _ACCELERATIONS)
+    if roughness is not None:
+        options.fRoughness = _finite("roughness", roughness)
+    options.nStart = _choice("start", start, _STARTS)
+    return options
 
 
 def _noise_factor(noise):
@@ -71,7 +109,10 @@ class _Progress:
 
     def _on_record(self, status, _user):
         s = status.contents
-        return self._report(s.fPercentDone, s.sSubvolume, s.sSubvolumeCount, s.fMinutesLeft)
+        # The record counts per subvolume; a caller wants the whole run's progress.
+        count = max(s.sSubvolumeCount, 1)
+        percent = min(100.0, (max(s.sSubvolume, 1) - 1 + s.fPercentDone / 100.0) / count * 100.0)
+        return self._report(percent, s.sSubvolume, s.sSubvolumeCount, s.fMinutesLeft)
 
     def _on_host(self, _user, _stage, percent, count, index, minutes):
         return self._report(percent, index, count, minutes)
@@ -88,17 +129,28 @@ def _write_raw(array, path):
 
 def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, noise="auto",
             psf=None, psf_spacing=None, guard_xy=10, guard_z=6, overlap=10, progress=None,
-            temp_dir=None, return_psf=False):
-    """Restores a stack with the library's Wiener filter.
+            temp_dir=None, return_psf=False, method="wiener", iterations=None,
+            acceleration="extrapolation", roughness=None, start="data"):
+    """Restores a stack with the library's Wiener filter, or iteratively.
 
     stack: array (z, y, x) of uint8, uint16 or float32. spacing: (x, y, z) in micrometres.
     na, ri, wavelength (micrometres): the optics. sa: spherical aberration of the
     theoretical PSF. psf: a measured PSF (z, y, x), with psf_spacing (x, y, z), used instead.
-    noise: 'auto', 'low', 'medium', 'high' or a regularisation level.
-    Returns the restored float32 stack, and the PSF used when return_psf is true.
+    noise: 'auto', 'low', 'medium', 'high' or a regularisation level (Wiener filter).
+    method: 'wiener' (one pass, fast), 'mlem' (maximum likelihood, best on photon-limited
+    data) or 'gold'. iterations, acceleration ('extrapolation' or 'line'), roughness (Good's
+    roughness factor) and start ('data', 'wiener', 'flat') tune the iterative methods; None
+    leaves the library's defaults. progress(percent, subvolume, count, minutes_left) sees the
+    whole run's percentage. Returns the restored float32 stack, and the PSF used when
+    return_psf is true.
     """
     array = _as_stack(stack)
     sx, sy, sz = _spacing(spacing)
+    iterative = _iterative_options(method, iterations, acceleration, roughness, start)
+    sa = _finite("sa", sa)
+    guard_xy = _bounded_int("guard_xy", guard_xy, 0, 32767)
+    guard_z = _bounded_int("guard_z", guard_z, 0, 32767)
+    overlap = _bounded_int("overlap", overlap, 0, 32767)
     depth, height, width = array.shape
     with tempfile.TemporaryDirectory(prefix="ovidane-", dir=temp_dir) as work:
         input_path = os.path.join(work, "input.raw")
@@ -123,6 +175,10 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
             measured = np.ascontiguousarray(np.asarray(psf, dtype=np.float32))
             if measured.ndim != 3:
                 raise ValueError("a PSF has 3 axes (z, y, x)")
+            if max(measured.shape) > 32767 or min(measured.shape) < 1:
+                raise ValueError(f"each PSF axis must have 1 to 32767 pixels, not {measured.shape}")
+            if not np.isfinite(measured).all():
+                raise ValueError("the PSF holds values that are not finite")
             _write_raw(measured, psf_in_path)
             psf_in = L.PsfRecord()
             psf_in.pszFile = psf_in_path.encode()
@@ -143,11 +199,11 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
         exp.sXYGuardBand, exp.sZGuardBand, exp.sOverlap = guard_xy, guard_z, overlap
 
         bridge = _Progress(progress)
-        code = L.lib.ovd3dInverseFilter(ctypes.byref(image),
-                                        ctypes.byref(psf_in) if psf_in else None,
-                                        ctypes.byref(psf_out) if psf_out else None,
-                                        ctypes.byref(std), ctypes.byref(exp),
-                                        bridge.record_callback, None)
+        code = L.lib.ovd3dRestore(ctypes.byref(image),
+                                  ctypes.byref(psf_in) if psf_in else None,
+                                  ctypes.byref(psf_out) if psf_out else None,
+                                  ctypes.byref(std), ctypes.byref(exp), ctypes.byref(iterative),
+                                  bridge.record_callback, None)
         bridge.finish(code)
         restored = np.fromfile(output_path, dtype=np.float32).reshape(array.shape)
         if not return_psf:

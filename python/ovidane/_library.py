@@ -64,6 +64,19 @@ class ExpertOptions(ctypes.Structure):
     ]
 
 
+class IterativeOptions(ctypes.Structure):
+    _fields_ = [
+        ("nMethod", ctypes.c_uint32),
+        ("nIterations", ctypes.c_int32),
+        ("nAcceleration", ctypes.c_uint32),
+        ("fRoughness", ctypes.c_float),
+        ("nStart", ctypes.c_uint32),
+        ("fGoldSmoothing", ctypes.c_float),
+        ("nGoldInterval", ctypes.c_int32),
+        ("nReserved", ctypes.c_uint32),
+    ]
+
+
 class StatusRecord(ctypes.Structure):
     _fields_ = [
         ("fPercentDone", ctypes.c_float),
@@ -113,6 +126,13 @@ lib.ovd3dInverseFilter.argtypes = [ctypes.POINTER(ImageRecord), ctypes.POINTER(P
                                    ctypes.POINTER(PsfRecord), ctypes.POINTER(StandardOptions),
                                    ctypes.POINTER(ExpertOptions), StatusCallback, ctypes.c_void_p]
 lib.ovd3dInverseFilter.restype = ctypes.c_uint16
+lib.ovdInitStructIterativeOps.argtypes = [ctypes.POINTER(IterativeOptions)]
+lib.ovdInitStructIterativeOps.restype = ctypes.c_uint16
+lib.ovd3dRestore.argtypes = [ctypes.POINTER(ImageRecord), ctypes.POINTER(PsfRecord),
+                             ctypes.POINTER(PsfRecord), ctypes.POINTER(StandardOptions),
+                             ctypes.POINTER(ExpertOptions), ctypes.POINTER(IterativeOptions),
+                             StatusCallback, ctypes.c_void_p]
+lib.ovd3dRestore.restype = ctypes.c_uint16
 lib.ovd3dInverseFilterDetectSA.argtypes = (
     [ctypes.c_char_p, ctypes.c_char_p] + [ctypes.c_int16] * 3 + [ctypes.c_float] * 6
     + [ctypes.c_uint16, ctypes.c_uint16, ctypes.c_uint32] + [ctypes.c_int16] * 3
