@@ -24,11 +24,15 @@ public:
     static bool Interrupted();
 
 private:
-    uint16_t Show(float percent, int subvolume, int subvolumeCount, float minutesLeft);
+    // `percent` is the progress of subvolume `subvolume` alone, as the library reports it;
+    // the line shows the whole run's, and the time left that the run's pace so far gives.
+    // An iteration count of 0 shows no pass counter.
+    uint16_t Show(float percent, int subvolume, int subvolumeCount, int iteration, int iterations);
 
     const char* mLabel;
     bool mTerminal;
     bool mDrawn = false;
+    std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point mLastDraw{};
 };
 

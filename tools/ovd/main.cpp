@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "InputStack.h"
+#include "MethodOptions.h"
 #include "Progress.h"
 #include "ResultText.h"
 #include "interface/ovdinf01.h"
@@ -180,11 +181,13 @@ struct RestoreOptions {
     InputOptions inputOptions, psfOptions;
     OpticsOptions optics;
     CutOptions cut;
+    MethodOptions method;
     ResourceOptions resources;
     MessageOptions messages;
 };
 
 int RunRestore(const RestoreOptions& o) {
+    const ovdStructIterativeOps iterative = IterativeOptionsOf(o.method);
     const MessageRoute messages(o.messages);
     ApplyResources(o.resources);
     PrivateTempDir temp(o.tempDir);
@@ -241,9 +244,8 @@ int RunRestore(const RestoreOptions& o) {
     uint16_t code;
     {
         Progress progress("restoring");
-        code = ovd3dInverseFilter(&image, o.psf.empty() ? nullptr : &psfIn,
-                                  o.savePsf.empty() ? nullptr : &psfOut, &std, &exp, &Progress::OnStatus,
-                                  &progress);
+        code = ovd3dRestore(&image, o.psf.empty() ? nullptr : &psfIn, o.savePsf.empty() ? nullptr : &psfOut,
+                            &std, &exp, &iterative, &Progress::OnStatus, &progress);
     }
     if (code != OVD_RESULT_SUCCESS) {
         if (!tiffOut)
@@ -330,14 +332,16 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
 
     RestoreOptions restore;
-    CLI::App* restoreCommand = app.add_subcommand("restore", "restore a stack with a Wiener filter");
+    CLI::App* restoreCommand =
+        app.add_subcommand("restore", "restore a stack: Wiener filter, ML-EM or Gold's method");
     restoreCommand->add_option("IN", restore.input, "input stack: TIFF, or raw with --size and --type")->required();
     restoreCommand->add_option("OUT", restore.output, "restored stack: float TIFF (.tif) or raw float")->required();
     AddInputOptions(restoreCommand, restore.inputOptions);
     AddOpticsOptions(restoreCommand, restore.optics, true);
     AddCutOptions(restoreCommand, restore.cut);
-    restoreCommand->add_option("--noise", restore.noise, "auto, low, medium, high or a regularisation level")
+    restoreCommand->add_option("--noise", restore.noise, "wiener: auto, low, medium, high or a regularisation level")
         ->capture_default_str();
+    AddMethodOptions(restoreCommand, restore.method);
     restoreCommand->add_option("--psf", restore.psf, "measured PSF (TIFF, or raw with --psf-size/--psf-type)");
     restoreCommand->add_option("--psf-size", restore.psfOptions.size, "raw PSF: WxHxD");
     restoreCommand->add_option("--psf-type", restore.psfOptions.type, "raw PSF: u8, u16 or f32");
