@@ -4,12 +4,18 @@
 #include "core/cCountedPtr.h"
 #include "core/cDeconLog.h"
 #include "core/cDeconOperation.h"
+#include "core/cImageDimensions.h"
 #include "decon/cDeconFramework.h"
+#include "decon/cNoiseSmoothing.h"
+#include "decon/cObjectFirstGuess.h"
+#include "decon/cPreview.h"
+#include "decon/cPsfFirstGuess.h"
 #include "image/cOvdImage.h"
 #include "interface/ovdinf01.h"
 
 namespace Ovidane {
 
+class cIterativeDeconFramework;
 class cMemoryManagerContainer;
 class cSharedPsfFirstGuess;
 
@@ -48,6 +54,7 @@ public:
     virtual void Run() = 0;
 
     cCountedPtr<cDeconLog> GetLog() const { return mLog; }
+    const cImageDimensions& GetSize() const { return mSize; }
     // The object image of the framework; empty without one.
     cFloatImagePtr GetResultImage() const;
 
@@ -59,8 +66,44 @@ protected:
     // before its own members go.
     void DeleteOriginalFileIfOwned();
 
+    // ---- Wiring that the algorithms on the iterative framework share.
+
+    // Size and spacing of the stack or subvolume, from the log.
+    void ReadGeometry();
+    // The PSF of the optics in the log. `stretch` divides the plane distance that the model
+    // sees (1 for none).
+    cPsfFirstGuessPtr MakeTheoreticalPsfFirstGuess(float stretch) const;
+    // DEC_RPARAMS_STRCH_FACTOR, or 1 (no stretch) where the log leaves it at 0 or below: a
+    // stretch that isn't positive would put every plane at an infinite depth.
+    float StretchFactor() const;
+    // The PSF file of the log, brought to the stack's grid. With `thinPsfTakesStackSpacing`
+    // a file one pixel wide takes its plane distance from the stack.
+    cPsfFirstGuessPtr MakeLoadFilePsfFirstGuess(bool thinPsfTakesStackSpacing) const;
+    // The object and PSF previews that DEC_FPARAMS_PREVIEW_METHOD and
+    // DEC_FPARAMS_PSF_PREVIEW_METHOD ask for; empty for none.
+    void MakePreviews(cPreviewPtr& preview, cPreviewPtr& psfPreview) const;
+    // The estimate an iterative method starts from, by DEC_FPARAMS_INITIAL_GUESS_METHOD.
+    // The inverse-filtered start gets a theoretical PSF of its own, stretched by
+    // `ownPsfStretch`, when the run's PSF guess is the flat sheet: filtering with a flat
+    // PSF would give back a flat image.
+    cObjectFirstGuessPtr MakeObjectFirstGuess(float ownPsfStretch);
+    // A Gaussian blur of the start estimate when the regularisation factor asks for one of
+    // more than a pixel; empty otherwise.
+    cNoiseSmoothingPtr MakeObjectSmoothing() const;
+    // The PSF's preparation: the cleaning of a measured PSF when the log asks for it, then
+    // always the scaling to sum 1. A positive `hourglassMinimumRadius` is written to the log
+    // and used for the hourglass in place of the log's radius.
+    void AddPsfPreprocessing(cIterativeDeconFramework& framework, float hourglassMinimumRadius);
+    // Transform plans of the stack's size on the calling thread.
+    void InitializeTransforms() const;
+    // SharePsfFirstGuess for an algorithm whose own guess is `own`.
+    void JoinSharedPsfFirstGuess(cPsfFirstGuessPtr& own,
+                                 cCountedPtr<cSharedPsfFirstGuess>& shared) const;
+
     cCountedPtr<cDeconLog> mLog;
     cDeconFrameworkPtr mFramework;
+    cImageDimensions mSize{1, 1, 1};
+    float mSpacing[3] = {1.0f, 1.0f, 1.0f};
 
 private:
     bool mOriginalFileHandled = false;

@@ -1,30 +1,12 @@
 #include "decon/cInverseFilterDeconAlgorithm.h"
 
-#include <vector>
-
 #include "core/cStatusUpdateHandler.h"
-#include "decon/c2DPSFPreview.h"
-#include "decon/c2DPreview.h"
-#include "decon/c2DPreviewWithFile.h"
-#include "decon/c3DDvorakBandWidthConstraint.h"
-#include "decon/c3DPreview.h"
-#include "decon/c3DPreviewWithFile.h"
-#include "decon/c3DPsfBandWidthConstraintFromImagingParameters.h"
-#include "decon/c3DPsfHourglassSpaceConstraint.h"
-#include "decon/cAverageMaskedBackgroundSubtractionConstraint.h"
-#include "decon/cAxialSumNormalizationConstraint.h"
 #include "decon/cImageNonNegativityLinearCompressionConstraint.h"
-#include "decon/cImageNormalizationConstraint.h"
 #include "decon/cIterativeCallbackStopCriterion.h"
 #include "decon/cIterativeStopCriterion.h"
-#include "decon/cLoadFilePsfFirstGuess.h"
 #include "decon/cMinimumIntensityBackgroundSubtractionConstraint.h"
-#include "decon/cRadialAverageConstraint.h"
 #include "decon/cSpecifiedValueBackgroundSubtractionConstraint.h"
-#include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
 #include "image/cMemoryManagerContainer.h"
-#include "image/cMemoryRequest.h"
-#include "math/cFFTManager.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -33,12 +15,7 @@ cInverseFilterDeconAlgorithm::cInverseFilterDeconAlgorithm(cCountedPtr<cDeconLog
     : cDeconAlgorithm(std::move(log)) {
     Guard([&] {
         cDeconParameter& p = mLog->GetParameters();
-        mSize = cImageDimensions{static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH)),
-                                 static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT)),
-                                 static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH))};
-        mSpacing[0] = p.GetReal(DEC_RPARAMS_X_SPACING);
-        mSpacing[1] = p.GetReal(DEC_RPARAMS_Y_SPACING);
-        mSpacing[2] = p.GetReal(DEC_RPARAMS_Z_SPACING);
+        ReadGeometry();
 
         // The filter needs the original no more once it has its transform, so the result
         // may take its place: one volume of memory less.
@@ -59,8 +36,12 @@ cInverseFilterDeconAlgorithm::cInverseFilterDeconAlgorithm(cCountedPtr<cDeconLog
             static_cast<uint32_t>(lastPlane));
         mOptimization = mInverseOptimization;
 
-        MakePsfFirstGuess();
-        MakePreviews();
+        // A PSF file one pixel wide takes its plane distance from the stack.
+        if (p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD) == DEC_FLAG_PGM_PSF_INPUT)
+            mPsfFirstGuess = MakeLoadFilePsfFirstGuess(true);
+        else
+            mPsfFirstGuess = MakeTheoreticalPsfFirstGuess(1.0f);
+        MakePreviews(mPreview, mPsfPreview);
 
         // One pass, and the result saved at its end.
         p.SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 1);
@@ -74,55 +55,8 @@ cInverseFilterDeconAlgorithm::~cInverseFilterDeconAlgorithm() {
     DeleteOriginalFileIfOwned();
 }
 
-void cInverseFilterDeconAlgorithm::MakePsfFirstGuess() {
-    const cDeconParameter& p = mLog->GetParameters();
-    if (p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD) == DEC_FLAG_PGM_PSF_INPUT) {
-        const cImageDimensions psfSize{static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_PSF_WIDTH)),
-                                       static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_PSF_HEIGHT)),
-                                       static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_PSF_DEPTH))};
-        // A PSF file one pixel wide takes its plane distance from the stack.
-        const float psfSpacingZ = psfSize.x == 1 ? p.GetReal(DEC_RPARAMS_Z_SPACING)
-                                                 : p.GetReal(DEC_RPARAMS_PSF_Z_SPACING);
-        mPsfFirstGuess =
-            new cLoadFilePsfFirstGuess(mSize, mSpacing[0], mSpacing[1], mSpacing[2], psfSize,
-                                       p.GetReal(DEC_RPARAMS_PSF_X_SPACING),
-                                       p.GetReal(DEC_RPARAMS_PSF_Y_SPACING), psfSpacingZ);
-    } else {
-        mPsfFirstGuess = new cTheoreticalPsfFirstGuessWithSphericalAberration(
-            mSpacing[0], mSpacing[1], mSpacing[2], mSize, p.GetReal(DEC_RPARAMS_NUMERICAL_APERTURE),
-            p.GetReal(DEC_RPARAMS_REFRACTION_INDEX), p.GetReal(DEC_RPARAMS_EMISSION_WAVELENGTH),
-            p.GetReal(DEC_RPARAMS_SPHERICAL_ABERRATION), 1.0f, p.GetFlag(DEC_FPARAMS_MODALITY));
-    }
-}
-
 void cInverseFilterDeconAlgorithm::SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) {
-    Guard([&] {
-        if (shared.IsNull())
-            shared = new cSharedPsfFirstGuess(mPsfFirstGuess);
-        mPsfFirstGuess = shared;
-    });
-}
-
-void cInverseFilterDeconAlgorithm::MakePreviews() {
-    const cDeconParameter& p = mLog->GetParameters();
-    switch (p.GetFlag(DEC_FPARAMS_PREVIEW_METHOD)) {
-    case DEC_FLAG_PM_2D_PREVIEW:
-        mPreview = new c2DPreview(mLog);
-        break;
-    case DEC_FLAG_PM_2D_PREVIEW_WITH_FILE:
-        mPreview = new c2DPreviewWithFile(mLog);
-        break;
-    case DEC_FLAG_PM_3D_PREVIEW:
-        mPreview = new c3DPreview(mLog);
-        break;
-    case DEC_FLAG_PM_3D_PREVIEW_WITH_FILE:
-        mPreview = new c3DPreviewWithFile(mLog);
-        break;
-    default:
-        break; // no preview; the running-maximum kind belongs to the 2D methods
-    }
-    if (p.GetFlag(DEC_FPARAMS_PSF_PREVIEW_METHOD) == DEC_FLAG_PPM_2D_PSF_PREVIEW)
-        mPsfPreview = new c2DPSFPreview(mLog);
+    Guard([&] { JoinSharedPsfFirstGuess(mPsfFirstGuess, shared); });
 }
 
 void cInverseFilterDeconAlgorithm::SetUp() {
@@ -147,12 +81,9 @@ void cInverseFilterDeconAlgorithm::SetUp() {
                     new cMinimumIntensityBackgroundSubtractionConstraint());
         }
 
-        if (p.GetBool(DEC_BPARAMS_PREPROCESS_PSF) &&
-            p.GetFlag(DEC_FPARAMS_PSF_GENERATION_SOURCE) == DEC_FLAG_PSFSRC_MEASURED)
-            AddMeasuredPsfPreprocessing();
-        // Always last: the filter expects a PSF of sum 1, so that the zero frequency keeps
-        // the image's brightness.
-        framework.AddPsfPreprocessing(new cImageNormalizationConstraint(1.0f));
+        // The filter expects a PSF of sum 1, so that the zero frequency keeps the image's
+        // brightness; a measured PSF is cleaned first when the log asks for it.
+        AddPsfPreprocessing(framework, 0.0f);
 
         if (!p.GetBool(DEC_BPARAMS_IS_PHASEOBJECT)) {
             cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
@@ -162,38 +93,6 @@ void cInverseFilterDeconAlgorithm::SetUp() {
 
         framework.SetPreview(mPreview);
     });
-}
-
-// A measured PSF brings the noise and the background of its own recording: cut what lies
-// beyond the optics' band limit, make it rotationally symmetric, subtract the background
-// found outside the hourglass that holds the PSF's light, clear everything outside that
-// hourglass, and give every plane the same sum.
-void cInverseFilterDeconAlgorithm::AddMeasuredPsfPreprocessing() {
-    const cDeconParameter& p = mLog->GetParameters();
-    cIterativeDeconFramework& framework = *mIterativeFramework;
-    const float na = p.GetReal(DEC_RPARAMS_NUMERICAL_APERTURE);
-    const float n = p.GetReal(DEC_RPARAMS_REFRACTION_INDEX);
-    const float lambda = p.GetReal(DEC_RPARAMS_EMISSION_WAVELENGTH);
-    const bool confocal = p.GetBool(DEC_BPARAMS_IS_CONFOCAL);
-    const bool observe = p.GetBool(DEC_BPARAMS_BANDLIMIT_OBSERVE);
-    if (p.GetBool(DEC_BPARAMS_PSF_HIGH_NA))
-        framework.AddPsfPreprocessing(
-            new c3DDvorakBandWidthConstraint(mSpacing[0], mSpacing[1], mSpacing[2], na, n, lambda,
-                                             mSize.x, mSize.y, mSize.z, confocal, observe));
-    else
-        framework.AddPsfPreprocessing(new c3DPsfBandWidthConstraintFromImagingParameters(
-            mSpacing[0], mSpacing[1], mSpacing[2], na, n, lambda, mSize.x, mSize.y, mSize.z,
-            confocal, observe));
-    framework.AddPsfPreprocessing(new cRadialAverageConstraint());
-    cCountedPtr<cAverageMaskedBackgroundSubtractionConstraint> background(
-        new cAverageMaskedBackgroundSubtractionConstraint());
-    framework.AddPsfPreprocessing(background);
-    cCountedPtr<c3DPsfHourglassSpaceConstraint> hourglass(new c3DPsfHourglassSpaceConstraint(
-        mSpacing[0], mSpacing[1], mSpacing[2], na, n, lambda, p.GetReal(DEC_RPARAMS_MINIMUM_RADIUS),
-        mSize.x, mSize.y, mSize.z, confocal, false));
-    framework.AddPsfPreprocessing(hourglass);
-    background->SetMask(hourglass->GetMask());
-    framework.AddPsfPreprocessing(new cAxialSumNormalizationConstraint());
 }
 
 void cInverseFilterDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback, void* userData) {
@@ -220,13 +119,7 @@ void cInverseFilterDeconAlgorithm::UseCallbackStopCriterion(ovdStatusCallback ca
 void cInverseFilterDeconAlgorithm::Initialize() {
     Guard([&] {
         SetMemoryManagerContainer(&cMemoryManagerContainer::Instance());
-        cFFTManager& transforms = cFFTManager::Instance();
-        transforms.AddInstance(mSize, 1, 3);
-        // The transforms ask for no memory beyond their own work images; the list is taken
-        // for the order of the protocol and dropped.
-        std::vector<cMemoryRequest> requests;
-        transforms.GetMemoryRequests(requests);
-        transforms.InitializePlans();
+        InitializeTransforms();
         mInitialized = true;
     });
 }

@@ -1,7 +1,6 @@
 #pragma once
 #include <cstdint>
 
-#include "core/cImageDimensions.h"
 #include "decon/cDeconAlgorithm.h"
 #include "decon/cInverseFilterOptimization.h"
 #include "decon/cIterativeDeconFramework.h"
@@ -46,7 +45,6 @@ public:
     void SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) override;
 
     bool IsInitialized() const { return mInitialized; }
-    const cImageDimensions& GetSize() const { return mSize; }
     cCountedPtr<cIterativeDeconFramework> GetFramework() const { return mIterativeFramework; }
     cInverseFilterOptimizationPtr GetOptimization() const { return mInverseOptimization; }
     cPsfFirstGuessPtr GetPsfFirstGuess() const { return mPsfFirstGuess; }
@@ -55,14 +53,8 @@ public:
     cPreviewPtr GetPsfPreview() const { return mPsfPreview; }
 
 private:
-    void MakePsfFirstGuess();
-    void MakePreviews();
-    void AddMeasuredPsfPreprocessing();
-
     cCountedPtr<cIterativeDeconFramework> mIterativeFramework;
     cInverseFilterOptimizationPtr mInverseOptimization;
-    cImageDimensions mSize{1, 1, 1};
-    float mSpacing[3] = {1.0f, 1.0f, 1.0f};
     cPsfFirstGuessPtr mPsfFirstGuess;
     cStopCriterionPtr mStopCriterion;
     cOptimizationPtr mOptimization;

@@ -1,0 +1,33 @@
+#pragma once
+#include "decon/cNoiseSmoothing.h"
+
+namespace Ovidane {
+
+// Good's roughness step after each pass: every interior pixel x moves towards
+// β·√x·Σ√(neighbours), weighted by 1 / (n·β + 1) with n = 4 in the first and last plane and
+// 6 between, which penalises an estimate whose square root is rough. β is the
+// regularisation factor · 1e-4; a factor of 0 means no step.
+//
+// Its two working images (the square root and the work image) are made once and kept, so a
+// pass allocates nothing.
+class cGoodsRoughnessNoiseSmoothing : public cNoiseSmoothing {
+public:
+    // A negative factor is ignored (β stays 0).
+    explicit cGoodsRoughnessNoiseSmoothing(float factor);
+
+    // Makes the working images ahead of the first pass.
+    void Initialize(const cImageDimensions& size) override;
+    // `iteration` plays no part: the step comes after every pass.
+    void Apply(cFloatImagePtr& image, uint32_t iteration) override;
+
+    float GetBeta() const { return mBeta; }
+
+private:
+    void MakeWorkImages(const cImageDimensions& size);
+
+    float mBeta = 0.0f;
+    cFloatImagePtr mSquareRoot;
+    cFloatImagePtr mWork;
+};
+
+} // namespace Ovidane
