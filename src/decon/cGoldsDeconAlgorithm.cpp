@@ -1,0 +1,137 @@
+#include "decon/cGoldsDeconAlgorithm.h"
+
+#include "core/cStatusUpdateHandler.h"
+#include "decon/cFlatSheetPsfFirstGuess.h"
+#include "decon/cGaussianNoiseSmoothing.h"
+#include "decon/cIterativeCallbackStopCriterion.h"
+#include "decon/cIterativeStopCriterion.h"
+#include "image/cMemoryManagerContainer.h"
+
+namespace Ovidane {
+
+cGoldsDeconAlgorithm::cGoldsDeconAlgorithm(cCountedPtr<cDeconLog> log)
+    : cDeconAlgorithm(std::move(log)) {
+    Guard([&] {
+        cDeconParameter& p = mLog->GetParameters();
+        ReadGeometry();
+        // The data are needed in every pass, so the object is an image of its own.
+        mIterativeFramework = new cIterativeDeconFramework(mLog, mSize);
+        mFramework = mIterativeFramework;
+
+        mOptimization = new cGoldsMethodOptimization();
+        mObjectSmoothing = MakeObjectSmoothing();
+        const int32_t interval = p.GetInt(DEC_IPARAMS_GOLDS_SMOOTH_ITER);
+        const float width = p.GetReal(DEC_RPARAMS_GOLDS_SMOOTH_GAUSS);
+        if (interval > 0 && width > 0.0f)
+            mIterationSmoothing = new cGaussianNoiseSmoothing(
+                1.0f, 1.0f, mSpacing[2] / mSpacing[0], width, static_cast<uint32_t>(interval));
+
+        // This method has no PSF derived from the data: that choice, like every other but a
+        // file and the flat sheet, gives the theoretical PSF.
+        switch (p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD)) {
+        case DEC_FLAG_PGM_PSF_INPUT:
+            mPsfFirstGuess = MakeLoadFilePsfFirstGuess(false);
+            break;
+        case DEC_FLAG_PGM_FLAT_SHEET:
+            mPsfFirstGuess = new cFlatSheetPsfFirstGuess();
+            break;
+        default:
+            mPsfFirstGuess = MakeTheoreticalPsfFirstGuess(StretchFactor());
+            break;
+        }
+        mObjectFirstGuess = MakeObjectFirstGuess(StretchFactor());
+        MakePreviews(mPreview, mPsfPreview);
+
+        // The caller decides the number of passes. Without a save interval only the result
+        // is written, and the framework's divisibility test has a divisor.
+        if (p.GetInt(DEC_IPARAMS_SAVE_INTERVAL) == 0)
+            p.SetInt(DEC_IPARAMS_SAVE_INTERVAL, p.GetInt(DEC_IPARAMS_TOTAL_ITERATIONS));
+        mStopCriterion = new cIterativeStopCriterion(mLog);
+    });
+    SetObjectName("cGoldsDeconAlgorithm");
+}
+
+cGoldsDeconAlgorithm::~cGoldsDeconAlgorithm() {
+    DeleteOriginalFileIfOwned();
+}
+
+void cGoldsDeconAlgorithm::SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) {
+    Guard([&] { JoinSharedPsfFirstGuess(mPsfFirstGuess, shared); });
+}
+
+void cGoldsDeconAlgorithm::SetUp() {
+    Guard([&] {
+        cIterativeDeconFramework& framework = *mIterativeFramework;
+        framework.Load();
+        framework.SetPsfFirstGuess(mPsfFirstGuess);
+        framework.SetOptimization(mOptimization);
+        framework.SetObjectSmoothing(mObjectSmoothing);
+        framework.SetIterationSmoothing(mIterationSmoothing);
+        framework.SetStopCriterion(mStopCriterion);
+        framework.SetObjectFirstGuess(mObjectFirstGuess);
+        AddPsfPreprocessing(framework, 0.0f);
+        framework.SetPreview(mPreview);
+    });
+}
+
+void cGoldsDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback, void* userData) {
+    Guard([&] {
+        mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback, userData));
+    });
+}
+
+void cGoldsDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback) {
+    Guard([&] { mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback)); });
+}
+
+void cGoldsDeconAlgorithm::SetSubvolumeProgress(int16_t index, int16_t count) {
+    Guard([&] { mIterativeFramework->SetSubvolumeProgress(index, count); });
+}
+
+void cGoldsDeconAlgorithm::UseCallbackStopCriterion(ovdStatusCallback callback) {
+    Guard([&] {
+        mStopCriterion = new cIterativeCallbackStopCriterion(mLog, callback);
+        mIterativeFramework->SetStopCriterion(mStopCriterion);
+    });
+}
+
+void cGoldsDeconAlgorithm::Initialize() {
+    Guard([&] {
+        SetMemoryManagerContainer(&cMemoryManagerContainer::Instance());
+        InitializeTransforms();
+        mInitialized = true;
+    });
+}
+
+void cGoldsDeconAlgorithm::Prepare() {
+    Guard([&] {
+        mPsfFirstGuess->SetFileName(mLog->GetParameters().GetString(DEC_SPARAMS_INPUT_PSF_FILE));
+        mOptimization->Initialize();
+        if (mObjectSmoothing)
+            mObjectSmoothing->Initialize(mSize);
+        if (mIterationSmoothing)
+            mIterationSmoothing->Initialize(mSize);
+        mStopCriterion->Initialize();
+    });
+}
+
+void cGoldsDeconAlgorithm::Run() {
+    Guard([&] {
+        mIterativeFramework->Prepare();
+        // The framework has let go of the one-time operations; so does the algorithm, so
+        // that what they hold does not sit on memory through the passes.
+        mObjectFirstGuess = cObjectFirstGuessPtr();
+        mObjectSmoothing = cNoiseSmoothingPtr();
+        mIterativeFramework->Iterate();
+    });
+}
+
+void cGoldsDeconAlgorithm::UpdatePreview(cFloatImagePtr& preview) {
+    Guard([&] { mIterativeFramework->UpdatePreview(preview); });
+}
+
+void cGoldsDeconAlgorithm::UpdatePsfPreview(cFloatImagePtr& preview) {
+    Guard([&] { mIterativeFramework->UpdatePsfPreview(preview); });
+}
+
+} // namespace Ovidane

@@ -1,0 +1,103 @@
+#include "decon/cMlemNonBlindMethodOptimization.h"
+
+#include <ostream>
+
+#include "core/cException.h"
+#include "math/cFFTManager.h"
+#include "math/cImageMathManager.h"
+#include "platform/Platform.h"
+
+namespace Ovidane {
+namespace {
+
+// Writes the seconds since the last mark and the step's text to the message stream; each
+// step of a pass is timed on its own.
+class cStepTimer {
+public:
+    explicit cStepTimer(std::ostream& stream)
+        : mStream(stream), mStart(Platform::ProcessClockMilliseconds()) {}
+    void Done(const char* text) {
+        const int64_t now = Platform::ProcessClockMilliseconds();
+        mStream << "\t\t\t" << static_cast<double>(now - mStart) / 1000.0 << text << '\n';
+        mStart = now;
+    }
+
+private:
+    std::ostream& mStream;
+    int64_t mStart;
+};
+
+} // namespace
+
+cMlemNonBlindMethodOptimization::cMlemNonBlindMethodOptimization() {
+    SetObjectName("cMlemNonBlindMethodOptimization");
+}
+
+void cMlemNonBlindMethodOptimization::Initialize() {
+    Guard([&] {
+        SetObjectName("cMlemNonBlindMethodOptimization");
+        if (!UsesSubPixels())
+            return;
+        // One measured pixel is the mean of n × n restored ones; the box sits at the origin,
+        // as every kernel of a circular convolution does.
+        cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+        mKernel = new cOvdImage<float>(mDimensions, GetObjectName());
+        math->SetImageToConstant(mKernel, 0.0f);
+        const float n = static_cast<float>(mSubPixelXY);
+        math->SetRoiToConstant(mKernel, cImageBox{0, 0, 0, mSubPixelXY - 1, mSubPixelXY - 1, 0},
+                               1.0f / (n * n));
+    });
+}
+
+void cMlemNonBlindMethodOptimization::Apply(cFloatImagePtr& object, cFloatImagePtr& original,
+                                            cFloatImagePtr& psf) {
+    Guard([&] {
+        if (object.IsNull() || original.IsNull() || psf.IsNull())
+            Fail("NULL input image in Apply", OVD_ERR_PARAMETER);
+        if (!(object->GetDimensions() == original->GetDimensions()) ||
+            !(psf->GetDimensions() == original->GetDimensions()))
+            Fail("Invalid Dimensions in Apply", OVD_ERR_PARAMETER);
+        if (mAcceleration.IsNull())
+            Fail("NULL acceleration in Apply", OVD_ERR_PARAMETER);
+        const bool subPixels = UsesSubPixels();
+        if (subPixels && mKernel.IsNull())
+            Fail("NULL kernel in Apply", OVD_ERR_PARAMETER);
+
+        cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+        cFFTManager& transforms = cFFTManager::Instance();
+        cStepTimer timer(MessageStream());
+        mAcceleration->SetDimensions(object->GetDimensions());
+
+        cFloatImagePtr reblurred = mAcceleration->GetReblurredImage();
+        transforms.Convolve(object, psf, reblurred, 2);
+        if (subPixels)
+            transforms.Convolve(reblurred, mKernel, reblurred, 2);
+        timer.Done(" seconds for first Convolution");
+
+        cFloatImagePtr factor = mAcceleration->GetMultiplicationFactor();
+        math->DivideImage(original, reblurred, factor);
+        if (subPixels)
+            math->GenerateGridMask(factor, mSubPixelXY, mSubPixelZ);
+        timer.Done(" seconds to Divide");
+
+        transforms.Convolve(factor, psf, factor, 1);
+        if (subPixels)
+            transforms.Convolve(factor, mKernel, factor, 2);
+        timer.Done(" seconds for second Convolution");
+
+        cFloatImagePtr estimate = mAcceleration->GetNewImageEstimate();
+        if (estimate.IsNull())
+            estimate = object;
+        math->MultiplyImage(object, factor, estimate);
+        timer.Done(" seconds to Multiply Image");
+
+        mAcceleration->Apply(object, original, psf);
+        timer.Done(" seconds to apply Acceleration");
+
+        // 1e-20 and not 0: a multiplicative update can never lift a pixel that is 0.
+        math->SubtractImageByConstantAndThreshold(object, 0.0f, 1e-20f, 1e-20f, 1);
+        timer.Done(" seconds to apply non negativity");
+    });
+}
+
+} // namespace Ovidane
