@@ -2,6 +2,7 @@
 // its centre in the middle of the stack: what a host shows, saves or convolves with.
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "core/DeconKeys.h"
@@ -82,7 +83,8 @@ void CentreOrigin(const cFloatImagePtr& psf, const cFloatImagePtr& out) {
 }
 
 // Computes, centres and writes the PSF; false when the file can't be created. `created`
-// turns true once the file exists, so that a failure after that can take it away again.
+// turns true once this call has made a file that wasn't there, so that a failure after that
+// can take it away again; a file that was there is only emptied.
 bool WritePsf(const std::string& file, const cImageDimensions& size, float xSpacing, float ySpacing,
               float zSpacing, float numericalAperture, float refractiveIndex,
               float emissionWavelength, bool brightfield, float sphericalAberration,
@@ -108,16 +110,15 @@ bool WritePsf(const std::string& file, const cImageDimensions& size, float xSpac
         cFloatImagePtr centred(new cOvdImage<float>(size, Contiguous3D, "ovdWriteTheoreticalPsf"));
         CentreOrigin(psf, centred);
 
-        // The raw writer keeps the bytes of an existing file behind those it writes; a PSF
-        // file must be exactly as long as its stack, so the file is emptied first.
-        std::FILE* emptied = std::fopen(file.c_str(), "wb");
-        if (!emptied)
-            return false;
-        std::fclose(emptied);
-        created = true;
+        // A PSF file is exactly as long as its stack. An existing file is emptied through the
+        // name given, never deleted and made anew, so a link or a device stays what it was.
+        std::error_code ignored;
+        const bool existed =
+            std::filesystem::exists(std::filesystem::symlink_status(file, ignored));
         cUnmanagedRawFileWriter writer(file);
-        if (!writer.Open())
+        if (!writer.OpenEmptied())
             return false;
+        created = !existed;
         writer.Write(centred);
         const bool closed = writer.Close();
         if (!closed || !writer.GetLastError().empty())
@@ -147,7 +148,7 @@ OVD_API uint16_t OVD_CALL ovdWriteTheoreticalPsf(const char* file, int16_t width
                      emissionWavelength, brightfield != 0, sphericalAberration, created);
     } catch (...) {
         if (created)
-            std::remove(file); // a partial PSF is no PSF
+            std::remove(file); // a partial PSF is no PSF, and this call made the file
         return OVD_RESULT_RUN_FAILED;
     }
     return opened ? OVD_RESULT_SUCCESS : OVD_RESULT_CANNOT_CREATE_FILE;

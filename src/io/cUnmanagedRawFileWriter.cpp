@@ -19,6 +19,11 @@ bool cUnmanagedRawFileWriter::Open() {
     return mFile.Open(GetFileName(), Platform::cRawFileHandle::Access::Write);
 }
 
+bool cUnmanagedRawFileWriter::OpenEmptied() {
+    Close();
+    return mFile.Open(GetFileName(), Platform::cRawFileHandle::Access::Truncate);
+}
+
 bool cUnmanagedRawFileWriter::Close() {
     ReleaseSliceBuffer();
     if (!mFile.IsOpen())

@@ -28,6 +28,11 @@ public:
     // is not truncated: bytes behind those written keep their values. False when the
     // system refuses the file.
     bool Open() override;
+    // Opens the file for writing at position 0, emptied: a stack written now is the whole
+    // file. An existing file is truncated through its name, never deleted and made anew, so
+    // whatever the caller named (a symbolic link, a file with other links, a device) stays
+    // what it was. False when the system refuses the file.
+    bool OpenEmptied();
     // Forces the data to the disk and closes. True when both succeed or nothing was open.
     bool Close() override;
 

@@ -20,12 +20,13 @@ std::string IterationName(const std::string& name, int32_t iteration) {
     return name + "_I" + std::to_string(iteration);
 }
 
-// A fresh writer on `name`. Whatever stood under that name goes first: the writer doesn't truncate,
-// and stale bytes behind a shorter stack would pass for pixels.
+// A writer on `name`, emptied first, since stale bytes behind a shorter stack would pass for
+// pixels. The file is emptied through the name the host gave, not deleted and made anew: an
+// output named by a symbolic link is written where the link points, one with other hard links
+// stays shared, and a device stays a device.
 cCountedPtr<cUnmanagedRawFileWriter> OpenWriter(const std::string& name) {
-    std::remove(name.c_str());
     cCountedPtr<cUnmanagedRawFileWriter> writer(new cUnmanagedRawFileWriter(name));
-    writer->Open();
+    writer->OpenEmptied();
     return writer;
 }
 
@@ -331,9 +332,25 @@ int cBlending::PostProcess(const std::string& name) {
         cCountedPtr<cLargeVolumeProcessingFramework> framework(
             new cLargeVolumeProcessingFramework("", width / bin, height / bin, depth));
         for (int32_t i = 0; i < states.total; i += states.interval) {
-            // Each stored state goes through the pass from a copy moved aside: the pass reads the
-            // copy and writes the state anew under its own name.
             const std::string state = i == 0 ? name : IterationName(name, i);
+            if (bin == 1) {
+                // The inversion gives each slice back at its own size and place, and the pass
+                // reads a slice before it writes it: the file is turned in place, through the
+                // name the host gave, so the output stays the file (or link, or device) it was.
+                // A failed pass leaves the stack partly turned, and the run reports the failure.
+                cCountedPtr<cProcessingAction> inversion(new cTLBInversion(mMaximum, mMinimum));
+                framework->AddAction(inversion);
+                framework->SetInput(state);
+                framework->SetOutput(state);
+                const int result = framework->Run();
+                framework->Close();
+                if (result != 0)
+                    return result;
+                continue;
+            }
+            // Bringing binned slices back to full size makes the stack larger than the file it
+            // is read from, so the pass reads a copy moved aside and writes the state anew. Only
+            // the aberration search bins, and its stacks are files of the library's own naming.
             const std::string aside = state + ".1";
             std::remove(aside.c_str());
             if (std::rename(state.c_str(), aside.c_str()) != 0)
@@ -341,16 +358,11 @@ int cBlending::PostProcess(const std::string& name) {
 
             // The actions are made for each pass: a binning action closes its ratio file when a
             // pass finishes.
-            cCountedPtr<cProcessingAction> inversion;
-            cCountedPtr<cProcessingAction> binning;
-            if (transmitted) {
-                inversion = new cTLBInversion(mMaximum, mMinimum);
-                framework->AddAction(inversion);
-            }
-            if (bin > 1) {
-                binning = new cBinning(bin, bin, width, height, 1, ratioFile, false);
-                framework->AddAction(binning);
-            }
+            if (transmitted)
+                framework->AddAction(
+                    cCountedPtr<cProcessingAction>(new cTLBInversion(mMaximum, mMinimum)));
+            framework->AddAction(cCountedPtr<cProcessingAction>(
+                new cBinning(bin, bin, width, height, 1, ratioFile, false)));
             framework->SetInput(aside);
             framework->SetOutput(state);
             const int result = framework->Run();

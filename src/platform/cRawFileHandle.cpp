@@ -63,8 +63,10 @@ cRawFileHandle::~cRawFileHandle() {
 
 bool cRawFileHandle::Open(const std::string& name, Access access) {
     Close();
-    const int flags =
-        access == Access::Read ? (O_RDONLY | O_CLOEXEC) : (O_WRONLY | O_CREAT | O_CLOEXEC);
+    int flags = access == Access::Read ? (O_RDONLY | O_CLOEXEC) : (O_WRONLY | O_CREAT | O_CLOEXEC);
+    // The system ignores the truncation for devices and pipes, which hold no old bytes.
+    if (access == Access::Truncate)
+        flags |= O_TRUNC;
     int descriptor;
     do {
         descriptor = ::open(name.c_str(), flags, 0666);

@@ -14,6 +14,10 @@ public:
     enum class Access {
         Read,  // an existing file, read only, others may open it as well
         Write, // write only; created when missing, never truncated
+        // Write only; created when missing, otherwise emptied through its name. The name is
+        // never unlinked and made anew: a symbolic link keeps pointing at the file it names,
+        // other hard links see the new contents, a device stays a device.
+        Truncate,
     };
 
     cRawFileHandle() = default;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <vector>
 
 #include "core/cException.h"
@@ -82,6 +83,52 @@ TEST(cBlendingTest, LastPassTurnsTransmittedLightBack) {
     EXPECT_EQ(Mismatches(ReadStack(run.Output()), run.stack), 0);
     EXPECT_FALSE(Exists(run.Output() + ".1"));
     EXPECT_EQ(run.temp.Count(), 0u);
+}
+
+// The output is written through the name the host gave, never deleted and made anew: a
+// symbolic link keeps pointing at its file, which gets the whole stack and nothing of its old
+// longer contents; a second hard link sees the result; a link to a device that refuses every
+// byte stays a link and the blending fails. Both modalities, since transmitted light takes a
+// last pass over the output.
+TEST(cBlendingTest, OutputIsWrittenThroughTheNameGiven) {
+    namespace fs = std::filesystem;
+    enum class Kind { LinkToLongerFile, SecondHardLink, LinkToFullDevice };
+    for (const bool transmitted : {false, true}) {
+        for (const Kind kind :
+             {Kind::LinkToLongerFile, Kind::SecondHardLink, Kind::LinkToFullDevice}) {
+            SCOPED_TRACE(std::string(transmitted ? "transmitted, " : "widefield, ") +
+                         (kind == Kind::LinkToLongerFile ? "link to a longer file"
+                          : kind == Kind::SecondHardLink ? "second hard link"
+                                                         : "link to /dev/full"));
+            if (kind == Kind::LinkToFullDevice && !fs::exists("/dev/full"))
+                continue;
+            SubvolumeRun run;
+            if (transmitted)
+                run.Parameters().SetFlag(DEC_FPARAMS_MODALITY, DEC_FLAG_MOD_TL_BRIGHTFIELD);
+            ASSERT_EQ(run.Cut(), 0);
+            run.RestoreUnchanged();
+            const std::string target = run.files.File("target");
+            if (kind == Kind::LinkToFullDevice) {
+                fs::create_symlink("/dev/full", run.Output());
+            } else {
+                WriteStack(target, std::vector<float>(run.stack.pixels.size() + 100, -1.0f));
+                if (kind == Kind::LinkToLongerFile)
+                    fs::create_symlink(target, run.Output());
+                else
+                    fs::create_hard_link(target, run.Output());
+            }
+            const uint16_t result = Blend(run, run.BlendingLog());
+            if (kind == Kind::LinkToFullDevice) {
+                EXPECT_NE(result, 0);
+                EXPECT_TRUE(fs::is_symlink(run.Output()));
+                continue;
+            }
+            ASSERT_EQ(result, 0);
+            EXPECT_EQ(fs::is_symlink(run.Output()), kind == Kind::LinkToLongerFile);
+            EXPECT_EQ(Mismatches(ReadStack(target), run.stack), 0);
+            EXPECT_EQ(run.files.Count(), 3u); // the stack, the output and its other name
+        }
+    }
 }
 
 // Each saved iteration of the subvolumes becomes a stack of its own, named after the
