@@ -6,3 +6,13 @@ add_test(NAME decon.InverseFilterMatchesNumpy
   COMMAND /usr/bin/python3 ${CMAKE_CURRENT_LIST_DIR}/inverse_filter_check.py
           $<TARGET_FILE:inverse_filter_run>)
 set_tests_properties(decon.InverseFilterMatchesNumpy PROPERTIES LABELS unit)
+
+# Ten passes of ML-EM (line search, vector extrapolation) and of Gold's method, each pass
+# recomputed with numpy: the script makes the stack and the PSF, runs the program on them and
+# compares every saved pass.
+add_executable(iterative_run ${CMAKE_CURRENT_LIST_DIR}/numpy/IterativeRun.cpp)
+target_link_libraries(iterative_run PRIVATE ovdengine)
+add_test(NAME decon.IterativeMethodsMatchNumpy
+  COMMAND /usr/bin/python3 ${CMAKE_CURRENT_LIST_DIR}/iterative_check.py
+          $<TARGET_FILE:iterative_run>)
+set_tests_properties(decon.IterativeMethodsMatchNumpy PROPERTIES LABELS unit)
