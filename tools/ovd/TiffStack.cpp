@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -148,14 +150,25 @@ void TiffToRaw(const std::string& tiffPath, const std::string& rawPath) {
     } while (TIFFReadDirectory(tiff.get()));
 }
 
-void RawFloatToTiff(const std::string& rawPath, const std::string& tiffPath, const StackShape& shape,
-                    const Spacing& spacing) {
+void RawFloatToTiff(const std::string& rawPath, const std::string& tiffPath,
+                    const StackShape& shape, const Spacing& spacing, const std::string& shownName) {
     File in(std::fopen(rawPath.c_str(), "rb"));
     if (!in)
         throw StackError(rawPath + ": cannot be read");
+    // libtiff's own messages are silenced; the system's reason for the failed write is what
+    // the user can act on.
+    auto writeFailed = [&] {
+        return StackError(shownName + ": cannot be written (" +
+                          (errno != 0 ? std::strerror(errno) : "is the disk full?") + ")");
+    };
     // Classic TIFF addresses 4 GiB; larger stacks are written as BigTIFF.
     const double bytes = double(shape.width) * shape.height * shape.depth * sizeof(float);
-    Tiff tiff = Open(tiffPath, bytes > 3.9e9 ? "w8" : "w");
+    TIFFSetWarningHandler(&QuietWarnings);
+    TIFFSetErrorHandler(&QuietWarnings);
+    errno = 0;
+    Tiff tiff(TIFFOpen(tiffPath.c_str(), bytes > 3.9e9 ? "w8" : "w"));
+    if (!tiff)
+        throw writeFailed();
     const std::string description = "ImageJ=1.11a\nimages=" + std::to_string(shape.depth) +
                                     "\nslices=" + std::to_string(shape.depth) +
                                     "\nunit=micron\nspacing=" + std::to_string(spacing.z) +
@@ -184,11 +197,13 @@ void RawFloatToTiff(const std::string& rawPath, const std::string& tiffPath, con
             if (std::fread(row.data(), sizeof(float), row.size(), in.get()) != row.size())
                 throw StackError(rawPath + ": shorter than its stated size");
             if (TIFFWriteScanline(t, row.data(), uint32_t(y), 0) < 0)
-                throw StackError(tiffPath + ": cannot be written (disk full?)");
+                throw writeFailed();
         }
         if (!TIFFWriteDirectory(t))
-            throw StackError(tiffPath + ": cannot be written (disk full?)");
+            throw writeFailed();
     }
+    if (!TIFFFlush(tiff.get()))
+        throw writeFailed();
 }
 
 } // namespace ovdtool

@@ -32,9 +32,11 @@ TiffStackInfo ProbeTiff(const std::string& path);
 // Streams the pages of a TIFF stack into a raw file of the same pixel type.
 void TiffToRaw(const std::string& tiffPath, const std::string& rawPath);
 
-// Streams a raw float stack into a float TIFF with ImageJ spacing metadata.
-void RawFloatToTiff(const std::string& rawPath, const std::string& tiffPath, const StackShape& shape,
-                    const Spacing& spacing);
+// Streams a raw float stack into a float TIFF with ImageJ spacing metadata. A write that
+// fails (a full disk, a file size limit) throws a StackError naming `shownName`, the name the
+// user gave, since `tiffPath` may be a temporary one.
+void RawFloatToTiff(const std::string& rawPath, const std::string& tiffPath,
+                    const StackShape& shape, const Spacing& spacing, const std::string& shownName);
 
 bool HasTiffExtension(const std::string& path);
 

@@ -13,6 +13,7 @@
 #include "MethodOptions.h"
 #include "Progress.h"
 #include "ResultText.h"
+#include "SafeOutput.h"
 #include "interface/ovdinf01.h"
 
 using namespace ovdtool;
@@ -188,14 +189,24 @@ struct RestoreOptions {
 
 int RunRestore(const RestoreOptions& o) {
     const ovdStructIterativeOps iterative = IterativeOptionsOf(o.method);
+    RefuseSharedFiles(
+        {{"IN", o.input}, {"--psf", o.psf}},
+        {{"OUT", o.output}, {"--save-psf", o.savePsf}, {"--log", o.messages.logFile}});
     const MessageRoute messages(o.messages);
     ApplyResources(o.resources);
     PrivateTempDir temp(o.tempDir);
     const InputStack input = OpenInput(o.input, o.inputOptions, temp, "input");
+    // The library writes fresh files only; the user's files change at the very end.
+    SafeOutput output(o.output);
+    std::unique_ptr<SafeOutput> savedPsf;
+    if (!o.savePsf.empty())
+        savedPsf = std::make_unique<SafeOutput>(o.savePsf);
     const bool tiffOut = HasTiffExtension(o.output);
-    const std::string rawOut = tiffOut ? temp.File("restored.raw") : o.output;
-    const bool tiffPsfOut = !o.savePsf.empty() && HasTiffExtension(o.savePsf);
-    const std::string rawPsfOut = tiffPsfOut ? temp.File("saved-psf.raw") : o.savePsf;
+    const std::string rawOut = tiffOut ? temp.File("restored.raw") : output.Path();
+    const bool tiffPsfOut = savedPsf && HasTiffExtension(o.savePsf);
+    const std::string rawPsfOut = tiffPsfOut ? temp.File("saved-psf.raw")
+                                  : savedPsf ? savedPsf->Path()
+                                             : std::string();
     const std::string libraryTemp = temp.File("work");
     std::filesystem::create_directory(libraryTemp);
 
@@ -247,17 +258,21 @@ int RunRestore(const RestoreOptions& o) {
         code = ovd3dRestore(&image, o.psf.empty() ? nullptr : &psfIn, o.savePsf.empty() ? nullptr : &psfOut,
                             &std, &exp, &iterative, &Progress::OnStatus, &progress);
     }
-    if (code != OVD_RESULT_SUCCESS) {
-        if (!tiffOut)
-            std::remove(o.output.c_str()); // an incomplete result is no result
+    if (code != OVD_RESULT_SUCCESS)
         return LibraryResult(code);
-    }
     if (tiffOut)
-        RawFloatToTiff(rawOut, o.output, StackShape{input.shape.width, input.shape.height, input.shape.depth},
-                       input.spacing);
+        RawFloatToTiff(rawOut, output.Path(),
+                       StackShape{input.shape.width, input.shape.height, input.shape.depth},
+                       input.spacing, o.output);
     if (tiffPsfOut)
-        RawFloatToTiff(rawPsfOut, o.savePsf, StackShape{psfOut.sWidth, psfOut.sHeight, psfOut.sDepth},
-                       Spacing{psfOut.fXSpacing, psfOut.fYSpacing, psfOut.fZSpacing});
+        RawFloatToTiff(rawPsfOut, savedPsf->Path(),
+                       StackShape{psfOut.sWidth, psfOut.sHeight, psfOut.sDepth},
+                       Spacing{psfOut.fXSpacing, psfOut.fYSpacing, psfOut.fZSpacing}, o.savePsf);
+    if (Progress::Interrupted())
+        return LibraryResult(OVD_RESULT_RUN_FAILED);
+    output.Commit();
+    if (savedPsf)
+        savedPsf->Commit();
     return 0;
 }
 
@@ -272,6 +287,7 @@ struct DetectOptions {
 };
 
 int RunDetect(const DetectOptions& o) {
+    RefuseSharedFiles({{"IN", o.input}}, {{"--log", o.messages.logFile}});
     const MessageRoute messages(o.messages);
     ApplyResources(o.resources);
     PrivateTempDir temp(o.tempDir);
@@ -304,16 +320,17 @@ struct PsfOptions {
 };
 
 int RunPsf(const PsfOptions& o) {
+    RefuseSharedFiles({}, {{"OUT", o.output}, {"--log", o.messages.logFile}});
     const MessageRoute messages(o.messages);
     const StackShape shape = ParseSize(o.size, "PSF");
     const Spacing spacing = ParseSpacing(o.spacing);
+    SafeOutput output(o.output);
     const bool tiffOut = HasTiffExtension(o.output);
-    // A TIFF is made from the raw stack the library writes; that stays in a private
-    // directory so that a refused call leaves nothing at OUT.
+    // A TIFF is made from the raw stack the library writes, in a private directory.
     std::unique_ptr<PrivateTempDir> temp;
     if (tiffOut)
         temp = std::make_unique<PrivateTempDir>("");
-    const std::string rawOut = tiffOut ? temp->File("psf.raw") : o.output;
+    const std::string rawOut = tiffOut ? temp->File("psf.raw") : output.Path();
     const uint16_t code = ovdWriteTheoreticalPsf(
         rawOut.c_str(), int16_t(shape.width), int16_t(shape.height), int16_t(shape.depth), spacing.x, spacing.y,
         spacing.z, o.optics.na, o.optics.ri, o.optics.WavelengthMicrometres(), o.optics.Brightfield() ? 1 : 0,
@@ -321,7 +338,8 @@ int RunPsf(const PsfOptions& o) {
     if (code != OVD_RESULT_SUCCESS)
         return LibraryResult(code);
     if (tiffOut)
-        RawFloatToTiff(rawOut, o.output, shape, spacing);
+        RawFloatToTiff(rawOut, output.Path(), shape, spacing, o.output);
+    output.Commit();
     return 0;
 }
 
