@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+
+#include "IterativeTestScene.h"
+#include "decon/cFlatSheetImageObjectFirstGuess.h"
+#include "decon/cGaussianNoiseSmoothing.h"
+#include "decon/cGoldsMethodOptimization.h"
+#include "decon/cGoodsRoughnessNoiseSmoothing.h"
+#include "decon/cLineSearchAcceleration.h"
+#include "decon/cLoadFileObjectFirstGuess.h"
+#include "decon/cMlemNonBlindMethodOptimization.h"
+#include "decon/cVectorExtrapolationAcceleration.h"
+#include "math/cFFTManager.h"
+#include "math/cImageMathManager.h"
+#include "support/TempDir.h"
+
+using namespace Ovidane;
+using namespace IterativeTest;
+using ConstraintTest::Copy;
+using ConstraintTest::FailureOf;
+
+namespace {
+
+const cImageDimensions kSize{16, 16, 8};
+
+bool Same(const cFloatImagePtr& a, const cFloatImagePtr& b) {
+    return Pixels(a) == Pixels(b);
+}
+
+// One ML-EM pass with the given acceleration; the object changes in place.
+void MlemPass(const cAccelerationPtr& acceleration, cFloatImagePtr& object, Scene& scene,
+              uint32_t subPixelXY = 1) {
+    cMlemNonBlindMethodOptimization optimization;
+    optimization.SetAcceleration(acceleration);
+    optimization.SetDimensions(kSize);
+    optimization.SetSubPixelFactors(subPixelXY, 1);
+    optimization.Initialize();
+    acceleration->Apply(0);
+    optimization.Apply(object, scene.data, scene.psf);
+}
+
+} // namespace
+
+// The behaviours at the edges of the iterative steps that a change could silently break.
+TEST(IterativeSteps, EdgeBehaviours) {
+    cFFTManager::Instance().AddInstance(kSize, 1, 3);
+    cFFTManager::Instance().InitializePlans();
+    Scene scene = MakeScene(kSize, 3000.0f, 5.0f, 3);
+    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"ML-EM lifts an object pixel of 0 to the guard value, Gold leaves it at 0",
+         [&] {
+             for (cAccelerationPtr acceleration :
+                  {cAccelerationPtr(new cLineSearchAcceleration()),
+                   cAccelerationPtr(new cVectorExtrapolationAcceleration())}) {
+                 cFloatImagePtr object = Copy(scene.data);
+                 At(object, 3, 3, 1) = 0.0f;
+                 MlemPass(acceleration, object, scene);
+                 EXPECT_EQ(At(object, 3, 3, 1), 1e-20f) << acceleration->GetObjectName();
+             }
+             cFloatImagePtr object = Copy(scene.data);
+             At(object, 3, 3, 1) = 0.0f;
+             cGoldsMethodOptimization gold;
+             for (int pass = 0; pass < 3; ++pass)
+                 gold.Apply(object, scene.data, scene.psf);
+             EXPECT_EQ(At(object, 3, 3, 1), 0.0f);
+         }},
+        {"the first extrapolated pass is the plain ML-EM update",
+         [&] {
+             cFloatImagePtr plain = Copy(scene.data);
+             cFloatImagePtr factor = Copy(scene.data);
+             cFFTManager::Instance().Convolve(plain, scene.psf, factor, 2);
+             math->DivideImage(scene.data, factor, factor);
+             cFFTManager::Instance().Convolve(factor, scene.psf, factor, 1);
+             math->MultiplyImage(plain, factor, plain);
+             math->SubtractImageByConstantAndThreshold(plain, 0.0f, 1e-20f, 1e-20f, 1);
+
+             cCountedPtr<cVectorExtrapolationAcceleration> extrapolation(
+                 new cVectorExtrapolationAcceleration());
+             cFloatImagePtr object = Copy(scene.data);
+             MlemPass(extrapolation, object, scene);
+             EXPECT_EQ(extrapolation->GetLastAlpha(), 0.0f);
+             EXPECT_TRUE(Same(object, plain));
+         }},
+        {"a Gaussian smoothing acts on every interval-th pass only, and never at interval 0",
+         [&] {
+             cGaussianNoiseSmoothing everySecond(1.0f, 1.0f, 2.0f, 2.0f, 2);
+             cGaussianNoiseSmoothing never(1.0f, 1.0f, 2.0f, 2.0f, 0);
+             everySecond.Initialize(kSize);
+             never.Initialize(kSize);
+             cFloatImagePtr image = Copy(scene.data);
+             everySecond.Apply(image, 1);
+             never.Apply(image, 2);
+             EXPECT_TRUE(Same(image, scene.data));
+             everySecond.Apply(image, 2);
+             EXPECT_FALSE(Same(image, scene.data));
+             // A blur moves light, it neither makes nor loses any.
+             EXPECT_NEAR(ConstraintTest::Sum(image), ConstraintTest::Sum(scene.data),
+                         1e-5 * ConstraintTest::Sum(scene.data));
+         }},
+        {"Good's step with a factor of 0 leaves the image as it is; a positive one flattens a "
+         "spike",
+         [&] {
+             cFloatImagePtr image = Copy(scene.data);
+             cGoodsRoughnessNoiseSmoothing none(0.0f);
+             none.Apply(image, 1);
+             EXPECT_TRUE(Same(image, scene.data));
+             cFloatImagePtr spike = ConstraintTest::Constant(kSize, 1.0f);
+             At(spike, 5, 5, 3) = 100.0f;
+             cGoodsRoughnessNoiseSmoothing good(1000.0f);
+             good.Initialize(kSize);
+             good.Apply(spike, 1);
+             EXPECT_LT(At(spike, 5, 5, 3), 100.0f);
+             EXPECT_GT(At(spike, 5, 5, 3), 1.0f);
+         }},
+        {"a flat-sheet start is the mean of the data everywhere",
+         [&] {
+             cFloatImagePtr object = ConstraintTest::Constant(kSize, -1.0f);
+             cFloatImagePtr psf = scene.psf;
+             cFlatSheetImageObjectFirstGuess().Apply(psf, scene.data, object);
+             const float mean = float(ConstraintTest::Sum(scene.data) / kSize.Voxels());
+             for (float v : Pixels(object))
+                 EXPECT_NEAR(v, mean, 1e-4f * mean);
+         }},
+        {"a start file that is missing or short ends the run with its name; a whole one fills "
+         "the object",
+         [&] {
+             OvidaneTest::TempDir dir;
+             const std::vector<float> values = Pixels(scene.data);
+             std::ofstream(dir.File("short.raw"), std::ios::binary)
+                 .write(reinterpret_cast<const char*>(values.data()), 100 * sizeof(float));
+             std::ofstream(dir.File("whole.raw"), std::ios::binary)
+                 .write(reinterpret_cast<const char*>(values.data()),
+                        std::streamsize(values.size() * sizeof(float)));
+             cFloatImagePtr object = ConstraintTest::Constant(kSize, 0.0f);
+             cFloatImagePtr psf = scene.psf;
+             for (const char* name : {"missing.raw", "short.raw"}) {
+                 cLoadFileObjectFirstGuess guess(dir.File(name));
+                 const std::string message =
+                     FailureOf([&] { guess.Apply(psf, scene.data, object); });
+                 EXPECT_NE(message.find(dir.File(name)), std::string::npos) << message;
+             }
+             cLoadFileObjectFirstGuess(dir.File("whole.raw")).Apply(psf, scene.data, object);
+             EXPECT_TRUE(Same(object, scene.data));
+         }},
+        {"on a sub-pixel grid only the data at the measured pixels count",
+         [&] {
+             // With n = 2 the measured grid is every second x and y.
+             Scene changed = scene;
+             changed.data = Copy(scene.data);
+             At(changed.data, 3, 4, 2) += 500.0f;
+             At(changed.data, 6, 7, 5) += 500.0f;
+             cFloatImagePtr a = Copy(scene.data), b = Copy(scene.data);
+             MlemPass(new cVectorExtrapolationAcceleration(), a, scene, 2);
+             MlemPass(new cVectorExtrapolationAcceleration(), b, changed, 2);
+             EXPECT_TRUE(Same(a, b));
+             At(changed.data, 4, 6, 2) += 500.0f;
+             MlemPass(new cVectorExtrapolationAcceleration(), b, changed, 2);
+             EXPECT_FALSE(Same(a, b));
+         }},
+    };
+    for (const auto& [name, check] : cases) {
+        SCOPED_TRACE(name);
+        check();
+    }
+    cFFTManager::Instance().ReleaseThreadInstances();
+}
