@@ -30,7 +30,9 @@ class cImageStatistics;
 // Use: SetStatistics, SetSubvolumeLogs, SetLog (a copy of the run's log whose
 // DEC_SPARAMS_ORIGINAL_FILE names the output), optionally SetStatusCallback, Blend. The
 // subvolume result files, of every saved iteration, and their PSF files are deleted on
-// the way; the output file and its "_I" siblings stay.
+// the way; the output file and its "_I" siblings stay. Outputs are written through the
+// names given: emptied in place, never deleted and made anew (see OpenEmptied of the raw
+// writer), and the transmitted-light pass turns the written file in place.
 class cBlending : public cOvdObject {
 public:
     cBlending();
@@ -44,8 +46,10 @@ public:
     virtual cCountedPtr<cDeconLog> GetLog();
 
     // 0 on success; 1 without a log or subvolume logs, or when the images can't be set up;
-    // otherwise the first failing step's code (5 when the output can't be moved aside for
-    // the last pass). Failures of images, files and memory pass through as exceptions.
+    // otherwise the first failing step's code (5 when the output doesn't take the stack
+    // whole, or a binned output can't be moved aside for the last pass; 1 when the last pass
+    // can't read the output back, as from a device). Failures of images, files and memory pass
+    // through as exceptions.
     virtual uint16_t Blend();
 
     // The steps of Blend, in their order; public so that each can be driven on its own.
