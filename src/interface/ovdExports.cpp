@@ -7,6 +7,7 @@
 #include "interface/ovdDetectSphericalAberration.h"
 #include "interface/ovdHostCallbackAdapter.h"
 #include "interface/ovdRunInverseFilter.h"
+#include "interface/ovdRunScope.h"
 #include "interface/ovdValidation.h"
 #include "interface/ovdinf01.h"
 #include "io/cTempFileGenerator.h"
@@ -69,6 +70,7 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilter(const ovdStructInvFilterImage* imag
                                              const ovdStructInvFilterOpsExp* expOptions,
                                              ovdStatusCallback callback, void* userData) {
     try {
+        const ovdRunScope scope;
         if (const uint16_t code = ovdValidateRecords(image, psfIn, psfOut, stdOptions, expOptions))
             return code;
         ovdRunArguments a = ovdDeriveFromRecords(*image, psfIn, psfOut, *stdOptions, *expOptions);
@@ -99,6 +101,7 @@ DLL_OVD_3DIF(const char* inputFile, const char* outputFile, const char* tempDire
              int16_t* outPsfDepth, float* outPsfXSpacing, float* outPsfYSpacing,
              float* outPsfZSpacing, ovdHostStatusCallback callback, void* userData) {
     try {
+        const ovdRunScope scope;
         const ovdArgumentList list{inputFile,   outputFile,   tempDirectory,  width,
                                    height,      depth,        xSpacing,       ySpacing,
                                    zSpacing,    numericalAperture, refractiveIndex,
@@ -162,6 +165,7 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
     float lowerLimit, float upperLimit, float* result, uint16_t noiseLevel, uint16_t /*reserved23*/,
     uint16_t reservedFlag, ovdHostStatusCallback callback, void* userData) {
     try {
+        const ovdRunScope scope;
         if (!tempDirectory)
             return OVD_RESULT_INVALID_ARGUMENT;
         // The converted stack's future name doubles as the output probe of the validation,

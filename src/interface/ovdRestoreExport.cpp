@@ -5,6 +5,7 @@
 
 #include "interface/ovdDerivation.h"
 #include "interface/ovdRunInverseFilter.h"
+#include "interface/ovdRunScope.h"
 #include "interface/ovdValidation.h"
 #include "interface/ovdinf01.h"
 
@@ -91,6 +92,7 @@ OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
                                        const ovdStructIterativeOps* iterative,
                                        ovdStatusCallback callback, void* userData) {
     try {
+        const ovdRunScope scope;
         ovdStructIterativeOps defaults;
         ovdInitStructIterativeOps(&defaults);
         const ovdStructIterativeOps& options = iterative ? *iterative : defaults;

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "core/cSingletonHolder.h"
+#include "platform/Platform.h"
 
 namespace Ovidane {
 
@@ -25,7 +26,8 @@ const char* cTempFileGenerator::Generate() {
     Lock lock;
     // A directory given with its closing separator gets no second one.
     const std::string prefix =
-        mDirectory + ((mDirectory.empty() || mDirectory.back() == '/') ? "" : "/") + "~ovdTempD_";
+        mDirectory + ((mDirectory.empty() || mDirectory.back() == '/') ? "" : "/") + "~ovdTempD_" +
+        std::to_string(Platform::CurrentProcessId()) + "_";
     for (;;) {
         const std::string name = prefix + std::to_string(++sCounter);
         // Exclusive creation: an existing file is never taken over, even one that appears
@@ -41,11 +43,20 @@ const char* cTempFileGenerator::Generate() {
     }
 }
 
-void cTempFileGenerator::DeleteAll() {
+void cTempFileGenerator::DeleteAll() { DeleteSince(0); }
+
+std::size_t cTempFileGenerator::GetNameCount() {
     Lock lock;
-    for (const std::string& name : mNames)
-        std::remove(name.c_str());
-    mNames.clear();
+    return mNames.size();
+}
+
+void cTempFileGenerator::DeleteSince(std::size_t mark) {
+    Lock lock;
+    while (mNames.size() > mark) {
+        std::remove(mNames.back().c_str());
+        // Erasing at the end keeps the names handed out before the mark valid.
+        mNames.pop_back();
+    }
 }
 
 } // namespace Ovidane

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <string>
@@ -9,9 +10,11 @@
 namespace Ovidane {
 
 // Names and owns every temporary file of the process. Names are the directory, "/",
-// "~ovdTempD_" and a process-wide number that never goes back, so two runs never share a
-// name and a file that already exists is skipped, never overwritten. Every name it ever
-// made is deleted when the generator goes (at unloading), whatever deleted it earlier.
+// "~ovdTempD_", the process id, "_" and a process-wide number that never goes back: two
+// runs never share a name, nor do two processes that use one directory, and a file that
+// already exists is skipped, never overwritten. The names a run made are deleted when the
+// run ends (DeleteSince), and any still left when the generator goes (at unloading); since
+// no other process can make the same name, neither deletes another process's file.
 class cTempFileGenerator : public cOvdObject, private ClassLevelLockable<cTempFileGenerator> {
 public:
     cTempFileGenerator();
@@ -28,6 +31,11 @@ public:
 
     // Deletes every file named so far and forgets the names.
     void DeleteAll();
+
+    // How many names are held: a mark for DeleteSince.
+    std::size_t GetNameCount();
+    // Deletes the files named since the mark and forgets those names.
+    void DeleteSince(std::size_t mark);
 
 private:
     static inline uint64_t sCounter = 0;

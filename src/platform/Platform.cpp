@@ -37,6 +37,8 @@ MemoryStatus QueryMemoryStatus() {
 
 uint32_t CurrentThreadId() { return static_cast<uint32_t>(::syscall(SYS_gettid)); }
 
+uint32_t CurrentProcessId() { return static_cast<uint32_t>(::getpid()); }
+
 uint64_t MonotonicNanoseconds() {
     return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
                                      std::chrono::steady_clock::now().time_since_epoch())

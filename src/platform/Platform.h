@@ -22,6 +22,9 @@ MemoryStatus QueryMemoryStatus();
 // Kernel id of the calling thread (stable for the thread's life, unique among live threads).
 uint32_t CurrentThreadId();
 
+// Id of this process, unique among the processes alive beside it.
+uint32_t CurrentProcessId();
+
 // Monotonic clock in nanoseconds since an arbitrary origin.
 uint64_t MonotonicNanoseconds();
 

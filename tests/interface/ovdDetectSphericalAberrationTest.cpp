@@ -59,6 +59,12 @@ TEST(ovdDetectSphericalAberrationTest, RefusedRequestsLeaveEstimateAndTemporaryD
     }
     {
         DetectCall call;
+        std::filesystem::remove(call.input);
+        EXPECT_EQ(call.Call(), OVD_RESULT_INVALID_ARGUMENT);
+        EXPECT_EQ(call.temp.Count(), 0u);
+    }
+    {
+        DetectCall call;
         call.result = nullptr;
         EXPECT_EQ(call.Call(), OVD_RESULT_INVALID_ARGUMENT);
     }

@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "io/cTempFileGenerator.h"
 
@@ -32,8 +34,8 @@ TEST(cTempFileGenerator, NamesCountOnSkipExistingFilesAndAreDeletedAtTheEnd) {
         EXPECT_EQ(fs::file_size(first), 0u);
 
         // Plant the next name: the generator must step over it and leave it alone.
-        const std::string planted =
-            (dir / ("~ovdTempD_" + std::to_string(std::stoull(Number(first)) + 1))).string();
+        const std::string planted = first.substr(0, first.rfind('_') + 1) +
+                                    std::to_string(std::stoull(Number(first)) + 1);
         std::ofstream(planted) << "host data";
         second = generator.Generate();
         EXPECT_NE(second, planted);
@@ -55,6 +57,43 @@ TEST(cTempFileGenerator, NamesCountOnSkipExistingFilesAndAreDeletedAtTheEnd) {
         later.SetDirectory(dir.string());
         EXPECT_GT(std::stoull(Number(later.Generate())), std::stoull(Number(third)));
     }
+    fs::remove_all(dir);
+}
+
+// Two processes share a directory. The other one made a name, finished with its file and
+// deleted it; this one then makes a file there. When the other process ends, its generator
+// deletes what it made, which must not include this process's file. Also: the names of a
+// run go at its end, those made before it stay.
+TEST(cTempFileGenerator, ARunOrAnotherProcessDeletesOnlyItsOwnFiles) {
+    const fs::path dir = FreshDirectory("ovd-tempgen-procs-");
+    cTempFileGenerator& generator = cTempFileGenerator::Instance();
+    generator.SetDirectory(dir.string());
+    int toChild[2], toParent[2];
+    ASSERT_EQ(::pipe(toChild), 0);
+    ASSERT_EQ(::pipe(toParent), 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    char token = 0;
+    if (child == 0) {
+        const std::string name = cTempFileGenerator::Instance().Generate();
+        std::remove(name.c_str());
+        (void)!::write(toParent[1], "x", 1);
+        (void)!::read(toChild[0], &token, 1);
+        std::exit(0); // the generator goes as at unloading
+    }
+    ASSERT_EQ(::read(toParent[0], &token, 1), 1);
+    const std::string kept = generator.Generate();
+    const std::size_t mark = generator.GetNameCount();
+    const std::string runFile = generator.Generate();
+    ASSERT_EQ(::write(toChild[1], "x", 1), 1);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(fs::exists(kept));
+
+    generator.DeleteSince(mark);
+    EXPECT_FALSE(fs::exists(runFile));
+    EXPECT_TRUE(fs::exists(kept));
+    generator.DeleteSince(mark - 1);
     fs::remove_all(dir);
 }
 

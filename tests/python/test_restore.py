@@ -3,6 +3,7 @@ reports and cancel, on small synthetic bead stacks."""
 
 import os
 import tempfile
+import threading
 import unittest
 
 import numpy as np
@@ -67,6 +68,25 @@ class Restore(unittest.TestCase):
             with self.assertRaises(ovidane.CancelledError):
                 ovidane.restore(raw, SPACING, **OPTICS, temp_dir=work, progress=lambda *_: False)
             self.assertEqual(os.listdir(work), [])
+
+    def test_threads_restoring_at_once_all_succeed_alike(self):
+        raw = bead_stack()
+        expected = ovidane.restore(raw, SPACING, **OPTICS)
+        outcomes = []
+
+        def host():
+            for _ in range(8):
+                try:
+                    outcomes.append(np.array_equal(ovidane.restore(raw, SPACING, **OPTICS), expected))
+                except ovidane.OvidaneError as error:
+                    outcomes.append(error)
+
+        threads = [threading.Thread(target=host) for _ in range(2)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertEqual(outcomes, [True] * 16)
 
     def test_returned_psf_is_a_unit_volume_covering_the_stack(self):
         _, used = ovidane.restore(bead_stack(), SPACING, **OPTICS, return_psf=True)
