@@ -1,11 +1,19 @@
 #include "decon/DeconAlgorithmChoice.h"
 
+#include "decon/cGoldsDeconAlgorithm.h"
 #include "decon/cInverseFilterDeconAlgorithm.h"
+#include "decon/cMlemNonBlindDeconAlgorithm.h"
 
 namespace Ovidane {
 
 cDeconAlgorithmPtr MakeDeconAlgorithm(const cCountedPtr<cDeconLog>& log) {
     switch (log->GetParameters().GetFlag(DEC_FPARAMS_DECON_METHOD)) {
+    case DEC_FLAG_DM_EXPECTATION_MAX:
+    case DEC_FLAG_DM_POWER_ACCEL:
+    case DEC_FLAG_DM_EXTRAPOLATION_ACCEL:
+        return new cMlemNonBlindDeconAlgorithm(log);
+    case DEC_FLAG_DM_GOLDS:
+        return new cGoldsDeconAlgorithm(log);
     default:
         return new cInverseFilterDeconAlgorithm(log);
     }

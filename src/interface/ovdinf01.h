@@ -10,6 +10,13 @@
  * operation runs on the calling thread, calls the status callback on that thread, and
  * returns a 16-bit code (OVD_RESULT_*) when the run has ended.
  *
+ * Threads. Restorations and estimates run one at a time in a process: the temporary
+ * directory, transform plans and memory pools are process-wide, so a call made while
+ * another thread's call runs waits until that one has ended, then runs with its own
+ * directory. The wait is as long as the other run. Each call deletes the temporary files it
+ * named when it ends, whatever its result; temporary names carry the process id, so
+ * processes that share a directory never touch each other's files.
+ *
  * Record layout: natural alignment, no packing. In a 32-bit build the offsets and sizes
  * noted at each field are the binary format and hold exactly. In a 64-bit build the
  * pointer fields widen to 8 bytes and the fields behind them move accordingly; nothing else
