@@ -154,8 +154,8 @@ cNoiseSmoothingPtr cDeconAlgorithm::MakeObjectSmoothing() const {
 // beyond the optics' band limit, make it rotationally symmetric, subtract the background
 // found outside the hourglass that holds the PSF's light, clear everything outside that
 // hourglass, and give every plane the same sum.
-void cDeconAlgorithm::AddPsfPreprocessing(cIterativeDeconFramework& framework,
-                                          float hourglassMinimumRadius) {
+void cDeconAlgorithm::AddPsfPreparation(cIterativeDeconFramework& framework,
+                                        float hourglassMinimumRadius) {
     cDeconParameter& p = mLog->GetParameters();
     if (p.GetBool(DEC_BPARAMS_PREPROCESS_PSF) &&
         p.GetFlag(DEC_FPARAMS_PSF_GENERATION_SOURCE) == DEC_FLAG_PSFSRC_MEASURED) {

@@ -93,7 +93,7 @@ protected:
     // The PSF's preparation: the cleaning of a measured PSF when the log asks for it, then
     // always the scaling to sum 1. A positive `hourglassMinimumRadius` is written to the log
     // and used for the hourglass in place of the log's radius.
-    void AddPsfPreprocessing(cIterativeDeconFramework& framework, float hourglassMinimumRadius);
+    void AddPsfPreparation(cIterativeDeconFramework& framework, float hourglassMinimumRadius);
     // Transform plans of the stack's size on the calling thread.
     void InitializeTransforms() const;
     // SharePsfFirstGuess for an algorithm whose own guess is `own`.

@@ -69,7 +69,7 @@ void cGoldsDeconAlgorithm::SetUp() {
         framework.SetIterationSmoothing(mIterationSmoothing);
         framework.SetStopCriterion(mStopCriterion);
         framework.SetObjectFirstGuess(mObjectFirstGuess);
-        AddPsfPreprocessing(framework, 0.0f);
+        AddPsfPreparation(framework, 0.0f);
         framework.SetPreview(mPreview);
     });
 }

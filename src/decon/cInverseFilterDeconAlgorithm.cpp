@@ -83,7 +83,7 @@ void cInverseFilterDeconAlgorithm::SetUp() {
 
         // The filter expects a PSF of sum 1, so that the zero frequency keeps the image's
         // brightness; a measured PSF is cleaned first when the log asks for it.
-        AddPsfPreprocessing(framework, 0.0f);
+        AddPsfPreparation(framework, 0.0f);
 
         if (!p.GetBool(DEC_BPARAMS_IS_PHASEOBJECT)) {
             cImageMathPtr math = cImageMathManager::Instance().GetImageMath();

@@ -112,7 +112,7 @@ void cMlemNonBlindDeconAlgorithm::SetUp() {
 
         if (p.GetFlag(DEC_FPARAMS_MODALITY) == kModalityWideHourglass)
             p.SetReal(DEC_RPARAMS_MINIMUM_RADIUS, kHourglassMinimumRadius);
-        AddPsfPreprocessing(framework, kHourglassMinimumRadius);
+        AddPsfPreparation(framework, kHourglassMinimumRadius);
 
         framework.SetPreview(mPreview);
         framework.SetPsfPreview(mPsfPreview);

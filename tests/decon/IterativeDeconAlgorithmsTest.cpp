@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -22,24 +21,6 @@ namespace {
 
 const cImageDimensions kSize{32, 32, 16};
 constexpr int32_t kPasses = 20;
-
-void WriteRaw(const std::string& name, const std::vector<float>& values) {
-    std::ofstream(name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(values.data()),
-               std::streamsize(values.size() * sizeof(float)));
-}
-
-// The PSF as a file holds it: its centre in the middle of the volume.
-std::vector<float> CentredPixels(const cFloatImagePtr& psf) {
-    const cImageDimensions s = psf->GetDimensions();
-    std::vector<float> values(s.Voxels());
-    for (uint32_t z = 0; z < s.z; ++z)
-        for (uint32_t y = 0; y < s.y; ++y)
-            for (uint32_t x = 0; x < s.x; ++x)
-                values[((z + s.z / 2) % s.z * s.y + (y + s.y / 2) % s.y) * s.x +
-                       (x + s.x / 2) % s.x] = At(psf, x, y, z);
-    return values;
-}
 
 // The log of one subvolume that is the whole stack, with a PSF file of its size and
 // spacing, restored from the data themselves.
@@ -80,8 +61,10 @@ std::vector<float> WriteScene(const OvidaneTest::TempDir& dir) {
     cFFTManager::Instance().AddInstance(kSize, 1, 3);
     cFFTManager::Instance().InitializePlans();
     const Scene scene = MakeScene(kSize, 6000.0f, 10.0f, 5);
-    WriteRaw(dir.File("stack.raw"), Pixels(scene.data));
-    WriteRaw(dir.File("psf.raw"), CentredPixels(scene.psf));
+    OvidaneTest::WriteRawAs<float>(dir.File("stack.raw"), Pixels(scene.data));
+    // The same Gaussian as the scene's, centred in the file's volume.
+    OvidaneTest::WriteRawAs<float>(
+        dir.File("psf.raw"), OvidaneTest::MakeGaussianPsf(kSize.x, kSize.y, kSize.z, 1.5f, 2.0f).v);
     cFFTManager::Instance().ReleaseThreadInstances();
     return Pixels(scene.truth);
 }
