@@ -1,11 +1,20 @@
 #include "image/cMemoryManagerContainer.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "core/cSingletonHolder.h"
 #include "core/cThreadIdManager.h"
 
 namespace Ovidane {
+
+namespace {
+std::atomic<uint64_t> gAllocationCount{0};
+} // namespace
+
+uint64_t cMemoryManagerContainer::AllocationCount() {
+    return gAllocationCount.load(std::memory_order_relaxed);
+}
 
 cMemoryManagerContainer::cMemoryManagerContainer() : cOvdObject("cMemoryManagerContainer") {}
 
@@ -33,6 +42,7 @@ template <class Body> void cMemoryManagerContainer::OnCallingThreadsManager(Body
 template <class T>
 void cMemoryManagerContainer::AllocateTyped(uint32_t elements, uint32_t count,
                                             cBlockArray<T>& blocks, const std::string& owner) {
+    gAllocationCount.fetch_add(1, std::memory_order_relaxed);
     OnCallingThreadsManager([&](cMemoryManager& manager, uint32_t) {
         manager.Allocate(elements, count, blocks, owner);
     });

@@ -42,6 +42,10 @@ public:
     // locked (at once when none is). A run calls this when it ends.
     void ReleaseThreadMemory();
 
+    // Pixel memory requests so far in the process, on every thread: a loop that is meant to
+    // allocate nothing (a restoration pass) can be watched with it.
+    static uint64_t AllocationCount();
+
     bool HasManager(uint32_t logicalThreadId) const;
     std::size_t ManagerCount() const;
 
