@@ -1,4 +1,5 @@
 #pragma once
+#include "decon/cKeptPsfTransform.h"
 #include "decon/cOptimization.h"
 
 namespace Ovidane {
@@ -21,6 +22,7 @@ public:
 
 private:
     cAccelerationPtr mAcceleration;
+    cKeptPsfTransform mPsfTransform;
 };
 
 using cGoldsMethodOptimizationPtr = cCountedPtr<cGoldsMethodOptimization>;

@@ -68,8 +68,9 @@ void cMlemNonBlindMethodOptimization::Apply(cFloatImagePtr& object, cFloatImageP
         cStepTimer timer(MessageStream());
         mAcceleration->SetDimensions(object->GetDimensions());
 
+        const cFloatImagePtr& psfTransform = mPsfTransform.Of(psf);
         cFloatImagePtr reblurred = mAcceleration->GetReblurredImage();
-        transforms.Convolve(object, psf, reblurred, 2);
+        transforms.ConvolveHalfSpectrum(object, psfTransform, reblurred, 2);
         if (subPixels)
             transforms.Convolve(reblurred, mKernel, reblurred, 2);
         timer.Done(" seconds for first Convolution");
@@ -80,7 +81,7 @@ void cMlemNonBlindMethodOptimization::Apply(cFloatImagePtr& object, cFloatImageP
             math->GenerateGridMask(factor, mSubPixelXY, mSubPixelZ);
         timer.Done(" seconds to Divide");
 
-        transforms.Convolve(factor, psf, factor, 1);
+        transforms.ConvolveHalfSpectrum(factor, psfTransform, factor, 1);
         if (subPixels)
             transforms.Convolve(factor, mKernel, factor, 2);
         timer.Done(" seconds for second Convolution");

@@ -1,4 +1,5 @@
 #pragma once
+#include "decon/cKeptPsfTransform.h"
 #include "decon/cOptimization.h"
 
 namespace Ovidane {
@@ -36,6 +37,7 @@ private:
 
     cAccelerationPtr mAcceleration;
     cFloatImagePtr mKernel;
+    cKeptPsfTransform mPsfTransform;
 };
 
 using cMlemNonBlindMethodOptimizationPtr = cCountedPtr<cMlemNonBlindMethodOptimization>;
