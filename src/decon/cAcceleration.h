@@ -7,6 +7,10 @@
 
 namespace Ovidane {
 
+// Every ML-EM estimate is held at or above this after each pass: a multiplicative update
+// can never lift a pixel that has reached 0.
+inline constexpr float kEstimateFloor = 1e-20f;
+
 // Takes each step of an iterative restoration further than the plain update would. It owns
 // the working images of the step (the reblurred estimate, the multiplication factor, the
 // new estimate), so that the optimization writes its update straight into them and a pass
@@ -28,6 +32,11 @@ public:
     virtual cFloatImagePtr GetReblurredImage() = 0;
     virtual cFloatImagePtr GetMultiplicationFactor() = 0;
     virtual cFloatImagePtr GetNewImageEstimate() = 0;
+
+    // True when Apply takes the object as it was before the pass and makes the plain update
+    // (object · factor) and the floor itself, folded into its own walk over the images; the
+    // optimization then leaves both to it.
+    virtual bool MakesPlainUpdate() const { return false; }
 
     // A slot kept free for a strategy's own use; nothing calls it.
     virtual void Reserved() {}

@@ -86,18 +86,23 @@ void cMlemNonBlindMethodOptimization::Apply(cFloatImagePtr& object, cFloatImageP
             transforms.Convolve(factor, mKernel, factor, 2);
         timer.Done(" seconds for second Convolution");
 
-        cFloatImagePtr estimate = mAcceleration->GetNewImageEstimate();
-        if (estimate.IsNull())
-            estimate = object;
-        math->MultiplyImage(object, factor, estimate);
-        timer.Done(" seconds to Multiply Image");
+        const bool updatedByAcceleration = mAcceleration->MakesPlainUpdate();
+        if (!updatedByAcceleration) {
+            cFloatImagePtr estimate = mAcceleration->GetNewImageEstimate();
+            if (estimate.IsNull())
+                estimate = object;
+            math->MultiplyImage(object, factor, estimate);
+            timer.Done(" seconds to Multiply Image");
+        }
 
         mAcceleration->Apply(object, original, psf);
         timer.Done(" seconds to apply Acceleration");
 
-        // 1e-20 and not 0: a multiplicative update can never lift a pixel that is 0.
-        math->SubtractImageByConstantAndThreshold(object, 0.0f, 1e-20f, 1e-20f, 1);
-        timer.Done(" seconds to apply non negativity");
+        if (!updatedByAcceleration) {
+            math->SubtractImageByConstantAndThreshold(object, 0.0f, kEstimateFloor, kEstimateFloor,
+                                                      1);
+            timer.Done(" seconds to apply non negativity");
+        }
     });
 }
 

@@ -39,7 +39,6 @@ void cVectorExtrapolationAcceleration::Apply(cFloatImagePtr& object, cFloatImage
 
         cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
         MakeImage(mWorkA, size);
-        MakeImage(mWorkB, size);
         MakeImage(mWorkC, size);
         const bool first = mIteration == 0 || mGradient.IsNull() || mLastEstimate.IsNull() ||
                            !(mGradient->GetDimensions() == size);
@@ -48,25 +47,19 @@ void cVectorExtrapolationAcceleration::Apply(cFloatImagePtr& object, cFloatImage
             MakeImage(mGradient, size);
             MakeImage(mLastEstimate, size);
             math->SetImageToConstant(mWorkA, 0.0f);
-            math->SetImageToConstant(mGradient, 0.0f);
             ++mIteration;
         } else {
-            // A takes the last gradient and C the last plain update; their old contents are
-            // overwritten below.
+            // A takes the last gradient and C the last plain update; the history images are
+            // written anew below.
             std::swap(mWorkA, mGradient);
             std::swap(mWorkC, mLastEstimate);
         }
-        math->CopyImage(object, mLastEstimate);
-        math->CopyImage(mFactor, mWorkB);
 
-        // h = x · ln M; a factor that isn't positive has no logarithm and counts as no change.
-        math->SubtractImageByConstantAndThreshold(mWorkB, 0.0f, 0.0f, 1.0f, 1);
-        math->LogImage(mWorkB, mWorkB);
-        math->MultiplyImage(object, mWorkB, mGradient);
-
-        const float denominator = math->SumOfImageProduct(mWorkA, mWorkA);
-        float alpha =
-            denominator == 0.0f ? 0.0f : math->SumOfImageProduct(mGradient, mWorkA) / denominator;
+        // P = x · M, the plain update; h = P · ln M, this pass's log-gradient.
+        double cross = 0, lastSquare = 0;
+        math->ExtrapolationGradient(object, mFactor, mWorkA, mLastEstimate, mGradient, cross,
+                                    lastSquare);
+        float alpha = lastSquare == 0.0 ? 0.0f : static_cast<float>(cross / lastSquare);
         // Held in 0 to 1: a step back or beyond the last one's size is not to be trusted.
         if (!(alpha > 0.0f))
             alpha = 0.0f;
@@ -75,11 +68,9 @@ void cVectorExtrapolationAcceleration::Apply(cFloatImagePtr& object, cFloatImage
         mLastAlpha = alpha;
         MessageStream() << "Accel param = " << alpha << '\n';
 
-        // With α = 0 the object is the plain update, which P holds as well.
-        if (alpha == 0.0f)
-            return;
-        math->PowerOfImageDivisionWithThreshold(mLastEstimate, mWorkC, object, alpha, 1e-20f, 1.0f);
-        math->MultiplyImage(object, mLastEstimate, object);
+        // x = P · (P / C)^α, held at the floor of every ML-EM estimate.
+        math->ExtrapolateWithFloor(mLastEstimate, mWorkC, object, alpha, kEstimateFloor,
+                                   kEstimateFloor);
     });
 }
 

@@ -13,8 +13,9 @@ namespace Ovidane {
 // update. No transform is needed.
 //
 // Working images: M, which the optimization fills, the history H (last log-gradient) and
-// P (last plain update), and A, B, C. All are made once and kept; history and work images
-// change roles by exchanging pointers, never by copying.
+// P (last plain update), and A and C, which hold the history of the pass before. All are
+// made once and kept; history and work images change roles by exchanging pointers, never
+// by copying.
 class cVectorExtrapolationAcceleration : public cAcceleration {
 public:
     cVectorExtrapolationAcceleration();
@@ -28,8 +29,10 @@ public:
     // Empty: the optimization multiplies the object in place.
     cFloatImagePtr GetNewImageEstimate() override { return cFloatImagePtr(); }
 
-    // On entry M holds this pass's factor and `object` the plain update x · M; only `object`
-    // is used of the three.
+    // On entry M holds this pass's factor and `object` the estimate x before the pass; only
+    // `object` is used of the three. The plain update, the extrapolation and the floor are
+    // two walks over the images.
+    bool MakesPlainUpdate() const override { return true; }
     void Apply(cFloatImagePtr& object, cFloatImagePtr& original, cFloatImagePtr& psf) override;
 
     // α of the last Apply.
@@ -43,7 +46,6 @@ private:
     cFloatImagePtr mGradient;     // H
     cFloatImagePtr mLastEstimate; // P
     cFloatImagePtr mWorkA;
-    cFloatImagePtr mWorkB;
     cFloatImagePtr mWorkC;
     float mLastAlpha = 0.0f;
 };

@@ -97,6 +97,23 @@ public:
     virtual void GoodsRoughnessPenalty(const cFloatImagePtr& estimate, const cFloatImagePtr& reference,
                                        const cFloatImagePtr& work, const float& beta) = 0;
 
+    // ---- Fused steps of the multiplicative extrapolation of ML-EM: one walk over the
+    // images where the step as a chain of element-wise operations would read and write them
+    // several times. The values are those of the chain.
+    // plain = object · factor goes to `plain`; gradient = plain · ln(factor), 0 where the
+    // factor is not positive (no logarithm: no change); answers Σ gradient · lastGradient in
+    // `cross` and Σ lastGradient² in `lastSquare`, summed in double in the fixed order of
+    // every reduction. Each output may be one of the inputs.
+    virtual void ExtrapolationGradient(const cFloatImagePtr& object, const cFloatImagePtr& factor,
+                                       const cFloatImagePtr& lastGradient,
+                                       const cFloatImagePtr& plain, const cFloatImagePtr& gradient,
+                                       double& cross, double& lastSquare) = 0;
+    // out = max(floor, plain · (plain / previous)^alpha), the ratio counting as 1 where the
+    // previous value is at most `threshold`; alpha 0 gives max(floor, plain).
+    virtual void ExtrapolateWithFloor(const cFloatImagePtr& plain, const cFloatImagePtr& previous,
+                                      const cFloatImagePtr& out, float alpha, float threshold,
+                                      float floor) = 0;
+
     // ---- Reductions and searches
     virtual float FindMinimumValue(const cFloatImagePtr& image) = 0;
     virtual float FindMaximumValue(const cFloatImagePtr& image) = 0;

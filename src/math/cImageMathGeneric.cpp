@@ -617,6 +617,67 @@ void cImageMathGeneric::PowerOfImageDivisionWithThreshold(
     });
 }
 
+void cImageMathGeneric::ExtrapolationGradient(const cFloatImagePtr& object,
+                                              const cFloatImagePtr& factor,
+                                              const cFloatImagePtr& lastGradient,
+                                              const cFloatImagePtr& plain,
+                                              const cFloatImagePtr& gradient, double& cross,
+                                              double& lastSquare) {
+    Guard([&] {
+        RequireImages("ExtrapolationGradient", {&object, &factor, &lastGradient, &plain, &gradient});
+        for (const cFloatImagePtr* other : {&factor, &lastGradient, &plain, &gradient})
+            RequireSameSize("ExtrapolationGradient", object, *other);
+        struct Sums {
+            double cross = 0, lastSquare = 0;
+        };
+        const Sums sums = Reduce(
+            object->GetDimensions(), Sums{},
+            [](uint32_t n, Sums& partial, float* x, float* m, float* last, float* p, float* h) {
+                double lineCross = 0, lineSquare = 0;
+#pragma omp simd reduction(+ : lineCross, lineSquare)
+                for (uint32_t i = 0; i < n; ++i) {
+                    const float update = x[i] * m[i];
+                    const float step = m[i] > 0.0f ? std::log(m[i]) : 0.0f;
+                    const float previous = last[i];
+                    const float g = update * step;
+                    p[i] = update;
+                    h[i] = g;
+                    lineCross += static_cast<double>(g) * previous;
+                    lineSquare += static_cast<double>(previous) * previous;
+                }
+                partial.cross += lineCross;
+                partial.lastSquare += lineSquare;
+            },
+            [](Sums& total, const Sums& piece) {
+                total.cross += piece.cross;
+                total.lastSquare += piece.lastSquare;
+            },
+            Whole(object), Whole(factor), Whole(lastGradient), Whole(plain), Whole(gradient));
+        cross = sums.cross;
+        lastSquare = sums.lastSquare;
+    });
+}
+
+void cImageMathGeneric::ExtrapolateWithFloor(const cFloatImagePtr& plain,
+                                             const cFloatImagePtr& previous,
+                                             const cFloatImagePtr& out, float alpha,
+                                             float threshold, float floor) {
+    Guard([&] {
+        RequireImages("ExtrapolateWithFloor", {&plain, &previous, &out});
+        RequireSameSize("ExtrapolateWithFloor", plain, previous);
+        RequireSameSize("ExtrapolateWithFloor", plain, out);
+        const float a = alpha, t = threshold, f = floor;
+        if (a == 0.0f) {
+            Unary(plain, out, [=](float p) { return p < f ? f : p; });
+            return;
+        }
+        Binary(plain, previous, out, [=](float p, float q) {
+            const float value = (q <= t || q == 0.0f) ? p : p * std::pow(p / q, a);
+            return value < f ? f : value;
+        });
+    });
+}
+
 void cImageMathGeneric::SquareRootImage(const cFloatImagePtr& a, const cFloatImagePtr& out) {
     Guard([&] {
         RequireImages("SquareRootImage", {&a, &out});

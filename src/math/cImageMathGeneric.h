@@ -46,6 +46,13 @@ public:
     float LagrangeMultiplierCalculateA3(const cFloatImagePtr& image, const cFloatImagePtr& mask, float a1, float a2, float a3) override;
     void LagrangeMultiplierConstraintApply(const cFloatImagePtr& out, const cFloatImagePtr& in, const cFloatImagePtr& mask, float a1, float a2, float a3, float fraction) override;
     void GoodsRoughnessPenalty(const cFloatImagePtr& estimate, const cFloatImagePtr& reference, const cFloatImagePtr& work, const float& beta) override;
+    void ExtrapolationGradient(const cFloatImagePtr& object, const cFloatImagePtr& factor,
+                               const cFloatImagePtr& lastGradient, const cFloatImagePtr& plain,
+                               const cFloatImagePtr& gradient, double& cross,
+                               double& lastSquare) override;
+    void ExtrapolateWithFloor(const cFloatImagePtr& plain, const cFloatImagePtr& previous,
+                              const cFloatImagePtr& out, float alpha, float threshold,
+                              float floor) override;
     float FindMinimumValue(const cFloatImagePtr& image) override;
     float FindMaximumValue(const cFloatImagePtr& image) override;
     float EstimateForegroundThreshold(const cFloatImagePtr& image) override;
