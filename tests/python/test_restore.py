@@ -55,6 +55,31 @@ class Restore(unittest.TestCase):
         self.assertGreater(concentration(results[0]), 1.3 * concentration(raw))
         self.assertGreater(concentration(results[2]), concentration(raw // 4))
 
+    def test_mlem_clearly_beats_the_wiener_filter_and_refuses_bad_options(self):
+        raw = bead_stack()
+        truth = np.zeros(SHAPE)
+        for z, y, x in BEADS:
+            truth[z, y, x] = 1.0
+
+        def correlation(stack):
+            return float(np.corrcoef(stack.astype(np.float64).ravel(), truth.ravel())[0, 1])
+
+        wiener = correlation(ovidane.restore(raw, SPACING, **OPTICS))
+        mlem = correlation(ovidane.restore(raw, SPACING, **OPTICS, method="mlem"))
+        line = correlation(ovidane.restore(raw, SPACING, **OPTICS, method="mlem", iterations=10,
+                                           acceleration="line", roughness=0, start="wiener"))
+        self.assertGreater(mlem, wiener + 0.2)
+        self.assertGreater(line, wiener)
+        for bad in (dict(method="richardson"), dict(method="mlem", iterations=0),
+                    dict(method="mlem", iterations=2.5), dict(method="mlem", acceleration="fast"),
+                    dict(method="mlem", roughness=float("nan")), dict(method="mlem", start="zero"),
+                    dict(sa=float("inf")), dict(guard_xy=65546)):
+            with self.assertRaises((ValueError, TypeError), msg=str(bad)):
+                ovidane.restore(raw, SPACING, **OPTICS, **bad)
+        with self.assertRaises(ovidane.OvidaneError) as refused:
+            ovidane.restore(raw, SPACING, **OPTICS, method="mlem", roughness=-1)
+        self.assertEqual(refused.exception.code, 2)
+
     def test_progress_reports_and_cancel_leave_no_files(self):
         raw = bead_stack()
         seen = []

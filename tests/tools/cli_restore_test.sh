@@ -26,6 +26,24 @@ raw=("$work/stack.raw" --size 64x64x16 --type u16 --spacing 0.1,0.1,0.25)
 size_is "$work/restored.raw" $((64*64*16*4))
 [ -s "$work/psf.raw" ] || fail "no saved PSF"
 
+# The iterative methods: a few passes of each, and refusals that name the flag.
+for method in "mlem --acceleration line --start wiener" "mlem --roughness 0" "gold"; do
+  # shellcheck disable=SC2086
+  "$ovd" restore "${raw[@]:0:1}" "$work/iterative.raw" "${raw[@]:1}" "${optics[@]}" \
+    --method $method --iterations 4 || fail "--method $method exited $?"
+  size_is "$work/iterative.raw" $((64*64*16*4))
+done
+for bad in "--iterations 0" "--method richardson" "--acceleration fast" "--roughness nan" \
+           "--start zero" "--guard-z 101" "--overlap 1000"; do
+  # shellcheck disable=SC2086
+  if "$ovd" restore "${raw[@]:0:1}" "$work/refused.raw" "${raw[@]:1}" "${optics[@]}" \
+       --method mlem $bad 2> "$work/refused.txt"; then
+    fail "$bad was accepted"
+  fi
+  [ -s "$work/refused.txt" ] || fail "$bad was refused without a word"
+  [ ! -e "$work/refused.raw" ] || fail "$bad left an output"
+done
+
 estimate=$("$ovd" detect-sa "${raw[@]}" "${optics[@]}" --threads 1) || fail "detect-sa exited $?"
 [[ "$estimate" =~ ^-?[0-9]+(\.[0-9]+)?$ ]] || fail "detect-sa printed '$estimate', not a number"
 
