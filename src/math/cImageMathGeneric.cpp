@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/cException.h"
+#include "math/FastLogExp.h"
 #include "math/ImageWalk.h"
 
 namespace Ovidane {
@@ -637,7 +638,7 @@ void cImageMathGeneric::ExtrapolationGradient(const cFloatImagePtr& object,
 #pragma omp simd reduction(+ : lineCross, lineSquare)
                 for (uint32_t i = 0; i < n; ++i) {
                     const float update = x[i] * m[i];
-                    const float step = m[i] > 0.0f ? std::log(m[i]) : 0.0f;
+                    const float step = m[i] > 0.0f ? FastMath::Log(m[i]) : 0.0f;
                     const float previous = last[i];
                     const float g = update * step;
                     p[i] = update;
@@ -672,7 +673,8 @@ void cImageMathGeneric::ExtrapolateWithFloor(const cFloatImagePtr& plain,
             return;
         }
         Binary(plain, previous, out, [=](float p, float q) {
-            const float value = (q <= t || q == 0.0f) ? p : p * std::pow(p / q, a);
+            const float value =
+                (q <= t || q == 0.0f) ? p : p * FastMath::Exp(a * FastMath::Log(p / q));
             return value < f ? f : value;
         });
     });

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -10,6 +11,7 @@
 
 #include "core/cException.h"
 #include "core/cWorkerThreads.h"
+#include "math/FastLogExp.h"
 #include "math/cImageMathGeneric.h"
 
 using namespace Ovidane;
@@ -616,3 +618,28 @@ TEST_F(ImageMathTest, ResultsDoNotDependOnTheThreadCount) {
 }
 
 } // namespace
+
+// The vectorisable logarithm and exponential of the iterative methods' fused steps, against
+// the C library over the whole normal float range, and held at its ends outside it.
+TEST(FastLogExp, StayWithinAFewUnitsOfTheLibraryOverTheFloatRange) {
+    std::mt19937 random(5);
+    std::uniform_real_distribution<float> exponent(-87.0f, 88.0f);
+    double worstLog = 0, worstExp = 0;
+    for (int i = 0; i < 200000; ++i) {
+        const float y = exponent(random);
+        const float x = std::exp(y);
+        const double log = std::log(double(x));
+        worstLog = std::max(worstLog, std::abs(Ovidane::FastMath::Log(x) - log) /
+                                          std::max(1.0, std::abs(log)));
+        const double exp = std::exp(double(y));
+        worstExp = std::max(worstExp, std::abs(Ovidane::FastMath::Exp(y) - exp) / exp);
+    }
+    EXPECT_LT(worstLog, 3e-7);
+    EXPECT_LT(worstExp, 5e-7);
+    EXPECT_EQ(Ovidane::FastMath::Log(1.0f), 0.0f);
+    EXPECT_NEAR(Ovidane::FastMath::Log(0.0f), std::log(1.17549435e-38f), 1e-4);
+    EXPECT_GT(Ovidane::FastMath::Exp(1000.0f), 1e38f);
+    EXPECT_TRUE(std::isfinite(Ovidane::FastMath::Exp(1000.0f)));
+    EXPECT_GE(Ovidane::FastMath::Exp(-1000.0f), 0.0f);
+    EXPECT_LT(Ovidane::FastMath::Exp(-1000.0f), 1e-37f);
+}
