@@ -3,6 +3,7 @@
 #include <memory>
 #include <new>
 
+#include "interface/ovdCallReport.h"
 #include "interface/ovdDerivation.h"
 #include "interface/ovdDetectSphericalAberration.h"
 #include "interface/ovdHostCallbackAdapter.h"
@@ -69,7 +70,7 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilter(const ovdStructInvFilterImage* imag
                                              const ovdStructInvFilterOpsStd* stdOptions,
                                              const ovdStructInvFilterOpsExp* expOptions,
                                              ovdStatusCallback callback, void* userData) {
-    try {
+    return ovdReportedCall([&]() -> uint16_t {
         const ovdRunScope scope;
         if (const uint16_t code = ovdValidateRecords(image, psfIn, psfOut, stdOptions, expOptions))
             return code;
@@ -83,9 +84,7 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilter(const ovdStructInvFilterImage* imag
         if (result == OVD_RESULT_SUCCESS && psfOut && !a.outputPsfFile.empty())
             saved.CopyInto(*psfOut);
         return result;
-    } catch (...) {
-        return OVD_RESULT_RUN_FAILED;
-    }
+    });
 }
 
 OVD_API uint16_t OVD_CALL
@@ -100,7 +99,7 @@ DLL_OVD_3DIF(const char* inputFile, const char* outputFile, const char* tempDire
              const char* outputPsfFile, int16_t* outPsfWidth, int16_t* outPsfHeight,
              int16_t* outPsfDepth, float* outPsfXSpacing, float* outPsfYSpacing,
              float* outPsfZSpacing, ovdHostStatusCallback callback, void* userData) {
-    try {
+    return ovdReportedCall([&]() -> uint16_t {
         const ovdRunScope scope;
         const ovdArgumentList list{inputFile,   outputFile,   tempDirectory,  width,
                                    height,      depth,        xSpacing,       ySpacing,
@@ -152,9 +151,7 @@ DLL_OVD_3DIF(const char* inputFile, const char* outputFile, const char* tempDire
             if (outPsfZSpacing) *outPsfZSpacing = saved.zSpacing;
         }
         return result;
-    } catch (...) {
-        return OVD_RESULT_RUN_FAILED;
-    }
+    });
 }
 
 OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
@@ -164,7 +161,7 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
     int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap, uint16_t xyMontage, uint16_t pixelType,
     float lowerLimit, float upperLimit, float* result, uint16_t noiseLevel, uint16_t /*reserved23*/,
     uint16_t reservedFlag, ovdHostStatusCallback callback, void* userData) {
-    try {
+    return ovdReportedCall([&]() -> uint16_t {
         const ovdRunScope scope;
         if (!tempDirectory)
             return OVD_RESULT_INVALID_ARGUMENT;
@@ -199,9 +196,7 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
         a.callback = &ovdHostCallbackAdapter;
         a.userData = bridge.get();
         return ovdDetectSphericalAberration(a, result);
-    } catch (...) {
-        return OVD_RESULT_RUN_FAILED;
-    }
+    });
 }
 
 } // extern "C"

@@ -1,4 +1,5 @@
 // The host extensions of the public header: process-wide settings of the library.
+#include "core/cFailureReason.h"
 #include "core/cMessageSink.h"
 #include "core/cWorkerThreads.h"
 #include "interface/ovdinf01.h"
@@ -20,5 +21,9 @@ OVD_API void OVD_CALL ovdSetMessagesToStandardOutput(void) { cMessageSink::ToSta
 OVD_API void OVD_CALL ovdSetWorkerThreads(int32_t count) { cWorkerThreads::SetCount(count); }
 
 OVD_API void OVD_CALL ovdSetMemoryBudget(int64_t bytes) { SetRunMemoryBudget(bytes); }
+
+OVD_API const char* OVD_CALL ovdGetLastErrorMessage(void) {
+    return cFailureReason::Text();
+}
 
 } // extern "C"

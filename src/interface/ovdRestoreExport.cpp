@@ -2,7 +2,10 @@
 // the method's options, checked more strictly than the five operations check theirs.
 #include <cmath>
 #include <cstring>
+#include <string>
 
+#include "core/cFailureReason.h"
+#include "interface/ovdCallReport.h"
 #include "interface/ovdDerivation.h"
 #include "interface/ovdRunInverseFilter.h"
 #include "interface/ovdRunScope.h"
@@ -34,11 +37,32 @@ uint16_t CheckRecordsStrictly(const ovdStructInvFilterImage& image,
         return kRefused;
     if (psfIn && !AllFinite({psfIn->fXSpacing, psfIn->fYSpacing, psfIn->fZSpacing}))
         return kRefused;
-    if (exp.sXYGuardBand > 100 || exp.sZGuardBand > 100)
+    if (exp.sXYGuardBand > 100 || exp.sZGuardBand > 100) {
+        cFailureReason::Record("the guard bands are " + std::to_string(exp.sXYGuardBand) +
+                               " (x and y) and " + std::to_string(exp.sZGuardBand) +
+                               " (z); each may be at most 100");
         return OVD_RESULT_GUARD_BAND_TOO_LARGE;
-    if (exp.sOverlap > 300)
+    }
+    if (exp.sOverlap > 300) {
+        cFailureReason::Record("the overlap is " + std::to_string(exp.sOverlap) +
+                               "; it may be at most 300");
         return OVD_RESULT_OVERLAP_TOO_LARGE;
+    }
     return OVD_RESULT_SUCCESS;
+}
+
+// The cut keeps a guard band on both sides of every subvolume and can't place one that is
+// as wide as the stack: it would then find no cut at all, which the five operations report
+// as a disk too small. Checked after the records are known to be sound.
+uint16_t CheckGuardBandFitsStack(const ovdStructInvFilterImage& image,
+                                 const ovdStructInvFilterOpsExp& exp) {
+    if (exp.sXYGuardBand < image.sWidth && exp.sXYGuardBand < image.sHeight)
+        return OVD_RESULT_SUCCESS;
+    cFailureReason::Record("the x and y guard band of " + std::to_string(exp.sXYGuardBand) +
+                           " pixels must be smaller than the stack's width and height (" +
+                           std::to_string(image.sWidth) + " x " + std::to_string(image.sHeight) +
+                           ")");
+    return OVD_RESULT_GUARD_BAND_TOO_LARGE;
 }
 
 uint16_t CheckIterativeOptions(const ovdStructIterativeOps& o) {
@@ -91,7 +115,7 @@ OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
                                        const ovdStructInvFilterOpsExp* expOptions,
                                        const ovdStructIterativeOps* iterative,
                                        ovdStatusCallback callback, void* userData) {
-    try {
+    return ovdReportedCall([&]() -> uint16_t {
         const ovdRunScope scope;
         ovdStructIterativeOps defaults;
         ovdInitStructIterativeOps(&defaults);
@@ -102,6 +126,8 @@ OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
             if (const uint16_t code = CheckRecordsStrictly(*image, psfIn, *expOptions))
                 return code;
         if (const uint16_t code = ovdValidateRecords(image, psfIn, psfOut, stdOptions, expOptions))
+            return code;
+        if (const uint16_t code = CheckGuardBandFitsStack(*image, *expOptions))
             return code;
         ovdRunArguments a = ovdDeriveFromRecords(*image, psfIn, psfOut, *stdOptions, *expOptions);
         CopyMethod(options, a);
@@ -114,9 +140,7 @@ OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
         if (result == OVD_RESULT_SUCCESS && psfOut && !a.outputPsfFile.empty())
             saved.CopyInto(*psfOut);
         return result;
-    } catch (...) {
-        return OVD_RESULT_RUN_FAILED;
-    }
+    });
 }
 
 } // extern "C"

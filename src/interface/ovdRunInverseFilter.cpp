@@ -1,8 +1,11 @@
 #include "interface/ovdRunInverseFilter.h"
 
 #include <cstdio>
+#include <exception>
+#include <string>
 
 #include "core/DeconKeys.h"
+#include "core/cFailureReason.h"
 #include "interface/ovdRunSetup.h"
 #include "io/cTempFileGenerator.h"
 
@@ -27,8 +30,12 @@ uint16_t ConvertInput(const ovdRunArguments& a, ovdRunState& state) {
     // subvolume stage tests the disk again with exact sizes.
     const uint32_t neededKilobytes =
         uint32_t(a.width) * uint32_t(a.height) * uint32_t(a.depth) * 4u / 1000u;
-    if (!ovdCheckDiskSpace(neededKilobytes, a.tempDirectory))
+    if (!ovdCheckDiskSpace(neededKilobytes, a.tempDirectory)) {
+        cFailureReason::Record("the temporary directory's disk has less room than the float copy "
+                               "of the input needs (" +
+                               std::to_string(neededKilobytes) + " kB), or its space is unknown");
         return OVD_RESULT_CANNOT_CREATE_FILE;
+    }
     const char* name = cTempFileGenerator::Instance().Generate();
     if (!name)
         return OVD_RESULT_CONVERSION_FAILED;
@@ -133,6 +140,13 @@ void FillParameters(const ovdRunArguments& a, const ovdRunState& state) {
     FillMethodParameters(a, p);
 }
 
+void RecordQuietly(const std::exception& failure) noexcept {
+    try {
+        cFailureReason::Record(cFailureReason::Describe(failure));
+    } catch (...) {
+    }
+}
+
 } // namespace
 
 uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& a, ovdRunState& state) {
@@ -164,7 +178,14 @@ uint16_t ovdRunInverseFilter(const ovdRunArguments& arguments) {
     } catch (...) {
         // A failure or the host's cancel: the output is incomplete. The temporary files of
         // the run are of no further use, and a host that lives on should not find them
-        // piling up in its directory.
+        // piling up in its directory. The exception's reason is all the host will learn of
+        // the cause, so it is kept before anything else can fail.
+        try {
+            throw;
+        } catch (const std::exception& failure) {
+            RecordQuietly(failure);
+        } catch (...) {
+        }
         try {
             ovdDiscardRunFiles(state);
         } catch (...) {

@@ -1,13 +1,16 @@
 #include "interface/ovdRunSetup.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <new>
 #include <vector>
 
+#include "core/cFailureReason.h"
 #include "platform/Platform.h"
 
 namespace Ovidane {
@@ -19,6 +22,17 @@ struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
+
+// A conversion's codes alone can't tell a short input from a full temporary disk; its
+// reason names the file and what the system said.
+int ConversionFailed(int code, const std::string& reason, int systemError) {
+    cFailureReason::Record(systemError ? reason + " (" + std::strerror(systemError) + ")" : reason);
+    return code;
+}
+
+std::string FloatCopyNotWritten(const std::string& output) {
+    return "the float copy of the input could not be written in the temporary directory, " + output;
+}
 
 } // namespace
 
@@ -37,19 +51,22 @@ int ovdConvertToFloatFile(const std::string& input, const std::string& output, i
         }
         File in(std::fopen(input.c_str(), "rb"));
         if (!in)
-            return 7;
+            return ConversionFailed(7, input + ": cannot be read", errno);
         File out(std::fopen(output.c_str(), "wb"));
         if (!out)
-            return 8;
+            return ConversionFailed(8, FloatCopyNotWritten(output), errno);
         for (int z = 0; z < depth; ++z) {
             if (std::fread(source.data(), sizeof(Source), sliceElements, in.get()) != sliceElements)
-                return 7;
+                return ConversionFailed(7,
+                                        input + ": shorter than its stated size, at slice " +
+                                            std::to_string(z + 1) + " of " + std::to_string(depth),
+                                        0);
             std::copy(source.begin(), source.end(), target.begin()); // by value, no scaling
             if (std::fwrite(target.data(), sizeof(float), sliceElements, out.get()) != sliceElements)
-                return 8;
+                return ConversionFailed(8, FloatCopyNotWritten(output), errno);
         }
         if (std::fflush(out.get()) != 0)
-            return 8;
+            return ConversionFailed(8, FloatCopyNotWritten(output), errno);
         return 0;
     } catch (...) {
         return 1;

@@ -1,7 +1,11 @@
 // The run stages: from the filled log of a run to the output file.
+#include <cmath>
 #include <cstdio>
+#include <string>
 
 #include "core/DeconKeys.h"
+#include "core/cException.h"
+#include "core/cFailureReason.h"
 #include "decon/DeconAlgorithmChoice.h"
 #include "decon/cSharedPsfFirstGuess.h"
 #include "interface/ovdRunInverseFilter.h"
@@ -69,6 +73,23 @@ void ReportSavedPsf(const ovdRunArguments& a, const ovdRunState& state) {
         *a.savedPsfZSpacing = p.GetReal(DEC_RPARAMS_PSF_Z_SPACING);
 }
 
+// A stack without contrast, or with pixels that are no numbers, stops a restoration deep
+// inside, where the message can name only the step that could not go on. The whole stack's
+// statistics name the cause the host can act on.
+void RecordStackCause(const cImageStatistics& statistics) {
+    const float low = statistics.GetMinimum();
+    const float high = statistics.GetMaximum();
+    if (!std::isfinite(low) || !std::isfinite(high) || !std::isfinite(statistics.GetMean())) {
+        cFailureReason::Record("the stack holds pixels that are not finite numbers (NaN or "
+                               "infinity)");
+    } else if (!(high > low)) {
+        char value[32];
+        std::snprintf(value, sizeof value, "%g", double(low));
+        cFailureReason::Record(std::string("the stack has no contrast: every pixel is ") + value +
+                               ", and nothing is left once its background is taken off");
+    }
+}
+
 } // namespace
 
 uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state) {
@@ -98,9 +119,18 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     // The subvolumes share the PSF of the first: one size, one optics. It counts among the
     // images a restoration is given.
     cCountedPtr<cSharedPsfFirstGuess> psf;
-    for (std::size_t i = 0; i < count; ++i)
-        RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1), int16_t(count),
-                         count > 1 ? &psf : nullptr);
+    try {
+        for (std::size_t i = 0; i < count; ++i)
+            RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1), int16_t(count),
+                             count > 1 ? &psf : nullptr);
+    } catch (const cException& failure) {
+        if (failure.GetCode() != OVD_ERR_CANCEL) // a cancel has no cause in the stack
+            RecordStackCause(*statistics);
+        throw;
+    } catch (...) {
+        RecordStackCause(*statistics);
+        throw;
+    }
 
     const uint16_t result =
         BlendSubvolumesInto(a.outputFile, state.log, state.subvolumeLogs, statistics);

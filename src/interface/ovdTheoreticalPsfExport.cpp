@@ -8,6 +8,7 @@
 #include "core/DeconKeys.h"
 #include "core/ExceptionGuard.h"
 #include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
+#include "interface/ovdCallReport.h"
 #include "interface/ovdValidation.h"
 #include "interface/ovdinf01.h"
 #include "io/cUnmanagedRawFileWriter.h"
@@ -136,22 +137,27 @@ OVD_API uint16_t OVD_CALL ovdWriteTheoreticalPsf(const char* file, int16_t width
                                                  float zSpacing, float numericalAperture,
                                                  float refractiveIndex, float emissionWavelength,
                                                  uint16_t brightfield, float sphericalAberration) {
-    if (const uint16_t code = CheckPsfArguments(
-            file, width, height, depth, xSpacing, ySpacing, zSpacing, numericalAperture,
-            refractiveIndex, emissionWavelength, brightfield, sphericalAberration))
-        return code;
-    bool opened = false, created = false;
-    try {
-        opened =
-            WritePsf(file, cImageDimensions{uint32_t(width), uint32_t(height), uint32_t(depth)},
-                     xSpacing, ySpacing, zSpacing, numericalAperture, refractiveIndex,
-                     emissionWavelength, brightfield != 0, sphericalAberration, created);
-    } catch (...) {
-        if (created)
-            std::remove(file); // a partial PSF is no PSF, and this call made the file
-        return OVD_RESULT_RUN_FAILED;
-    }
-    return opened ? OVD_RESULT_SUCCESS : OVD_RESULT_CANNOT_CREATE_FILE;
+    return ovdReportedCall([&]() -> uint16_t {
+        if (const uint16_t code = CheckPsfArguments(
+                file, width, height, depth, xSpacing, ySpacing, zSpacing, numericalAperture,
+                refractiveIndex, emissionWavelength, brightfield, sphericalAberration))
+            return code;
+        bool opened = false, created = false;
+        try {
+            opened =
+                WritePsf(file, cImageDimensions{uint32_t(width), uint32_t(height), uint32_t(depth)},
+                         xSpacing, ySpacing, zSpacing, numericalAperture, refractiveIndex,
+                         emissionWavelength, brightfield != 0, sphericalAberration, created);
+        } catch (const std::exception& failure) {
+            cFailureReason::Record(cFailureReason::Describe(failure));
+            if (created)
+                std::remove(file); // a partial PSF is no PSF, and this call made the file
+            return OVD_RESULT_RUN_FAILED;
+        }
+        if (!opened)
+            cFailureReason::Record(std::string(file) + ": cannot be created");
+        return opened ? OVD_RESULT_SUCCESS : OVD_RESULT_CANNOT_CREATE_FILE;
+    });
 }
 
 } // extern "C"

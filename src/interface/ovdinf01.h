@@ -226,6 +226,14 @@ OVD_API void OVD_CALL ovdSetMessageCallback(ovdMessageCallback callback, void* u
 /* Routes message lines to the standard output again (the default). */
 OVD_API void OVD_CALL ovdSetMessagesToStandardOutput(void);
 
+/* The reason of the last failed call on the calling thread, as one line of text without a
+ * line feed: what the code alone can't say (the file that was short, the disk that was full,
+ * the cut that found no subvolumes, the exception that ended the run). Every operation that
+ * runs (the restorations, the estimate, the theoretical PSF) clears it when it starts and
+ * sets it when it fails; the same reason also goes out as a message line. The text is empty
+ * after a success and before any call, and stays valid until the thread's next such call. */
+OVD_API const char* OVD_CALL ovdGetLastErrorMessage(void);
+
 /* Worker threads. Heavy operations inside a run (transforms, pixel arithmetic, PSF planes)
  * spread over this many threads; the run itself and every callback stay on the caller's
  * thread, and results do not depend on the count. A count of 0 or less means all
@@ -306,7 +314,8 @@ OVD_API uint16_t OVD_CALL ovdInitStructIterativeOps(ovdStructIterativeOps* ops);
  * (null: the defaults of ovdInitStructIterativeOps). The records are those of
  * ovd3dInverseFilter and are checked as there, and further: every real number must be
  * finite (a non-finite aberration, spacing or noise factor answers 2), guard bands at most
- * 100 (13) and overlap at most 300 (14). The status record's sIteration and
+ * 100 and the x and y guard band smaller than the stack's width and height (13), and
+ * overlap at most 300 (14). The status record's sIteration and
  * sIterationCount count the passes of the subvolume in sSubvolume, and fPercentDone is
  * that subvolume's progress, as in ovd3dInverseFilter. A cancel takes effect within one
  * pass. Answers the codes of

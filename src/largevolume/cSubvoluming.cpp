@@ -1,8 +1,10 @@
 #include "largevolume/cSubvoluming.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
+#include "core/cFailureReason.h"
 #include "core/cMessageSink.h"
 #include "decon/cIntensityCorrectionConstraint.h"
 #include "decon/cSpecifiedValueBackgroundSubtractionConstraint.h"
@@ -48,14 +50,34 @@ cImageDimensions StackSize(const cDeconParameter& parameters) {
             Count(parameters, DEC_IPARAMS_SUBVOLUME_DEPTH)};
 }
 
+std::string Megabytes(double bytes) {
+    return std::to_string(static_cast<long long>(std::ceil(bytes / (1 << 20)))) + " MB";
+}
+
+// The cut refuses a stack for one reason a host can act on; say which, since the run ends
+// with the code of a full disk.
+void RecordCutRefused(const cDeconParameter& parameters, const cImageDimensions& size) {
+    const int32_t guard = parameters.GetInt(DEC_IPARAMS_SUBVOLUME_XYGUARDBAND);
+    const std::string stack = std::to_string(size.x) + " x " + std::to_string(size.y);
+    if (guard >= 0 && (uint32_t(guard) >= size.x || uint32_t(guard) >= size.y))
+        cFailureReason::Record(
+            "the stack can't be cut into subvolumes: its x and y guard band of " +
+            std::to_string(guard) + " pixels must be smaller than its width and height (" + stack +
+            ")");
+    else
+        cFailureReason::Record("the stack of " + stack +
+                               " pixels can't be cut into subvolumes with these guard bands and "
+                               "this overlap in the memory budget");
+}
+
 } // namespace
 
 cSubvoluming::cSubvoluming()
     : cOvdObject("cSubvoluming"), mSubvolumeLogs(MakeCountedArray<cCountedPtr<cDeconLog>>(0)) {}
 
 cSubvoluming::~cSubvoluming() {
-    // Latin-1, like every message line of the library.
-    cMessageSink::Stream() << "Ich bin die Zerst\xF6rer!" << '\n' << std::flush;
+    // UTF-8, like every message line of the library: hosts and terminals read it as such.
+    cMessageSink::Stream() << "Ich bin die Zerst\u00F6rer!" << '\n' << std::flush;
 }
 
 void cSubvoluming::SetStatistics(const cCountedPtr<cImageStatistics>& statistics) {
@@ -163,8 +185,10 @@ bool cSubvoluming::CheckDiskSpace() {
             size.z *= std::max(zFactor, 1u);
         }
         calculator->SetImageSize(size);
-        if (calculator->CalculateSubvolumes() != 0 || calculator->CalculateGuardBands() != 0)
+        if (calculator->CalculateSubvolumes() != 0 || calculator->CalculateGuardBands() != 0) {
+            RecordCutRefused(parameters, size);
             return false;
+        }
 
         // Each subvolume has a padded input file and a result file for the final result and for
         // every saved iteration; four files' worth each leaves room for the saved PSFs and the
@@ -178,7 +202,13 @@ bool cSubvoluming::CheckDiskSpace() {
         const double need = states * files * fileBytes * 4.0;
 
         const int64_t free = GetFreeDiskBytes(parameters.GetString(DEC_SPARAMS_TEMP_DIRECTORY));
-        return free >= 0 && double(free) >= need;
+        if (free >= 0 && double(free) >= need)
+            return true;
+        cFailureReason::Record(
+            free < 0 ? "the free space of the temporary directory's disk is unknown"
+                     : "the temporary directory's disk has " + Megabytes(double(free)) +
+                           " free; the subvolumes need " + Megabytes(need));
+        return false;
     });
 }
 

@@ -9,6 +9,6 @@ if [ -n "$stray" ]; then
 fi
 for name in ovd3dInverseFilter DLL_OVD_3DIF ovd3dInverseFilterDetectSA \
             ovdInitStructInvFilterOpsStd ovdInitStructInvFilterOpsExp \
-            ovd3dRestore ovdInitStructIterativeOps; do
+            ovd3dRestore ovdInitStructIterativeOps ovdGetLastErrorMessage; do
   printf '%s\n' "$symbols" | grep -qx "$name" || { echo "missing export $name"; exit 1; }
 done
