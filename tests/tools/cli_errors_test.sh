@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The command-line tool answers bad input with one line that says what is wrong, and a
-# non-zero exit status, and leaves nothing behind.
+# non-zero exit status, and leaves nothing behind. A failure inside the library is told with
+# the library's own reason.
 set -u
 ovd="$1"
 work=$(mktemp -d)
@@ -12,7 +13,7 @@ expect() { # expect <status> <text in stderr> -- command...
   local err; err=$("$@" 2>&1 >/dev/null); local got=$?
   if [ "$got" -ne "$status" ] || ! grep -qF -- "$text" <<<"$err"; then
     echo "FAIL: $* -> status $got, stderr: $err (wanted $status and '$text')"; failures=$((failures+1))
-  elif [ "$(printf '%s\n' "$err" | grep -c .)" -ne 1 ]; then
+  elif [ "$(printf '%s\n' "$err" | grep -v '^Run with --help' | grep -c .)" -ne 1 ]; then
     echo "FAIL: $* -> more than one line: $err"; failures=$((failures+1))
   fi
 }
@@ -34,7 +35,60 @@ echo "not a tiff" > "$work/fake.tif"
 expect 2 "not a readable TIFF" -- "$ovd" restore "$work/fake.tif" "$work/out.raw"
 expect 2 "temporary directory does not exist" -- "$ovd" restore "$work/stack.raw" "$work/out.raw" \
   --size 10x10x10 --type u16 --spacing 0.1,0.1,0.25 --temp-dir "$work/nowhere"
+expect 2 "out.tif: cannot write in $work/nowhere" -- "$ovd" restore "$work/stack.raw" \
+  "$work/nowhere/out.tif" --size 10x10x10 --type u16 --spacing 0.1,0.1,0.25
 
-leftovers=$(ls "$work" | grep -v -E '^(stack.raw|fake.tif)$' || true)
+
+# Values for 16-bit and other narrow fields are checked before they are narrowed, and the
+# limits of an aberration search must be numbers in order.
+raw=("$work/stack.raw" "$work/out.raw" --size 10x10x10 --type u16 --spacing 0.1,0.1,0.25)
+expect 105 "--guard-z: Value 65536 not in range" -- "$ovd" restore "${raw[@]}" --guard-z 65536
+expect 105 "--guard-xy: Value 65546 not in range" -- "$ovd" restore "${raw[@]}" --guard-xy 65546
+expect 105 "--overlap: Value 65836 not in range" -- "$ovd" detect-sa "${raw[@]:0:1}" "${raw[@]:2}" \
+  --overlap 65836
+expect 105 "--threads: Value 100000 not in range" -- "$ovd" restore "${raw[@]}" --threads 100000
+expect 105 "--memory-budget: Value 1e300 not in range" -- "$ovd" restore "${raw[@]}" --memory-budget 1e300
+expect 2 "--memory-budget must be a number" -- "$ovd" restore "${raw[@]}" --memory-budget nan
+expect 2 "--min and --max must be finite" -- "$ovd" detect-sa "${raw[@]:0:1}" "${raw[@]:2}" \
+  --min nan --max nan
+expect 2 "--min and --max must be finite" -- "$ovd" detect-sa "${raw[@]:0:1}" "${raw[@]:2}" \
+  --min 5 --max -5
+
+# Stacks the library can't restore: the message names the cause, not only the code's class.
+expect 1 "guard band of 10 pixels must be smaller than the stack's width and height (10 x 10)" -- \
+  "$ovd" restore "${raw[@]}"
+expect 1 "x and y guard band of 10 pixels must be smaller than its width and height" -- \
+  "$ovd" detect-sa "${raw[@]:0:1}" "${raw[@]:2}"
+head -c $((16 * 16 * 4 * 2)) /dev/zero > "$work/zero.raw"
+expect 1 "the stack has no contrast: every pixel is 0" -- "$ovd" restore "$work/zero.raw" \
+  "$work/out.raw" --size 16x16x4 --type u16 --spacing 0.1,0.1,0.25 --method wiener
+/usr/bin/python3 -c "import sys; sys.stdout.buffer.write(bytes.fromhex('0000c07f') * 16 * 16 * 4)" \
+  > "$work/nan.raw"
+expect 1 "not finite numbers" -- "$ovd" restore "$work/nan.raw" "$work/out.raw" --size 16x16x4 \
+  --type f32 --spacing 0.1,0.1,0.25
+# A temporary directory that takes no more than 16 kB: the float copy of the input can't be
+# written, which is said as such (and not blamed on the input).
+head -c $((64 * 64 * 8 * 2)) /dev/urandom > "$work/large.raw"
+expect 1 "could not be written in the temporary directory" -- \
+  bash -c 'ulimit -f 16; trap "" XFSZ; exec "$@"' limited "$ovd" restore "$work/large.raw" \
+  "$work/out.raw" --size 64x64x8 --type u16 --spacing 0.1,0.1,0.25
+
+# TIFF stacks that are not what their pages alone suggest: a hyperstack of interleaved
+# channels or time points, a file cut short (its page chain then ends early) and one with
+# fewer pages than its description declares.
+tiff() { /usr/bin/python3 "$(dirname "$0")/make_tiff16.py" "$work/$1" 32 32 "$2" "$3"; }
+tiff channels.tif 16 "ImageJ=1.11a;images=16;channels=2;slices=8;hyperstack=true"
+tiff frames.tif 16 "ImageJ=1.11a;images=16;frames=4;slices=4;hyperstack=true"
+tiff declared.tif 8 "ImageJ=1.11a;images=16;slices=16"
+tiff whole.tif 16 ""
+head -c $(($(stat -c %s "$work/whole.tif") / 2)) "$work/whole.tif" > "$work/cut.tif"
+for case in "channels.tif|a hyperstack of 2 channels; channels must be restored separately" \
+            "frames.tif|a hyperstack of 4 time points" \
+            "cut.tif|the pages end after page 7 where the file points to more; it is truncated" \
+            "declared.tif|declares 16 pages but holds 8; it is truncated"; do
+  expect 2 "${case#*|}" -- "$ovd" restore "$work/${case%%|*}" "$work/out.raw" --spacing 0.1,0.1,0.25
+done
+
+leftovers=$(ls "$work" | grep -v -E '^(stack|zero|nan|large)\.raw$|^(fake|channels|frames|declared|whole|cut)\.tif$' || true)
 [ -z "$leftovers" ] || { echo "FAIL: files left behind: $leftovers"; failures=$((failures+1)); }
 exit $((failures > 0))

@@ -63,6 +63,9 @@ size_is "$work/again.raw" $((32*32*16*4))
   fail "re-reading the restored TIFF exited $?"
 size_is "$work/acquired-again.raw" $((48*40*12*4))
 [ -s "$work/run.log" ] || fail "--log wrote nothing"
+# The tool's output is UTF-8, and the library's lines are part of it.
+/usr/bin/python3 -c 'import sys; open(sys.argv[1], "rb").read().decode("utf-8")' "$work/run.log" \
+  2>/dev/null || fail "the library's message lines are not UTF-8"
 
 # Ctrl-C once the run has started (its private directory exists): exit 130, no output,
 # nothing left in the temporary directory. A small budget cuts the stack into many pieces.

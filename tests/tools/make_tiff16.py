@@ -1,5 +1,7 @@
 """Writes a multi-page 16-bit greyscale TIFF with OME spacing, as a microscope's acquisition
-software would: make_tiff16.py OUT WIDTH HEIGHT DEPTH. Beads on a background of 100."""
+software would: make_tiff16.py OUT WIDTH HEIGHT DEPTH [DESCRIPTION]. Beads on a background of
+100. DESCRIPTION replaces the OME one: ImageJ's lines joined by ';' (e.g.
+"ImageJ=1.11a;images=16;channels=2;slices=8"), or '' for none."""
 
 import struct
 import sys
@@ -13,7 +15,8 @@ stack[depth // 2, height // 3, width // 3] += 900
 stack[depth // 2, 2 * height // 3, width // 2] += 700
 ome = ('<?xml version="1.0"?><OME><Image><Pixels PhysicalSizeX="0.1" PhysicalSizeY="0.1" '
        f'PhysicalSizeZ="0.25" SizeX="{width}" SizeY="{height}" SizeZ="{depth}"/></Image></OME>')
-description = ome.encode() + b"\0"
+text = sys.argv[5].replace(";", "\n") + "\n" if len(sys.argv) > 5 else ome
+description = text.encode() + b"\0"
 
 # Layout: header, description, then per page its pixels followed by its directory.
 data = bytearray(b"II*\0" + struct.pack("<I", 0))
@@ -32,7 +35,7 @@ for z in range(depth):
     entries = [(256, 4, 1, width), (257, 4, 1, height), (258, 3, 1, 16), (259, 3, 1, 1),
                (262, 3, 1, 1), (273, 4, 1, pixels_offset), (277, 3, 1, 1), (278, 4, 1, height),
                (279, 4, 1, width * height * 2)]
-    if z == 0:
+    if z == 0 and len(description) > 2:
         entries.insert(5, (270, 2, len(description), description_offset))
     data += struct.pack("<H", len(entries))
     for tag, kind, count, value in entries:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,6 +27,11 @@ using File = std::unique_ptr<std::FILE, FileCloser>;
 
 void QuietWarnings(const char*, const char*, va_list) {}
 
+// libtiff reports a page directory it can't read only through its error handler: the chain
+// then just ends, and the file would read as a stack of the pages before.
+thread_local bool tReadError = false;
+void NoteReadError(const char*, const char*, va_list) { tReadError = true; }
+
 Tiff Open(const std::string& path, const char* mode) {
     TIFFSetWarningHandler(&QuietWarnings);
     TIFFSetErrorHandler(&QuietWarnings);
@@ -46,11 +52,15 @@ float FindNumber(const std::string& text, const std::string& key) {
     return 0;
 }
 
+std::string Description(TIFF* tiff) {
+    char* description = nullptr;
+    return TIFFGetField(tiff, TIFFTAG_IMAGEDESCRIPTION, &description) && description ? description
+                                                                                     : "";
+}
+
 Spacing ReadSpacing(TIFF* tiff) {
     Spacing spacing;
-    char* description = nullptr;
-    const std::string text =
-        TIFFGetField(tiff, TIFFTAG_IMAGEDESCRIPTION, &description) && description ? description : "";
+    const std::string text = Description(tiff);
     if (text.find("<OME") != std::string::npos) {
         spacing.x = FindNumber(text, "PhysicalSizeX");
         spacing.y = FindNumber(text, "PhysicalSizeY");
@@ -66,6 +76,47 @@ Spacing ReadSpacing(TIFF* tiff) {
             spacing.y = 1.0f / yResolution;
     }
     return spacing;
+}
+
+// What the first page's description says the file holds; 0 pages where it says nothing.
+struct DeclaredContent {
+    long pages = 0;
+    long channels = 1, frames = 1;
+};
+
+DeclaredContent ReadDeclaredContent(TIFF* tiff) {
+    const std::string text = Description(tiff);
+    // Whole names only: OME's SizeZ is also the end of PhysicalSizeZ, and ImageJ's keys each
+    // begin a line.
+    auto count = [&](const std::string& key) { return std::lround(FindNumber(text, key)); };
+    DeclaredContent declared;
+    long slices = 0;
+    if (text.find("<OME") != std::string::npos) {
+        slices = count(" SizeZ");
+        declared.channels = std::max(count(" SizeC"), 1L);
+        declared.frames = std::max(count(" SizeT"), 1L);
+    } else if (text.rfind("ImageJ=", 0) == 0) {
+        slices = count("\nslices");
+        declared.channels = std::max(count("\nchannels"), 1L);
+        declared.frames = std::max(count("\nframes"), 1L);
+        declared.pages = count("\nimages");
+    }
+    if (declared.pages <= 0 && slices > 0)
+        declared.pages = slices * declared.channels * declared.frames;
+    return declared;
+}
+
+// Pages of several channels or time points lie interleaved in one file; read as one stack
+// they would be restored as slices of one object, which they are not.
+void RefuseHyperstack(const DeclaredContent& declared, const std::string& path) {
+    if (declared.channels > 1)
+        throw StackError(path + ": a hyperstack of " + std::to_string(declared.channels) +
+                         " channels; channels must be restored separately (save each channel as "
+                         "a stack of its own)");
+    if (declared.frames > 1)
+        throw StackError(path + ": a hyperstack of " + std::to_string(declared.frames) +
+                         " time points; time points must be restored separately (save each as a "
+                         "stack of its own)");
 }
 
 StackShape ReadPageShape(TIFF* tiff, const std::string& path) {
@@ -118,7 +169,11 @@ TiffStackInfo ProbeTiff(const std::string& path) {
     TiffStackInfo info;
     info.shape = ReadPageShape(tiff.get(), path);
     info.spacing = ReadSpacing(tiff.get());
+    const DeclaredContent declared = ReadDeclaredContent(tiff.get());
+    RefuseHyperstack(declared, path);
     int pages = 0;
+    tReadError = false;
+    TIFFSetErrorHandler(&NoteReadError);
     do {
         const StackShape page = ReadPageShape(tiff.get(), path);
         if (page.width != info.shape.width || page.height != info.shape.height || page.type != info.shape.type)
@@ -126,6 +181,17 @@ TiffStackInfo ProbeTiff(const std::string& path) {
                              " differs in size or pixel type from the first page");
         ++pages;
     } while (TIFFReadDirectory(tiff.get()));
+    TIFFSetErrorHandler(&QuietWarnings);
+    // A file cut short loses the pages behind the cut, and what is left reads as a thinner
+    // stack: the chain of page directories then points past the end, or the description
+    // promises more pages than arrived.
+    if (tReadError)
+        throw StackError(path + ": the pages end after page " + std::to_string(pages) +
+                         " where the file points to more; it is truncated or damaged");
+    if (declared.pages > pages)
+        throw StackError(path + ": the file declares " + std::to_string(declared.pages) +
+                         " pages but holds " + std::to_string(pages) +
+                         "; it is truncated or damaged");
     if (pages > 32767)
         throw StackError(path + ": more than 32767 pages");
     info.shape.depth = pages;

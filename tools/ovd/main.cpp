@@ -2,6 +2,7 @@
 // layer over the library's exported operations and host extensions.
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -64,21 +65,37 @@ void AddOpticsOptions(CLI::App* command, OpticsOptions& optics, bool withAberrat
         command->add_option("--sa", optics.sa, "spherical aberration of the theoretical PSF")->capture_default_str();
 }
 
+// The library takes these in 16-bit fields; a value is checked here, before it is narrowed,
+// so that 65536 is refused instead of becoming 0.
 void AddCutOptions(CLI::App* command, CutOptions& cut) {
-    command->add_option("--guard-xy", cut.guardXY, "guard band in x and y, pixels (0-100)")->capture_default_str();
-    command->add_option("--guard-z", cut.guardZ, "guard band in z, slices (0-100)")->capture_default_str();
-    command->add_option("--overlap", cut.overlap, "overlap of subvolumes, pixels (0-300)")->capture_default_str();
+    command->add_option("--guard-xy", cut.guardXY, "guard band in x and y, pixels (0-100)")
+        ->check(CLI::Range(0, 100))
+        ->capture_default_str();
+    command->add_option("--guard-z", cut.guardZ, "guard band in z, slices (0-100)")
+        ->check(CLI::Range(0, 100))
+        ->capture_default_str();
+    command->add_option("--overlap", cut.overlap, "overlap of subvolumes, pixels (0-300)")
+        ->check(CLI::Range(0, 300))
+        ->capture_default_str();
 }
 
+// More threads than this only wait for each other; a budget beyond this many megabytes is
+// more than any machine offers, and stays far inside the 64-bit byte count it becomes.
+constexpr int kMostThreads = 1024;
+constexpr double kLargestBudgetMB = 1e12;
+
 void AddResourceOptions(CLI::App* command, ResourceOptions& resources) {
-    command->add_option("--threads", resources.threads, "worker threads (default: all processors)")
-        ->check(CLI::NonNegativeNumber);
+    command->add_option("--threads", resources.threads, "worker threads, 1-1024 (default: all processors)")
+        ->check(CLI::Range(0, kMostThreads));
     command->add_option("--memory-budget", resources.memoryBudgetMB,
                         "memory the run may plan with, MB; smaller budgets cut the stack into more pieces")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Range(0.0, kLargestBudgetMB));
 }
 
 void ApplyResources(const ResourceOptions& resources) {
+    // The range check lets NaN through; it has no byte count.
+    if (std::isnan(resources.memoryBudgetMB))
+        throw StackError("--memory-budget must be a number of megabytes");
     if (resources.threads > 0)
         ovdSetWorkerThreads(resources.threads);
     ovdSetMemoryBudget(int64_t(resources.memoryBudgetMB * 1024.0 * 1024.0));
@@ -174,7 +191,7 @@ int LibraryResult(uint16_t code) {
         return 0;
     if (code == OVD_RESULT_RUN_FAILED && Progress::Interrupted())
         return Fail("cancelled; nothing was written", 130);
-    return Fail(ResultText(code), 1);
+    return Fail(ResultText(code, ovdGetLastErrorMessage()), 1);
 }
 
 struct RestoreOptions {
@@ -287,6 +304,9 @@ struct DetectOptions {
 };
 
 int RunDetect(const DetectOptions& o) {
+    // The library compares the limits only by their order, which NaN passes.
+    if (!std::isfinite(o.lower) || !std::isfinite(o.upper) || o.lower > o.upper)
+        throw StackError("--min and --max must be finite numbers, --min not above --max");
     RefuseSharedFiles({{"IN", o.input}}, {{"--log", o.messages.logFile}});
     const MessageRoute messages(o.messages);
     ApplyResources(o.resources);
