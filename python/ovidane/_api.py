@@ -218,6 +218,11 @@ def detect_sa(stack, spacing, na, ri, wavelength, *, lower=-10.0, upper=10.0, br
     """Estimates the spherical aberration of a stack (z, y, x) between lower and upper."""
     array = _as_stack(stack)
     sx, sy, sz = _spacing(spacing)
+    # The library orders the limits only by comparison, which NaN passes.
+    lower, upper = _finite("lower", lower), _finite("upper", upper)
+    guard_xy = _bounded_int("guard_xy", guard_xy, 0, 32767)
+    guard_z = _bounded_int("guard_z", guard_z, 0, 32767)
+    overlap = _bounded_int("overlap", overlap, 0, 32767)
     depth, height, width = array.shape
     with tempfile.TemporaryDirectory(prefix="ovidane-", dir=temp_dir) as work:
         input_path = os.path.join(work, "input.raw")

@@ -139,6 +139,8 @@ lib.ovd3dInverseFilterDetectSA.argtypes = (
     + [ctypes.c_uint16, ctypes.c_uint16, ctypes.c_float, ctypes.c_float, ctypes.POINTER(ctypes.c_float)]
     + [ctypes.c_uint16] * 3 + [HostStatusCallback, ctypes.c_void_p])
 lib.ovd3dInverseFilterDetectSA.restype = ctypes.c_uint16
+lib.ovdGetLastErrorMessage.argtypes = []
+lib.ovdGetLastErrorMessage.restype = ctypes.c_char_p
 lib.ovdSetMessageCallback.argtypes = [MessageCallback, ctypes.c_void_p]
 lib.ovdSetMessageCallback.restype = None
 lib.ovdWriteTheoreticalPsf.argtypes = ([ctypes.c_char_p] + [ctypes.c_int16] * 3 + [ctypes.c_float] * 6

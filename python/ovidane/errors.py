@@ -6,8 +6,8 @@ _MEANINGS = {
     4: "out of memory",
     5: "the output could not be created, or the temporary disk is too small",
     9: "the input could not be converted to float",
-    13: "a guard band is larger than 100",
-    14: "the overlap is larger than 300",
+    13: "a guard band is too large",
+    14: "the overlap is too large",
     15: "the emission wavelength is out of range (micrometres, e.g. 0.52)",
     16: "refractive index or numerical aperture out of range (NA below n, NA/n^2 at least 0.2)",
     17: "x/y spacing too large for these optics",
@@ -17,12 +17,22 @@ _MEANINGS = {
 }
 
 
-class OvidaneError(RuntimeError):
-    """A call into the library did not succeed; `code` is the library's return code."""
+# Refusals of the optics and the sampling have one cause each, which their meaning names.
+_SELF_EXPLAINING = range(15, 21)
 
-    def __init__(self, code, message=None):
+
+class OvidaneError(RuntimeError):
+    """A call into the library did not succeed; `code` is the library's return code and
+    `reason` the library's own account of the cause (empty when it gave none)."""
+
+    def __init__(self, code, message=None, reason=""):
         self.code = code
-        super().__init__(message or _MEANINGS.get(code, f"unexpected library result {code}"))
+        self.reason = reason
+        if message is None:
+            message = _MEANINGS.get(code, f"unexpected library result {code}")
+            if reason and code not in _SELF_EXPLAINING:
+                message = f"{message}: {reason}"
+        super().__init__(message)
 
 
 class CancelledError(OvidaneError):
@@ -32,9 +42,19 @@ class CancelledError(OvidaneError):
         super().__init__(1, "cancelled by the progress callback")
 
 
+def _last_reason():
+    """The reason of the last failed library call on this thread."""
+    from ._library import lib
+
+    text = lib.ovdGetLastErrorMessage()
+    return text.decode("utf-8", errors="replace") if text else ""
+
+
 def check(code, cancelled=False):
+    """Raises for a failed call; run on the calling thread right after the call, so that the
+    library's reason is that call's."""
     if code == 0:
         return
     if code == 1 and cancelled:
         raise CancelledError()
-    raise OvidaneError(code)
+    raise OvidaneError(code, reason=_last_reason())

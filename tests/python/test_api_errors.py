@@ -43,6 +43,36 @@ class InputChecks(unittest.TestCase):
             ovidane.detect_sa(self.stack, (0.1, 0.1, 0.25), 1.4, 1.515, 0.52, lower=5, upper=-5)
         self.assertEqual(raised.exception.code, 2)
 
+    def test_detection_values_are_checked_before_they_reach_the_library(self):
+        # NaN limits pass the library's order check, and ctypes wraps 16-bit fields.
+        for change in (dict(lower=float("nan"), upper=float("nan")), dict(upper=float("inf")),
+                       dict(guard_xy=65546), dict(overlap=-1)):
+            with self.subTest(change=change), self.assertRaises(ValueError):
+                ovidane.detect_sa(self.stack, (0.1, 0.1, 0.25), 1.4, 1.515, 0.52, **change)
+
+
+class LibraryReasons(unittest.TestCase):
+    def test_failures_carry_the_library_reason(self):
+        ordinary = np.full((4, 16, 16), 100, np.uint16)
+        ordinary[2, 8, 8] = 900
+        cases = [
+            (dict(stack=np.zeros((4, 16, 16), np.uint16)), 1, "no contrast"),
+            (dict(stack=np.full((4, 10, 10), 100, np.uint16)), 13,
+             "guard band of 10 pixels must be smaller than the stack's width and height"),
+            (dict(guard_z=101), 13, "at most 100"),
+            (dict(overlap=1000), 14, "at most 300"),
+        ]
+        for change, code, reason in cases:
+            arguments = dict(stack=ordinary, spacing=(0.1, 0.1, 0.25), na=1.4, ri=1.515,
+                             wavelength=0.52)
+            arguments.update(change)
+            with self.subTest(code=code, reason=reason):
+                with self.assertRaises(ovidane.OvidaneError) as raised:
+                    ovidane.restore(**arguments)
+                self.assertEqual(raised.exception.code, code)
+                self.assertIn(reason, raised.exception.reason)
+                self.assertIn(reason, str(raised.exception))
+
 
 if __name__ == "__main__":
     unittest.main()
