@@ -23,7 +23,7 @@ public:
         mSecond = fftwf_alloc_complex(complex);
         const int x = int(size.x), y = int(size.y), z = int(size.z);
         const cFFTFFTW::PlannerLock lock;
-        cFFTFFTW::SetPlannerThreads(cWorkerThreads::Count());
+        cFFTFFTW::PreparePlanner();
         mForward = fftwf_plan_dft_r2c_3d(z, y, x, mIn, mFirst,
                                          cFFTFFTW::kPlannerFlags | FFTW_PRESERVE_INPUT);
         mInverse = fftwf_plan_dft_c2r_3d(z, y, x, mSecond, mOut, cFFTFFTW::kPlannerFlags);

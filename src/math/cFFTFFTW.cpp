@@ -113,10 +113,31 @@ cFFTFFTW::~cFFTFFTW() {
     }
 }
 
-void cFFTFFTW::SetPlannerThreads(int threads) {
-    static const bool threadsReady = fftwf_init_threads() != 0;
+namespace {
+
+// FFTW hands the pieces of a threaded plan to this loop, which spreads them over the worker
+// threads. The pieces are fixed by the plan, and each writes only its own part, so which
+// thread runs which piece changes nothing. Pieces of a plan may be few: no more threads are
+// woken than there are pieces.
+extern "C" void RunPlanPieces(void* (*work)(char*), char* pieces, std::size_t pieceBytes, int count,
+                              void* /*unused*/) {
+    const int threads = std::min(cWorkerThreads::Count(), count);
+#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
+    for (int piece = 0; piece < count; ++piece)
+        work(pieces + pieceBytes * static_cast<std::size_t>(piece));
+}
+
+} // namespace
+
+void cFFTFFTW::PreparePlanner() {
+    static const bool threadsReady = [] {
+        if (fftwf_init_threads() == 0)
+            return false;
+        fftwf_threads_set_callback(&RunPlanPieces, nullptr);
+        return true;
+    }();
     if (threadsReady)
-        fftwf_plan_with_nthreads(threads > 0 ? threads : 1);
+        fftwf_plan_with_nthreads(kPlanPieces);
 }
 
 // Planner flags. FFTW_MEASURE times candidate algorithms and keeps the fastest, so the
@@ -128,6 +149,12 @@ void cFFTFFTW::SetPlannerThreads(int threads) {
 // to be kept or stored. On the sizes of a run it costs from nothing to about half again
 // the time of measured plans (docs/fft.md has the numbers). Within one process FFTW keeps
 // what it has planned in memory anyway, keyed by size, layout and thread count.
+//
+// The thread count FFTW plans for decides how it splits a transform's loops, and the pieces
+// of another split may get other kernels: planned for the worker count, 19 or 32 threads
+// gave other last bits than 1 or 2 on many stack sizes, and 7 on many plane sizes. So every
+// plan is made for the same kPlanPieces pieces, whatever the worker count, and the worker
+// threads only run those pieces (RunPlanPieces).
 void cFFTFFTW::MakePlans(cPlanSet& plans, uint32_t depth) {
     const int x = static_cast<int>(mDimensions.x);
     const int y = static_cast<int>(mDimensions.y);
@@ -166,10 +193,8 @@ void cFFTFFTW::DestroyPlans(cPlanSet& plans) {
 
 void cFFTFFTW::InitializePlans() {
     Guard([&] {
-        const int threads = cWorkerThreads::Count();
-        if (HasPlans() && mPlannedThreads == threads)
+        if (HasPlans())
             return;
-        ReleasePlans();
 
         const std::size_t x = mDimensions.x, y = mDimensions.y, z = mDimensions.z;
         // One spectrum: X/2 + 1 complex values per line; the two spectra together also hold
@@ -192,12 +217,11 @@ void cFFTFFTW::InitializePlans() {
 
         {
             const PlannerLock lock;
-            SetPlannerThreads(threads);
+            PreparePlanner();
             MakePlans(mVolume, mDimensions.z);
             if (mDimensions.z > 1)
                 MakePlans(mPlane, 1);
         }
-        mPlannedThreads = threads;
         for (const cPlanSet* plans : {&mVolume, &mPlane}) {
             if (plans->depth == 0)
                 continue;
@@ -225,7 +249,6 @@ void cFFTFFTW::ReleasePlans() {
         mFirstSpectrum = mSecondSpectrum = mStagePixels = nullptr;
         mStore = nullptr;
         mStage = nullptr;
-        mPlannedThreads = 0;
     });
 }
 

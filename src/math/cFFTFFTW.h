@@ -18,12 +18,18 @@ namespace Ovidane {
 // another length, slices in separate blocks, or an alignment other than the plans'.
 //
 // Plans are made in InitializePlans for the instance's size and for a single X x Y plane,
-// with the worker thread count of that moment; transforms only execute them.
+// each split into the same kPlanPieces pieces whatever the worker count, so that a result
+// never depends on that count; the worker threads run the pieces. Transforms only execute
+// the plans.
 class cFFTFFTW : public cFFT, private ClassLevelLockable<cFFTFFTW> {
 public:
     static constexpr int kLibraryId = 1;
     // The planner flags of every plan; see docs/fft.md and InitializePlans.
     static constexpr unsigned kPlannerFlags = FFTW_ESTIMATE;
+    // The pieces FFTW splits a transform into: as many as 8 threads can share. Many more
+    // pieces cost time: FFTW's estimate then picks plans for some sizes that hand out work
+    // line by line (16 pieces took 12 times as long as 2 on a 140x140x40 stack, 2 threads).
+    static constexpr int kPlanPieces = 8;
 
     // The instance the policy rates: size 1 x 1 x 1, never planned.
     cFFTFFTW();
@@ -60,14 +66,13 @@ public:
                               const cFloatImagePtr& result, int mode) override;
 
     bool HasPlans() const { return mVolume.forwardReal != nullptr; }
-    // The worker thread count the plans were made with; 0 without plans.
-    int GetPlannedThreads() const { return mPlannedThreads; }
 
     // FFTW's planner is process-wide state and not thread-safe: every plan of the process
-    // is made and destroyed under this lock. Held, SetPlannerThreads prepares the planner
-    // for plans that run on `threads` threads.
+    // is made and destroyed under this lock. Held, PreparePlanner sets the planner up for
+    // plans of kPlanPieces pieces, which FFTW then hands to the worker threads. Both
+    // settings are FFTW's own and so process-wide: they hold for any plan of the process.
     using PlannerLock = ClassLevelLockable<cFFTFFTW>::Lock;
-    static void SetPlannerThreads(int threads);
+    static void PreparePlanner();
 
 private:
     // The plans for one depth: the whole stack, or one plane.
@@ -123,7 +128,6 @@ private:
     float* mSecondSpectrum = nullptr;
     float* mStagePixels = nullptr;
     int mPlanAlignment = 0;
-    int mPlannedThreads = 0;
 };
 
 } // namespace Ovidane
