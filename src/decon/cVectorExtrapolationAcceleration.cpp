@@ -7,6 +7,10 @@
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
+namespace {
+// How far one pass's extrapolation may move a pixel beyond its plain update, as a factor.
+constexpr float kMaxRatio = 2.0f;
+} // namespace
 
 cVectorExtrapolationAcceleration::cVectorExtrapolationAcceleration() {
     SetObjectName("cVectorExtrapolationAcceleration");
@@ -68,8 +72,11 @@ void cVectorExtrapolationAcceleration::Apply(cFloatImagePtr& object, cFloatImage
         mLastAlpha = alpha;
         MessageStream() << "Accel param = " << alpha << '\n';
 
-        // x = P · (P / C)^α, held at the floor of every ML-EM estimate.
-        math->ExtrapolateWithFloor(mLastEstimate, mWorkC, object, alpha, kEstimateFloor,
+        // x = P · (P / C)^α, held at the floor of every ML-EM estimate. The ratio is held
+        // within kMaxRatio of 1: a pixel that has just left the floor (1e-20 to 1e-6, say)
+        // has a ratio that says nothing of where it goes, and raised to α it would throw the
+        // pixel far above the whole image (a spike of a million in a stack of a hundred).
+        math->ExtrapolateWithFloor(mLastEstimate, mWorkC, object, alpha, kEstimateFloor, kMaxRatio,
                                    kEstimateFloor);
     });
 }

@@ -108,11 +108,12 @@ public:
                                        const cFloatImagePtr& lastGradient,
                                        const cFloatImagePtr& plain, const cFloatImagePtr& gradient,
                                        double& cross, double& lastSquare) = 0;
-    // out = max(floor, plain · (plain / previous)^alpha), the ratio counting as 1 where the
-    // previous value is at most `threshold`; alpha 0 gives max(floor, plain).
+    // out = max(floor, plain · r^alpha) with r = plain / previous held in 1/maxRatio to
+    // maxRatio, and r counting as 1 where the previous value is at most `threshold`; alpha 0
+    // gives max(floor, plain).
     virtual void ExtrapolateWithFloor(const cFloatImagePtr& plain, const cFloatImagePtr& previous,
                                       const cFloatImagePtr& out, float alpha, float threshold,
-                                      float floor) = 0;
+                                      float maxRatio, float floor) = 0;
 
     // ---- Reductions and searches
     virtual float FindMinimumValue(const cFloatImagePtr& image) = 0;

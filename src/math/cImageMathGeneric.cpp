@@ -662,19 +662,20 @@ void cImageMathGeneric::ExtrapolationGradient(const cFloatImagePtr& object,
 void cImageMathGeneric::ExtrapolateWithFloor(const cFloatImagePtr& plain,
                                              const cFloatImagePtr& previous,
                                              const cFloatImagePtr& out, float alpha,
-                                             float threshold, float floor) {
+                                             float threshold, float maxRatio, float floor) {
     Guard([&] {
         RequireImages("ExtrapolateWithFloor", {&plain, &previous, &out});
         RequireSameSize("ExtrapolateWithFloor", plain, previous);
         RequireSameSize("ExtrapolateWithFloor", plain, out);
-        const float a = alpha, t = threshold, f = floor;
+        const float a = alpha, t = threshold, f = floor, high = maxRatio, low = 1.0f / maxRatio;
         if (a == 0.0f) {
             Unary(plain, out, [=](float p) { return p < f ? f : p; });
             return;
         }
         Binary(plain, previous, out, [=](float p, float q) {
-            const float value =
-                (q <= t || q == 0.0f) ? p : p * FastMath::Exp(a * FastMath::Log(p / q));
+            float r = p / q;
+            r = r > high ? high : (r < low ? low : r);
+            const float value = (q <= t || q == 0.0f) ? p : p * FastMath::Exp(a * FastMath::Log(r));
             return value < f ? f : value;
         });
     });

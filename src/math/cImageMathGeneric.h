@@ -52,7 +52,7 @@ public:
                                double& lastSquare) override;
     void ExtrapolateWithFloor(const cFloatImagePtr& plain, const cFloatImagePtr& previous,
                               const cFloatImagePtr& out, float alpha, float threshold,
-                              float floor) override;
+                              float maxRatio, float floor) override;
     float FindMinimumValue(const cFloatImagePtr& image) override;
     float FindMaximumValue(const cFloatImagePtr& image) override;
     float EstimateForegroundThreshold(const cFloatImagePtr& image) override;

@@ -87,6 +87,26 @@ TEST(IterativeSteps, EdgeBehaviours) {
              EXPECT_EQ(extrapolation->GetLastAlpha(), 0.0f);
              EXPECT_TRUE(Same(object, plain));
          }},
+        {"an extrapolated pixel moves at most a factor of 2 beyond its plain update, even one "
+         "that has just left the floor",
+         [&] {
+             const cImageDimensions size{4, 1, 1};
+             cFloatImagePtr plain(new cFloatImage(size, Contiguous3D, "t")),
+                 previous(new cFloatImage(size, Contiguous3D, "t")),
+                 out(new cFloatImage(size, Contiguous3D, "t"));
+             const float plains[4] = {1e-6f, 50.0f, 8.0f, 3.0f};
+             const float previouses[4] = {1e-19f, 10.0f, 64.0f, 1e-20f};
+             for (int i = 0; i < 4; ++i) {
+                 plain->GetSlicePointer(0)[i] = plains[i];
+                 previous->GetSlicePointer(0)[i] = previouses[i];
+             }
+             math->ExtrapolateWithFloor(plain, previous, out, 1.0f, 1e-20f, 2.0f, 1e-20f);
+             const float* x = out->GetSlicePointer(0);
+             EXPECT_FLOAT_EQ(x[0], 2e-6f);  // ratio 1e13, held at 2
+             EXPECT_FLOAT_EQ(x[1], 100.0f); // ratio 5, held at 2
+             EXPECT_FLOAT_EQ(x[2], 4.0f);   // ratio 1/8, held at 1/2
+             EXPECT_FLOAT_EQ(x[3], 3.0f);   // no history at the floor: no extrapolation
+         }},
         {"a Gaussian smoothing acts on every interval-th pass only, and never at interval 0",
          [&] {
              cGaussianNoiseSmoothing everySecond(1.0f, 1.0f, 2.0f, 2.0f, 2);

@@ -174,7 +174,8 @@ class Extrapolation:
     def step(self, x, g, psf):
         m = correlate(divide(g, convolve(x, psf)), psf)
         x = x * m
-        b = np.log(np.maximum(np.where(m < 0, f32(1), m), GUARD_VALUE)).astype(f32)
+        # A factor that is not positive has no logarithm and counts as no change.
+        b = np.log(np.where(m > 0, m, f32(1))).astype(f32)
         gradient = x * b
         alpha = 0.0
         if self.gradient is not None:
@@ -188,7 +189,9 @@ class Extrapolation:
         if alpha > 0:
             quotient = np.ones_like(x)
             ok = previous > GUARD_VALUE
-            quotient[ok] = np.power(x[ok] / previous[ok], f32(alpha))
+            # The ratio of a pass is held within a factor of 2 of no change.
+            ratio = np.clip(x[ok] / previous[ok], f32(0.5), f32(2))
+            quotient[ok] = np.power(ratio, f32(alpha))
             x = quotient * x
         return floor(x)
 
