@@ -1,22 +1,18 @@
 #include "decon/cGoldsDeconAlgorithm.h"
 
-#include "core/cStatusUpdateHandler.h"
 #include "decon/cFlatSheetPsfFirstGuess.h"
 #include "decon/cGaussianNoiseSmoothing.h"
-#include "decon/cIterativeCallbackStopCriterion.h"
 #include "decon/cIterativeStopCriterion.h"
-#include "image/cMemoryManagerContainer.h"
 
 namespace Ovidane {
 
 cGoldsDeconAlgorithm::cGoldsDeconAlgorithm(cCountedPtr<cDeconLog> log)
-    : cDeconAlgorithm(std::move(log)) {
+    : cFrameworkDeconAlgorithm(std::move(log)) {
     Guard([&] {
         cDeconParameter& p = mLog->GetParameters();
         ReadGeometry();
         // The data are needed in every pass, so the object is an image of its own.
-        mIterativeFramework = new cIterativeDeconFramework(mLog, mSize);
-        mFramework = mIterativeFramework;
+        MakeFramework(false);
 
         mOptimization = new cGoldsMethodOptimization();
         mObjectSmoothing = MakeObjectSmoothing();
@@ -55,10 +51,6 @@ cGoldsDeconAlgorithm::~cGoldsDeconAlgorithm() {
     DeleteOriginalFileIfOwned();
 }
 
-void cGoldsDeconAlgorithm::SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) {
-    Guard([&] { JoinSharedPsfFirstGuess(mPsfFirstGuess, shared); });
-}
-
 void cGoldsDeconAlgorithm::SetUp() {
     Guard([&] {
         cIterativeDeconFramework& framework = *mIterativeFramework;
@@ -71,35 +63,6 @@ void cGoldsDeconAlgorithm::SetUp() {
         framework.SetObjectFirstGuess(mObjectFirstGuess);
         AddPsfPreparation(framework, 0.0f);
         framework.SetPreview(mPreview);
-    });
-}
-
-void cGoldsDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback, void* userData) {
-    Guard([&] {
-        mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback, userData));
-    });
-}
-
-void cGoldsDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback) {
-    Guard([&] { mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback)); });
-}
-
-void cGoldsDeconAlgorithm::SetSubvolumeProgress(int16_t index, int16_t count) {
-    Guard([&] { mIterativeFramework->SetSubvolumeProgress(index, count); });
-}
-
-void cGoldsDeconAlgorithm::UseCallbackStopCriterion(ovdStatusCallback callback) {
-    Guard([&] {
-        mStopCriterion = new cIterativeCallbackStopCriterion(mLog, callback);
-        mIterativeFramework->SetStopCriterion(mStopCriterion);
-    });
-}
-
-void cGoldsDeconAlgorithm::Initialize() {
-    Guard([&] {
-        SetMemoryManagerContainer(&cMemoryManagerContainer::Instance());
-        InitializeTransforms();
-        mInitialized = true;
     });
 }
 
@@ -124,14 +87,6 @@ void cGoldsDeconAlgorithm::Run() {
         mObjectSmoothing = cNoiseSmoothingPtr();
         mIterativeFramework->Iterate();
     });
-}
-
-void cGoldsDeconAlgorithm::UpdatePreview(cFloatImagePtr& preview) {
-    Guard([&] { mIterativeFramework->UpdatePreview(preview); });
-}
-
-void cGoldsDeconAlgorithm::UpdatePsfPreview(cFloatImagePtr& preview) {
-    Guard([&] { mIterativeFramework->UpdatePsfPreview(preview); });
 }
 
 } // namespace Ovidane

@@ -1,7 +1,7 @@
 #pragma once
 #include <cstdint>
 
-#include "decon/cDeconAlgorithm.h"
+#include "decon/cFrameworkDeconAlgorithm.h"
 #include "decon/cGoldsMethodOptimization.h"
 #include "decon/cIterativeDeconFramework.h"
 #include "decon/cNoiseSmoothing.h"
@@ -26,46 +26,25 @@ namespace Ovidane {
 // The PSF comes from a file, is the flat sheet, or is the theoretical one with the stretch
 // DEC_RPARAMS_STRCH_FACTOR; the object first guess and its optional pre-blur are those of
 // ML-EM. The PSF preview stays with the algorithm: the framework is not given it.
-class cGoldsDeconAlgorithm : public cDeconAlgorithm {
+class cGoldsDeconAlgorithm : public cFrameworkDeconAlgorithm {
 public:
     explicit cGoldsDeconAlgorithm(cCountedPtr<cDeconLog> log);
     ~cGoldsDeconAlgorithm() override;
 
     void SetUp() override;
-    void SetStatusCallback(ovdStatusCallback callback, void* userData) override;
-    void SetStatusCallback(ovdStatusCallback callback) override;
-    void SetSubvolumeProgress(int16_t index, int16_t count) override;
-    void UseCallbackStopCriterion(ovdStatusCallback callback) override;
-    void SetMemoryManagerContainer(cMemoryManagerContainer* container) override { (void)container; }
-    void SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) override;
-    void Initialize() override;
     void Prepare() override;
     void Run() override;
-    void UpdatePreview(cFloatImagePtr& preview) override;
-    void UpdatePsfPreview(cFloatImagePtr& preview) override;
 
-    bool IsInitialized() const { return mInitialized; }
-    cCountedPtr<cIterativeDeconFramework> GetFramework() const { return mIterativeFramework; }
     cGoldsMethodOptimizationPtr GetOptimization() const { return mOptimization; }
-    cPsfFirstGuessPtr GetPsfFirstGuess() const { return mPsfFirstGuess; }
     cObjectFirstGuessPtr GetObjectFirstGuess() const { return mObjectFirstGuess; }
     cNoiseSmoothingPtr GetObjectSmoothing() const { return mObjectSmoothing; }
     cNoiseSmoothingPtr GetIterationSmoothing() const { return mIterationSmoothing; }
-    cStopCriterionPtr GetStopCriterion() const { return mStopCriterion; }
-    cPreviewPtr GetPreview() const { return mPreview; }
-    cPreviewPtr GetPsfPreview() const { return mPsfPreview; }
 
 private:
-    cCountedPtr<cIterativeDeconFramework> mIterativeFramework;
-    cPsfFirstGuessPtr mPsfFirstGuess;
     cObjectFirstGuessPtr mObjectFirstGuess;
     cNoiseSmoothingPtr mObjectSmoothing;
     cNoiseSmoothingPtr mIterationSmoothing;
-    cStopCriterionPtr mStopCriterion;
     cGoldsMethodOptimizationPtr mOptimization;
-    cPreviewPtr mPreview;
-    cPreviewPtr mPsfPreview;
-    bool mInitialized = false;
 };
 
 } // namespace Ovidane

@@ -1,27 +1,22 @@
 #include "decon/cInverseFilterDeconAlgorithm.h"
 
-#include "core/cStatusUpdateHandler.h"
 #include "decon/cImageNonNegativityLinearCompressionConstraint.h"
-#include "decon/cIterativeCallbackStopCriterion.h"
 #include "decon/cIterativeStopCriterion.h"
 #include "decon/cMinimumIntensityBackgroundSubtractionConstraint.h"
 #include "decon/cSpecifiedValueBackgroundSubtractionConstraint.h"
-#include "image/cMemoryManagerContainer.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
 
 cInverseFilterDeconAlgorithm::cInverseFilterDeconAlgorithm(cCountedPtr<cDeconLog> log)
-    : cDeconAlgorithm(std::move(log)) {
+    : cFrameworkDeconAlgorithm(std::move(log)) {
     Guard([&] {
         cDeconParameter& p = mLog->GetParameters();
         ReadGeometry();
 
         // The filter needs the original no more once it has its transform, so the result
         // may take its place: one volume of memory less.
-        mIterativeFramework = new cIterativeDeconFramework(mLog, mSize);
-        mIterativeFramework->SetObjectSharesOriginal(true);
-        mFramework = mIterativeFramework;
+        MakeFramework(true);
 
         mInverseOptimization = new cInverseFilterOptimization();
         mInverseOptimization->SetSpacing(mSpacing[0], mSpacing[1], mSpacing[2]);
@@ -53,10 +48,6 @@ cInverseFilterDeconAlgorithm::cInverseFilterDeconAlgorithm(cCountedPtr<cDeconLog
 
 cInverseFilterDeconAlgorithm::~cInverseFilterDeconAlgorithm() {
     DeleteOriginalFileIfOwned();
-}
-
-void cInverseFilterDeconAlgorithm::SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) {
-    Guard([&] { JoinSharedPsfFirstGuess(mPsfFirstGuess, shared); });
 }
 
 void cInverseFilterDeconAlgorithm::SetUp() {
@@ -95,35 +86,6 @@ void cInverseFilterDeconAlgorithm::SetUp() {
     });
 }
 
-void cInverseFilterDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback, void* userData) {
-    Guard([&] {
-        mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback, userData));
-    });
-}
-
-void cInverseFilterDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback) {
-    Guard([&] { mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback)); });
-}
-
-void cInverseFilterDeconAlgorithm::SetSubvolumeProgress(int16_t index, int16_t count) {
-    Guard([&] { mIterativeFramework->SetSubvolumeProgress(index, count); });
-}
-
-void cInverseFilterDeconAlgorithm::UseCallbackStopCriterion(ovdStatusCallback callback) {
-    Guard([&] {
-        mStopCriterion = new cIterativeCallbackStopCriterion(mLog, callback);
-        mIterativeFramework->SetStopCriterion(mStopCriterion);
-    });
-}
-
-void cInverseFilterDeconAlgorithm::Initialize() {
-    Guard([&] {
-        SetMemoryManagerContainer(&cMemoryManagerContainer::Instance());
-        InitializeTransforms();
-        mInitialized = true;
-    });
-}
-
 void cInverseFilterDeconAlgorithm::Prepare() {
     Guard([&] {
         mPsfFirstGuess->SetFileName(mLog->GetParameters().GetString(DEC_SPARAMS_INPUT_PSF_FILE));
@@ -137,14 +99,6 @@ void cInverseFilterDeconAlgorithm::Run() {
         mIterativeFramework->Prepare();
         mIterativeFramework->Iterate();
     });
-}
-
-void cInverseFilterDeconAlgorithm::UpdatePreview(cFloatImagePtr& preview) {
-    Guard([&] { mIterativeFramework->UpdatePreview(preview); });
-}
-
-void cInverseFilterDeconAlgorithm::UpdatePsfPreview(cFloatImagePtr& preview) {
-    Guard([&] { mIterativeFramework->UpdatePsfPreview(preview); });
 }
 
 } // namespace Ovidane

@@ -1,13 +1,11 @@
 #include "decon/cMlemNonBlindDeconAlgorithm.h"
 
-#include "core/cStatusUpdateHandler.h"
 #include "decon/cDerivedPsfFirstGuess.h"
 #include "decon/cFlatSheetPsfFirstGuess.h"
 #include "decon/cGoodsRoughnessNoiseSmoothing.h"
 #include "decon/cIterativeStopCriterion.h"
 #include "decon/cLineSearchAcceleration.h"
 #include "decon/cVectorExtrapolationAcceleration.h"
-#include "image/cMemoryManagerContainer.h"
 
 namespace Ovidane {
 namespace {
@@ -32,13 +30,12 @@ uint32_t SubPixelFactor(int32_t value) {
 } // namespace
 
 cMlemNonBlindDeconAlgorithm::cMlemNonBlindDeconAlgorithm(cCountedPtr<cDeconLog> log)
-    : cDeconAlgorithm(std::move(log)) {
+    : cFrameworkDeconAlgorithm(std::move(log)) {
     Guard([&] {
         cDeconParameter& p = mLog->GetParameters();
         ReadGeometry();
         // The data are needed in every pass, so the object is an image of its own.
-        mIterativeFramework = new cIterativeDeconFramework(mLog, mSize);
-        mFramework = mIterativeFramework;
+        MakeFramework(false);
 
         if (p.GetBool(DEC_BPARAMS_VECTOR_EXTRAPOLATION)) {
             mAcceleration = new cVectorExtrapolationAcceleration();
@@ -94,10 +91,6 @@ cMlemNonBlindDeconAlgorithm::~cMlemNonBlindDeconAlgorithm() {
     DeleteOriginalFileIfOwned();
 }
 
-void cMlemNonBlindDeconAlgorithm::SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) {
-    Guard([&] { JoinSharedPsfFirstGuess(mPsfFirstGuess, shared); });
-}
-
 void cMlemNonBlindDeconAlgorithm::SetUp() {
     Guard([&] {
         cDeconParameter& p = mLog->GetParameters();
@@ -119,30 +112,8 @@ void cMlemNonBlindDeconAlgorithm::SetUp() {
     });
 }
 
-void cMlemNonBlindDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback, void* userData) {
-    Guard([&] {
-        mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback, userData));
-    });
-}
-
-void cMlemNonBlindDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback) {
-    Guard([&] { mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback)); });
-}
-
-void cMlemNonBlindDeconAlgorithm::SetSubvolumeProgress(int16_t index, int16_t count) {
-    Guard([&] { mIterativeFramework->SetSubvolumeProgress(index, count); });
-}
-
 void cMlemNonBlindDeconAlgorithm::UseCallbackStopCriterion(ovdStatusCallback callback) {
     Guard([&] { mStopCriterion->SetCallback(callback); });
-}
-
-void cMlemNonBlindDeconAlgorithm::Initialize() {
-    Guard([&] {
-        SetMemoryManagerContainer(&cMemoryManagerContainer::Instance());
-        InitializeTransforms();
-        mInitialized = true;
-    });
 }
 
 void cMlemNonBlindDeconAlgorithm::Prepare() {
@@ -166,14 +137,6 @@ void cMlemNonBlindDeconAlgorithm::Run() {
         mObjectSmoothing = cNoiseSmoothingPtr();
         mIterativeFramework->Iterate();
     });
-}
-
-void cMlemNonBlindDeconAlgorithm::UpdatePreview(cFloatImagePtr& preview) {
-    Guard([&] { mIterativeFramework->UpdatePreview(preview); });
-}
-
-void cMlemNonBlindDeconAlgorithm::UpdatePsfPreview(cFloatImagePtr& preview) {
-    Guard([&] { mIterativeFramework->UpdatePsfPreview(preview); });
 }
 
 } // namespace Ovidane

@@ -2,7 +2,7 @@
 #include <cstdint>
 
 #include "decon/cAcceleration.h"
-#include "decon/cDeconAlgorithm.h"
+#include "decon/cFrameworkDeconAlgorithm.h"
 #include "decon/cIterativeDeconFramework.h"
 #include "decon/cMlemNonBlindMethodOptimization.h"
 #include "decon/cNoiseSmoothing.h"
@@ -29,50 +29,30 @@ namespace Ovidane {
 //
 // DEC_IPARAMS_TOTAL_ITERATIONS passes, as the caller set them. A save interval of 0 becomes
 // the total, so that no intermediate file is written.
-class cMlemNonBlindDeconAlgorithm : public cDeconAlgorithm {
+class cMlemNonBlindDeconAlgorithm : public cFrameworkDeconAlgorithm {
 public:
     explicit cMlemNonBlindDeconAlgorithm(cCountedPtr<cDeconLog> log);
     ~cMlemNonBlindDeconAlgorithm() override;
 
     void SetUp() override;
-    void SetStatusCallback(ovdStatusCallback callback, void* userData) override;
-    void SetStatusCallback(ovdStatusCallback callback) override;
-    void SetSubvolumeProgress(int16_t index, int16_t count) override;
     // Hands the callback to the pass-counting criterion this algorithm holds; nothing new
     // is built.
     void UseCallbackStopCriterion(ovdStatusCallback callback) override;
-    void SetMemoryManagerContainer(cMemoryManagerContainer* container) override { (void)container; }
-    void SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) override;
-    void Initialize() override;
     void Prepare() override;
     void Run() override;
-    void UpdatePreview(cFloatImagePtr& preview) override;
-    void UpdatePsfPreview(cFloatImagePtr& preview) override;
 
-    bool IsInitialized() const { return mInitialized; }
-    cCountedPtr<cIterativeDeconFramework> GetFramework() const { return mIterativeFramework; }
     cMlemNonBlindMethodOptimizationPtr GetOptimization() const { return mOptimization; }
     cAccelerationPtr GetAcceleration() const { return mAcceleration; }
-    cPsfFirstGuessPtr GetPsfFirstGuess() const { return mPsfFirstGuess; }
     cObjectFirstGuessPtr GetObjectFirstGuess() const { return mObjectFirstGuess; }
     cNoiseSmoothingPtr GetObjectSmoothing() const { return mObjectSmoothing; }
     cNoiseSmoothingPtr GetIterationSmoothing() const { return mIterationSmoothing; }
-    cStopCriterionPtr GetStopCriterion() const { return mStopCriterion; }
-    cPreviewPtr GetPreview() const { return mPreview; }
-    cPreviewPtr GetPsfPreview() const { return mPsfPreview; }
 
 private:
-    cCountedPtr<cIterativeDeconFramework> mIterativeFramework;
-    cPsfFirstGuessPtr mPsfFirstGuess;
     cObjectFirstGuessPtr mObjectFirstGuess;
     cNoiseSmoothingPtr mObjectSmoothing;
     cNoiseSmoothingPtr mIterationSmoothing;
-    cStopCriterionPtr mStopCriterion;
     cMlemNonBlindMethodOptimizationPtr mOptimization;
     cAccelerationPtr mAcceleration;
-    cPreviewPtr mPreview;
-    cPreviewPtr mPsfPreview;
-    bool mInitialized = false;
 };
 
 } // namespace Ovidane

@@ -1,0 +1,56 @@
+#include "decon/cFrameworkDeconAlgorithm.h"
+
+#include "core/cStatusUpdateHandler.h"
+#include "decon/cIterativeCallbackStopCriterion.h"
+#include "image/cMemoryManagerContainer.h"
+
+namespace Ovidane {
+
+void cFrameworkDeconAlgorithm::MakeFramework(bool objectSharesOriginal) {
+    mIterativeFramework = new cIterativeDeconFramework(mLog, mSize);
+    mIterativeFramework->SetObjectSharesOriginal(objectSharesOriginal);
+    mFramework = mIterativeFramework;
+}
+
+void cFrameworkDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback, void* userData) {
+    Guard([&] {
+        mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback, userData));
+    });
+}
+
+void cFrameworkDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback) {
+    Guard([&] { mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback)); });
+}
+
+void cFrameworkDeconAlgorithm::SetSubvolumeProgress(int16_t index, int16_t count) {
+    Guard([&] { mIterativeFramework->SetSubvolumeProgress(index, count); });
+}
+
+void cFrameworkDeconAlgorithm::UseCallbackStopCriterion(ovdStatusCallback callback) {
+    Guard([&] {
+        mStopCriterion = new cIterativeCallbackStopCriterion(mLog, callback);
+        mIterativeFramework->SetStopCriterion(mStopCriterion);
+    });
+}
+
+void cFrameworkDeconAlgorithm::SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) {
+    Guard([&] { JoinSharedPsfFirstGuess(mPsfFirstGuess, shared); });
+}
+
+void cFrameworkDeconAlgorithm::Initialize() {
+    Guard([&] {
+        SetMemoryManagerContainer(&cMemoryManagerContainer::Instance());
+        InitializeTransforms();
+        mInitialized = true;
+    });
+}
+
+void cFrameworkDeconAlgorithm::UpdatePreview(cFloatImagePtr& preview) {
+    Guard([&] { mIterativeFramework->UpdatePreview(preview); });
+}
+
+void cFrameworkDeconAlgorithm::UpdatePsfPreview(cFloatImagePtr& preview) {
+    Guard([&] { mIterativeFramework->UpdatePsfPreview(preview); });
+}
+
+} // namespace Ovidane

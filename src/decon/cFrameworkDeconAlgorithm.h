@@ -1,0 +1,56 @@
+#pragma once
+#include <cstdint>
+
+#include "decon/cDeconAlgorithm.h"
+#include "decon/cIterativeDeconFramework.h"
+#include "decon/cPreview.h"
+#include "decon/cPsfFirstGuess.h"
+#include "decon/cSharedPsfFirstGuess.h"
+#include "decon/cStopCriterion.h"
+
+namespace Ovidane {
+
+// What every algorithm on the iterative framework has alike: the framework it wires, its
+// PSF first guess, stop criterion and previews, and the members that only hand something
+// to the framework (status, progress, previews, a shared PSF) or make the services ready.
+// An algorithm adds its own wiring: constructor, SetUp, Prepare, Run.
+class cFrameworkDeconAlgorithm : public cDeconAlgorithm {
+public:
+    using cDeconAlgorithm::cDeconAlgorithm;
+
+    void SetStatusCallback(ovdStatusCallback callback, void* userData) override;
+    void SetStatusCallback(ovdStatusCallback callback) override;
+    void SetSubvolumeProgress(int16_t index, int16_t count) override;
+    // The planned passes end in a question to the host, which may extend them.
+    void UseCallbackStopCriterion(ovdStatusCallback callback) override;
+    // Pixel memory comes only through the images; nothing to keep.
+    void SetMemoryManagerContainer(cMemoryManagerContainer* container) override { (void)container; }
+    void SharePsfFirstGuess(cCountedPtr<cSharedPsfFirstGuess>& shared) override;
+    void Initialize() override;
+    void UpdatePreview(cFloatImagePtr& preview) override;
+    void UpdatePsfPreview(cFloatImagePtr& preview) override;
+
+    bool IsInitialized() const { return mInitialized; }
+    cCountedPtr<cIterativeDeconFramework> GetFramework() const { return mIterativeFramework; }
+    cPsfFirstGuessPtr GetPsfFirstGuess() const { return mPsfFirstGuess; }
+    cStopCriterionPtr GetStopCriterion() const { return mStopCriterion; }
+    cPreviewPtr GetPreview() const { return mPreview; }
+    cPreviewPtr GetPsfPreview() const { return mPsfPreview; }
+
+protected:
+    // The framework for the stack's size (ReadGeometry first). With `objectSharesOriginal`
+    // the restoration happens in place, for a method that needs the data no more once it
+    // has started.
+    void MakeFramework(bool objectSharesOriginal);
+
+    cCountedPtr<cIterativeDeconFramework> mIterativeFramework;
+    cPsfFirstGuessPtr mPsfFirstGuess;
+    cStopCriterionPtr mStopCriterion;
+    cPreviewPtr mPreview;
+    cPreviewPtr mPsfPreview;
+
+private:
+    bool mInitialized = false;
+};
+
+} // namespace Ovidane
