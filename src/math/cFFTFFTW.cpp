@@ -42,29 +42,31 @@ template <class Body> void ForEachLine(uint64_t lines, uint64_t valuesPerLine, B
         body(static_cast<uint64_t>(line));
 }
 
-// The half-spectrum products, over `values` interleaved complex numbers; `scale` carries
-// the 1 / N of the inverse transform that follows, so no separate pass is needed.
-void MultiplyLine(const float* a, float* b, uint64_t values, float scale) {
+// The half-spectrum products into `out`, over `values` interleaved complex numbers; out may
+// be b. `scale` carries the 1 / N of the inverse transform that follows, so no separate pass
+// is needed.
+void MultiplyLine(const float* a, const float* b, float* out, uint64_t values, float scale) {
     for (uint64_t i = 0; i < values; ++i) {
         const float ar = a[2 * i], ai = a[2 * i + 1];
         const float br = b[2 * i], bi = b[2 * i + 1];
-        b[2 * i] = (ar * br - ai * bi) * scale;
-        b[2 * i + 1] = (ar * bi + ai * br) * scale;
+        out[2 * i] = (ar * br - ai * bi) * scale;
+        out[2 * i + 1] = (ar * bi + ai * br) * scale;
     }
 }
 
-void MultiplyConjugateLine(const float* a, float* b, uint64_t values, float scale) {
+void MultiplyConjugateLine(const float* a, const float* b, float* out, uint64_t values,
+                           float scale) {
     for (uint64_t i = 0; i < values; ++i) {
         const float ar = a[2 * i], ai = a[2 * i + 1];
         const float br = b[2 * i], bi = b[2 * i + 1];
-        b[2 * i] = (ar * br + ai * bi) * scale;
-        b[2 * i + 1] = (ai * br - ar * bi) * scale;
+        out[2 * i] = (ar * br + ai * bi) * scale;
+        out[2 * i + 1] = (ai * br - ar * bi) * scale;
     }
 }
 
-void ScaleLine(float* b, uint64_t values, float scale) {
+void ScaleLine(const float* b, float* out, uint64_t values, float scale) {
     for (uint64_t i = 0; i < 2 * values; ++i)
-        b[i] *= scale;
+        out[i] = b[i] * scale;
 }
 
 // h := g * conj(h) / (conj(h) * h + k), each step rounded to float in this order:
@@ -333,14 +335,12 @@ void cFFTFFTW::MultiplyAndInvert(const KernelLine& kernelLine, const cFloatImage
         const uint64_t offset = 2 * half * line;
         float* product = second + offset;
         const float* kernel = kernelLine(line);
-        if (kernel != product)
-            std::memcpy(product, kernel, 2 * half * sizeof(float));
         if (mode == 2)
-            MultiplyLine(first + offset, product, half, scale);
+            MultiplyLine(first + offset, kernel, product, half, scale);
         else if (mode == 1)
-            MultiplyConjugateLine(first + offset, product, half, scale);
+            MultiplyConjugateLine(first + offset, kernel, product, half, scale);
         else
-            ScaleLine(product, half, scale);
+            ScaleLine(kernel, product, half, scale);
     });
     InverseReal(PlansFor(depth), mSecondSpectrum, result);
 }
