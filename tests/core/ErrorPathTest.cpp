@@ -3,7 +3,6 @@
 #include <new>
 #include <stdexcept>
 
-#include "core/HighResTimer.h"
 #include "core/cOvdObject.h"
 #include "core/cUnmanagedExceptionHandler.h"
 
@@ -57,31 +56,4 @@ TEST(ErrorPath, ForeignTextThatMatchesOursIsTakenAsOurs) {
     const cException e = cUnmanagedExceptionHandler::Instance().Process(ClaimsToBeOurs(), "cCtx");
     EXPECT_EQ(e.GetWhere(), "cCtx/");
     EXPECT_EQ(e.GetCode(), 1);
-}
-
-TEST(ErrorPath, GuardPassesResultsThrough) {
-    EXPECT_EQ(GuardedCall("cAny", [] { return 42; }), 42);
-}
-
-TEST(ErrorPath, LastExceptionBeforeAnyFailureThrowsEmpty) {
-    cUnmanagedExceptionHandler fresh;
-    try {
-        fresh.GetLastException();
-        FAIL() << "nothing thrown";
-    } catch (const cException& e) {
-        EXPECT_EQ(e.GetMessage(), "Empty");
-        EXPECT_EQ(e.GetCode(), 0);
-        EXPECT_EQ(e.GetWhere(), "cUnmanagedExceptionHandler");
-    }
-}
-
-TEST(HighResTimer, NameIsCutAtThirtyAndCountsAdvance) {
-    cMonotonicTimer timer("a-name-that-is-clearly-longer-than-thirty-characters");
-    EXPECT_EQ(timer.GetName().size(), 30u);
-    EXPECT_EQ(timer.GetFrequency(), 3579000u);
-    timer.Start();
-    volatile double sink = 0;
-    for (int i = 0; i < 200000; ++i)
-        sink = sink + i;
-    EXPECT_GT(timer.GetElapsedCounts(), 0u);
 }
