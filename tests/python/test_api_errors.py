@@ -22,27 +22,6 @@ class InputChecks(unittest.TestCase):
         with self.assertRaises(ValueError):
             ovidane.restore(self.stack, (0.1, 0.1, 0.25), 1.4, 1.515, 0.52, noise="loud")
 
-    def test_library_codes_become_exceptions_with_the_code(self):
-        cases = [
-            (dict(na=0.25), 16),
-            (dict(wavelength=500.0), 15),
-            (dict(spacing=(5.0, 5.0, 0.25)), 17),
-            (dict(spacing=(0.1, 0.1, 0.001)), 20),
-        ]
-        for change, code in cases:
-            arguments = dict(spacing=(0.1, 0.1, 0.25), na=1.4, ri=1.515, wavelength=0.52)
-            arguments.update(change)
-            with self.subTest(change=change):
-                with self.assertRaises(ovidane.OvidaneError) as raised:
-                    ovidane.restore(self.stack, **arguments)
-                self.assertEqual(raised.exception.code, code)
-                self.assertTrue(str(raised.exception))
-
-    def test_detection_limits_in_the_wrong_order_are_refused(self):
-        with self.assertRaises(ovidane.OvidaneError) as raised:
-            ovidane.detect_sa(self.stack, (0.1, 0.1, 0.25), 1.4, 1.515, 0.52, lower=5, upper=-5)
-        self.assertEqual(raised.exception.code, 2)
-
     def test_detection_values_are_checked_before_they_reach_the_library(self):
         # NaN limits pass the library's order check, and ctypes wraps 16-bit fields.
         for change in (dict(lower=float("nan"), upper=float("nan")), dict(upper=float("inf")),
@@ -52,14 +31,13 @@ class InputChecks(unittest.TestCase):
 
 
 class LibraryReasons(unittest.TestCase):
+    # The refusals themselves are the C interface's to test; here one of each kind reaches
+    # the caller with its code and reason.
     def test_failures_carry_the_library_reason(self):
         ordinary = np.full((4, 16, 16), 100, np.uint16)
         ordinary[2, 8, 8] = 900
         cases = [
             (dict(stack=np.zeros((4, 16, 16), np.uint16)), 1, "no contrast"),
-            (dict(stack=np.full((4, 10, 10), 100, np.uint16)), 13,
-             "guard band of 10 pixels must be smaller than the stack's width and height"),
-            (dict(guard_z=101), 13, "at most 100"),
             (dict(overlap=1000), 14, "at most 300"),
         ]
         for change, code, reason in cases:
