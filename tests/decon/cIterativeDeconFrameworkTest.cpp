@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -569,23 +568,6 @@ TEST_F(FrameworkRun, RestoresInPlaceOnlyWhenAskedTo) {
     Run(inPlace);
     EXPECT_TRUE(inPlace.GetObjectImage() == inPlace.GetOriginalImage());
     EXPECT_EQ(Read(inPlace.GetOriginalImage()), Plus(original, 1));
-}
-
-TEST_F(FrameworkRun, WritesTheSizeTheTimingOfEachPassAndTheEnd) {
-    Params().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 2);
-    Run(framework);
-    std::istringstream lines(messages.str());
-    std::vector<std::string> all;
-    for (std::string line; std::getline(lines, line);)
-        all.push_back(line);
-    ASSERT_EQ(all.size(), 4u) << messages.str();
-    EXPECT_EQ(all[0], "6 X 4 X 2");
-    // Two tabs, the seconds as a plain decimal number, and the fixed text; the number
-    // itself depends on the machine.
-    const std::regex timing("\t\t[0-9]+(\\.[0-9]+)?(e-[0-9]+)? seconds to Apply the Optimization");
-    EXPECT_TRUE(std::regex_match(all[1], timing)) << all[1];
-    EXPECT_TRUE(std::regex_match(all[2], timing)) << all[2];
-    EXPECT_EQ(all[3], "Completed Deconvolution");
 }
 
 TEST_F(FrameworkRun, FailsOnAnOriginalThatCannotBeReadOrAResultThatCannotBeWritten) {
