@@ -1,11 +1,13 @@
 #include "interface/ovdDetectSphericalAberration.h"
 
+#include <cmath>
 #include <cstdio>
 
 #include "core/DeconKeys.h"
 #include "core/cCountedPtr.h"
 #include "core/cDeconLog.h"
 #include "core/cException.h"
+#include "core/cFailureReason.h"
 #include "image/cMemoryManagerContainer.h"
 #include "interface/cSADetectorWithBrent.h"
 #include "interface/ovdRunSetup.h"
@@ -80,6 +82,14 @@ uint16_t ovdDetectSphericalAberration(const ovdDetectArguments& a, float* result
         }
     } removeConvertedCopy{a.convertedFile};
 
+    // Limits that are no numbers would have the search restore with PSFs of no numbers and
+    // compare their figures; the operation's own checks let them pass.
+    if (!std::isfinite(a.lowerLimit) || !std::isfinite(a.upperLimit)) {
+        cFailureReason::Record("the search limits of the spherical aberration are not finite "
+                               "numbers");
+        *result = 0.0f; // as after any search that does not finish
+        return OVD_RESULT_RUN_FAILED;
+    }
     cCountedPtr<cDeconLog> log = MakeSearchLog(a);
     cDeconParameter& p = log->GetParameters();
     if (!BringInputToFloat(a, p))

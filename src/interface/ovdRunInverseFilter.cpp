@@ -1,5 +1,7 @@
 #include "interface/ovdRunInverseFilter.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -8,6 +10,7 @@
 #include "core/cFailureReason.h"
 #include "interface/ovdRunSetup.h"
 #include "io/cTempFileGenerator.h"
+#include "math/cFFT.h"
 
 namespace Ovidane {
 namespace {
@@ -147,9 +150,51 @@ void RecordQuietly(const std::exception& failure) noexcept {
     }
 }
 
+std::string Number(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", value);
+    return text;
+}
+
+// Values that no arithmetic turns into a finite restoration end the run before anything is
+// written, with their cause: an aberration that is no number makes a PSF of no numbers, and
+// so does a measured PSF with such values or with values whose sum the transforms cannot
+// hold. The checks of the operations let all of them pass; the stack's own values are
+// looked at by the pass that gathers its statistics.
+uint16_t RefuseValuesNoRunCanUse(const ovdRunArguments& a) {
+    if (!std::isfinite(a.sphericalAberration)) {
+        cFailureReason::Record("the spherical aberration is not a finite number (" +
+                               Number(a.sphericalAberration) + ")");
+        return OVD_RESULT_RUN_FAILED;
+    }
+    if (a.psfFile.empty())
+        return OVD_RESULT_SUCCESS;
+    ovdFloatFileValues values;
+    const uint64_t count = uint64_t(std::max<int16_t>(a.psfWidth, 0)) *
+                           uint64_t(std::max<int16_t>(a.psfHeight, 0)) *
+                           uint64_t(std::max<int16_t>(a.psfDepth, 0));
+    if (!ovdScanFloatFile(a.psfFile, count, values))
+        return OVD_RESULT_SUCCESS; // the PSF's loader names a file it cannot read
+    if (!values.finite) {
+        cFailureReason::Record("the PSF file " + a.psfFile +
+                               " holds values that are not finite numbers (NaN or infinity)");
+        return OVD_RESULT_RUN_FAILED;
+    }
+    if (values.magnitudeSum > kLargestTransformSum) {
+        cFailureReason::Record("the PSF file " + a.psfFile +
+                               " holds values near the float limit: their magnitudes sum to " +
+                               Number(values.magnitudeSum) + ", more than the transforms hold (" +
+                               Number(kLargestTransformSum) + "); scale the PSF down");
+        return OVD_RESULT_RUN_FAILED;
+    }
+    return OVD_RESULT_SUCCESS;
+}
+
 } // namespace
 
 uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& a, ovdRunState& state) {
+    if (const uint16_t code = RefuseValuesNoRunCanUse(a))
+        return code;
     state.log = new cDeconLog();
     cTempFileGenerator::Instance().SetDirectory(a.tempDirectory);
     state.log->GetParameters().SetString(DEC_SPARAMS_TEMP_DIRECTORY, a.tempDirectory);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -73,6 +74,27 @@ int ovdConvertToFloatFile(const std::string& input, const std::string& output, i
     }
 }
 
+bool ovdScanFloatFile(const std::string& path, uint64_t count, ovdFloatFileValues& values) {
+    values = ovdFloatFileValues{};
+    File in(std::fopen(path.c_str(), "rb"));
+    if (!in)
+        return false;
+    std::vector<float> chunk(std::size_t(1) << 16);
+    while (count > 0) {
+        const std::size_t wanted = std::size_t(std::min<uint64_t>(count, chunk.size()));
+        const std::size_t got = std::fread(chunk.data(), sizeof(float), wanted, in.get());
+        for (std::size_t i = 0; i < got; ++i) {
+            if (!std::isfinite(chunk[i]))
+                values.finite = false;
+            else
+                values.magnitudeSum += std::fabs(double(chunk[i]));
+        }
+        if (got < wanted)
+            break;
+        count -= got;
+    }
+    return true;
+}
 
 template int ovdConvertToFloatFile<uint8_t>(const std::string&, const std::string&, int, int, int);
 template int ovdConvertToFloatFile<uint16_t>(const std::string&, const std::string&, int, int, int);

@@ -1,5 +1,6 @@
 #pragma once
-// The first half of a run: disk test and conversion of the input stack to float.
+// The first half of a run: disk test, conversion of the input stack to float, and a look at
+// the values of a float file.
 #include <cstdint>
 #include <string>
 
@@ -22,5 +23,15 @@ bool ovdCheckDiskSpace(uint32_t neededKilobytes, const std::string& path);
 template <class Source>
 int ovdConvertToFloatFile(const std::string& input, const std::string& output, int width,
                           int height, int depth);
+
+// What the first `count` values of a raw float file hold: whether all are finite, and the
+// sum of their magnitudes (in double, so it cannot overflow for finite floats). A file
+// shorter than `count` values is read as far as it goes; that it is short is for its
+// reader to report. False when the file cannot be opened.
+struct ovdFloatFileValues {
+    bool finite = true;
+    double magnitudeSum = 0.0;
+};
+bool ovdScanFloatFile(const std::string& path, uint64_t count, ovdFloatFileValues& values);
 
 } // namespace Ovidane

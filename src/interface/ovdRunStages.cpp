@@ -9,10 +9,11 @@
 #include "decon/DeconAlgorithmChoice.h"
 #include "decon/cSharedPsfFirstGuess.h"
 #include "interface/ovdRunInverseFilter.h"
-#include "largevolume/SubvolumeMemoryBudget.h"
 #include "largevolume/SubvolumeFiles.h"
+#include "largevolume/SubvolumeMemoryBudget.h"
 #include "largevolume/cImageStatistics.h"
 #include "largevolume/cSubvoluming.h"
+#include "math/cImageMathManager.h"
 
 namespace Ovidane {
 namespace {
@@ -39,6 +40,21 @@ void RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& lo
     algorithm->SetUp();
     algorithm->Prepare();
     algorithm->Run();
+
+    // The arithmetic of a restoration can still pass the float limit, e.g. with a
+    // regularisation level far below what the stack's values call for. Such a result is
+    // never blended into the host's output: the run fails and says so.
+    const cFloatImagePtr result = algorithm->GetResultImage();
+    if (!result.IsNull() &&
+        !std::isfinite(cImageMathManager::Instance().GetImageMath()->SumImage(result))) {
+        const std::string reason = "the restoration of subvolume " + std::to_string(index) +
+                                   " of " + std::to_string(count) +
+                                   " passed the float limit: its result holds values that are "
+                                   "not finite numbers (is the regularisation level too small "
+                                   "for the stack's values?)";
+        cFailureReason::Record(reason);
+        throw cException("RestoreSubvolume", reason, OVD_ERR_FOREIGN);
+    }
 }
 
 // The saved PSF file is a mosaic: every subvolume's PSF, at its padded size, laid side by

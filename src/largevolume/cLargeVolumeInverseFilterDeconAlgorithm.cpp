@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 #include "core/DeconKeys.h"
 #include "decon/cInverseFilterDeconAlgorithm.h"
@@ -109,6 +110,12 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
                 largestRange = range;
         }
         mResult = FinishFigureOfMerit(sum, largestRange);
+        // A search that compared figures of no numbers would answer an arbitrary aberration.
+        if (!std::isfinite(sum))
+            Fail("the restored stack holds values that are not finite numbers at the "
+                 "spherical aberration " +
+                     std::to_string(aberration),
+                 OVD_ERR_FOREIGN);
         return 0;
     });
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <string>
 
 #include "core/cFailureReason.h"
@@ -25,6 +26,7 @@
 #include "largevolume/cSumProjectionInitialImageSource.h"
 #include "largevolume/cSuperResolution.h"
 #include "largevolume/cVolumeInitialImageSource.h"
+#include "math/cFFT.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -33,6 +35,8 @@ namespace {
 
 // Code of a disk that can't hold what the run writes.
 constexpr int kNoRoom = 5;
+// Code of a stack whose values no restoration can carry.
+constexpr int kRunFailed = 1;
 
 // Sizes, counts and factors are kept as signed ints in the log; below 0 means nothing.
 uint32_t Count(const cDeconParameter& parameters, DecIntKey key) {
@@ -132,6 +136,8 @@ int cSubvoluming::Prepare() {
             return result;
         if (int result = mCalculator->CalculateGuardBands())
             return result;
+        if (int result = CheckStackValues())
+            return result;
 
         const cImageDimensions count = mCalculator->GetSubvolumeCount();
         // A 2D run restores every slice of the stack on its own.
@@ -157,6 +163,29 @@ int cSubvoluming::Prepare() {
         }
         return 0;
     });
+}
+
+int cSubvoluming::CheckStackValues() const {
+    const float low = mStatistics->GetMinimum(), high = mStatistics->GetMaximum();
+    if (!std::isfinite(low) || !std::isfinite(high) || !std::isfinite(mStatistics->GetMean())) {
+        cFailureReason::Record("the stack holds pixels that are not finite numbers (NaN or "
+                               "infinity)");
+        return kRunFailed;
+    }
+    // A padded subvolume's sum is what the transforms must hold; its guard bands hold values
+    // between those of the stack.
+    const double largest = std::max(std::fabs(double(low)), std::fabs(double(high)));
+    const double voxels = double(mCalculator->GetPaddedSize().Voxels());
+    if (largest * voxels > kLargestTransformSum) {
+        char text[160];
+        std::snprintf(text, sizeof text,
+                      "the stack holds values near the float limit (up to %g): the transforms "
+                      "of its %g-pixel subvolumes hold values up to %g only; scale it down",
+                      largest, voxels, kLargestTransformSum / voxels);
+        cFailureReason::Record(text);
+        return kRunFailed;
+    }
+    return 0;
 }
 
 void cSubvoluming::ReportProgress(int16_t subvolume, int16_t count) {

@@ -37,7 +37,8 @@ public:
     virtual void SetLog(const cCountedPtr<cDeconLog>& log);
     virtual cSubvolumeLogList GetSubvolumeLogs();
 
-    // The whole preparation. 0 on success; 1 without a log; 5 when the disk of the
+    // The whole preparation. 0 on success; 1 without a log, or for a stack whose values no
+    // restoration can carry (the cause recorded as the call's reason); 5 when the disk of the
     // temporary directory can't hold the subvolume files (then nothing has been written)
     // or a subvolume file didn't reach the disk whole; a failing step's code otherwise.
     virtual int Prepare();
@@ -61,6 +62,10 @@ public:
 
 private:
     int ReadStack();
+    // After the statistics and the cut's geometry: 1, with the cause recorded, for a stack
+    // with values that are no numbers, or so large that a padded subvolume's transforms
+    // would overflow (kLargestTransformSum over its pixel count); 0 otherwise.
+    int CheckStackValues() const;
     void GenerateInitialImage();
     cCountedPtr<cSubvolumeCalculator> NewCalculator() const;
     void ReportProgress(int16_t subvolume, int16_t count);

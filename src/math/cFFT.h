@@ -8,6 +8,13 @@
 
 namespace Ovidane {
 
+// The largest sum of magnitudes that an input of the transforms may have. A transform's
+// values are sums over its input, and the Wiener quotient raises a frequency by up to
+// 1 / (2 sqrt(K)): about 1450 for the smallest K a run can be given (1.19e-7; a smaller
+// noise factor asks for the estimate, whose K is at least 4e-6). Below this sum nothing the
+// filter forms passes the float limit.
+inline constexpr double kLargestTransformSum = 3.4028234663852886e38 / 2048.0;
+
 // One transform engine for one image size (X, Y, Z), owned by one logical thread.
 //
 // Convention: forward transforms are unnormalised, F(k) = sum f(n) exp(-2 pi i k n / N) per

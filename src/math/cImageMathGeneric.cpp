@@ -975,6 +975,9 @@ void cImageMathGeneric::NonNegativityLinearCompression(const cFloatImagePtr& a, 
                 CopyImage(a, out);
             return;
         }
+        // An infinite minimum would keep the pedestal below -1 for ever.
+        if (!std::isfinite(m))
+            Fail("Image values not finite in NonNegativityLinearCompression", OVD_ERR_PARAMETER);
         const double pixels = static_cast<double>(a->GetVoxelCount());
         double r = CountPixelInRange(a, m, 0.0f) / pixels;
         if (r <= limit)
@@ -1010,6 +1013,9 @@ void cImageMathGeneric::NonNegativityCompressionInverted(const cFloatImagePtr& a
             CopyEqual(a, out);
             return;
         }
+        // An infinite minimum would keep the pedestal below -1 for ever.
+        if (!std::isfinite(m))
+            Fail("Image values not finite in NonNegativityCompressionInverted", OVD_ERR_PARAMETER);
         float reported = 0.0f;
         float* const report = pedestal ? pedestal : &reported;
         *report = 0.0f;

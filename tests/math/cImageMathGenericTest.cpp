@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <random>
 #include <string>
@@ -428,6 +429,18 @@ TEST_F(ImageMathTest, NonNegativityCompressionsLiftNegativeValues) {
     EXPECT_GT(pedestal, -4.0f);
     EXPECT_FLOAT_EQ(At(b, 5, 5, 0), At(a, 5, 5, 0) - pedestal);
     EXPECT_GE(math.FindMinimumValue(inverted), 0.1f);
+
+    // An infinite minimum (a restoration past the float limit) has no pedestal: a failure,
+    // not a search without end. One pixel of 200 lies below the limit share.
+    const cFloatImagePtr endless = Random({10, 20, 1}, false, 1.0f, 3.0f);
+    for (uint32_t x = 0; x < 10; ++x)
+        At(endless, x, 0, 0) = At(endless, x, 1, 0) = -2.0f;
+    At(endless, 3, 7, 0) = -std::numeric_limits<float>::infinity();
+    const cFloatImagePtr unused = Make({10, 20, 1});
+    ExpectFailure([&] { math.NonNegativityLinearCompression(endless, 200.0f, 0.05f, unused); },
+                  "Image values not finite in NonNegativityLinearCompression");
+    ExpectFailure([&] { math.NonNegativityCompressionInverted(endless, unused, nullptr); },
+                  "Image values not finite in NonNegativityCompressionInverted");
 }
 
 TEST_F(ImageMathTest, RadialAverageSymmetrisesEachSliceAboutTheOrigin) {
