@@ -107,6 +107,7 @@ TEST(cUnmanagedRawFileReader, ReadRegionMovesAFileBoxToAnImageBoxAndGoesOnPastSh
 
     // Source rows or columns beyond the file's slice, or a target box outside the image.
     ExpectRefused([&] { reader.ReadRegion(image, 0, 4, 0, 1, 0, 0, 0, 0, 0, 1, 1, 0); });
+    ExpectRefused([&] { reader.ReadRegion(image, W - 2, 0, 0, W, 0, 0, 0, 0, 0, 0, 0, 0); });
     ExpectRefused([&] { reader.ReadRegion(image, 0, 0, 0, 2, 0, 0, 3, 0, 0, 5, 0, 0); });
     ExpectRefused([&] { reader.ReadRegion(image, 0, 0, 0, 2, 0, 0, 0, 0, 2, 2, 0, 3); });
     EXPECT_FALSE(reader.ReadRegion(cFloatImagePtr(), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0));

@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 
 #include <filesystem>
 #include <vector>
+
+#include <sys/resource.h>
 
 #include "io/RawStackFixtures.h"
 #include "io/cUnmanagedRawFileReader.h"
@@ -146,6 +149,27 @@ TEST(cUnmanagedRawFileWriter, ShortWritesAreNotedAndTheOperationGoesOn) {
     EXPECT_EQ(unopened.GetHandle(), -1);
     EXPECT_TRUE(unopened.Write(image));
     EXPECT_EQ(unopened.GetLastError(), "error: " + missing + " : Bad file descriptor\n");
+
+    // A file-size limit one byte below the stack: the write falls short by that one byte.
+    const std::string limited = dir.File("limited");
+    {
+        const uint64_t bytes = 3 * 2 * 2 * sizeof(float);
+        rlimit saved{};
+        ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
+        ASSERT_GE(saved.rlim_cur, bytes);
+        const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+        cUnmanagedRawFileWriter writer(limited);
+        ASSERT_TRUE(writer.Open());
+        rlimit limit = saved;
+        limit.rlim_cur = bytes - 1;
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        const bool answer = writer.Write(image);
+        setrlimit(RLIMIT_FSIZE, &saved);
+        std::signal(SIGXFSZ, handler);
+        EXPECT_TRUE(answer);
+        EXPECT_EQ(writer.GetLastError(), "error: " + limited + " : File too large\n");
+        EXPECT_TRUE(writer.Close());
+    }
 
     if (!std::filesystem::exists("/dev/full"))
         GTEST_SKIP() << "no /dev/full on this system";

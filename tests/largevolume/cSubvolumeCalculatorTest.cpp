@@ -189,6 +189,12 @@ TEST(SubvolumeCalculator, RegionsOfAKnownCut) {
     EXPECT_EQ(box, (cImageBox{704, 0, 0, 1023, 319, 99}));
     EXPECT_EQ(offset, (cImagePosition{49, 0, 0}));
     EXPECT_DIMS(size, (cImageDimensions{320, 320, 100}));
+
+    // Interiors set by hand that stop short of the stack's end (stride 230, the last from
+    // 690 to 940): the last window still runs to the end.
+    c->SetSubvolumeSize({250, 250, 100});
+    ASSERT_EQ(c->GetSubvolumeRegion(3, 0, 0, box, offset, size, padded), 0);
+    EXPECT_EQ(box, (cImageBox{641, 0, 0, 1023, 298, 99}));
 }
 
 namespace {

@@ -17,6 +17,9 @@ class InputChecks(unittest.TestCase):
             ovidane.restore(self.stack.astype(np.int32), (0.1, 0.1, 0.25), 1.4, 1.515, 0.52)
         with self.assertRaises(ValueError):
             ovidane.restore(np.zeros((2, 2, 2, 2), np.uint8), (0.1, 0.1, 0.25), 1.4, 1.515, 0.52)
+        # One pixel past what the record's 16-bit size fields hold.
+        with self.assertRaises(ValueError):
+            ovidane.restore(np.zeros((1, 1, 32768), np.uint8), (0.1, 0.1, 0.25), 1.4, 1.515, 0.52)
         with self.assertRaises(ValueError):
             ovidane.restore(self.stack, (0.1, 0.1), 1.4, 1.515, 0.52)
         with self.assertRaises(ValueError):
@@ -25,7 +28,7 @@ class InputChecks(unittest.TestCase):
     def test_detection_values_are_checked_before_they_reach_the_library(self):
         # NaN limits pass the library's order check, and ctypes wraps 16-bit fields.
         for change in (dict(lower=float("nan"), upper=float("nan")), dict(upper=float("inf")),
-                       dict(guard_xy=65546), dict(overlap=-1)):
+                       dict(guard_xy=65546), dict(guard_z=32768), dict(overlap=-1)):
             with self.subTest(change=change), self.assertRaises(ValueError):
                 ovidane.detect_sa(self.stack, (0.1, 0.1, 0.25), 1.4, 1.515, 0.52, **change)
 

@@ -25,6 +25,8 @@ expect 2 "has 2000 bytes but 10x10x20 u16 needs 4000" -- \
   "$ovd" restore "$work/stack.raw" "$work/out.raw" --size 10x10x20 --type u16 --spacing 0.1,0.1,0.25
 expect 2 "spacing is unknown" -- "$ovd" restore "$work/stack.raw" "$work/out.raw" --size 10x10x10 --type u16
 expect 2 "is not WxHxD" -- "$ovd" restore "$work/stack.raw" "$work/out.raw" --size 10x10 --type u16
+# One past the 16-bit record field is refused before the file's size is even compared.
+expect 2 "is not WxHxD" -- "$ovd" restore "$work/stack.raw" "$work/out.raw" --size 32768x1x1 --type u8
 expect 2 "noise level 'loud'" -- "$ovd" restore "$work/stack.raw" "$work/out.raw" --size 10x10x10 \
   --type u16 --spacing 0.1,0.1,0.25 --noise loud
 expect 1 "numerical aperture out of range" -- "$ovd" restore "$work/stack.raw" "$work/out.raw" \
