@@ -93,7 +93,7 @@ void RunThrough(cDeconAlgorithm& algorithm) {
 TEST(IterativeDeconAlgorithms, RunsFromALogRestoreABlurredBeadPair) {
     OvidaneTest::TempDir dir;
     const std::vector<float> truth = WriteScene(dir);
-    const double raw = Correlation(OvidaneTest::ReadFloatFile(dir.File("stack.raw")), truth);
+    const double raw = Correlation(OvidaneTest::ReadRaw(dir.File("stack.raw")), truth);
 
     struct Case {
         const char* name;
@@ -126,7 +126,7 @@ TEST(IterativeDeconAlgorithms, RunsFromALogRestoreABlurredBeadPair) {
         EXPECT_EQ(p.GetInt(DEC_IPARAMS_CURRENT_ITERATION), kPasses);
         EXPECT_FLOAT_EQ(gLastPercent, 100.0f);
         EXPECT_EQ(dir.Count(), 3u); // stack, PSF, result
-        const std::vector<float> result = OvidaneTest::ReadFloatFile(dir.File("result.raw"));
+        const std::vector<float> result = OvidaneTest::ReadRaw(dir.File("result.raw"));
         ASSERT_EQ(result.size(), truth.size());
         EXPECT_TRUE(std::all_of(result.begin(), result.end(),
                                 [](float v) { return std::isfinite(v) && v >= 0; }));

@@ -17,6 +17,7 @@
 #include "math/cFFTManager.h"
 #include "math/cImageMathManager.h"
 #include "support/TempDir.h"
+#include "support/RawStack.h"
 
 using namespace Ovidane;
 using namespace IterativeTest;
@@ -152,11 +153,9 @@ TEST(IterativeSteps, EdgeBehaviours) {
          [&] {
              OvidaneTest::TempDir dir;
              const std::vector<float> values = Pixels(scene.data);
-             std::ofstream(dir.File("short.raw"), std::ios::binary)
-                 .write(reinterpret_cast<const char*>(values.data()), 100 * sizeof(float));
-             std::ofstream(dir.File("whole.raw"), std::ios::binary)
-                 .write(reinterpret_cast<const char*>(values.data()),
-                        std::streamsize(values.size() * sizeof(float)));
+             OvidaneTest::WriteRaw(dir.File("short.raw"),
+                                   std::vector<float>(values.begin(), values.begin() + 100));
+             OvidaneTest::WriteRaw(dir.File("whole.raw"), values);
              cFloatImagePtr object = ConstraintTest::Constant(kSize, 0.0f);
              cFloatImagePtr psf = scene.psf;
              for (const char* name : {"missing.raw", "short.raw"}) {

@@ -12,8 +12,10 @@
 #include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
 #include "math/cFFTManager.h"
 #include "support/TempDir.h"
+#include "support/RawStack.h"
 
 using namespace Ovidane;
+using namespace OvidaneTest;
 
 namespace {
 
@@ -28,21 +30,6 @@ std::vector<float> Gaussian(float sigmaXY, float sigmaZ, float cx, float cy, flo
                                  (z - cz) * (z - cz) / (sigmaZ * sigmaZ);
                 values[(z * kY + y) * kX + x] = std::exp(-0.5f * r2);
             }
-    return values;
-}
-
-void WriteRaw(const std::string& name, const std::vector<float>& values) {
-    std::ofstream file(name, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(values.data()),
-               static_cast<std::streamsize>(values.size() * sizeof(float)));
-}
-
-std::vector<float> ReadRaw(const std::string& name) {
-    std::vector<float> values(kX * kY * kZ);
-    std::ifstream file(name, std::ios::binary);
-    file.read(reinterpret_cast<char*>(values.data()),
-              static_cast<std::streamsize>(values.size() * sizeof(float)));
-    EXPECT_TRUE(file.good()) << name;
     return values;
 }
 

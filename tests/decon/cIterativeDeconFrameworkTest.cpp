@@ -15,9 +15,10 @@
 #include "decon/cIterativeDeconFramework.h"
 #include "decon/cIterativeStopCriterion.h"
 #include "support/TempDir.h"
+#include "support/RawStack.h"
 
 using namespace Ovidane;
-using OvidaneTest::TempDir;
+using namespace OvidaneTest;
 
 namespace {
 
@@ -37,21 +38,6 @@ Pixels Ramp(float start) {
 Pixels Plus(Pixels values, float value) {
     for (float& v : values)
         v += value;
-    return values;
-}
-
-void WriteRaw(const std::string& name, const Pixels& values) {
-    std::ofstream(name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(values.data()),
-               static_cast<std::streamsize>(values.size() * sizeof(float)));
-}
-
-Pixels ReadRaw(const std::string& name) {
-    std::ifstream file(name, std::ios::binary | std::ios::ate);
-    Pixels values(static_cast<std::size_t>(file.tellg()) / sizeof(float));
-    file.seekg(0);
-    file.read(reinterpret_cast<char*>(values.data()),
-              static_cast<std::streamsize>(values.size() * sizeof(float)));
     return values;
 }
 

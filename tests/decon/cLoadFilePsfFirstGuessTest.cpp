@@ -9,6 +9,7 @@
 #include "core/cException.h"
 #include "decon/cLoadFilePsfFirstGuess.h"
 #include "support/TempDir.h"
+#include "support/RawStack.h"
 
 using namespace Ovidane;
 using OvidaneTest::TempDir;
@@ -27,9 +28,7 @@ void WriteStack(const std::string& name, const cImageDimensions& size, const cPi
             for (uint32_t x = 0; x < size.x; ++x)
                 pixels.push_back(rule(x, y, z));
     pixels.resize(std::min(keep, pixels.size()));
-    std::ofstream file(name, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(pixels.data()),
-               static_cast<std::streamsize>(pixels.size() * sizeof(float)));
+    OvidaneTest::WriteRaw(name, pixels);
 }
 
 float At(const cFloatImagePtr& image, uint32_t x, uint32_t y, uint32_t z) {

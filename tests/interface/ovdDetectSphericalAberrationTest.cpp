@@ -7,6 +7,7 @@
 
 #include "interface/ovdinf01.h"
 #include "support/TempDir.h"
+#include "support/RawStack.h"
 
 namespace {
 
@@ -107,9 +108,7 @@ void WriteBeadStack(const std::string& name) {
     voxels[(2 * 16 + 8) * 16 + 8] = 600.0f;
     voxels[(2 * 16 + 8) * 16 + 7] = 300.0f;
     voxels[(1 * 16 + 8) * 16 + 8] = 300.0f;
-    std::ofstream(name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(voxels.data()),
-               std::streamsize(voxels.size() * sizeof(float)));
+    OvidaneTest::WriteRaw(name, voxels);
 }
 
 } // namespace

@@ -56,7 +56,7 @@ struct Restoration {
     uint16_t Run(ovdStatusCallback callback = nullptr, void* user = nullptr) {
         return ovd3dRestore(&image, &psfIn, nullptr, &std, &exp, &options, callback, user);
     }
-    std::vector<float> Result() const { return ReadFloatFile(output); }
+    std::vector<float> Result() const { return ReadRaw(output); }
 };
 
 BeadStack NoisyBeads(int w, int h, int d) {

@@ -10,6 +10,7 @@
 #include "interface/ovdDerivation.h"
 #include "interface/ovdHostCallbackAdapter.h"
 #include "interface/ovdRunSetup.h"
+#include "support/RawStack.h"
 
 using namespace Ovidane;
 namespace fs = std::filesystem;
@@ -23,14 +24,6 @@ ovdRunArguments Derived(const HostCall& call) {
 cDeconParameter& SetUpRun(const ovdRunArguments& a, ovdRunState& state) {
     EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 0);
     return state.log->GetParameters();
-}
-
-std::vector<float> ReadFloats(const std::string& path) {
-    std::ifstream in(path, std::ios::binary | std::ios::ate);
-    std::vector<float> values(std::size_t(in.tellg()) / sizeof(float));
-    in.seekg(0);
-    in.read(reinterpret_cast<char*>(values.data()), std::streamsize(values.size() * 4));
-    return values;
 }
 
 int64_t NoSpace(const std::string&) { return 1024; }
@@ -139,7 +132,7 @@ TEST(RunSetUp, ConvertsSixteenBitInputIntoTheTemporaryDirectory) {
     ASSERT_TRUE(state.converted);
     EXPECT_EQ(fs::path(state.floatInputFile).parent_path(), call.temp.Path());
     EXPECT_EQ(p.GetString(DEC_SPARAMS_ORIGINAL_FILE), state.floatInputFile);
-    const std::vector<float> floats = ReadFloats(state.floatInputFile);
+    const std::vector<float> floats = OvidaneTest::ReadRaw(state.floatInputFile);
     ASSERT_EQ(floats.size(), 16u * 16 * 4);
     EXPECT_EQ(floats[0], 100.0f);
     EXPECT_EQ(floats[49], 149.0f);

@@ -6,24 +6,12 @@
 
 #include "interface/ovdRunSetup.h"
 #include "support/TempDir.h"
+#include "support/RawStack.h"
 
 using namespace Ovidane;
-using OvidaneTest::TempDir;
+using namespace OvidaneTest;
 
 namespace {
-
-template <class T> void WriteRaw(const std::string& path, const std::vector<T>& values) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(values.data()), std::streamsize(values.size() * sizeof(T)));
-}
-
-std::vector<float> ReadFloats(const std::string& path) {
-    std::ifstream in(path, std::ios::binary | std::ios::ate);
-    std::vector<float> values(std::size_t(in.tellg()) / sizeof(float));
-    in.seekg(0);
-    in.read(reinterpret_cast<char*>(values.data()), std::streamsize(values.size() * sizeof(float)));
-    return values;
-}
 
 int64_t gFakeFreeBytes = 0;
 int64_t FakeQuery(const std::string&) { return gFakeFreeBytes; }
@@ -44,8 +32,8 @@ TEST(ovdConvertToFloatFile, ConvertsByValueSliceBySlice) {
 
     ASSERT_EQ(ovdConvertToFloatFile<uint16_t>(dir.File("in16"), dir.File("out16"), 3, 2, 2), 0);
     ASSERT_EQ(ovdConvertToFloatFile<uint8_t>(dir.File("in8"), dir.File("out8"), 3, 2, 2), 0);
-    const std::vector<float> f16 = ReadFloats(dir.File("out16"));
-    const std::vector<float> f8 = ReadFloats(dir.File("out8"));
+    const std::vector<float> f16 = ReadRaw(dir.File("out16"));
+    const std::vector<float> f8 = ReadRaw(dir.File("out8"));
     ASSERT_EQ(f16.size(), words.size());
     ASSERT_EQ(f8.size(), bytes.size());
     for (std::size_t i = 0; i < words.size(); ++i) {

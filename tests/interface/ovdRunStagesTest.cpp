@@ -116,7 +116,7 @@ struct Job {
                                   seen ? &RecordStatus : nullptr, seen);
     }
 
-    std::vector<float> Result() const { return ReadFloatFile(output); }
+    std::vector<float> Result() const { return ReadRaw(output); }
 };
 
 BeadStack SmallBeads(int w = 48, int h = 40, int d = 12) {
@@ -187,7 +187,7 @@ TEST(RunStages, MeasuredAndComputedPsfBothSharpenAndTheSavedPsfReportsItsFile) {
     EXPECT_FLOAT_EQ(saved.fXSpacing, 0.1f);
     EXPECT_FLOAT_EQ(saved.fZSpacing, 0.25f);
     // The saved PSF is stored with its peak in the middle of the volume, summing to 1.
-    const std::vector<float> psf = ReadFloatFile(measured.savedPsf);
+    const std::vector<float> psf = ReadRaw(measured.savedPsf);
     const auto peak = int(std::max_element(psf.begin(), psf.end()) - psf.begin());
     const int plane = saved.sWidth * saved.sHeight;
     EXPECT_NEAR(peak % saved.sWidth, saved.sWidth / 2, 1);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "image/cOvdImage.h"
+#include "support/RawStack.h"
 
 namespace OvidaneTest {
 
@@ -32,23 +33,8 @@ inline Stack MakeStack(uint32_t w, uint32_t h, uint32_t d,
     return s;
 }
 
-template <class T> void WriteElements(const std::string& path, const std::vector<T>& values) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(values.data()),
-               std::streamsize(values.size() * sizeof(T)));
-}
-
-template <class T> std::vector<T> ReadElements(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    std::vector<T> values(bytes.size() / sizeof(T));
-    std::copy(bytes.begin(), bytes.begin() + std::ptrdiff_t(values.size() * sizeof(T)),
-              reinterpret_cast<char*>(values.data()));
-    return values;
-}
-
 inline void WriteStack(const std::string& path, const Stack& s) {
-    WriteElements(path, s.v);
+    WriteRaw(path, s.v);
 }
 
 inline std::uintmax_t FileSize(const std::string& path) {

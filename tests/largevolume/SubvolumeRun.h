@@ -29,7 +29,7 @@ public:
     explicit SubvolumeRun(const CutSettings& settings = {})
         : temp("ovd-subvol-temp"), files("ovd-subvol-files"), stack(PatternStack(settings.size)) {
         using namespace Ovidane;
-        WriteStack(files.File("stack"), stack.pixels);
+        WriteRaw(files.File("stack"), stack.pixels);
         log = new cDeconLog;
         cDeconParameter& p = log->GetParameters();
         p.SetString(DEC_SPARAMS_ORIGINAL_FILE, files.File("stack"));
@@ -74,10 +74,10 @@ public:
     void RestoreUnchanged(float offset = 0.0f) {
         for (const auto& subvolume : *logs) {
             const Ovidane::cDeconParameter& p = subvolume->GetParameters();
-            std::vector<float> pixels = ReadStack(p.GetString(Ovidane::DEC_SPARAMS_ORIGINAL_FILE));
+            std::vector<float> pixels = ReadRaw(p.GetString(Ovidane::DEC_SPARAMS_ORIGINAL_FILE));
             for (float& v : pixels)
                 v += offset;
-            WriteStack(p.GetString(Ovidane::DEC_SPARAMS_OUTPUT_IMAGE_FILE), pixels);
+            WriteRaw(p.GetString(Ovidane::DEC_SPARAMS_OUTPUT_IMAGE_FILE), pixels);
             std::filesystem::remove(p.GetString(Ovidane::DEC_SPARAMS_ORIGINAL_FILE));
         }
     }

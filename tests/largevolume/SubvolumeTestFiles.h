@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/cImageDimensions.h"
+#include "support/RawStack.h"
 
 namespace OvidaneTest {
 
@@ -34,23 +35,6 @@ inline Stack PatternStack(Ovidane::cImageDimensions size) {
                 stack.At(x, y, z) = 100.0f + 30.0f * z + 0.5f * float((x * 37 + y * 101) % 211) +
                                     10.0f * std::sin(0.3f * float(x)) * std::cos(0.2f * float(y));
     return stack;
-}
-
-inline void WriteStack(const std::string& name, const std::vector<float>& pixels) {
-    std::ofstream(name, std::ios::binary)
-        .write(reinterpret_cast<const char*>(pixels.data()),
-               static_cast<std::streamsize>(pixels.size() * sizeof(float)));
-}
-
-inline std::vector<float> ReadStack(const std::string& name) {
-    std::ifstream file(name, std::ios::binary | std::ios::ate);
-    if (!file)
-        return {};
-    std::vector<float> pixels(static_cast<std::size_t>(file.tellg()) / sizeof(float));
-    file.seekg(0);
-    file.read(reinterpret_cast<char*>(pixels.data()),
-              static_cast<std::streamsize>(pixels.size() * sizeof(float)));
-    return pixels;
 }
 
 inline bool Exists(const std::string& name) {

@@ -58,7 +58,7 @@ struct Pass {
             if (result != 0)
                 return result;
         }
-        EXPECT_EQ(ReadElements<float>(out + "-first"), ReadElements<float>(out));
+        EXPECT_EQ(ReadRaw<float>(out + "-first"), ReadRaw<float>(out));
         return result;
     }
 };
@@ -71,7 +71,7 @@ TEST(cBinning, ShrinkingSumsBlocksAndTheRatioMapBringsTheDetailBack) {
     ASSERT_EQ(p.Shrink(&statistics), 0);
 
     // Each binned pixel carries the intensity of the four it replaces.
-    const std::vector<float> binned = ReadElements<float>(p.dir.File("binned"));
+    const std::vector<float> binned = ReadRaw<float>(p.dir.File("binned"));
     ASSERT_EQ(binned.size(), 4u * 3 * 3);
     float largest = 0;
     for (uint32_t z = 0; z < 3; ++z)
@@ -87,7 +87,7 @@ TEST(cBinning, ShrinkingSumsBlocksAndTheRatioMapBringsTheDetailBack) {
 
     // The map is full size. Where the binned slice is flat (slice 1) the map is exactly
     // (I / mean) / 1.01; a slice of zeros has a map of zeros.
-    const std::vector<float> ratio = ReadElements<float>(p.dir.File("ratio"));
+    const std::vector<float> ratio = ReadRaw<float>(p.dir.File("ratio"));
     ASSERT_EQ(ratio.size(), 8u * 6 * 3);
     for (uint32_t y = 0; y < 6; ++y)
         for (uint32_t x = 0; x < 8; ++x) {
@@ -99,7 +99,7 @@ TEST(cBinning, ShrinkingSumsBlocksAndTheRatioMapBringsTheDetailBack) {
     // mean come back to within about 1% (the map's a / (a^2 + 0.01) with a near 1), with
     // the pixel detail that binning had removed.
     ASSERT_EQ(p.Restore(p.dir.File("restored")), 0);
-    const std::vector<float> restored = ReadElements<float>(p.dir.File("restored"));
+    const std::vector<float> restored = ReadRaw<float>(p.dir.File("restored"));
     ASSERT_EQ(restored.size(), 8u * 6 * 3);
     for (uint32_t y = 0; y < 6; ++y)
         for (uint32_t x = 0; x < 8; ++x) {
@@ -120,7 +120,7 @@ TEST(cBinning, FactorsBelowTwoChangeNothing) {
     pass.AddAction(&binning);
     pass.SetOutput(dir.File("out"));
     ASSERT_EQ(pass.Run(), 0);
-    EXPECT_EQ(ReadElements<float>(dir.File("out")), in.v);
+    EXPECT_EQ(ReadRaw<float>(dir.File("out")), in.v);
     EXPECT_EQ(FileSize(dir.File("ratio")), 0u);
 
     // Sizes that don't divide lose the last partial block.
@@ -134,10 +134,10 @@ TEST(cBinning, AShortRatioFileIsReportedAfterThePass) {
     Pass p;
     ASSERT_EQ(p.Shrink(), 0);
     // The map loses its last slice: the pass still writes every slice, then reports.
-    std::vector<float> ratio = ReadElements<float>(p.dir.File("ratio"));
+    std::vector<float> ratio = ReadRaw<float>(p.dir.File("ratio"));
     ratio.resize(8 * 6 * 2);
     std::filesystem::remove(p.dir.File("ratio"));
-    WriteElements(p.dir.File("ratio"), ratio);
+    WriteRaw(p.dir.File("ratio"), ratio);
 
     cBinning binning(2, 2, 8, 6, 1, p.dir.File("ratio"), false);
     cLargeVolumeProcessingFramework pass(p.dir.File("binned"), 4, 3, 3);

@@ -64,7 +64,7 @@ TEST(cBlendingTest, JoiningUnchangedSubvolumesGivesTheStackBack) {
         ASSERT_EQ(run.logs->size(), c.subvolumes);
         run.RestoreUnchanged();
         ASSERT_EQ(Blend(run, run.BlendingLog()), 0);
-        EXPECT_EQ(Mismatches(ReadStack(run.Output()), run.stack), 0);
+        EXPECT_EQ(Mismatches(ReadRaw(run.Output()), run.stack), 0);
         EXPECT_EQ(run.temp.Count(), 0u);
         EXPECT_EQ(run.files.Count(), 2u); // the stack and the result
     }
@@ -80,7 +80,7 @@ TEST(cBlendingTest, LastPassTurnsTransmittedLightBack) {
     cCountedPtr<cDeconLog> log = run.BlendingLog();
     ASSERT_EQ(Blend(run, log), 0);
     EXPECT_TRUE(log->GetParameters().GetBool(DEC_BPARAMS_IS_TLB));
-    EXPECT_EQ(Mismatches(ReadStack(run.Output()), run.stack), 0);
+    EXPECT_EQ(Mismatches(ReadRaw(run.Output()), run.stack), 0);
     EXPECT_FALSE(Exists(run.Output() + ".1"));
     EXPECT_EQ(run.temp.Count(), 0u);
 }
@@ -111,7 +111,7 @@ TEST(cBlendingTest, OutputIsWrittenThroughTheNameGiven) {
             if (kind == Kind::LinkToFullDevice) {
                 fs::create_symlink("/dev/full", run.Output());
             } else {
-                WriteStack(target, std::vector<float>(run.stack.pixels.size() + 100, -1.0f));
+                WriteRaw(target, std::vector<float>(run.stack.pixels.size() + 100, -1.0f));
                 if (kind == Kind::LinkToLongerFile)
                     fs::create_symlink(target, run.Output());
                 else
@@ -125,7 +125,7 @@ TEST(cBlendingTest, OutputIsWrittenThroughTheNameGiven) {
             }
             ASSERT_EQ(result, 0);
             EXPECT_EQ(fs::is_symlink(run.Output()), kind == Kind::LinkToLongerFile);
-            EXPECT_EQ(Mismatches(ReadStack(target), run.stack), 0);
+            EXPECT_EQ(Mismatches(ReadRaw(target), run.stack), 0);
             EXPECT_EQ(run.files.Count(), 3u); // the stack, the output and its other name
         }
     }
@@ -140,12 +140,12 @@ TEST(cBlendingTest, SavedIterationsBecomeStacksOfTheirOwn) {
         const std::string result =
             subvolume->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE);
         const std::vector<float> input =
-            ReadStack(subvolume->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE));
+            ReadRaw(subvolume->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE));
         for (int i : {2, 4}) {
             std::vector<float> saved = input;
             for (float& v : saved)
                 v += 1000.0f * float(i);
-            WriteStack(result + "_I" + std::to_string(i), saved);
+            WriteRaw(result + "_I" + std::to_string(i), saved);
         }
     }
     run.RestoreUnchanged();
@@ -153,9 +153,9 @@ TEST(cBlendingTest, SavedIterationsBecomeStacksOfTheirOwn) {
     log->GetParameters().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 5);
     log->GetParameters().SetInt(DEC_IPARAMS_SAVE_INTERVAL, 2);
     ASSERT_EQ(Blend(run, log), 0);
-    EXPECT_EQ(Mismatches(ReadStack(run.Output()), run.stack), 0);
-    EXPECT_EQ(Mismatches(ReadStack(run.Output() + "_I2"), run.stack, 2000.0f), 0);
-    EXPECT_EQ(Mismatches(ReadStack(run.Output() + "_I4"), run.stack, 4000.0f), 0);
+    EXPECT_EQ(Mismatches(ReadRaw(run.Output()), run.stack), 0);
+    EXPECT_EQ(Mismatches(ReadRaw(run.Output() + "_I2"), run.stack, 2000.0f), 0);
+    EXPECT_EQ(Mismatches(ReadRaw(run.Output() + "_I4"), run.stack, 4000.0f), 0);
     EXPECT_EQ(run.temp.Count(), 0u);
     EXPECT_EQ(run.files.Count(), 4u);
 }
@@ -183,7 +183,7 @@ TEST(cBlendingTest, PsfsOfTheSubvolumesFormAMosaic) {
         std::vector<float> pixels(std::size_t{p} * p * pz);
         for (std::size_t k = 0; k < pixels.size(); ++k)
             pixels[k] = float(i) * 1e6f + float(k);
-        WriteStack(psf, pixels);
+        WriteRaw(psf, pixels);
     }
     cCountedPtr<cDeconLog> log = run.BlendingLog();
     log->GetParameters().SetBool(DEC_BPARAMS_SAVE_PSF, true);
@@ -191,7 +191,7 @@ TEST(cBlendingTest, PsfsOfTheSubvolumesFormAMosaic) {
     Reports reports;
     ASSERT_EQ(Blend(run, log, &Record, &reports), 0);
 
-    const std::vector<float> mosaic = ReadStack(run.files.File("psf"));
+    const std::vector<float> mosaic = ReadRaw(run.files.File("psf"));
     ASSERT_EQ(mosaic.size(), std::size_t{3 * p} * 3 * p * pz);
     int wrong = 0;
     for (uint32_t z = 0; z < pz; ++z)
@@ -207,7 +207,7 @@ TEST(cBlendingTest, PsfsOfTheSubvolumesFormAMosaic) {
     EXPECT_EQ(b.GetInt(DEC_IPARAMS_PSF_WIDTH), int32_t(3 * p));
     EXPECT_EQ(b.GetInt(DEC_IPARAMS_PSF_HEIGHT), int32_t(3 * p));
     EXPECT_EQ(b.GetInt(DEC_IPARAMS_PSF_DEPTH), int32_t(pz));
-    EXPECT_EQ(Mismatches(ReadStack(run.Output()), run.stack), 0);
+    EXPECT_EQ(Mismatches(ReadRaw(run.Output()), run.stack), 0);
     EXPECT_EQ(run.temp.Count(), 0u);
 
     ASSERT_EQ(reports.seen.size(), 3u);

@@ -90,7 +90,7 @@ TEST(cInitialImageSource, ReducingSourcesWriteOnePlaneAndRewriteTheLog) {
             const std::string out = p.GetString(DEC_SPARAMS_ORIGINAL_FILE);
             EXPECT_NE(out, file) << c.kind;
             EXPECT_EQ(std::filesystem::path(out).parent_path(), dir.Path()) << c.kind;
-            const std::vector<float> plane = ReadElements<float>(out);
+            const std::vector<float> plane = ReadRaw<float>(out);
             EXPECT_EQ(plane, Reduce(in, c.kind, depth - 1)) << c.kind << " depth " << depth;
             // A single slice comes back unchanged, but for the maximum's floor at 0.
             if (depth == 1 && std::string(c.kind) != "max") {
@@ -102,7 +102,7 @@ TEST(cInitialImageSource, ReducingSourcesWriteOnePlaneAndRewriteTheLog) {
             EXPECT_EQ(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT), 4);
             EXPECT_EQ(p.GetReal(DEC_RPARAMS_X_SPACING), 0.1f);
             EXPECT_FALSE(p.GetBool(DEC_BPARAMS_IS_2D));
-            EXPECT_EQ(ReadElements<float>(file), in.v) << "input changed by " << c.kind;
+            EXPECT_EQ(ReadRaw<float>(file), in.v) << "input changed by " << c.kind;
         }
     }
 }
@@ -126,7 +126,7 @@ TEST(cInitialImageSource, RefusesBeforeReadingAndLeavesNoFile) {
     // past the stack and is refused all the same.
     WriteStack(dir.File("in"),
                MakeStack(3, 2, 4, [](uint32_t, uint32_t, uint32_t z) { return float(z); }));
-    WriteElements(dir.File("short"), std::vector<float>(3 * 2 * 3 - 1, 1.0f));
+    WriteRaw(dir.File("short"), std::vector<float>(3 * 2 * 3 - 1, 1.0f));
 
     const auto expectRefused = [&](const Source& make, cCountedPtr<cDeconLog> log,
                                    const std::string& what) {

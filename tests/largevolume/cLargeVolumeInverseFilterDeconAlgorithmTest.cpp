@@ -101,7 +101,7 @@ struct Search {
         std::vector<std::vector<float>> results;
         for (const cCountedPtr<cDeconLog>& l : *a.GetSubvolumeLogs())
             results.push_back(
-                ReadFloatFile(l->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE)));
+                ReadRaw(l->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE)));
         return ExpectedFigureOfMerit(results);
     }
 };
@@ -221,7 +221,7 @@ TEST(LargeVolumeInverseFilter, SharedPsfAndKeptTransformsFollowTheSpareMemoryAnd
             return (*searches[variant]->GetSubvolumeLogs())[i]->GetParameters().GetString(
                 DEC_SPARAMS_OUTPUT_IMAGE_FILE);
         };
-        auto result = [&](std::size_t variant) { return ReadFloatFile(output(variant)); };
+        auto result = [&](std::size_t variant) { return ReadRaw(output(variant)); };
         const std::vector<float> kept = result(0);
         EXPECT_TRUE(result(1) == kept && result(2) == kept) << "subvolume " << i;
         fs::remove(output(0));
@@ -246,7 +246,7 @@ TEST(LargeVolumeInverseFilter, StackInOnePieceScoresItsScaledSumAndBlendsToTheOu
     ASSERT_EQ(algorithm.Evaluate(), 0);
     // One subvolume: its range cancels, the score is the sum of its pixels scaled to 0..1.
     const std::vector<float> restored =
-        ReadFloatFile((*algorithm.GetSubvolumeLogs())[0]->GetParameters().GetString(
+        ReadRaw((*algorithm.GetSubvolumeLogs())[0]->GetParameters().GetString(
             DEC_SPARAMS_OUTPUT_IMAGE_FILE));
     const auto [lo, hi] = std::minmax_element(restored.begin(), restored.end());
     double scaled = 0;

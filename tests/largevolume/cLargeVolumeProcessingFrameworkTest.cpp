@@ -94,7 +94,7 @@ TEST(cLargeVolumeProcessingFramework, ActionsSeeSlicesInOrderAndTheLastImageIsWr
     // The last action sees the replacement (4 wide, 2p + 100); every slice is read afresh
     // into the slice image, not into what replaced it before.
     EXPECT_EQ(journal, (std::vector<std::string>{"R0:4@100", "R1:4@200", "R2:4@300", "RF"}));
-    const std::vector<float> out = ReadElements<float>(dir.File("out"));
+    const std::vector<float> out = ReadRaw<float>(dir.File("out"));
     ASSERT_EQ(out.size(), 4u * 4 * 3);
     std::size_t wrong = 0, i = 0;
     for (uint32_t z = 0; z < 3; ++z)
@@ -110,7 +110,7 @@ TEST(cLargeVolumeProcessingFramework, ActionsSeeSlicesInOrderAndTheLastImageIsWr
     pass.SetInput(dir.File("in"));
     ASSERT_EQ(pass.Run(), 0);
     EXPECT_EQ(journal.size(), 8u);
-    EXPECT_EQ(ReadElements<float>(dir.File("out")), out);
+    EXPECT_EQ(ReadRaw<float>(dir.File("out")), out);
 
     EXPECT_EQ(pass.Close(), 0);
     EXPECT_EQ(pass.GetActionCount(), 0u);
@@ -156,7 +156,7 @@ TEST(cLargeVolumeProcessingFramework, NarrowOutputTypesConvertAndAnUnknownTypeIs
         pass.SetOutputType(type);
         EXPECT_EQ(pass.Run(), type == 3 ? cLargeVolumeProcessingFramework::kUnknownOutputType : 0);
     }
-    EXPECT_EQ(ReadElements<uint8_t>(dir.File("out1")),
+    EXPECT_EQ(ReadRaw<uint8_t>(dir.File("out1")),
               std::vector<uint8_t>(in.v.begin(), in.v.end()));
     EXPECT_EQ(FileSize(dir.File("out2")), in.v.size() * sizeof(uint16_t));
     // The unknown type was refused before a slice was read: two passes of two slices.
@@ -193,7 +193,7 @@ TEST(cLargeVolumeProcessingFramework, FailuresEndThePassAtOnce) {
     { // A stack file that ends inside the last slice, or doesn't exist, is refused
         // before any action sees a slice and before anything is written.
         std::vector<float> shortStack(3 * 2 * 3 - 1, 1.0f);
-        WriteElements(dir.File("short"), shortStack);
+        WriteRaw(dir.File("short"), shortStack);
         Recorder recorder("S", journal);
         for (const char* name : {"short", "missing"}) {
             cLargeVolumeProcessingFramework pass(dir.File(name), 3, 2, 3);

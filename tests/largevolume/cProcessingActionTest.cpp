@@ -42,12 +42,12 @@ TEST(cSaveProcessResultAction, KeepsTheSliceAsItStandsAtItsPlaceInThePass) {
     pass.SetOutput(dir.File("out"));
     ASSERT_EQ(pass.Run(), 0);
 
-    EXPECT_EQ(ReadElements<float>(dir.File("float")), in.v);
+    EXPECT_EQ(ReadRaw<float>(dir.File("float")), in.v);
     EXPECT_EQ(FileSize(dir.File("none")), 0u);
     std::vector<float> inverted;
     for (float v : in.v)
         inverted.push_back(11.0f - v <= 0.0f ? 1e-20f : 11.0f - v);
-    EXPECT_EQ(ReadElements<float>(dir.File("out")), inverted);
+    EXPECT_EQ(ReadRaw<float>(dir.File("out")), inverted);
 }
 
 TEST(cSuperResolution, ResamplesEachSliceUpInXAndYOnly) {

@@ -57,8 +57,8 @@ TEST(cSubvolumeAccessorTest, PlacesInteriorSlicesInItsTileAndDeletesWhatItRead) 
     Stack saved = restored;
     for (float& p : saved.pixels)
         p = -p;
-    WriteStack(result, restored.pixels);
-    WriteStack(result + "_I2", saved.pixels);
+    WriteRaw(result, restored.pixels);
+    WriteRaw(result + "_I2", saved.pixels);
 
     cSubvolumeAccessor accessor;
     accessor.Setup(SubvolumeLog(result));

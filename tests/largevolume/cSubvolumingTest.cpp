@@ -86,7 +86,7 @@ TEST(cSubvolumingTest, CutsThreeByThreePaddedSubvolumesWhoseInteriorsAreTheStack
         names.insert(input);
         names.insert(result);
 
-        const std::vector<float> padded = ReadStack(input);
+        const std::vector<float> padded = ReadRaw(input);
         ASSERT_EQ(padded.size(), 90u * 90 * 8);
         auto at = [&](uint32_t x, uint32_t y, uint32_t z) { return padded[(z * 90 + y) * 90 + x]; };
         int wrong = 0, outOfRange = 0;
@@ -134,7 +134,7 @@ TEST(cSubvolumingTest, CorrectsEachSubvolumeWithTheStackStatistics) {
         const uint32_t ix = i % 3, iy = i / 3;
         const cDeconParameter& sub = (*run.logs)[i]->GetParameters();
         EXPECT_TRUE(sub.GetBool(DEC_BPARAMS_IS_TLB));
-        const std::vector<float> padded = ReadStack(sub.GetString(DEC_SPARAMS_ORIGINAL_FILE));
+        const std::vector<float> padded = ReadRaw(sub.GetString(DEC_SPARAMS_ORIGINAL_FILE));
         ASSERT_EQ(padded.size(), 90u * 90 * 8);
         int wrong = 0;
         for (uint32_t z = 0; z < 4; ++z)

@@ -5,12 +5,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
+
+#include "support/RawStack.h"
 
 namespace OvidaneTest {
 
@@ -86,26 +85,6 @@ inline BeadStack MakeGaussianPsf(int w, int h, int d, float sigmaXY, float sigma
     for (float& p : s.v)
         p = float(p / sum);
     return s;
-}
-
-template <class T> void WriteRawAs(const std::string& path, const std::vector<float>& values) {
-    std::vector<T> converted(values.begin(), values.end());
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(converted.data()),
-               std::streamsize(converted.size() * sizeof(T)));
-}
-
-inline std::vector<char> ReadBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<char>{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-inline std::vector<float> ReadFloatFile(const std::string& path) {
-    const std::vector<char> bytes = ReadBytes(path);
-    std::vector<float> values(bytes.size() / sizeof(float));
-    std::copy(bytes.begin(), bytes.begin() + std::ptrdiff_t(values.size() * sizeof(float)),
-              reinterpret_cast<char*>(values.data()));
-    return values;
 }
 
 } // namespace OvidaneTest
