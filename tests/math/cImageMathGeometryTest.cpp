@@ -310,74 +310,6 @@ TEST(cImageMathGeometry, BilinearResamplingKeepsLinearRampsAndLevels) {
     EXPECT_NEAR(shrunk[0], ((1 + 2 + 3 / 3.0) + 0.5 * (1 + 5 + 3 / 3.0)) / (7 / 3.0 * 1.5), 1e-5);
 }
 
-TEST(cImageMathGeometry, BrightestSliceLandsInSliceZero) {
-    cImageMathGeneric math;
-    cFloatImagePtr in = MakeImage(3, 2, 8);
-    Fill(in,
-         [](uint32_t x, uint32_t, uint32_t z) { return z * 10.0f + (z == 3 && x == 1 ? 100 : 0); });
-    // Equal depths: a rotation by the brightest slice.
-    cFloatImagePtr out = MakeImage(3, 2, 8);
-    math.RetrievePsfCenteringBrightestSlice(out, in);
-    for (uint32_t i = 0; i < 8; ++i)
-        EXPECT_EQ(At(out, 0, 1, i), ((i + 3) % 8) * 10.0f) << i;
-
-    // Fewer slices: the ones after it first, then the ones before it, wrapping round in.
-    At(in, 2, 0, 6) = 1000.0f;
-    At(in, 2, 1, 7) = 1000.0f; // a later slice with an equal maximum doesn't win
-    out = MakeImage(3, 2, 4);
-    math.RetrievePsfCenteringBrightestSlice(out, in);
-    const float expected[4] = {60, 70, 40, 50};
-    for (uint32_t i = 0; i < 4; ++i)
-        EXPECT_EQ(At(out, 0, 0, i), expected[i]) << i;
-    At(in, 2, 1, 7) = 1000.5f;
-    math.RetrievePsfCenteringBrightestSlice(out, in);
-    EXPECT_EQ(At(out, 0, 0, 0), 70.0f);
-    EXPECT_EQ(At(out, 0, 0, 2), 50.0f);
-    EXPECT_EQ(At(out, 0, 0, 3), 60.0f);
-    EXPECT_EQ(At(out, 0, 0, 1), 0.0f); // slice 7 + 1 wraps to slice 0
-}
-
-TEST(cImageMathGeometry, MaskOutlinesAndTheirLengths) {
-    cImageMathGeneric math;
-    // Outline of a 3 by 3 region of 250: the ring of 4-neighbours becomes 1, the one
-    // interior pixel 0, everything else keeps its value.
-    cFloatImagePtr in = MakeImage(7, 7, 1);
-    Fill(in, [](uint32_t x, uint32_t y, uint32_t) {
-        return x >= 2 && x <= 4 && y >= 2 && y <= 4 ? 250.0f : 0.0f;
-    });
-    cFloatImagePtr out = MakeImage(7, 7, 1, 0.5f);
-    math.CalculateMaskPerimeter(in, out);
-    int ones = 0, zeros = 0, kept = 0;
-    for (float v : Pixels(out))
-        (v == 1.0f ? ones : v == 0.0f ? zeros : kept) += 1;
-    EXPECT_EQ(ones, 12);
-    EXPECT_EQ(zeros, 1);
-    EXPECT_EQ(At(out, 3, 3, 0), 0.0f);
-    EXPECT_EQ(At(out, 3, 1, 0), 1.0f);
-    EXPECT_EQ(At(out, 1, 1, 0), 0.5f);
-
-    // A lone pixel: two half steps each way, (hx + hy)/2 + hd.
-    cFloatImagePtr mask = MakeImage(5, 5, 1);
-    At(mask, 2, 2, 0) = 1.0f;
-    EXPECT_NEAR(math.CalculateMaskPerimeter(mask, 1.0f, 1.0f), 0.5 + std::sqrt(0.5), 1e-6);
-    // A horizontal bar of five pixels with dx = 2, dy = 1: three inner pixels of two half
-    // steps along x and two ends.
-    mask = MakeImage(9, 9, 1);
-    for (uint32_t x = 2; x <= 6; ++x)
-        At(mask, x, 4, 0) = 1.0f;
-    EXPECT_NEAR(math.CalculateMaskPerimeter(mask, 2.0f, 1.0f),
-                3 * 2.0 + 2 * (0.75 + std::sqrt(1.25)), 1e-5);
-    // A filled square: its inside doesn't count, only the ring of border pixels.
-    mask = MakeImage(9, 9, 1);
-    Fill(mask, [](uint32_t x, uint32_t y, uint32_t) {
-        return x >= 2 && x <= 6 && y >= 2 && y <= 6 ? 1.0f : 0.0f;
-    });
-    const double ring = math.CalculateMaskPerimeter(mask, 1.0f, 1.0f);
-    // Corners turn (hx + hy), the middle of each side runs straight (2·hx or 2·hy), and
-    // the pixels next to a corner see a diagonal neighbour as well: (hx + hy)/2 + hd.
-    EXPECT_NEAR(ring, 4 * 1.0 + 4 * 1.0 + 8 * (0.5 + std::sqrt(0.5)), 1e-5);
-}
-
 TEST(cImageMathGeometry, BesselTableMatchesTheLibraryFunction) {
     cImageMathGeneric math;
     cFloatImagePtr table = MakeImage(50, 1, 20);
@@ -416,16 +348,6 @@ TEST(cImageMathGeometry, ChecksRefuseBadArgumentsBeforeWriting) {
                                                  1, false);
               }),
               "Invalid Dimensions in Generate3DDvorakHourGlass");
-    EXPECT_EQ(
-        FailureMessage([&] { math.RetrievePsfCenteringBrightestSlice(MakeImage(4, 4, 5), image); }),
-        "Invalid Dimensions in RetrievePsfCenteringBrightestSlice");
-    EXPECT_EQ(
-        FailureMessage([&] { math.RetrievePsfCenteringBrightestSlice(MakeImage(4, 3, 2), image); }),
-        "Invalid Dimensions in RetrievePsfCenteringBrightestSlice");
-    EXPECT_EQ(FailureMessage([&] { math.CalculateMaskPerimeter(none, 1, 1); }),
-              "NULL input Mask in CalculateMaskPerimeter");
-    EXPECT_EQ(FailureMessage([&] { math.CalculateMaskPerimeter(image, none); }),
-              "NULL input Mask in CalculateMaskPerimeter");
     for (float v : Pixels(image))
         EXPECT_EQ(v, 3.0f);
 
