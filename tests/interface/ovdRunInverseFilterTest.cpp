@@ -125,20 +125,6 @@ TEST(RunSetUp, NoiseClassesPsfInputDepthOneAndTheHighApertureLimit) {
     EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GENERATION_SOURCE), DEC_FLAG_PSFSRC_CALCULATED);
 }
 
-TEST(RunSetUp, ConvertsSixteenBitInputIntoTheTemporaryDirectory) {
-    HostCall call;
-    ovdRunState state;
-    cDeconParameter& p = SetUpRun(Derived(call), state);
-    ASSERT_TRUE(state.converted);
-    EXPECT_EQ(fs::path(state.floatInputFile).parent_path(), call.temp.Path());
-    EXPECT_EQ(p.GetString(DEC_SPARAMS_ORIGINAL_FILE), state.floatInputFile);
-    const std::vector<float> floats = OvidaneTest::ReadRaw(state.floatInputFile);
-    ASSERT_EQ(floats.size(), 16u * 16 * 4);
-    EXPECT_EQ(floats[0], 100.0f);
-    EXPECT_EQ(floats[49], 149.0f);
-    fs::remove(state.floatInputFile);
-}
-
 TEST(RunSetUp, RefusesSmallDiskAndUnknownPixelTypeBeforeWritingAnything) {
     HostCall call;
     ovdSetDiskSpaceQuery(&NoSpace);

@@ -107,18 +107,6 @@ TEST(cInitialImageSource, ReducingSourcesWriteOnePlaneAndRewriteTheLog) {
     }
 }
 
-TEST(cInitialImageSource, TheVolumeSourceLeavesEverythingAsItIs) {
-    TempDir dir;
-    cTempFileGenerator::Instance().SetDirectory(dir.Path().string());
-    WriteStack(dir.File("in"), MakeStack(2, 2, 2, [](uint32_t, uint32_t, uint32_t) { return 1; }));
-    const cCountedPtr<cDeconLog> log = LogFor(dir.File("in"), 2, 2, 2);
-    cVolumeInitialImageSource(log).Generate();
-    EXPECT_EQ(log->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE), dir.File("in"));
-    EXPECT_EQ(log->GetParameters().GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH), 2);
-    EXPECT_EQ(log->GetParameters().GetReal(DEC_RPARAMS_Z_SPACING), 0.25f);
-    EXPECT_EQ(dir.Count(), 1u);
-}
-
 TEST(cInitialImageSource, RefusesBeforeReadingAndLeavesNoFile) {
     TempDir dir;
     cTempFileGenerator::Instance().SetDirectory(dir.Path().string());

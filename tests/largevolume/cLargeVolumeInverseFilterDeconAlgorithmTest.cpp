@@ -235,35 +235,3 @@ TEST(LargeVolumeInverseFilter, SharedPsfAndKeptTransformsFollowTheSpareMemoryAnd
     searches.clear();
     EXPECT_EQ(search.temp.Count(), 0u);
 }
-
-TEST(LargeVolumeInverseFilter, StackInOnePieceScoresItsScaledSumAndBlendsToTheOutput) {
-    Search search;
-    search.log->GetParameters().SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE,
-                                          search.dir.File("out.raw"));
-    cLargeVolumeInverseFilterDeconAlgorithm algorithm(search.log);
-    ASSERT_EQ(algorithm.Prepare(), 0);
-    ASSERT_EQ(algorithm.GetSubvolumeLogs()->size(), 1u);
-    ASSERT_EQ(algorithm.Evaluate(), 0);
-    // One subvolume: its range cancels, the score is the sum of its pixels scaled to 0..1.
-    const std::vector<float> restored =
-        ReadRaw((*algorithm.GetSubvolumeLogs())[0]->GetParameters().GetString(
-            DEC_SPARAMS_OUTPUT_IMAGE_FILE));
-    const auto [lo, hi] = std::minmax_element(restored.begin(), restored.end());
-    double scaled = 0;
-    for (float v : restored)
-        scaled += (v - *lo) / double(*hi - *lo);
-    EXPECT_NEAR(algorithm.GetResult(), scaled, 1e-5 * scaled);
-
-    // A second cut replaces the first one's files.
-    const std::string firstInput =
-        (*algorithm.GetSubvolumeLogs())[0]->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE);
-    ASSERT_EQ(algorithm.Prepare(), 0);
-    EXPECT_FALSE(fs::exists(firstInput));
-    ASSERT_EQ(algorithm.Evaluate(), 0);
-    EXPECT_NEAR(algorithm.GetResult(), scaled, 1e-5 * scaled);
-
-    EXPECT_EQ(algorithm.Blend(), 0);
-    EXPECT_EQ(fs::file_size(search.dir.File("out.raw")), search.stack.v.size() * 4);
-    algorithm.CleanUp();
-    EXPECT_EQ(search.temp.Count(), 0u);
-}
