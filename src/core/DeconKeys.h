@@ -18,8 +18,12 @@ enum DecStringKey : int32_t {
     DEC_SPARAMS_INPUT_OBJECT_FILE = 9, // object first guess file
     DEC_SPARAMS_PREVIEW_FILE = 10,
     DEC_SPARAMS_PSF_PREVIEW_FILE = 11,
+    // The whole stack summed over z as the subvolumes receive it, padded as an uncut run
+    // pads it: one plane, DEC_IPARAMS_STACK_PLANE_WIDTH by _HEIGHT. The regularisation that
+    // a run estimates is estimated from it, once for the whole stack.
+    DEC_SPARAMS_STACK_PLANE_FILE = 12,
 };
-inline constexpr int kDecStringKeyCount = 12;
+inline constexpr int kDecStringKeyCount = 13;
 
 enum DecIntKey : int32_t {
     // Keys 1 to 3 hold the whole stack's size until subvoluming replaces them with the
@@ -64,8 +68,10 @@ enum DecIntKey : int32_t {
     DEC_IPARAMS_MLEM2D_BLIND_38 = 38,    // read by the 2D ML-EM restoration
     DEC_IPARAMS_MLEM2D_NONBLIND_39 = 39, // read by the 2D ML-EM restoration
     DEC_IPARAMS_SLICE_INDEX = 40,        // read by the slice initial image source
+    DEC_IPARAMS_STACK_PLANE_WIDTH = 41,  // size of the plane of DEC_SPARAMS_STACK_PLANE_FILE
+    DEC_IPARAMS_STACK_PLANE_HEIGHT = 42,
 };
-inline constexpr int kDecIntKeyCount = 41;
+inline constexpr int kDecIntKeyCount = 43;
 
 enum DecInt64Key : int32_t {
     DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE = 1, // memory budget of the subvolume cut, bytes
@@ -91,8 +97,14 @@ enum DecRealKey : int32_t {
     DEC_RPARAMS_GOLDS_SMOOTH_GAUSS = 16,
     DEC_RPARAMS_IMAGE_MINIMUM = 17, // written by the framework, read by previews and blending
     DEC_RPARAMS_IMAGE_MAXIMUM = 18,
+    // The regularisation K estimated for the whole stack; 0 until the first subvolume has
+    // estimated it, after which the others take it as it is.
+    DEC_RPARAMS_STACK_REGULARIZATION = 19,
+    // The sum of the whole stack as the subvolumes receive it, for the non-negativity step
+    // that the blending applies to the whole stack.
+    DEC_RPARAMS_STACK_SUM = 20,
 };
-inline constexpr int kDecRealKeyCount = 19;
+inline constexpr int kDecRealKeyCount = 21;
 
 enum DecFlagKey : int32_t {
     DEC_FPARAMS_DATATYPE = 1,
@@ -132,8 +144,11 @@ enum DecBoolKey : int32_t {
     DEC_BPARAMS_IS_2D = 16,                // the stack has one slice
     DEC_BPARAMS_DELETE_ORIGINAL_FILE = 17, // the algorithm deletes the file of key 1 when it goes
     DEC_BPARAMS_RESERVED_18 = 18,          // has a slot, no reader
+    // What describes the whole stack is estimated once for it, not per subvolume: the
+    // background, the regularisation and the non-negativity step (see cSubvoluming).
+    DEC_BPARAMS_STACK_ESTIMATES = 19,
 };
-inline constexpr int kDecBoolKeyCount = 19;
+inline constexpr int kDecBoolKeyCount = 20;
 
 // Values of the flag keys. They are disjoint across keys, so a value alone tells which
 // option it belongs to, and no key takes 0: an unset flag selects no named option.

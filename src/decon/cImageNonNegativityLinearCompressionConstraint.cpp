@@ -5,11 +5,6 @@
 
 namespace Ovidane {
 
-namespace {
-// Share of negative pixels tolerated without change.
-constexpr float kToleratedNegativeShare = 0.02f;
-} // namespace
-
 cImageNonNegativityLinearCompressionConstraint::cImageNonNegativityLinearCompressionConstraint(
     float originalSum)
     : cConstraint("cImageNonNegativityLinearCompressionConstraint"), mOriginalSum(originalSum) {}

@@ -8,6 +8,9 @@ namespace Ovidane {
 // raised by a pedestal, clipped at 0 and scaled back to the original sum.
 class cImageNonNegativityLinearCompressionConstraint : public cConstraint {
 public:
+    // The share of negative pixels that is left alone.
+    static constexpr float kToleratedNegativeShare = 0.02f;
+
     explicit cImageNonNegativityLinearCompressionConstraint(float originalSum);
 
     // Refuses an original sum that isn't positive.

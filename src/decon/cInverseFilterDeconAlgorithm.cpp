@@ -1,9 +1,12 @@
 #include "decon/cInverseFilterDeconAlgorithm.h"
 
+#include <string>
+
 #include "decon/cImageNonNegativityLinearCompressionConstraint.h"
 #include "decon/cIterativeStopCriterion.h"
 #include "decon/cMinimumIntensityBackgroundSubtractionConstraint.h"
 #include "decon/cSpecifiedValueBackgroundSubtractionConstraint.h"
+#include "io/cUnmanagedRawFileReader.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -30,6 +33,18 @@ cInverseFilterDeconAlgorithm::cInverseFilterDeconAlgorithm(cCountedPtr<cDeconLog
             static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_Z1GUARDBAND)),
             static_cast<uint32_t>(lastPlane));
         mOptimization = mInverseOptimization;
+        // A run that estimates for the whole stack estimates K once, from the stack's plane,
+        // in its first subvolume; the others take that K as a given factor.
+        if (p.GetBool(DEC_BPARAMS_STACK_ESTIMATES) &&
+            p.GetFlag(DEC_FPARAMS_NOISE_LEVEL) == DEC_FLAG_NOISE_LEVEL_ESTIMATE) {
+            const float stackK = p.GetReal(DEC_RPARAMS_STACK_REGULARIZATION);
+            if (stackK > 0.0f) {
+                mInverseOptimization->SetNoiseLevel(DEC_FLAG_NOISE_LEVEL_OTHER);
+                mInverseOptimization->SetRegularizationFactor(stackK);
+            } else {
+                mEstimatesStackK = !p.GetString(DEC_SPARAMS_STACK_PLANE_FILE).empty();
+            }
+        }
 
         // A PSF file one pixel wide takes its plane distance from the stack.
         if (p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD) == DEC_FLAG_PGM_PSF_INPUT)
@@ -76,7 +91,23 @@ void cInverseFilterDeconAlgorithm::SetUp() {
         // brightness; a measured PSF is cleaned first when the log asks for it.
         AddPsfPreparation(framework, 0.0f);
 
-        if (!p.GetBool(DEC_BPARAMS_IS_PHASEOBJECT)) {
+        if (mEstimatesStackK) {
+            const cImageDimensions plane{
+                static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_STACK_PLANE_WIDTH)),
+                static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_STACK_PLANE_HEIGHT)), 1};
+            const cFloatImagePtr stackPlane(new cOvdImage<float>(plane, GetObjectName()));
+            const std::string& file = p.GetString(DEC_SPARAMS_STACK_PLANE_FILE);
+            cUnmanagedRawFileReader reader(file);
+            const bool complete = reader.Open() && reader.Read(stackPlane);
+            reader.Close();
+            if (!complete)
+                Fail("Short read of " + file + " in SetUp", OVD_ERR_PARAMETER);
+            mInverseOptimization->UseStackPlane(stackPlane);
+        }
+
+        // For the whole stack the blending makes the result non-negative, after it has
+        // joined the subvolumes.
+        if (!p.GetBool(DEC_BPARAMS_IS_PHASEOBJECT) && !p.GetBool(DEC_BPARAMS_STACK_ESTIMATES)) {
             cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
             const float sum = static_cast<float>(math->SumImage(framework.GetOriginalImage()));
             framework.AddImageConstraint(new cImageNonNegativityLinearCompressionConstraint(sum));
@@ -98,6 +129,13 @@ void cInverseFilterDeconAlgorithm::Run() {
     Guard([&] {
         mIterativeFramework->Prepare();
         mIterativeFramework->Iterate();
+        if (mEstimatesStackK) {
+            // The K of the whole stack, for the other subvolumes to take as it is; the plane
+            // is needed no more.
+            mLog->GetParameters().SetReal(DEC_RPARAMS_STACK_REGULARIZATION,
+                                          mInverseOptimization->GetAppliedK());
+            mInverseOptimization->UseStackPlane(cFloatImagePtr());
+        }
     });
 }
 

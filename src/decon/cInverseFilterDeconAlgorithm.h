@@ -21,6 +21,11 @@ namespace Ovidane {
 //   the pass    G·conj(H) / (|H|² + K), then the non-negativity compression at the sum of
 //               the raw data (left out for phase objects)
 //   Finish      the result file
+//
+// A subvolume of a run with DEC_BPARAMS_STACK_ESTIMATES restores with what describes the
+// whole stack: the background given in its log, the non-negativity step left to the
+// blending, and an estimated K taken from the stack's plane (the first subvolume, which
+// writes it to DEC_RPARAMS_STACK_REGULARIZATION) or given (the others).
 class cInverseFilterDeconAlgorithm : public cFrameworkDeconAlgorithm {
 public:
     // All settings come from the log of one stack or subvolume: its size and spacing, the
@@ -38,6 +43,7 @@ public:
 private:
     cInverseFilterOptimizationPtr mInverseOptimization;
     cOptimizationPtr mOptimization;
+    bool mEstimatesStackK = false;
 };
 
 } // namespace Ovidane

@@ -1,6 +1,8 @@
 #include "decon/cInverseFilterOptimization.h"
 
 #include <algorithm>
+#include <array>
+#include <string>
 
 #include "core/DeconKeys.h"
 #include "core/cException.h"
@@ -9,6 +11,35 @@
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
+namespace {
+
+// A plane centred at pixel (0, 0), as a PSF is, brought to another size round that centre:
+// what both sizes hold is copied quadrant by quadrant, the rest is 0.
+cFloatImagePtr Recentred(const cFloatImagePtr& source, const cImageDimensions& size,
+                         const std::string& owner) {
+    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+    const cFloatImagePtr result(new cOvdImage<float>(size, owner));
+    math->SetImageToConstant(result, 0.0f);
+    struct cHalf {
+        uint32_t from, to, count;
+    };
+    // Per axis the part at and after the centre, and the part before it, which wraps round.
+    const auto halves = [](uint32_t from, uint32_t to) {
+        const uint32_t common = std::min(from, to), before = common / 2;
+        return std::array<cHalf, 2>{cHalf{0, 0, common - before},
+                                    cHalf{from - before, to - before, before}};
+    };
+    for (const cHalf& x : halves(source->GetSizeX(), size.x))
+        for (const cHalf& y : halves(source->GetSizeY(), size.y))
+            if (x.count > 0 && y.count > 0)
+                math->CopyRectangularRoi(
+                    source, result,
+                    {x.from, y.from, 0, x.from + x.count - 1, y.from + y.count - 1, 0},
+                    {x.to, y.to, 0, x.to + x.count - 1, y.to + y.count - 1, 0});
+    return result;
+}
+
+} // namespace
 
 void cInverseFilterOptimization::SetSpacing(float x, float y, float z) {
     if (x > 0 && y > 0 && z > 0) {
@@ -59,11 +90,24 @@ float cInverseFilterOptimization::ChooseK(const cFloatImagePtr& original,
         // the sum of the interior planes of the image and the sum of all planes of the PSF.
         cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
         const cImageDimensions plane{original->GetSizeX(), original->GetSizeY(), 1};
-        const cFloatImagePtr imagePlane(new cOvdImage<float>(plane, mObjectName));
-        const cFloatImagePtr psfPlane(new cOvdImage<float>(plane, mObjectName));
-        math->SumProjection(original, imagePlane, 1, static_cast<int>(mFirstPlane),
-                            static_cast<int>(mLastPlane));
+        cFloatImagePtr imagePlane(new cOvdImage<float>(plane, mObjectName));
+        cFloatImagePtr psfPlane(new cOvdImage<float>(plane, mObjectName));
         math->SumProjection(psf, psfPlane, 1, 0, static_cast<int>(psf->GetSizeZ()) - 1);
+        if (mStackPlane.IsNull()) {
+            math->SumProjection(original, imagePlane, 1, static_cast<int>(mFirstPlane),
+                                static_cast<int>(mLastPlane));
+        } else {
+            imagePlane = mStackPlane;
+            const cImageDimensions stack = mStackPlane->GetDimensions();
+            if (stack.x != plane.x || stack.y != plane.y) {
+                psfPlane = Recentred(psfPlane, stack, mObjectName);
+                cFFTManager& transforms = cFFTManager::Instance();
+                if (transforms.GetInstance(stack).IsNull()) {
+                    transforms.AddInstance(stack, 1, 3);
+                    transforms.InitializePlans();
+                }
+            }
+        }
 
         // Restoring on a finer grid than the data calls for more regularisation.
         float factor = mRegularizationFactor;
@@ -87,6 +131,7 @@ void cInverseFilterOptimization::Apply(cFloatImagePtr& object, cFloatImagePtr& o
             !(psf->GetDimensions() == original->GetDimensions()))
             Fail("Invalid Dimensions in Apply", OVD_ERR_PARAMETER);
         const float k = ChooseK(original, psf);
+        mAppliedK = k;
         cFFTManager& transforms = cFFTManager::Instance();
         if (mImageSpectrum.IsNull()) {
             transforms.WienerFilter(original, psf, object, k);

@@ -37,9 +37,17 @@ public:
     // when it is true. Results are the same bit for bit; null transforms every time.
     void UseImageSpectrum(const cFloatImagePtr& spectrum, bool filled);
 
+    // A plane of the whole stack (its padded sum over z) that an estimated K is estimated
+    // from, in place of the original's interior planes: K then describes the whole stack
+    // and not the piece of it that this filter restores. The PSF's sum over z is brought to
+    // the plane's size round its centre. Null goes back to the original's planes.
+    void UseStackPlane(const cFloatImagePtr& plane) { mStackPlane = plane; }
+
     // The regularisation Apply uses for these images: the fixed value of the noise level, or
     // the estimate. Needs the same transform instance as Apply.
     float ChooseK(const cFloatImagePtr& original, const cFloatImagePtr& psf);
+    // The K of the latest Apply; 0 before the first.
+    float GetAppliedK() const { return mAppliedK; }
 
     int32_t GetNoiseLevel() const { return mNoiseLevel; }
     float GetRegularizationFactor() const { return mRegularizationFactor; }
@@ -58,6 +66,8 @@ private:
     uint32_t mLastPlane = 0;
     cFloatImagePtr mImageSpectrum;
     bool mImageSpectrumFilled = false;
+    cFloatImagePtr mStackPlane;
+    float mAppliedK = 0.0f;
 };
 
 using cInverseFilterOptimizationPtr = cCountedPtr<cInverseFilterOptimization>;

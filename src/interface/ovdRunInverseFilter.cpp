@@ -118,6 +118,9 @@ void FillParameters(const ovdRunArguments& a, const ovdRunState& state) {
     p.SetBool(DEC_BPARAMS_SUBVOLUME_XYMONTAGE, a.xyMontage == 1);
     p.SetBool(DEC_BPARAMS_SUBVOLUME_ZMONTAGE, false);
     p.SetBool(DEC_BPARAMS_INTENSITY_CORRECTION, true);
+    // The filter's background, regularisation and non-negativity describe the whole stack,
+    // so that a result does not depend on how the memory budget cuts the stack.
+    p.SetBool(DEC_BPARAMS_STACK_ESTIMATES, a.method == OVD_METHOD_INVERSE_FILTER);
 
     if (!a.psfFile.empty()) {
         p.SetFlag(DEC_FPARAMS_PSF_GUESS_METHOD, DEC_FLAG_PGM_PSF_INPUT);

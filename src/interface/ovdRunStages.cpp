@@ -57,6 +57,15 @@ void RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& lo
     }
 }
 
+// The first subvolume of a run that estimates for the whole stack has estimated K from the
+// stack's plane; the others take it from their logs as it is.
+void PassOnTheStackRegularization(const std::vector<cCountedPtr<cDeconLog>>& logs) {
+    const float k = logs.front()->GetParameters().GetReal(DEC_RPARAMS_STACK_REGULARIZATION);
+    if (k > 0.0f)
+        for (const cCountedPtr<cDeconLog>& log : logs)
+            log->GetParameters().SetReal(DEC_RPARAMS_STACK_REGULARIZATION, k);
+}
+
 // The saved PSF file is a mosaic: every subvolume's PSF, at its padded size, laid side by
 // side in x and y without overlap; a subvolume's padded depth deep (one plane for a stack
 // of one slice). Its size is thus known from the cut alone. Sizes beyond 16 bits are
@@ -125,6 +134,9 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
         const int code = subvoluming->Prepare();
         state.subvolumeLogs = subvoluming->GetSubvolumeLogs();
         if (code != 0) {
+            // The cut stops a run whose stack leaves nothing to restore.
+            if (code == OVD_RESULT_RUN_FAILED)
+                RecordStackCause(*statistics);
             // A cut that stopped half way may have written some subvolumes already.
             ovdDiscardRunFiles(state);
             return uint16_t(code);
@@ -136,9 +148,12 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     // images a restoration is given.
     cCountedPtr<cSharedPsfFirstGuess> psf;
     try {
-        for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t i = 0; i < count; ++i) {
             RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1), int16_t(count),
                              count > 1 ? &psf : nullptr);
+            if (i == 0)
+                PassOnTheStackRegularization(*state.subvolumeLogs);
+        }
     } catch (const cException& failure) {
         if (failure.GetCode() != OVD_ERR_CANCEL) // a cancel has no cause in the stack
             RecordStackCause(*statistics);

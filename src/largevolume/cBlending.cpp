@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "decon/cImageNonNegativityLinearCompressionConstraint.h"
 #include "io/cUnmanagedRawFileWriter.h"
 #include "largevolume/cBinning.h"
 #include "largevolume/cImageStatistics.h"
@@ -97,6 +98,14 @@ uint16_t cBlending::Blend() {
             return static_cast<uint16_t>(result);
 
         const cDeconParameter& p = mLog->GetParameters();
+        mNonNegativity = cCountedPtr<cStackNonNegativity>();
+        if (p.GetBool(DEC_BPARAMS_STACK_ESTIMATES) && !p.GetBool(DEC_BPARAMS_IS_PHASEOBJECT)) {
+            const cImageDimensions slice = BlendedSliceSize();
+            mNonNegativity = new cStackNonNegativity(
+                p.GetReal(DEC_RPARAMS_STACK_SUM),
+                cImageNonNegativityLinearCompressionConstraint::kToleratedNegativeShare,
+                double(slice.x) * slice.y * StackDepth());
+        }
         const std::string output = p.GetString(DEC_SPARAMS_ORIGINAL_FILE);
         const bool is2D = p.GetBool(DEC_BPARAMS_IS_2D);
         if (int result = is2D ? Blend2D(output) : BlendVolume(output))
@@ -236,12 +245,19 @@ int cBlending::BlendVolume(const std::string& name) {
             if (accessor->GetSubvolumeCount().z > 1)
                 Fail("Invalid Dimensions in BlendVolume", 2);
         const uint32_t depth = mAccessors.front()->GetInteriorSize().z;
+        const auto blendSlice = [&](uint32_t z) {
+            for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
+                accessor->ReadSlice(z, mTileImage);
+            return BlendSlice();
+        };
+        if (int result = LookAtTheBlendedStack(depth, slice, blendSlice))
+            return result;
         return WriteStates(name, SavedStates(mLog->GetParameters(), DEC_IPARAMS_SAVE_INTERVAL),
                            depth, "_I", [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
-                               for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
-                                   accessor->ReadSlice(z, mTileImage);
-                               if (int result = BlendSlice())
+                               if (int result = blendSlice(z))
                                    return result;
+                               if (mNonNegativity)
+                                   mNonNegativity->Apply(mOutputImage);
                                // One write per slice, each row cut to the stack's width.
                                writer.WriteRegion(mOutputImage, 0, 0, 0, slice.x - 1, slice.y - 1,
                                                   0);
@@ -259,15 +275,50 @@ int cBlending::Blend2D(const std::string& name) {
         // settings of the first.
         const cSavedStates states =
             SavedStates(mSubvolumeLogs->front()->GetParameters(), DEC_IPARAMS_SAVE_INTERVAL);
+        const auto blendSlice = [&](uint32_t z) {
+            ReadPlane(z);
+            return BlendSlice();
+        };
+        if (int result = LookAtTheBlendedStack(StackDepth(), slice, blendSlice))
+            return result;
         return WriteStates(
             name, states, StackDepth(), "_I", [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
-                ReadPlane(z);
-                if (int result = BlendSlice())
+                if (int result = blendSlice(z))
                     return result;
+                if (mNonNegativity)
+                    mNonNegativity->Apply(mOutputImage);
                 writer.WriteRegion(mOutputImage, 0, 0, 0, slice.x - 1, slice.y - 1, 0);
                 return 0;
             });
     });
+}
+
+int cBlending::LookAtTheBlendedStack(uint32_t slices, const cImageDimensions& slice,
+                                     const std::function<int(uint32_t z)>& blendSlice) {
+    if (!mNonNegativity)
+        return 0;
+    // The output image may reach past the stack's width and height; only the stack's own
+    // pixels count.
+    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+    const bool whole = mOutputImage->GetSizeX() == slice.x && mOutputImage->GetSizeY() == slice.y;
+    const cFloatImagePtr own =
+        whole ? mOutputImage : cFloatImagePtr(new cOvdImage<float>(slice, GetObjectName()));
+    const cImageBox box{0, 0, 0, slice.x - 1, slice.y - 1, 0};
+    for (int look = 1; look <= 2; ++look) {
+        if (look == 2 && !mNonNegativity->NeedsPedestal())
+            break;
+        for (uint32_t z = 0; z < slices; ++z) {
+            if (int result = blendSlice(z))
+                return result;
+            if (!whole)
+                math->CopyRectangularRoi(mOutputImage, own, box, box);
+            if (look == 1)
+                mNonNegativity->FirstLook(own);
+            else
+                mNonNegativity->SecondLook(own);
+        }
+    }
+    return 0;
 }
 
 void cBlending::ReadPlane(uint32_t z) {

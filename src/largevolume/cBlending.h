@@ -13,6 +13,7 @@
 #include "io/cUnmanagedRawFileWriter.h"
 #include "largevolume/SubvolumeLogList.h"
 #include "largevolume/cBlendingMaskCreator.h"
+#include "largevolume/cStackNonNegativity.h"
 #include "largevolume/cSubvolumeAccessor.h"
 
 namespace Ovidane {
@@ -33,6 +34,11 @@ class cImageStatistics;
 // the way; the output file and its "_I" siblings stay. Outputs are written through the
 // names given: emptied in place, never deleted and made anew (see OpenEmptied of the raw
 // writer), and the transmitted-light pass turns the written file in place.
+//
+// When the subvolumes were restored for the whole stack (DEC_BPARAMS_STACK_ESTIMATES, no
+// phase object), the blended stack is made non-negative here, with one pedestal for the
+// whole stack (cStackNonNegativity): it is blended and looked at before it is written, so
+// the output is still written once, and may be a device or a pipe.
 class cBlending : public cOvdObject {
 public:
     cBlending();
@@ -85,6 +91,11 @@ private:
                     const std::string& savedSuffix, const cSliceMaker& makeSlice);
     // The blended slice size, checked against the output image.
     cImageDimensions CheckedSliceSize(const char* operation) const;
+    // With a whole-stack non-negativity step: blends the `slices` slices (blendSlice(z)
+    // leaves slice z in the output image) and lets the step look at them, once or twice,
+    // before anything is written. 0 or the code of a failed blend.
+    int LookAtTheBlendedStack(uint32_t slices, const cImageDimensions& slice,
+                              const std::function<int(uint32_t z)>& blendSlice);
     // Every subvolume of stack slice z reads its one plane into the mosaic.
     void ReadPlane(uint32_t z);
     uint32_t StackDepth() const;
@@ -107,6 +118,8 @@ private:
     float mMinimum = 0.0f;
     ovdStatusCallback mCallback = nullptr;
     void* mUserData = nullptr;
+    // Set when the non-negativity step is the blending's, for the whole stack.
+    cCountedPtr<cStackNonNegativity> mNonNegativity;
 };
 
 } // namespace Ovidane

@@ -22,6 +22,7 @@
 #include "largevolume/cMaximumProjectionInitialImageSource.h"
 #include "largevolume/cMinimumProjectionInitialImageSource.h"
 #include "largevolume/cSliceInitialImageSource.h"
+#include "largevolume/cStackPlane.h"
 #include "largevolume/cStaticSubvolumeCalculator.h"
 #include "largevolume/cSumProjectionInitialImageSource.h"
 #include "largevolume/cSuperResolution.h"
@@ -138,6 +139,9 @@ int cSubvoluming::Prepare() {
             return result;
         if (int result = CheckStackValues())
             return result;
+        if (parameters.GetBool(DEC_BPARAMS_STACK_ESTIMATES))
+            if (int result = EstimateForTheWholeStack())
+                return result;
 
         const cImageDimensions count = mCalculator->GetSubvolumeCount();
         // A 2D run restores every slice of the stack on its own.
@@ -177,7 +181,7 @@ int cSubvoluming::CheckStackValues() const {
     const double largest = std::max(std::fabs(double(low)), std::fabs(double(high)));
     const double voxels = double(mCalculator->GetPaddedSize().Voxels());
     if (largest * voxels > kLargestTransformSum) {
-        char text[160];
+        char text[256];
         std::snprintf(text, sizeof text,
                       "the stack holds values near the float limit (up to %g): the transforms "
                       "of its %g-pixel subvolumes hold values up to %g only; scale it down",
@@ -185,6 +189,96 @@ int cSubvoluming::CheckStackValues() const {
         cFailureReason::Record(text);
         return kRunFailed;
     }
+    return 0;
+}
+
+std::vector<cConstraintPtr> cSubvoluming::SliceCorrections(uint32_t firstSlice,
+                                                           uint32_t lastSlice) const {
+    const cDeconParameter& run = mLog->GetParameters();
+    std::vector<cConstraintPtr> corrections;
+    if (run.GetBool(DEC_BPARAMS_INTENSITY_CORRECTION))
+        corrections.push_back(new cIntensityCorrectionConstraint(
+            mStatistics->GetCorrectionProfile(), firstSlice, lastSlice));
+    if (run.GetFlag(DEC_FPARAMS_MODALITY) == DEC_FLAG_MOD_TL_BRIGHTFIELD)
+        corrections.push_back(
+            new cTLBInversionConstraint(mStatistics->GetMinimum(), mStatistics->GetMaximum()));
+    float darkCurrent = 0.0f;
+    switch (run.GetFlag(DEC_FPARAMS_DARK_CURRENT_METHOD)) {
+    case DEC_FLAG_DCM_AUTO_CALCULATION:
+        darkCurrent = mStatistics->GetMinimum();
+        break;
+    case DEC_FLAG_DCM_MANUAL_INPUT:
+        darkCurrent = run.GetReal(DEC_RPARAMS_DARKCURRENT);
+        break;
+    default:
+        break;
+    }
+    if (darkCurrent != 0.0f)
+        corrections.push_back(new cSpecifiedValueBackgroundSubtractionConstraint(darkCurrent));
+    return corrections;
+}
+
+int cSubvoluming::EstimateForTheWholeStack() {
+    cDeconParameter& run = mLog->GetParameters();
+    const cImageDimensions stack = StackSize(run);
+    // A 2D run restores each slice on its own; its slices share no estimate.
+    if (run.GetBool(DEC_BPARAMS_IS_2D) && stack.z > 1)
+        return 0;
+
+    // The stack as the subvolumes receive it: each slice corrected as ProcessSubvolume
+    // corrects it. Every pixel counts once, in the same order for any cut.
+    cCountedPtr<cStackPlane> sum(
+        new cStackPlane(stack.x, stack.y, [this](cFloatImagePtr& slice, uint32_t z) {
+            for (const cConstraintPtr& correction : SliceCorrections(z, z)) {
+                correction->Setup();
+                correction->Apply(slice);
+            }
+        }));
+    cLargeVolumeProcessingFramework pass(run.GetString(DEC_SPARAMS_ORIGINAL_FILE), stack.x, stack.y,
+                                         stack.z);
+    pass.AddAction(sum);
+    const int result = pass.Run();
+    pass.Close();
+    if (result != 0)
+        return result;
+
+    // An uncut run subtracts the smallest value of its one subvolume, which is this one;
+    // each subvolume of a cut takes it instead of its own smallest value.
+    mStackBackground = sum->GetMinimum();
+    run.SetReal(DEC_RPARAMS_STACK_SUM, static_cast<float>(sum->GetSum()));
+    // The non-negativity step keeps the stack's sum; a stack that holds nothing once its
+    // background is off has none to keep, and no restoration to make.
+    if (!run.GetBool(DEC_BPARAMS_IS_PHASEOBJECT) && !(sum->GetSum() > 0.0))
+        return kRunFailed;
+    if (run.GetFlag(DEC_FPARAMS_NOISE_LEVEL) != DEC_FLAG_NOISE_LEVEL_ESTIMATE)
+        return 0;
+
+    // The regularisation is estimated from the sum over z of the interior planes of a
+    // padded subvolume. For the whole stack that plane is the sum above, padded and made
+    // periodic as an uncut run pads the stack: its own size plus a guard band on each side,
+    // brought to a fast transform size, the odd pixel on the high side.
+    const uint32_t band = Count(run, DEC_IPARAMS_SUBVOLUME_XYGUARDBAND);
+    const auto padded = [&](uint32_t size) {
+        return static_cast<uint32_t>(
+            mCalculator->GetFastSize(static_cast<int>(size + 2 * band), 1));
+    };
+    const cImageDimensions size{stack.x, stack.y, 1};
+    const cImageDimensions plane{padded(stack.x), padded(stack.y), 1};
+    const cImageDimensions low{(plane.x - size.x) / 2, (plane.y - size.y) / 2, 0};
+    const cImageDimensions high{plane.x - size.x - low.x, plane.y - size.y - low.y, 0};
+    cFloatImagePtr image = sum->GetPlane();
+    cSubvolumeInterpolationConstraint({0, 0, 0}, size, plane, low, high).Apply(image);
+
+    const std::string file = NewTempFile();
+    cUnmanagedRawFileWriter writer(file);
+    writer.Open();
+    writer.Write(image);
+    if (!writer.Close() || !writer.GetLastError().empty())
+        return kNoRoom;
+    run.SetString(DEC_SPARAMS_STACK_PLANE_FILE, file);
+    run.SetInt(DEC_IPARAMS_STACK_PLANE_WIDTH, Signed(plane.x));
+    run.SetInt(DEC_IPARAMS_STACK_PLANE_HEIGHT, Signed(plane.y));
+    run.SetReal(DEC_RPARAMS_STACK_REGULARIZATION, 0.0f);
     return 0;
 }
 
@@ -445,28 +539,15 @@ int cSubvoluming::ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz) {
         cFloatImagePtr image(new cOvdImage<float>(size, Contiguous2D, GetObjectName()));
         ReadWindow(run, box, image);
 
-        mConstraints.clear();
-        if (run.GetBool(DEC_BPARAMS_INTENSITY_CORRECTION))
-            mConstraints.push_back(new cIntensityCorrectionConstraint(
-                mStatistics->GetCorrectionProfile(), box.z0, box.z1));
-        const bool transmitted = run.GetFlag(DEC_FPARAMS_MODALITY) == DEC_FLAG_MOD_TL_BRIGHTFIELD;
-        p.SetBool(DEC_BPARAMS_IS_TLB, transmitted);
-        if (transmitted)
-            mConstraints.push_back(
-                new cTLBInversionConstraint(mStatistics->GetMinimum(), mStatistics->GetMaximum()));
-        float darkCurrent = 0.0f;
-        switch (run.GetFlag(DEC_FPARAMS_DARK_CURRENT_METHOD)) {
-        case DEC_FLAG_DCM_AUTO_CALCULATION:
-            darkCurrent = mStatistics->GetMinimum();
-            break;
-        case DEC_FLAG_DCM_MANUAL_INPUT:
-            darkCurrent = run.GetReal(DEC_RPARAMS_DARKCURRENT);
-            break;
-        default:
-            break;
+        mConstraints = SliceCorrections(box.z0, box.z1);
+        p.SetBool(DEC_BPARAMS_IS_TLB,
+                  run.GetFlag(DEC_FPARAMS_MODALITY) == DEC_FLAG_MOD_TL_BRIGHTFIELD);
+        if (run.GetBool(DEC_BPARAMS_STACK_ESTIMATES)) {
+            // What is left of the background once the cut has corrected the stack is the
+            // whole stack's, not this subvolume's: the restoration subtracts it as given.
+            p.SetFlag(DEC_FPARAMS_DARK_CURRENT_METHOD, DEC_FLAG_DCM_MANUAL_INPUT);
+            p.SetReal(DEC_RPARAMS_DARKCURRENT, mStackBackground);
         }
-        if (darkCurrent != 0.0f)
-            mConstraints.push_back(new cSpecifiedValueBackgroundSubtractionConstraint(darkCurrent));
         mConstraints.push_back(new cSubvolumeInterpolationConstraint({offset.x, offset.y, offset.z},
                                                                      size, padded, low, high));
         for (const cConstraintPtr& constraint : mConstraints) {

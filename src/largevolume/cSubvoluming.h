@@ -66,6 +66,17 @@ private:
     // with values that are no numbers, or so large that a padded subvolume's transforms
     // would overflow (kLargestTransformSum over its pixel count); 0 otherwise.
     int CheckStackValues() const;
+    // The corrections that slices first to last of the stack get before a subvolume is
+    // made periodic: intensity drift, transmitted-light inversion, dark current.
+    std::vector<cConstraintPtr> SliceCorrections(uint32_t firstSlice, uint32_t lastSlice) const;
+    // With DEC_BPARAMS_STACK_ESTIMATES: one more pass over the stack, which the cut makes
+    // however it cuts, gathers what describes the whole stack for every subvolume's
+    // restoration: the background left after the corrections (each subvolume's log gets
+    // it as its dark current), the stack's sum (DEC_RPARAMS_STACK_SUM, for the blending's
+    // non-negativity step) and, for an estimated regularisation, the plane it is estimated
+    // from (DEC_SPARAMS_STACK_PLANE_FILE). 0; 1 when the stack's sum is not positive and
+    // the run keeps it (no phase object); 5 when the plane's file can't be written.
+    int EstimateForTheWholeStack();
     void GenerateInitialImage();
     cCountedPtr<cSubvolumeCalculator> NewCalculator() const;
     void ReportProgress(int16_t subvolume, int16_t count);
@@ -84,6 +95,7 @@ private:
     ovdStatusCallback mCallback = nullptr;
     float mProgress = 0.0f;
     float mProgressStep = 0.0f;
+    float mStackBackground = 0.0f;
 };
 
 } // namespace Ovidane

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <vector>
 
 #include "core/cCountedArray.h"
 #include "core/cCountedPtr.h"
@@ -120,6 +121,12 @@ public:
     virtual float FindMaximumValue(const cFloatImagePtr& image) = 0;
     virtual float EstimateForegroundThreshold(const cFloatImagePtr& image) = 0;
     virtual unsigned CountPixelInRange(const cFloatImagePtr& image, const float& low, const float& high) = 0;
+    // A histogram against ascending limits: counts[k] grows by the pixels below limits[k]
+    // and not below limits[k - 1] (any pixel below limits[0] for k = 0); pixels at or above
+    // the last limit are not counted. counts must have as many entries as limits.
+    virtual void CountPixelsBelowLimits(const cFloatImagePtr& image,
+                                        const std::vector<float>& limits,
+                                        std::vector<uint64_t>& counts) = 0;
     virtual void FindMaxMinPositionOfMaximumValue(const cFloatImagePtr& image, cImagePosition& upper,
                                                   cImagePosition& lower) = 0;
     virtual float ComputeLogLikelihoodIncreaseByLineSearch(const cFloatImagePtr& data, const cFloatImagePtr& blurred,

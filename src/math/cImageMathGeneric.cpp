@@ -788,6 +788,34 @@ unsigned cImageMathGeneric::CountPixelInRange(const cFloatImagePtr& image, const
     });
 }
 
+void cImageMathGeneric::CountPixelsBelowLimits(const cFloatImagePtr& image,
+                                               const std::vector<float>& limits,
+                                               std::vector<uint64_t>& counts) {
+    Guard([&] {
+        RequireImages("CountPixelsBelowLimits", {&image});
+        if (counts.size() != limits.size() || !std::is_sorted(limits.begin(), limits.end()))
+            Fail("Invalid limits in CountPixelsBelowLimits", OVD_ERR_PARAMETER);
+        if (limits.empty())
+            return;
+        const float top = limits.back();
+        const std::vector<uint64_t> found = Reduce(
+            image->GetDimensions(), std::vector<uint64_t>(limits.size(), 0),
+            [&](uint32_t n, std::vector<uint64_t>& partial, const float* p) {
+                for (uint32_t x = 0; x < n; ++x)
+                    if (p[x] < top)
+                        ++partial[std::size_t(std::upper_bound(limits.begin(), limits.end(), p[x]) -
+                                              limits.begin())];
+            },
+            [](std::vector<uint64_t>& total, const std::vector<uint64_t>& piece) {
+                for (std::size_t k = 0; k < total.size(); ++k)
+                    total[k] += piece[k];
+            },
+            Whole(image));
+        for (std::size_t k = 0; k < counts.size(); ++k)
+            counts[k] += found[k];
+    });
+}
+
 double cImageMathGeneric::SumImage(const cFloatImagePtr& image) {
     return Guard([&] {
         RequireImages("SumImage", {&image});

@@ -57,6 +57,8 @@ public:
     float FindMaximumValue(const cFloatImagePtr& image) override;
     float EstimateForegroundThreshold(const cFloatImagePtr& image) override;
     unsigned CountPixelInRange(const cFloatImagePtr& image, const float& low, const float& high) override;
+    void CountPixelsBelowLimits(const cFloatImagePtr& image, const std::vector<float>& limits,
+                                std::vector<uint64_t>& counts) override;
     void FindMaxMinPositionOfMaximumValue(const cFloatImagePtr& image, cImagePosition& upper, cImagePosition& lower) override;
     float ComputeLogLikelihoodIncreaseByLineSearch(const cFloatImagePtr& data, const cFloatImagePtr& blurred, const cFloatImagePtr& direction, const cFloatImagePtr& work, const float& step, unsigned x0, unsigned xMargin, unsigned y0, unsigned yMargin, unsigned z0, unsigned zMargin) override;
     void CalculateRadialProfile(const cFloatImagePtr& re, const cFloatImagePtr& im, cCountedArray<float> profile) override;

@@ -402,61 +402,74 @@ constexpr int64_t kCuttingBudget = 4600000;
 } // namespace
 
 TEST(RunStages, CutRestorationMatchesTheUncutOneAwayFromTheFaces) {
-    const BeadStack beads = SeamBeads();
     // The filter itself acts locally, so cutting must not change what it gives away from the
-    // seams' guard bands. The non-negativity step does not: it lifts and rescales each
-    // restored subvolume as a whole, by a pedestal of its own. A phase object leaves that
-    // step out, and the measured PSF matches the blur, so what remains to compare is the
-    // cut, the periodic padding and the blending.
-    Job whole(beads);
-    whole.std.bPhaseObject = 1;
-    whole.MeasuredPsf(16, 16, 9);
-    StatusSeen wholeSeen;
-    ASSERT_EQ(whole.Restore(&wholeSeen), OVD_RESULT_SUCCESS);
-    ASSERT_FALSE(wholeSeen.reports.empty());
-    EXPECT_EQ(wholeSeen.reports.back().sSubvolumeCount, 1);
+    // seams' guard bands. What describes the whole stack (background, estimated
+    // regularisation, the non-negativity step's pedestal and scale) is estimated once for
+    // the whole stack, so the default mode (estimated K, computed PSF, no phase object)
+    // must hold as well as a phase object with a fixed K and the PSF of the blur.
+    struct Mode {
+        const char* what;
+        bool phaseObject, measuredPsf;
+        float noiseFactor;
+    };
+    const Mode modes[] = {
+        {"phase object, fixed K, measured PSF", true, true, 2e-5f},
+        {"default: estimated K, computed PSF", false, false, 0.0f},
+        {"estimated K, measured PSF", false, true, 0.0f},
+    };
+    const BeadStack beads = SeamBeads();
+    for (const Mode& mode : modes) {
+        SCOPED_TRACE(mode.what);
+        auto restore = [&](Job& job, StatusSeen& seen, int64_t budget) {
+            job.std.bPhaseObject = mode.phaseObject ? 1 : 0;
+            job.exp.fNoiseFactor = mode.noiseFactor;
+            if (mode.measuredPsf)
+                job.MeasuredPsf(16, 16, 9);
+            ovdSetMemoryBudget(budget);
+            const uint16_t code = job.Restore(&seen);
+            ovdSetMemoryBudget(0);
+            return code;
+        };
+        Job whole(beads), cut(beads);
+        StatusSeen wholeSeen, cutSeen;
+        ASSERT_EQ(restore(whole, wholeSeen, 0), OVD_RESULT_SUCCESS);
+        ASSERT_FALSE(wholeSeen.reports.empty());
+        EXPECT_EQ(wholeSeen.reports.back().sSubvolumeCount, 1);
+        ASSERT_EQ(restore(cut, cutSeen, kCuttingBudget), OVD_RESULT_SUCCESS);
 
-    Job cut(beads);
-    cut.std.bPhaseObject = 1;
-    cut.MeasuredPsf(16, 16, 9);
-    StatusSeen cutSeen;
-    ovdSetMemoryBudget(kCuttingBudget);
-    const uint16_t code = cut.Restore(&cutSeen);
-    ovdSetMemoryBudget(0);
-    ASSERT_EQ(code, OVD_RESULT_SUCCESS);
+        // Status reports name each subvolume, from 1 to the count, in order.
+        ASSERT_FALSE(cutSeen.reports.empty());
+        const int count = cutSeen.reports.front().sSubvolumeCount;
+        EXPECT_GE(count, 9);
+        int last = 1;
+        std::vector<bool> named(std::size_t(count) + 1, false);
+        for (const ovdStructInvFilterStatus& s : cutSeen.reports) {
+            EXPECT_EQ(s.sSubvolumeCount, count);
+            EXPECT_GE(s.sSubvolume, last);
+            last = s.sSubvolume;
+            named[std::size_t(s.sSubvolume)] = true;
+        }
+        EXPECT_EQ(std::count(named.begin() + 1, named.end(), true), count);
 
-    // Status reports name each subvolume, from 1 to the count, in order.
-    ASSERT_FALSE(cutSeen.reports.empty());
-    const int count = cutSeen.reports.front().sSubvolumeCount;
-    EXPECT_GE(count, 9);
-    int last = 1;
-    std::vector<bool> named(std::size_t(count) + 1, false);
-    for (const ovdStructInvFilterStatus& s : cutSeen.reports) {
-        EXPECT_EQ(s.sSubvolumeCount, count);
-        EXPECT_GE(s.sSubvolume, last);
-        last = s.sSubvolume;
-        named[std::size_t(s.sSubvolume)] = true;
+        // Away from the outer faces, where the two cuts see the same neighbourhood, the
+        // seams must not show: less than 1% of the restored range.
+        const std::vector<float> a = whole.Result(), b = cut.Result();
+        ASSERT_EQ(a.size(), beads.v.size());
+        ASSERT_EQ(b.size(), beads.v.size());
+        const auto [lo, hi] = std::minmax_element(a.begin(), a.end());
+        const float range = *hi - *lo;
+        constexpr int kMargin = 10; // the guard band
+        float worst = 0;
+        for (int z = 0; z < beads.d; ++z)
+            for (int y = kMargin; y < beads.h - kMargin; ++y)
+                for (int x = kMargin; x < beads.w - kMargin; ++x)
+                    worst = std::max(worst,
+                                     std::abs(a[beads.Index(x, y, z)] - b[beads.Index(x, y, z)]));
+        std::printf("%s: seam deviation %.4f%% of the range (%d subvolumes)\n", mode.what,
+                    100.0 * worst / range, count);
+        EXPECT_LT(worst, 0.01f * range);
+        EXPECT_EQ(cut.temp.Count(), 0u);
     }
-    EXPECT_EQ(std::count(named.begin() + 1, named.end(), true), count);
-
-    // Away from the outer faces, where the two cuts see the same neighbourhood, the seams
-    // must not show: less than 1% of the restored range.
-    const std::vector<float> a = whole.Result(), b = cut.Result();
-    ASSERT_EQ(a.size(), beads.v.size());
-    ASSERT_EQ(b.size(), beads.v.size());
-    const auto [lo, hi] = std::minmax_element(a.begin(), a.end());
-    const float range = *hi - *lo;
-    constexpr int kMargin = 10; // the guard band
-    float worst = 0;
-    for (int z = 0; z < beads.d; ++z)
-        for (int y = kMargin; y < beads.h - kMargin; ++y)
-            for (int x = kMargin; x < beads.w - kMargin; ++x)
-                worst =
-                    std::max(worst, std::abs(a[beads.Index(x, y, z)] - b[beads.Index(x, y, z)]));
-    std::printf("seam deviation: %.4f%% of the range (%d subvolumes)\n", 100.0 * worst / range,
-                count);
-    EXPECT_LT(worst, 0.01f * range);
-    EXPECT_EQ(cut.temp.Count(), 0u);
 }
 
 TEST(RunStages, APsfFileIsReadOnceForAllSubvolumes) {
