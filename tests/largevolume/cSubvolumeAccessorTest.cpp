@@ -63,6 +63,10 @@ TEST(cSubvolumeAccessorTest, PlacesInteriorSlicesInItsTileAndDeletesWhatItRead) 
     cSubvolumeAccessor accessor;
     accessor.Setup(SubvolumeLog(result));
     EXPECT_EQ(accessor.GetInteriorSize(), (cImageDimensions{5, 5, 2}));
+    // Bands as wide as the subvolume leave no interior to place.
+    auto noInterior = SubvolumeLog(result);
+    noInterior->GetParameters().SetInt(DEC_IPARAMS_SUBVOLUME_X2GUARDBAND, 8);
+    EXPECT_THROW(cSubvolumeAccessor().Setup(noInterior), cException);
 
     cFloatImagePtr mosaic(new cOvdImage<float>(cImageDimensions{10, 15, 1}, Contiguous3D, "t"));
     for (uint32_t y = 0; y < 15; ++y)
