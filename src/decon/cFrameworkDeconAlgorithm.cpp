@@ -2,6 +2,7 @@
 
 #include "core/cStatusUpdateHandler.h"
 #include "decon/cIterativeCallbackStopCriterion.h"
+#include "decon/cIterativeStopCriterion.h"
 #include "image/cMemoryManagerContainer.h"
 
 namespace Ovidane {
@@ -10,6 +11,15 @@ void cFrameworkDeconAlgorithm::MakeFramework(bool objectSharesOriginal) {
     mIterativeFramework = new cIterativeDeconFramework(mLog, mSize);
     mIterativeFramework->SetObjectSharesOriginal(objectSharesOriginal);
     mFramework = mIterativeFramework;
+}
+
+void cFrameworkDeconAlgorithm::CountPassesAsTheLogSays() {
+    cDeconParameter& p = mLog->GetParameters();
+    // A save interval of 0 would also leave the framework's divisibility test without a
+    // divisor.
+    if (p.GetInt(DEC_IPARAMS_SAVE_INTERVAL) == 0)
+        p.SetInt(DEC_IPARAMS_SAVE_INTERVAL, p.GetInt(DEC_IPARAMS_TOTAL_ITERATIONS));
+    mStopCriterion = new cIterativeStopCriterion(mLog);
 }
 
 void cFrameworkDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback, void* userData) {

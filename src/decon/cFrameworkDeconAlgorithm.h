@@ -42,6 +42,9 @@ protected:
     // the restoration happens in place, for a method that needs the data no more once it
     // has started.
     void MakeFramework(bool objectSharesOriginal);
+    // An iterative method runs DEC_IPARAMS_TOTAL_ITERATIONS passes, as the caller set them,
+    // and saves only its result unless the log asks for intermediate files.
+    void CountPassesAsTheLogSays();
 
     cCountedPtr<cIterativeDeconFramework> mIterativeFramework;
     cPsfFirstGuessPtr mPsfFirstGuess;

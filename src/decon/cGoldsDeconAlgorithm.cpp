@@ -38,11 +38,7 @@ cGoldsDeconAlgorithm::cGoldsDeconAlgorithm(cCountedPtr<cDeconLog> log)
         mObjectFirstGuess = MakeObjectFirstGuess(StretchFactor());
         MakePreviews(mPreview, mPsfPreview);
 
-        // The caller decides the number of passes. Without a save interval only the result
-        // is written, and the framework's divisibility test has a divisor.
-        if (p.GetInt(DEC_IPARAMS_SAVE_INTERVAL) == 0)
-            p.SetInt(DEC_IPARAMS_SAVE_INTERVAL, p.GetInt(DEC_IPARAMS_TOTAL_ITERATIONS));
-        mStopCriterion = new cIterativeStopCriterion(mLog);
+        CountPassesAsTheLogSays();
     });
     SetObjectName("cGoldsDeconAlgorithm");
 }
