@@ -26,11 +26,11 @@ constexpr float kPi = 3.14159265358979f;
 // Index 0 is the origin at every size; without that test an axis of one pixel (a single
 // plane) would put its only index a whole pixel away from the origin.
 inline uint32_t WrapDistance(uint32_t i, uint32_t n) {
-    return i == 0 || i < n / 2 ? i : n - i;
+    return i == 0 || uint64_t{2} * i < n ? i : n - i;
 }
 
 inline int64_t SignedWrapDistance(uint32_t i, uint32_t n) {
-    return i == 0 || i < n / 2 ? int64_t{i} : int64_t{i} - int64_t{n};
+    return i == 0 || uint64_t{2} * i < n ? int64_t{i} : int64_t{i} - int64_t{n};
 }
 
 // Walks every pixel of an image with its lateral radius r = √((wx·dx)² + (wy·dy)²) and

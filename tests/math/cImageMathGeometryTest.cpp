@@ -94,6 +94,13 @@ TEST(cImageMathGeometry, GaussianSumsToOneAndIsCentredOnTheWrappedOrigin) {
     EXPECT_NEAR(At(image, 0, 0, 7) / peak, fall(2.0, 6.0), 1e-5);
     // Index N/2 is the farthest point, N/2 steps away on the negative side.
     EXPECT_NEAR(At(image, 8, 0, 0) / peak, fall(4.0, 3.0), 1e-5);
+    // An odd axis has two farthest points, (N - 1)/2 steps away on either side.
+    cFloatImagePtr odd = MakeImage(5, 7, 3);
+    math.Generate3DGaussian(odd, 0.5f, 1.0f, 2.0f, 3.0f, 4.0f, 6.0f);
+    EXPECT_EQ(At(odd, 2, 0, 0), At(odd, 3, 0, 0));
+    EXPECT_EQ(At(odd, 0, 3, 0), At(odd, 0, 4, 0));
+    EXPECT_EQ(At(odd, 0, 0, 1), At(odd, 0, 0, 2));
+    EXPECT_NEAR(At(odd, 2, 0, 0) / At(odd, 0, 0, 0), fall(1.0, 3.0), 1e-5);
 }
 
 TEST(cImageMathGeometry, MasksHoldExactlyThePixelsOfTheirShapes) {
