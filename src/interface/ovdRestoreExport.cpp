@@ -18,6 +18,12 @@ namespace {
 
 constexpr uint16_t kRefused = OVD_RESULT_INVALID_ARGUMENT;
 
+// A refusal with the reason the host reads back (ovdGetLastErrorMessage).
+uint16_t Refuse(const std::string& reason) {
+    cFailureReason::Record(reason);
+    return kRefused;
+}
+
 bool AllFinite(std::initializer_list<float> values) {
     for (const float value : values)
         if (!std::isfinite(value))
@@ -31,12 +37,16 @@ bool AllFinite(std::initializer_list<float> values) {
 uint16_t CheckRecordsStrictly(const ovdStructInvFilterImage& image,
                               const ovdStructInvFilterPsf* psfIn,
                               const ovdStructInvFilterOpsExp& exp) {
-    if (!AllFinite({image.fXSpacing, image.fYSpacing, image.fZSpacing, image.fNumericalAperture,
-                    image.fRefractiveIndex, image.fEmissionWavelength,
-                    image.fSphericalAberration, exp.fNoiseFactor, exp.fMemoryPercent}))
-        return kRefused;
+    if (!AllFinite({image.fXSpacing, image.fYSpacing, image.fZSpacing}))
+        return Refuse("a spacing of the stack is not a finite number");
+    if (!AllFinite({image.fNumericalAperture, image.fRefractiveIndex, image.fEmissionWavelength}))
+        return Refuse("the aperture, refractive index or wavelength is not a finite number");
+    if (!AllFinite({image.fSphericalAberration}))
+        return Refuse("the spherical aberration is not a finite number");
+    if (!AllFinite({exp.fNoiseFactor, exp.fMemoryPercent}))
+        return Refuse("the noise factor or memory percentage is not a finite number");
     if (psfIn && !AllFinite({psfIn->fXSpacing, psfIn->fYSpacing, psfIn->fZSpacing}))
-        return kRefused;
+        return Refuse("a spacing of the measured PSF is not a finite number");
     if (exp.sXYGuardBand > 100 || exp.sZGuardBand > 100) {
         cFailureReason::Record("the guard bands are " + std::to_string(exp.sXYGuardBand) +
                                " (x and y) and " + std::to_string(exp.sZGuardBand) +
@@ -66,17 +76,23 @@ uint16_t CheckGuardBandFitsStack(const ovdStructInvFilterImage& image,
 }
 
 uint16_t CheckIterativeOptions(const ovdStructIterativeOps& o) {
-    if (o.nMethod > OVD_METHOD_GOLD || o.nAcceleration > OVD_ACCELERATION_EXTRAPOLATION ||
-        o.nStart > OVD_START_FLAT || o.nReserved != 0)
-        return kRefused;
+    if (o.nMethod > OVD_METHOD_GOLD)
+        return Refuse("unknown method " + std::to_string(o.nMethod));
+    if (o.nAcceleration > OVD_ACCELERATION_EXTRAPOLATION)
+        return Refuse("unknown acceleration " + std::to_string(o.nAcceleration));
+    if (o.nStart > OVD_START_FLAT)
+        return Refuse("unknown start " + std::to_string(o.nStart));
+    if (o.nReserved != 0)
+        return Refuse("the reserved field of the iterative options must be 0");
     if (o.nIterations < 1 || o.nIterations > OVD_MAX_ITERATIONS)
-        return kRefused;
+        return Refuse("the number of passes is " + std::to_string(o.nIterations) +
+                      "; it must lie in 1 to " + std::to_string(OVD_MAX_ITERATIONS));
     if (!(o.fRoughness >= 0.0f && o.fRoughness <= 1000.0f))
-        return kRefused;
+        return Refuse("the roughness factor must be a number from 0 to 1000");
     if (!(o.fGoldSmoothing >= 0.0f && o.fGoldSmoothing <= 10.0f))
-        return kRefused;
+        return Refuse("the width of Gold's smoothing must be a number from 0 to 10");
     if (o.nGoldInterval < 1 || o.nGoldInterval > 1000)
-        return kRefused;
+        return Refuse("the interval of Gold's smoothing must lie in 1 to 1000");
     return OVD_RESULT_SUCCESS;
 }
 

@@ -127,6 +127,7 @@ TEST(IterativeRestore, RefusesOptionsAndValuesNoRunCouldUse) {
         Restoration r(beads);
         c.spoil(r);
         EXPECT_EQ(r.Run(), c.code) << c.what;
+        EXPECT_STRNE(ovdGetLastErrorMessage(), "") << c.what;
         EXPECT_FALSE(fs::exists(r.output)) << c.what;
         EXPECT_EQ(r.temp.Count(), 0u) << c.what;
     }
