@@ -22,6 +22,22 @@ void cFrameworkDeconAlgorithm::CountPassesAsTheLogSays() {
     mStopCriterion = new cIterativeStopCriterion(mLog);
 }
 
+void cFrameworkDeconAlgorithm::PrepareOperations(cOptimization& optimization) {
+    mPsfFirstGuess->SetFileName(mLog->GetParameters().GetString(DEC_SPARAMS_INPUT_PSF_FILE));
+    optimization.Initialize();
+    for (const cNoiseSmoothingPtr& smoothing : {mObjectSmoothing, mIterationSmoothing})
+        if (smoothing)
+            smoothing->Initialize(mSize);
+    mStopCriterion->Initialize();
+}
+
+void cFrameworkDeconAlgorithm::RunReleasingOneTimeOperations() {
+    mIterativeFramework->Prepare();
+    mObjectFirstGuess = cObjectFirstGuessPtr();
+    mObjectSmoothing = cNoiseSmoothingPtr();
+    mIterativeFramework->Iterate();
+}
+
 void cFrameworkDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback, void* userData) {
     Guard([&] {
         mIterativeFramework->SetStatusUpdateHandler(new cStatusUpdateHandler(callback, userData));

@@ -3,6 +3,9 @@
 
 #include "decon/cDeconAlgorithm.h"
 #include "decon/cIterativeDeconFramework.h"
+#include "decon/cNoiseSmoothing.h"
+#include "decon/cObjectFirstGuess.h"
+#include "decon/cOptimization.h"
 #include "decon/cPreview.h"
 #include "decon/cPsfFirstGuess.h"
 #include "decon/cSharedPsfFirstGuess.h"
@@ -36,6 +39,9 @@ public:
     cStopCriterionPtr GetStopCriterion() const { return mStopCriterion; }
     cPreviewPtr GetPreview() const { return mPreview; }
     cPreviewPtr GetPsfPreview() const { return mPsfPreview; }
+    cObjectFirstGuessPtr GetObjectFirstGuess() const { return mObjectFirstGuess; }
+    cNoiseSmoothingPtr GetObjectSmoothing() const { return mObjectSmoothing; }
+    cNoiseSmoothingPtr GetIterationSmoothing() const { return mIterationSmoothing; }
 
 protected:
     // The framework for the stack's size (ReadGeometry first). With `objectSharesOriginal`
@@ -45,12 +51,23 @@ protected:
     // An iterative method runs DEC_IPARAMS_TOTAL_ITERATIONS passes, as the caller set them,
     // and saves only its result unless the log asks for intermediate files.
     void CountPassesAsTheLogSays();
+    // The last settings of an iterative method: the PSF file's name, then the
+    // initialisation of its optimization, smoothings and stop criterion.
+    void PrepareOperations(cOptimization& optimization);
+    // The framework's preparation and passes. The one-time operations (the start and its
+    // blur) are let go between the two, so that what they hold (a whole restoration, a
+    // kernel's transform) does not sit on memory through the passes.
+    void RunReleasingOneTimeOperations();
 
     cCountedPtr<cIterativeDeconFramework> mIterativeFramework;
     cPsfFirstGuessPtr mPsfFirstGuess;
     cStopCriterionPtr mStopCriterion;
     cPreviewPtr mPreview;
     cPreviewPtr mPsfPreview;
+    // Those of the iterative methods; empty for the inverse filter.
+    cObjectFirstGuessPtr mObjectFirstGuess;
+    cNoiseSmoothingPtr mObjectSmoothing;
+    cNoiseSmoothingPtr mIterationSmoothing;
 
 private:
     bool mInitialized = false;

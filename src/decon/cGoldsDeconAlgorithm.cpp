@@ -63,26 +63,11 @@ void cGoldsDeconAlgorithm::SetUp() {
 }
 
 void cGoldsDeconAlgorithm::Prepare() {
-    Guard([&] {
-        mPsfFirstGuess->SetFileName(mLog->GetParameters().GetString(DEC_SPARAMS_INPUT_PSF_FILE));
-        mOptimization->Initialize();
-        if (mObjectSmoothing)
-            mObjectSmoothing->Initialize(mSize);
-        if (mIterationSmoothing)
-            mIterationSmoothing->Initialize(mSize);
-        mStopCriterion->Initialize();
-    });
+    Guard([&] { PrepareOperations(*mOptimization); });
 }
 
 void cGoldsDeconAlgorithm::Run() {
-    Guard([&] {
-        mIterativeFramework->Prepare();
-        // The framework has let go of the one-time operations; so does the algorithm, so
-        // that what they hold does not sit on memory through the passes.
-        mObjectFirstGuess = cObjectFirstGuessPtr();
-        mObjectSmoothing = cNoiseSmoothingPtr();
-        mIterativeFramework->Iterate();
-    });
+    Guard([&] { RunReleasingOneTimeOperations(); });
 }
 
 } // namespace Ovidane

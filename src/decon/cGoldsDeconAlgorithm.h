@@ -36,14 +36,8 @@ public:
     void Run() override;
 
     cGoldsMethodOptimizationPtr GetOptimization() const { return mOptimization; }
-    cObjectFirstGuessPtr GetObjectFirstGuess() const { return mObjectFirstGuess; }
-    cNoiseSmoothingPtr GetObjectSmoothing() const { return mObjectSmoothing; }
-    cNoiseSmoothingPtr GetIterationSmoothing() const { return mIterationSmoothing; }
 
 private:
-    cObjectFirstGuessPtr mObjectFirstGuess;
-    cNoiseSmoothingPtr mObjectSmoothing;
-    cNoiseSmoothingPtr mIterationSmoothing;
     cGoldsMethodOptimizationPtr mOptimization;
 };
 

@@ -113,26 +113,11 @@ void cMlemNonBlindDeconAlgorithm::UseCallbackStopCriterion(ovdStatusCallback cal
 }
 
 void cMlemNonBlindDeconAlgorithm::Prepare() {
-    Guard([&] {
-        mPsfFirstGuess->SetFileName(mLog->GetParameters().GetString(DEC_SPARAMS_INPUT_PSF_FILE));
-        mOptimization->Initialize();
-        if (mObjectSmoothing)
-            mObjectSmoothing->Initialize(mSize);
-        mIterationSmoothing->Initialize(mSize);
-        mStopCriterion->Initialize();
-    });
+    Guard([&] { PrepareOperations(*mOptimization); });
 }
 
 void cMlemNonBlindDeconAlgorithm::Run() {
-    Guard([&] {
-        mIterativeFramework->Prepare();
-        // The framework has let go of the one-time operations; so does the algorithm, so
-        // that what they hold (a whole restoration, a kernel's transform) does not sit on
-        // memory through the passes.
-        mObjectFirstGuess = cObjectFirstGuessPtr();
-        mObjectSmoothing = cNoiseSmoothingPtr();
-        mIterativeFramework->Iterate();
-    });
+    Guard([&] { RunReleasingOneTimeOperations(); });
 }
 
 } // namespace Ovidane

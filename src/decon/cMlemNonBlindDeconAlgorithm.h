@@ -43,14 +43,8 @@ public:
 
     cMlemNonBlindMethodOptimizationPtr GetOptimization() const { return mOptimization; }
     cAccelerationPtr GetAcceleration() const { return mAcceleration; }
-    cObjectFirstGuessPtr GetObjectFirstGuess() const { return mObjectFirstGuess; }
-    cNoiseSmoothingPtr GetObjectSmoothing() const { return mObjectSmoothing; }
-    cNoiseSmoothingPtr GetIterationSmoothing() const { return mIterationSmoothing; }
 
 private:
-    cObjectFirstGuessPtr mObjectFirstGuess;
-    cNoiseSmoothingPtr mObjectSmoothing;
-    cNoiseSmoothingPtr mIterationSmoothing;
     cMlemNonBlindMethodOptimizationPtr mOptimization;
     cAccelerationPtr mAcceleration;
 };
