@@ -13,7 +13,7 @@ from .errors import check
 _DATA_TYPES = {np.dtype(np.uint8): 0, np.dtype(np.uint16): 1, np.dtype(np.float32): 2}
 _ARGUMENT_PIXEL_TYPES = {np.dtype(np.float32): 0, np.dtype(np.uint16): 1, np.dtype(np.uint8): 2}
 _NOISE = {"auto": 0.0, "low": 2e-5, "medium": 2e-4, "high": 2e-3}
-_METHODS = {"wiener": 0, "mlem": 1, "gold": 2}
+_METHODS = {"wiener": 0, "mlem": 1, "gold": 2, "mlem2d": 3, "blind": 4}
 _ACCELERATIONS = {"line": 0, "extrapolation": 1}
 _STARTS = {"data": 0, "wiener": 1, "flat": 2}
 
@@ -60,7 +60,8 @@ def _finite(name, value):
     return number
 
 
-def _iterative_options(method, iterations, acceleration, roughness, start):
+def _iterative_options(method, iterations, acceleration, roughness, start, object_updates,
+                       psf_updates):
     options = L.IterativeOptions()
     L.lib.ovdInitStructIterativeOps(ctypes.byref(options))
     options.nMethod = _choice("method", method, _METHODS)
@@ -70,6 +71,10 @@ def _iterative_options(method, iterations, acceleration, roughness, start):
     if roughness is not None:
         options.fRoughness = _finite("roughness", roughness)
     options.nStart = _choice("start", start, _STARTS)
+    if object_updates is not None:
+        options.nObjectUpdates = _bounded_int("object_updates", object_updates, 1, 100)
+    if psf_updates is not None:
+        options.nPsfUpdates = _bounded_int("psf_updates", psf_updates, 1, 100)
     return options
 
 
@@ -130,7 +135,8 @@ def _write_raw(array, path):
 def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, noise="auto",
             psf=None, psf_spacing=None, guard_xy=10, guard_z=6, overlap=10, progress=None,
             temp_dir=None, return_psf=False, method="wiener", iterations=None,
-            acceleration="extrapolation", roughness=None, start="data"):
+            acceleration="extrapolation", roughness=None, start="data", object_updates=None,
+            psf_updates=None):
     """Restores a stack with the library's Wiener filter, or iteratively.
 
     stack: array (z, y, x) of uint8, uint16 or float32. spacing: (x, y, z) in micrometres.
@@ -138,15 +144,19 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
     theoretical PSF. psf: a measured PSF (z, y, x), with psf_spacing (x, y, z), used instead.
     noise: 'auto', 'low', 'medium', 'high' or a regularisation level (Wiener filter).
     method: 'wiener' (one pass, fast), 'mlem' (maximum likelihood, best on photon-limited
-    data) or 'gold'. iterations, acceleration ('extrapolation' or 'line'), roughness (Good's
-    roughness factor) and start ('data', 'wiener', 'flat') tune the iterative methods; None
-    leaves the library's defaults. progress(percent, subvolume, count, minutes_left) sees the
+    data) or 'gold'; for a single plane (a 2D array or depth 1) also 'mlem2d' and 'blind',
+    which estimates the PSF as well, starting from psf or the model: with return_psf the
+    estimate comes back. iterations, acceleration ('extrapolation' or 'line'), roughness
+    (Good's roughness factor), start ('data', 'wiener', 'flat') and, for the plane methods,
+    object_updates and psf_updates a pass tune the iterative methods; None leaves the
+    library's defaults. progress(percent, subvolume, count, minutes_left) sees the
     whole run's percentage. Returns the restored float32 stack, and the PSF used when
     return_psf is true.
     """
     array = _as_stack(stack)
     sx, sy, sz = _spacing(spacing)
-    iterative = _iterative_options(method, iterations, acceleration, roughness, start)
+    iterative = _iterative_options(method, iterations, acceleration, roughness, start,
+                                   object_updates, psf_updates)
     sa = _finite("sa", sa)
     guard_xy = _bounded_int("guard_xy", guard_xy, 0, 32767)
     guard_z = _bounded_int("guard_z", guard_z, 0, 32767)

@@ -73,7 +73,8 @@ class IterativeOptions(ctypes.Structure):
         ("nStart", ctypes.c_uint32),
         ("fGoldSmoothing", ctypes.c_float),
         ("nGoldInterval", ctypes.c_int32),
-        ("nReserved", ctypes.c_uint32),
+        ("nObjectUpdates", ctypes.c_uint16),
+        ("nPsfUpdates", ctypes.c_uint16),
     ]
 
 

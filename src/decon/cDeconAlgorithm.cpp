@@ -6,8 +6,10 @@
 #include <vector>
 
 #include "decon/c2DPSFPreview.h"
+#include "decon/c2DPSFPreviewWithFile.h"
 #include "decon/c2DPreview.h"
 #include "decon/c2DPreviewWithFile.h"
+#include "decon/c2DPreviewWithMaxProjectionFile.h"
 #include "decon/c3DDvorakBandWidthConstraint.h"
 #include "decon/c3DPreview.h"
 #include "decon/c3DPreviewWithFile.h"
@@ -94,7 +96,8 @@ cPsfFirstGuessPtr cDeconAlgorithm::MakeLoadFilePsfFirstGuess(bool thinPsfTakesSt
                                       p.GetReal(DEC_RPARAMS_PSF_Y_SPACING), psfSpacingZ);
 }
 
-void cDeconAlgorithm::MakePreviews(cPreviewPtr& preview, cPreviewPtr& psfPreview) const {
+void cDeconAlgorithm::MakePreviews(cPreviewPtr& preview, cPreviewPtr& psfPreview,
+                                   bool planeKinds, bool blindKinds) const {
     const cDeconParameter& p = mLog->GetParameters();
     switch (p.GetFlag(DEC_FPARAMS_PREVIEW_METHOD)) {
     case DEC_FLAG_PM_2D_PREVIEW:
@@ -109,22 +112,35 @@ void cDeconAlgorithm::MakePreviews(cPreviewPtr& preview, cPreviewPtr& psfPreview
     case DEC_FLAG_PM_3D_PREVIEW_WITH_FILE:
         preview = new c3DPreviewWithFile(mLog);
         break;
+    case DEC_FLAG_PM_2D_PREVIEW_WITH_MAX_PROJECTION_FILE:
+        if (planeKinds)
+            preview = new c2DPreviewWithMaxProjectionFile(mLog);
+        break;
     default:
-        break; // no preview; the running-maximum kind belongs to the 2D methods
+        break; // no preview
     }
-    if (p.GetFlag(DEC_FPARAMS_PSF_PREVIEW_METHOD) == DEC_FLAG_PPM_2D_PSF_PREVIEW)
+    switch (p.GetFlag(DEC_FPARAMS_PSF_PREVIEW_METHOD)) {
+    case DEC_FLAG_PPM_2D_PSF_PREVIEW:
         psfPreview = new c2DPSFPreview(mLog);
+        break;
+    case DEC_FLAG_PPM_2D_PSF_PREVIEW_WITH_FILE:
+        if (blindKinds)
+            psfPreview = new c2DPSFPreviewWithFile(mLog);
+        break;
+    default:
+        break;
+    }
 }
 
-cObjectFirstGuessPtr cDeconAlgorithm::MakeObjectFirstGuess(float ownPsfStretch) {
+cObjectFirstGuessPtr cDeconAlgorithm::MakeObjectFirstGuess(std::optional<float> ownPsfStretch) {
     const cDeconParameter& p = mLog->GetParameters();
     switch (p.GetFlag(DEC_FPARAMS_INITIAL_GUESS_METHOD)) {
     case DEC_FLAG_IGM_FILTERED_ORIGINAL: {
         cCountedPtr<cInverseFilteringObjectFirstGuess> guess(
             new cInverseFilteringObjectFirstGuess());
         guess->SetAlgorithm(this);
-        if (p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD) == DEC_FLAG_PGM_FLAT_SHEET)
-            guess->SetPsfFirstGuess(MakeTheoreticalPsfFirstGuess(ownPsfStretch));
+        if (ownPsfStretch && p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD) == DEC_FLAG_PGM_FLAT_SHEET)
+            guess->SetPsfFirstGuess(MakeTheoreticalPsfFirstGuess(*ownPsfStretch));
         return guess;
     }
     case DEC_FLAG_IGM_FLAT_SHEET:
@@ -136,7 +152,7 @@ cObjectFirstGuessPtr cDeconAlgorithm::MakeObjectFirstGuess(float ownPsfStretch) 
     }
 }
 
-cNoiseSmoothingPtr cDeconAlgorithm::MakeObjectSmoothing() const {
+cNoiseSmoothingPtr cDeconAlgorithm::MakeObjectSmoothing(float planeDistance) const {
     const cDeconParameter& p = mLog->GetParameters();
     if (p.GetFlag(DEC_FPARAMS_INITIAL_GUESS_METHOD) != DEC_FLAG_IGM_ORIGINAL_DATA)
         return cNoiseSmoothingPtr();
@@ -146,8 +162,7 @@ cNoiseSmoothingPtr cDeconAlgorithm::MakeObjectSmoothing() const {
     const float width = std::sqrt(p.GetReal(DEC_RPARAMS_GOODS_FACTOR) / 10.0f);
     if (!(width > 1.0f))
         return cNoiseSmoothingPtr();
-    // Widths count in lateral pixels; planes lie further apart by the spacing ratio.
-    return new cGaussianNoiseSmoothing(1.0f, 1.0f, mSpacing[2] / mSpacing[0], width, 1);
+    return new cGaussianNoiseSmoothing(1.0f, 1.0f, planeDistance, width, 1);
 }
 
 // A measured PSF brings the noise and the background of its own recording: cut what lies

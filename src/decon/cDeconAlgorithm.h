@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <optional>
 
 #include "core/cCountedPtr.h"
 #include "core/cDeconLog.h"
@@ -80,16 +81,22 @@ protected:
     // a file one pixel wide takes its plane distance from the stack.
     cPsfFirstGuessPtr MakeLoadFilePsfFirstGuess(bool thinPsfTakesStackSpacing) const;
     // The object and PSF previews that DEC_FPARAMS_PREVIEW_METHOD and
-    // DEC_FPARAMS_PSF_PREVIEW_METHOD ask for; empty for none.
-    void MakePreviews(cPreviewPtr& preview, cPreviewPtr& psfPreview) const;
+    // DEC_FPARAMS_PSF_PREVIEW_METHOD ask for; empty for none. The kinds that keep a running
+    // maximum projection, or write the PSF's preview to a file, are offered only where
+    // `planeKinds` (`blindKinds` for the PSF) says so.
+    void MakePreviews(cPreviewPtr& preview, cPreviewPtr& psfPreview, bool planeKinds = false,
+                      bool blindKinds = false) const;
     // The estimate an iterative method starts from, by DEC_FPARAMS_INITIAL_GUESS_METHOD.
     // The inverse-filtered start gets a theoretical PSF of its own, stretched by
     // `ownPsfStretch`, when the run's PSF guess is the flat sheet: filtering with a flat
-    // PSF would give back a flat image.
-    cObjectFirstGuessPtr MakeObjectFirstGuess(float ownPsfStretch);
+    // PSF would give back a flat image. Without a stretch it filters with the run's PSF.
+    cObjectFirstGuessPtr MakeObjectFirstGuess(std::optional<float> ownPsfStretch);
     // A Gaussian blur of the start estimate when the regularisation factor asks for one of
-    // more than a pixel; empty otherwise.
-    cNoiseSmoothingPtr MakeObjectSmoothing() const;
+    // more than a pixel; empty otherwise. Its width counts in lateral pixels and planes lie
+    // `planeDistance` of them apart.
+    cNoiseSmoothingPtr MakeObjectSmoothing(float planeDistance) const;
+    // How many lateral pixels apart the planes lie.
+    float PlaneDistanceInPixels() const { return mSpacing[2] / mSpacing[0]; }
     // The PSF's preparation: the cleaning of a measured PSF when the log asks for it, then
     // always the scaling to sum 1. A positive `hourglassMinimumRadius` is written to the log
     // and used for the hourglass in place of the log's radius.

@@ -1,8 +1,12 @@
 #include "decon/cFrameworkDeconAlgorithm.h"
 
 #include "core/cStatusUpdateHandler.h"
+#include "decon/cDerivedPsfFirstGuess.h"
+#include "decon/cFlatSheetPsfFirstGuess.h"
 #include "decon/cIterativeCallbackStopCriterion.h"
 #include "decon/cIterativeStopCriterion.h"
+#include "decon/cLineSearchAcceleration.h"
+#include "decon/cVectorExtrapolationAcceleration.h"
 #include "image/cMemoryManagerContainer.h"
 
 namespace Ovidane {
@@ -36,6 +40,42 @@ void cFrameworkDeconAlgorithm::RunReleasingOneTimeOperations() {
     mObjectFirstGuess = cObjectFirstGuessPtr();
     mObjectSmoothing = cNoiseSmoothingPtr();
     mIterativeFramework->Iterate();
+}
+
+cAccelerationPtr cFrameworkDeconAlgorithm::MakeMlemAcceleration() const {
+    const cDeconParameter& p = mLog->GetParameters();
+    if (p.GetBool(DEC_BPARAMS_VECTOR_EXTRAPOLATION))
+        return new cVectorExtrapolationAcceleration();
+    cCountedPtr<cLineSearchAcceleration> search(new cLineSearchAcceleration());
+    search->SetGuardBands(static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_X1GUARDBAND)),
+                          static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_X2GUARDBAND)),
+                          static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_Y1GUARDBAND)),
+                          static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_Y2GUARDBAND)),
+                          static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_Z1GUARDBAND)),
+                          static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_Z2GUARDBAND)));
+    return search;
+}
+
+cPsfFirstGuessPtr cFrameworkDeconAlgorithm::MakeMlemPsfFirstGuess(float stretch) const {
+    switch (mLog->GetParameters().GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD)) {
+    case DEC_FLAG_PGM_AUTOCORRELATION:
+        return new cDerivedPsfFirstGuess();
+    case DEC_FLAG_PGM_PSF_INPUT:
+        return MakeLoadFilePsfFirstGuess(false);
+    case DEC_FLAG_PGM_FLAT_SHEET:
+        return new cFlatSheetPsfFirstGuess();
+    default:
+        return MakeTheoreticalPsfFirstGuess(stretch);
+    }
+}
+
+void cFrameworkDeconAlgorithm::SizeForTheLog(cOptimization& optimization) const {
+    const cDeconParameter& p = mLog->GetParameters();
+    // A factor below 1 has no meaning; the measured grid is then the restored one.
+    auto factor = [](int32_t value) { return value > 1 ? static_cast<uint32_t>(value) : 1u; };
+    optimization.SetSubPixelFactors(factor(p.GetInt(DEC_IPARAMS_SUBPIXEL_XY_FACTOR)),
+                                    factor(p.GetInt(DEC_IPARAMS_SUBPIXEL_Z_FACTOR)));
+    optimization.SetDimensions(mSize);
 }
 
 void cFrameworkDeconAlgorithm::SetStatusCallback(ovdStatusCallback callback, void* userData) {

@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 
+#include "decon/cAcceleration.h"
 #include "decon/cDeconAlgorithm.h"
 #include "decon/cIterativeDeconFramework.h"
 #include "decon/cNoiseSmoothing.h"
@@ -58,6 +59,16 @@ protected:
     // blur) are let go between the two, so that what they hold (a whole restoration, a
     // kernel's transform) does not sit on memory through the passes.
     void RunReleasingOneTimeOperations();
+
+    // ---- What the ML-EM methods build alike.
+    // The line search, or the vector extrapolation where DEC_BPARAMS_VECTOR_EXTRAPOLATION
+    // asks for it.
+    cAccelerationPtr MakeMlemAcceleration() const;
+    // The PSF file, the PSF derived from the data, the flat sheet, or else the theoretical
+    // PSF stretched by `stretch`.
+    cPsfFirstGuessPtr MakeMlemPsfFirstGuess(float stretch) const;
+    // The stack's size and the log's sub-pixel factors.
+    void SizeForTheLog(cOptimization& optimization) const;
 
     cCountedPtr<cIterativeDeconFramework> mIterativeFramework;
     cPsfFirstGuessPtr mPsfFirstGuess;

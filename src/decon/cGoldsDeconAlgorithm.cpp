@@ -15,12 +15,12 @@ cGoldsDeconAlgorithm::cGoldsDeconAlgorithm(cCountedPtr<cDeconLog> log)
         MakeFramework(false);
 
         mOptimization = new cGoldsMethodOptimization();
-        mObjectSmoothing = MakeObjectSmoothing();
+        mObjectSmoothing = MakeObjectSmoothing(PlaneDistanceInPixels());
         const int32_t interval = p.GetInt(DEC_IPARAMS_GOLDS_SMOOTH_ITER);
         const float width = p.GetReal(DEC_RPARAMS_GOLDS_SMOOTH_GAUSS);
         if (interval > 0 && width > 0.0f)
             mIterationSmoothing = new cGaussianNoiseSmoothing(
-                1.0f, 1.0f, mSpacing[2] / mSpacing[0], width, static_cast<uint32_t>(interval));
+                1.0f, 1.0f, PlaneDistanceInPixels(), width, static_cast<uint32_t>(interval));
 
         // This method has no PSF derived from the data: that choice, like every other but a
         // file and the flat sheet, gives the theoretical PSF.

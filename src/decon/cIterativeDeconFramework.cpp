@@ -245,17 +245,20 @@ void cIterativeDeconFramework::SaveIntermediates(int32_t count, int32_t total) {
 }
 
 void cIterativeDeconFramework::SavePsf(const std::string& fileName) {
+    // The optimization hands out the PSF it would save; what it hands out is not the
+    // working PSF of the passes, which stays as it is.
+    cFloatImagePtr psf = mPsf;
     if (mOptimization)
-        mOptimization->RetrievePsf(mPsf);
+        mOptimization->RetrievePsf(psf);
     // A run that never made a PSF has none to save.
-    if (!mPsf)
+    if (!psf)
         return;
     // Shifted out of place: shifting the PSF itself there and back would not restore it
     // for odd sizes.
-    const cImageDimensions& size = mPsf->GetDimensions();
+    const cImageDimensions& size = psf->GetDimensions();
     cFloatImagePtr work = NewImage(size);
     cFloatImagePtr centred = NewImage(size);
-    cImageMathManager::Instance().GetImageMath()->FFTShift(mPsf, work, centred);
+    cImageMathManager::Instance().GetImageMath()->FFTShift(psf, work, centred);
     work = cFloatImagePtr();
     WriteImageFile(fileName, centred);
 }

@@ -1,11 +1,6 @@
 #include "decon/cMlemNonBlindDeconAlgorithm.h"
 
-#include "decon/cDerivedPsfFirstGuess.h"
-#include "decon/cFlatSheetPsfFirstGuess.h"
 #include "decon/cGoodsRoughnessNoiseSmoothing.h"
-#include "decon/cIterativeStopCriterion.h"
-#include "decon/cLineSearchAcceleration.h"
-#include "decon/cVectorExtrapolationAcceleration.h"
 
 namespace Ovidane {
 namespace {
@@ -22,11 +17,6 @@ constexpr int32_t kModalityWideHourglass = 14;
 // the data with a PSF that lacks part of it.
 constexpr float kHourglassMinimumRadius = 10.0f;
 
-uint32_t SubPixelFactor(int32_t value) {
-    // A factor below 1 has no meaning; the measured grid is then the restored one.
-    return value > 1 ? static_cast<uint32_t>(value) : 1u;
-}
-
 } // namespace
 
 cMlemNonBlindDeconAlgorithm::cMlemNonBlindDeconAlgorithm(cCountedPtr<cDeconLog> log)
@@ -37,44 +27,17 @@ cMlemNonBlindDeconAlgorithm::cMlemNonBlindDeconAlgorithm(cCountedPtr<cDeconLog> 
         // The data are needed in every pass, so the object is an image of its own.
         MakeFramework(false);
 
-        if (p.GetBool(DEC_BPARAMS_VECTOR_EXTRAPOLATION)) {
-            mAcceleration = new cVectorExtrapolationAcceleration();
-        } else {
-            cCountedPtr<cLineSearchAcceleration> search(new cLineSearchAcceleration());
-            search->SetGuardBands(
-                static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_X1GUARDBAND)),
-                static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_X2GUARDBAND)),
-                static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_Y1GUARDBAND)),
-                static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_Y2GUARDBAND)),
-                static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_Z1GUARDBAND)),
-                static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_Z2GUARDBAND)));
-            mAcceleration = search;
-        }
+        mAcceleration = MakeMlemAcceleration();
 
         mOptimization = new cMlemNonBlindMethodOptimization();
         mOptimization->SetAcceleration(mAcceleration);
-        mOptimization->SetSubPixelFactors(SubPixelFactor(p.GetInt(DEC_IPARAMS_SUBPIXEL_XY_FACTOR)),
-                                          SubPixelFactor(p.GetInt(DEC_IPARAMS_SUBPIXEL_Z_FACTOR)));
-        mOptimization->SetDimensions(mSize);
+        SizeForTheLog(*mOptimization);
 
-        mObjectSmoothing = MakeObjectSmoothing();
+        mObjectSmoothing = MakeObjectSmoothing(PlaneDistanceInPixels());
         mIterationSmoothing =
             new cGoodsRoughnessNoiseSmoothing(p.GetReal(DEC_RPARAMS_GOODS_FACTOR));
 
-        switch (p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD)) {
-        case DEC_FLAG_PGM_AUTOCORRELATION:
-            mPsfFirstGuess = new cDerivedPsfFirstGuess();
-            break;
-        case DEC_FLAG_PGM_PSF_INPUT:
-            mPsfFirstGuess = MakeLoadFilePsfFirstGuess(false);
-            break;
-        case DEC_FLAG_PGM_FLAT_SHEET:
-            mPsfFirstGuess = new cFlatSheetPsfFirstGuess();
-            break;
-        default:
-            mPsfFirstGuess = MakeTheoreticalPsfFirstGuess(1.0f);
-            break;
-        }
+        mPsfFirstGuess = MakeMlemPsfFirstGuess(1.0f);
         mObjectFirstGuess = MakeObjectFirstGuess(StretchFactor());
         MakePreviews(mPreview, mPsfPreview);
 

@@ -10,20 +10,22 @@
 namespace Ovidane {
 namespace {
 
-// Writes the seconds since the last mark and the step's text to the message stream; each
-// step of a pass is timed on its own.
+// Writes the seconds since the last mark and the step's text to a stream, if there is one;
+// each step of a pass is timed on its own.
 class cStepTimer {
 public:
-    explicit cStepTimer(std::ostream& stream)
-        : mStream(stream), mStart(Platform::ProcessClockMilliseconds()) {}
+    explicit cStepTimer(std::ostream* stream)
+        : mStream(stream), mStart(stream ? Platform::ProcessClockMilliseconds() : 0) {}
     void Done(const char* text) {
+        if (!mStream)
+            return;
         const int64_t now = Platform::ProcessClockMilliseconds();
-        mStream << "\t\t\t" << static_cast<double>(now - mStart) / 1000.0 << text << '\n';
+        *mStream << "\t\t\t" << static_cast<double>(now - mStart) / 1000.0 << text << '\n';
         mStart = now;
     }
 
 private:
-    std::ostream& mStream;
+    std::ostream* mStream;
     int64_t mStart;
 };
 
@@ -49,58 +51,68 @@ void cMlemNonBlindMethodOptimization::Initialize() {
     });
 }
 
+void cMlemNonBlindMethodOptimization::CheckInputs(const cFloatImagePtr& object,
+                                                  const cFloatImagePtr& original,
+                                                  const cFloatImagePtr& psf) {
+    if (object.IsNull() || original.IsNull() || psf.IsNull())
+        Fail("NULL input image in Apply", OVD_ERR_PARAMETER);
+    if (!(object->GetDimensions() == original->GetDimensions()) ||
+        !(psf->GetDimensions() == original->GetDimensions()))
+        Fail("Invalid Dimensions in Apply", OVD_ERR_PARAMETER);
+    if (mAcceleration.IsNull())
+        Fail("NULL acceleration in Apply", OVD_ERR_PARAMETER);
+    if (UsesSubPixels() && mKernel.IsNull())
+        Fail("NULL kernel in Apply", OVD_ERR_PARAMETER);
+    mAcceleration->SetDimensions(object->GetDimensions());
+}
+
+void cMlemNonBlindMethodOptimization::Update(cFloatImagePtr& object, cFloatImagePtr& original,
+                                             cFloatImagePtr& psf, std::ostream* timing) {
+    const bool subPixels = UsesSubPixels();
+    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+    cFFTManager& transforms = cFFTManager::Instance();
+    cStepTimer timer(timing);
+
+    const cFloatImagePtr& psfTransform = mPsfTransform.Of(psf);
+    cFloatImagePtr reblurred = mAcceleration->GetReblurredImage();
+    transforms.ConvolveHalfSpectrum(object, psfTransform, reblurred, 2);
+    if (subPixels)
+        transforms.Convolve(reblurred, mKernel, reblurred, 2);
+    timer.Done(" seconds for first Convolution");
+
+    cFloatImagePtr factor = mAcceleration->GetMultiplicationFactor();
+    math->DivideImage(original, reblurred, factor);
+    if (subPixels)
+        math->GenerateGridMask(factor, mSubPixelXY, mSubPixelZ);
+    timer.Done(" seconds to Divide");
+
+    transforms.ConvolveHalfSpectrum(factor, psfTransform, factor, 1);
+    if (subPixels)
+        transforms.Convolve(factor, mKernel, factor, 2);
+    timer.Done(" seconds for second Convolution");
+
+    if (!mAcceleration->MakesPlainUpdate()) {
+        cFloatImagePtr estimate = mAcceleration->GetNewImageEstimate();
+        if (estimate.IsNull())
+            estimate = object;
+        math->MultiplyImage(object, factor, estimate);
+        timer.Done(" seconds to Multiply Image");
+    }
+
+    mAcceleration->Apply(object, original, psf);
+    timer.Done(" seconds to apply Acceleration");
+}
+
 void cMlemNonBlindMethodOptimization::Apply(cFloatImagePtr& object, cFloatImagePtr& original,
                                             cFloatImagePtr& psf) {
     Guard([&] {
-        if (object.IsNull() || original.IsNull() || psf.IsNull())
-            Fail("NULL input image in Apply", OVD_ERR_PARAMETER);
-        if (!(object->GetDimensions() == original->GetDimensions()) ||
-            !(psf->GetDimensions() == original->GetDimensions()))
-            Fail("Invalid Dimensions in Apply", OVD_ERR_PARAMETER);
-        if (mAcceleration.IsNull())
-            Fail("NULL acceleration in Apply", OVD_ERR_PARAMETER);
-        const bool subPixels = UsesSubPixels();
-        if (subPixels && mKernel.IsNull())
-            Fail("NULL kernel in Apply", OVD_ERR_PARAMETER);
-
-        cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-        cFFTManager& transforms = cFFTManager::Instance();
-        cStepTimer timer(MessageStream());
-        mAcceleration->SetDimensions(object->GetDimensions());
-
-        const cFloatImagePtr& psfTransform = mPsfTransform.Of(psf);
-        cFloatImagePtr reblurred = mAcceleration->GetReblurredImage();
-        transforms.ConvolveHalfSpectrum(object, psfTransform, reblurred, 2);
-        if (subPixels)
-            transforms.Convolve(reblurred, mKernel, reblurred, 2);
-        timer.Done(" seconds for first Convolution");
-
-        cFloatImagePtr factor = mAcceleration->GetMultiplicationFactor();
-        math->DivideImage(original, reblurred, factor);
-        if (subPixels)
-            math->GenerateGridMask(factor, mSubPixelXY, mSubPixelZ);
-        timer.Done(" seconds to Divide");
-
-        transforms.ConvolveHalfSpectrum(factor, psfTransform, factor, 1);
-        if (subPixels)
-            transforms.Convolve(factor, mKernel, factor, 2);
-        timer.Done(" seconds for second Convolution");
-
-        const bool updatedByAcceleration = mAcceleration->MakesPlainUpdate();
-        if (!updatedByAcceleration) {
-            cFloatImagePtr estimate = mAcceleration->GetNewImageEstimate();
-            if (estimate.IsNull())
-                estimate = object;
-            math->MultiplyImage(object, factor, estimate);
-            timer.Done(" seconds to Multiply Image");
-        }
-
-        mAcceleration->Apply(object, original, psf);
-        timer.Done(" seconds to apply Acceleration");
-
-        if (!updatedByAcceleration) {
-            math->SubtractImageByConstantAndThreshold(object, 0.0f, kEstimateFloor, kEstimateFloor,
-                                                      1);
+        CheckInputs(object, original, psf);
+        Update(object, original, psf, &MessageStream());
+        // The extrapolation holds its estimate at the floor in its own walk.
+        if (!mAcceleration->MakesPlainUpdate()) {
+            cStepTimer timer(&MessageStream());
+            cImageMathManager::Instance().GetImageMath()->SubtractImageByConstantAndThreshold(
+                object, 0.0f, kEstimateFloor, kEstimateFloor, 1);
             timer.Done(" seconds to apply non negativity");
         }
     });

@@ -1,4 +1,6 @@
 #pragma once
+#include <iosfwd>
+
 #include "decon/cKeptPsfTransform.h"
 #include "decon/cOptimization.h"
 
@@ -32,8 +34,19 @@ public:
 
     cFloatImagePtr GetKernel() const { return mKernel; }
 
-private:
+protected:
     bool UsesSubPixels() const { return mSubPixelXY > 1 || mSubPixelZ > 1; }
+    // The checks of Apply, with its messages; sizes the acceleration's images.
+    void CheckInputs(const cFloatImagePtr& object, const cFloatImagePtr& original,
+                     const cFloatImagePtr& psf);
+    // One update, carried on by the acceleration, without the floor. With a `timing`
+    // stream each step's seconds are written there.
+    void Update(cFloatImagePtr& object, cFloatImagePtr& original, cFloatImagePtr& psf,
+                std::ostream* timing);
+    // The next update transforms the PSF again: its pixels have changed in place.
+    void ForgetPsfTransform() { mPsfTransform = cKeptPsfTransform(); }
+
+private:
 
     cAccelerationPtr mAcceleration;
     cFloatImagePtr mKernel;

@@ -76,14 +76,16 @@ uint16_t CheckGuardBandFitsStack(const ovdStructInvFilterImage& image,
 }
 
 uint16_t CheckIterativeOptions(const ovdStructIterativeOps& o) {
-    if (o.nMethod > OVD_METHOD_GOLD)
+    if (o.nMethod > OVD_METHOD_BLIND_2D)
         return Refuse("unknown method " + std::to_string(o.nMethod));
     if (o.nAcceleration > OVD_ACCELERATION_EXTRAPOLATION)
         return Refuse("unknown acceleration " + std::to_string(o.nAcceleration));
     if (o.nStart > OVD_START_FLAT)
         return Refuse("unknown start " + std::to_string(o.nStart));
-    if (o.nReserved != 0)
-        return Refuse("the reserved field of the iterative options must be 0");
+    if (o.nObjectUpdates > OVD_MAX_UPDATES || o.nPsfUpdates > OVD_MAX_UPDATES)
+        return Refuse("the object and PSF updates a pass are " + std::to_string(o.nObjectUpdates) +
+                      " and " + std::to_string(o.nPsfUpdates) + "; each may be at most " +
+                      std::to_string(OVD_MAX_UPDATES));
     if (o.nIterations < 1 || o.nIterations > OVD_MAX_ITERATIONS)
         return Refuse("the number of passes is " + std::to_string(o.nIterations) +
                       "; it must lie in 1 to " + std::to_string(OVD_MAX_ITERATIONS));
@@ -104,6 +106,22 @@ void CopyMethod(const ovdStructIterativeOps& o, ovdRunArguments& a) {
     a.start = o.nStart;
     a.goldSmoothing = o.fGoldSmoothing;
     a.goldInterval = o.nGoldInterval;
+    a.objectUpdates = o.nObjectUpdates == 0 ? 1 : o.nObjectUpdates;
+    a.psfUpdates = o.nPsfUpdates == 0 ? 1 : o.nPsfUpdates;
+}
+
+bool IsPlaneMethod(uint32_t method) {
+    return method == OVD_METHOD_MLEM_2D || method == OVD_METHOD_BLIND_2D;
+}
+
+// A plane method restores one plane; a deeper stack is refused rather than restored plane
+// by plane, which would pass off as 3D a restoration that ignores the light between planes.
+uint16_t CheckPlaneMethodFitsStack(const ovdStructIterativeOps& o,
+                                   const ovdStructInvFilterImage& image) {
+    if (!IsPlaneMethod(o.nMethod) || image.sDepth == 1)
+        return OVD_RESULT_SUCCESS;
+    return Refuse("the plane methods restore a stack of one plane; this one has " +
+                  std::to_string(image.sDepth));
 }
 
 } // namespace
@@ -144,6 +162,8 @@ OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
         if (const uint16_t code = ovdValidateRecords(image, psfIn, psfOut, stdOptions, expOptions))
             return code;
         if (const uint16_t code = CheckGuardBandFitsStack(*image, *expOptions))
+            return code;
+        if (const uint16_t code = CheckPlaneMethodFitsStack(options, *image))
             return code;
         ovdRunArguments a = ovdDeriveFromRecords(*image, psfIn, psfOut, *stdOptions, *expOptions);
         CopyMethod(options, a);

@@ -77,6 +77,8 @@ void FillMethodParameters(const ovdRunArguments& a, cDeconParameter& p) {
     p.SetReal(DEC_RPARAMS_GOLDS_SMOOTH_GAUSS, a.goldSmoothing);
     p.SetInt(DEC_IPARAMS_GOLDS_SMOOTH_ITER, a.goldInterval);
     p.SetReal(DEC_RPARAMS_STRCH_FACTOR, 1.0f);
+    p.SetInt(DEC_IPARAMS_MLEM2D_NONBLIND_39, a.objectUpdates);
+    p.SetInt(DEC_IPARAMS_MLEM2D_BLIND_38, a.psfUpdates);
 }
 
 void FillParameters(const ovdRunArguments& a, const ovdRunState& state) {

@@ -53,6 +53,8 @@ struct ovdRunArguments {
     uint32_t start = OVD_START_DATA;
     float goldSmoothing = 0.0f;
     int32_t goldInterval = 1;
+    uint16_t objectUpdates = 1; // plane methods: object updates a pass
+    uint16_t psfUpdates = 1;    // blind plane method: PSF updates a pass
 };
 
 // What the set-up leaves for the run stages, and what the stages made that a failed run

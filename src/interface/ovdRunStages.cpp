@@ -18,6 +18,14 @@
 namespace Ovidane {
 namespace {
 
+cRestorationKind KindOf(uint32_t method) {
+    switch (method) {
+    case OVD_METHOD_MLEM_2D: return cRestorationKind::Plane;
+    case OVD_METHOD_BLIND_2D: return cRestorationKind::BlindPlane;
+    default: return cRestorationKind::ByLogMethod;
+    }
+}
+
 void DeleteConvertedInput(ovdRunState& state) {
     if (state.converted)
         std::remove(state.floatInputFile.c_str());
@@ -30,7 +38,7 @@ void DeleteConvertedInput(ovdRunState& state) {
 // `psf` slot shares the PSF of the first subvolume with the others.
 void RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& log, int16_t index,
                       int16_t count, cCountedPtr<cSharedPsfFirstGuess>* psf) {
-    cDeconAlgorithmPtr algorithm = MakeDeconAlgorithm(log);
+    cDeconAlgorithmPtr algorithm = MakeDeconAlgorithm(log, KindOf(a.method));
     if (psf)
         algorithm->SharePsfFirstGuess(*psf);
     if (a.callback)
@@ -121,7 +129,7 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     cDeconParameter& p = state.log->GetParameters();
     // The cut is sized for the working images of the chosen method.
     p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE,
-               GetSubvolumeMemoryBudget(1, ExtraWorkingImages(p)));
+               GetSubvolumeMemoryBudget(1, ExtraWorkingImages(p, KindOf(a.method))));
 
     // The statistics of the whole stack outlive the cut: the blending's last pass reads
     // them as well.
@@ -144,6 +152,15 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     }
 
     const std::size_t count = state.subvolumeLogs ? state.subvolumeLogs->size() : 0;
+    // Each piece would estimate a PSF of its own, and the saved estimate would be a mosaic
+    // of guesses: the blind method restores a plane whole or not at all.
+    if (a.method == OVD_METHOD_BLIND_2D && count > 1) {
+        cFailureReason::Record("the blind method restores a plane in one piece, and the memory "
+                               "budget cuts this one into " +
+                               std::to_string(count) + "; give the run more memory");
+        ovdDiscardRunFiles(state);
+        return OVD_RESULT_INVALID_ARGUMENT;
+    }
     // The subvolumes share the PSF of the first: one size, one optics. It counts among the
     // images a restoration is given.
     cCountedPtr<cSharedPsfFirstGuess> psf;

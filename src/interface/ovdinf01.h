@@ -271,7 +271,9 @@ OVD_API uint16_t OVD_CALL ovdWriteTheoreticalPsf(const char* file, int16_t width
 enum {
     OVD_METHOD_INVERSE_FILTER = 0, /* the one-pass regularised inverse filter */
     OVD_METHOD_MLEM = 1,           /* maximum-likelihood expectation maximisation */
-    OVD_METHOD_GOLD = 2            /* Gold's ratio iteration, smoothed every few passes */
+    OVD_METHOD_GOLD = 2,           /* Gold's ratio iteration, smoothed every few passes */
+    OVD_METHOD_MLEM_2D = 3,        /* ML-EM of a single plane, several updates a pass */
+    OVD_METHOD_BLIND_2D = 4        /* ML-EM of a single plane that estimates the PSF too */
 };
 enum {
     OVD_ACCELERATION_LINE_SEARCH = 0,  /* each pass goes as far as the likelihood keeps rising */
@@ -285,6 +287,8 @@ enum {
 
 /* The largest number of passes a run accepts. */
 #define OVD_MAX_ITERATIONS 10000
+/* The largest number of object or PSF updates in one pass of a plane method. */
+#define OVD_MAX_UPDATES 100
 
 /* Options of the iterative methods; ovdInitStructIterativeOps sets the defaults, which are
  * chosen for a good restoration of ordinary widefield stacks out of the box:
@@ -305,7 +309,10 @@ typedef struct ovdStructIterativeOps {
     uint32_t nStart;        /* 16: OVD_START_*; default OVD_START_DATA */
     float fGoldSmoothing;   /* 20: Gold's Gaussian width, pixels, 0 (none) to 10; default 1 */
     int32_t nGoldInterval;  /* 24: Gold's passes between smoothings, 1 to 1000; default 5 */
-    uint32_t nReserved;     /* 28: must be 0 */
+    uint16_t nObjectUpdates; /* 28: plane methods: object updates a pass, 0 to
+                                OVD_MAX_UPDATES; 0 (the default) means 1 */
+    uint16_t nPsfUpdates;    /* 30: blind plane method: PSF updates a pass, before the
+                                object's, 0 to OVD_MAX_UPDATES; 0 (the default) means 1 */
 } ovdStructIterativeOps;
 
 /* Sets the defaults above; returns 0 (2 for a null record). */
@@ -321,7 +328,11 @@ OVD_API uint16_t OVD_CALL ovdInitStructIterativeOps(ovdStructIterativeOps* ops);
  * that subvolume's progress, as in ovd3dInverseFilter. A cancel takes effect within one
  * pass. Answers the codes of
  * ovd3dInverseFilter, and 2 for options outside the ranges above. With
- * OVD_METHOD_INVERSE_FILTER the result equals ovd3dInverseFilter's. */
+ * OVD_METHOD_INVERSE_FILTER the result equals ovd3dInverseFilter's.
+ * The plane methods restore stacks of one plane (2 for a deeper one, rather than a guess
+ * plane by plane). The blind method always extrapolates, and restores the plane in one
+ * piece: a memory budget that would cut it answers 2. Its PSF estimate, centred and scaled
+ * to sum 1, is what psfOut's file receives; its start is the PSF of psfIn or the model. */
 OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
                                        const ovdStructInvFilterPsf* psfIn,
                                        ovdStructInvFilterPsf* psfOut,

@@ -108,7 +108,7 @@ def roughness_step(x, beta):
     b = np.sqrt(np.clip(x, 0, None)).astype(f32)
     centre = b[:, 1:-1, 1:-1]
     s = b[:, 1:-1, :-2] + b[:, 1:-1, 2:] + b[:, :-2, 1:-1] + b[:, 2:, 1:-1]
-    n = np.full((Z, 1, 1), f32(6))
+    n = np.full((x.shape[0], 1, 1), f32(6))
     n[0] = n[-1] = f32(4)
     s6 = s.copy()
     s6[1:-1] = s[1:-1] + b[2:, 1:-1, 1:-1] + b[:-2, 1:-1, 1:-1]
@@ -172,7 +172,10 @@ class Extrapolation:
         self.alphas = []
 
     def step(self, x, g, psf):
-        m = correlate(divide(g, convolve(x, psf)), psf)
+        return self.carry(x, correlate(divide(g, convolve(x, psf)), psf))
+
+    def carry(self, x, m):
+        """The plain update x · m, carried on by the extrapolation and held at the floor."""
         x = x * m
         # A factor that is not positive has no logarithm and counts as no change.
         b = np.log(np.where(m > 0, m, f32(1))).astype(f32)
@@ -205,14 +208,14 @@ def write(path, array):
     np.ascontiguousarray(array, dtype="<f4").tofile(path)
 
 
-def read(path):
-    return np.fromfile(path, dtype="<f4").reshape(Z, Y, X)
+def read(path, shape=(Z, Y, X)):
+    return np.fromfile(path, dtype="<f4").reshape(shape)
 
 
-def run(program, folder, name, extra):
+def run(program, folder, name, extra, shape=(Z, Y, X)):
     output = os.path.join(folder, name + ".raw")
     arguments = [program, "input=" + os.path.join(folder, "stack.raw"), "output=" + output,
-                 "psf=" + os.path.join(folder, "psf.raw"), f"size={X},{Y},{Z}",
+                 "psf=" + os.path.join(folder, "psf.raw"), f"size={shape[2]},{shape[1]},{shape[0]}",
                  "spacing=" + ",".join(str(float(s)) for s in SPACING), f"passes={PASSES}"] + extra
     result = subprocess.run(arguments, capture_output=True, text=True)
     if result.returncode != 0:
@@ -221,7 +224,7 @@ def run(program, folder, name, extra):
     if calls < PASSES:
         sys.exit(f"{name}: only {calls} status updates")
     files = [output + f"_I{i}" for i in range(1, PASSES)] + [output]
-    return [read(f) for f in files]
+    return [read(f, shape) for f in files]
 
 
 def compare(name, actual, expected, failures):

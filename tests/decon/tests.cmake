@@ -16,3 +16,9 @@ add_test(NAME decon.IterativeMethodsMatchNumpy
   COMMAND /usr/bin/python3 ${CMAKE_CURRENT_LIST_DIR}/iterative_check.py
           $<TARGET_FILE:iterative_run>)
 set_tests_properties(decon.IterativeMethodsMatchNumpy PROPERTIES LABELS unit)
+
+# Five passes of the plane methods, ML-EM with a known PSF and blind, recomputed likewise.
+add_test(NAME decon.PlaneMethodsMatchNumpy
+  COMMAND /usr/bin/python3 ${CMAKE_CURRENT_LIST_DIR}/plane_check.py
+          $<TARGET_FILE:iterative_run>)
+set_tests_properties(decon.PlaneMethodsMatchNumpy PROPERTIES LABELS unit)

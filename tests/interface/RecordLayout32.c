@@ -75,7 +75,8 @@ OVD_AT(ovdStructIterativeOps, fRoughness, 12);
 OVD_AT(ovdStructIterativeOps, nStart, 16);
 OVD_AT(ovdStructIterativeOps, fGoldSmoothing, 20);
 OVD_AT(ovdStructIterativeOps, nGoldInterval, 24);
-OVD_AT(ovdStructIterativeOps, nReserved, 28);
+OVD_AT(ovdStructIterativeOps, nObjectUpdates, 28);
+OVD_AT(ovdStructIterativeOps, nPsfUpdates, 30);
 OVD_SIZE(ovdStructIterativeOps, 32);
 
 /* Field widths that the offsets alone do not pin down. */

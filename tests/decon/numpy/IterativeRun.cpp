@@ -5,7 +5,8 @@
 // this program and recomputes the passes.
 //
 // Arguments, each key=value:
-//   method=mlem|gold   ML-EM or Gold's ratio method
+//   method=mlem|gold|mlem2d|blind   ML-EM, Gold's ratio method, or ML-EM of a plane with
+//                      a known or an estimated PSF
 //   input, output      raw float stacks (x fastest, native byte order)
 //   psf=FILE           a PSF of the stack's size and spacing, centred in its file
 //   size=X,Y,Z         the stack's size; spacing=dx,dy,dz in micrometres
@@ -15,6 +16,8 @@
 //   extrapolation=0|1  ML-EM: vector extrapolation instead of the line search
 //   guard=x1,x2,y1,y2,z1,z2   guard bands of the subvolume (default none)
 //   smooth=width,interval     Gold's blur between the passes
+//   updates=object,psf        the plane methods' updates a pass (default 1,1); the blind
+//                             method also writes its PSF estimate, output_psf
 // Prints one line "status calls N" on success; exit code 1 with the failure otherwise.
 #include <cstdlib>
 #include <iostream>
@@ -26,8 +29,7 @@
 #include "core/cDeconLog.h"
 #include "core/cException.h"
 #include "core/cMessageSink.h"
-#include "decon/cGoldsDeconAlgorithm.h"
-#include "decon/cMlemNonBlindDeconAlgorithm.h"
+#include "decon/DeconAlgorithmChoice.h"
 #include "interface/ovdinf01.h"
 
 using namespace Ovidane;
@@ -69,6 +71,7 @@ int main(int argc, char** argv) {
         const std::vector<float> spacing = Numbers(a.at("spacing"));
         const std::vector<float> guard = Numbers(a.count("guard") ? a["guard"] : "0,0,0,0,0,0");
         const std::vector<float> smooth = Numbers(a.count("smooth") ? a["smooth"] : "0,0");
+        const std::vector<float> updates = Numbers(a.count("updates") ? a["updates"] : "1,1");
 
         cCountedPtr<cDeconLog> log(new cDeconLog());
         cDeconParameter& p = log->GetParameters();
@@ -104,6 +107,9 @@ int main(int argc, char** argv) {
                   a.count("extrapolation") && a["extrapolation"] == "1");
         p.SetReal(DEC_RPARAMS_GOLDS_SMOOTH_GAUSS, smooth[0]);
         p.SetInt(DEC_IPARAMS_GOLDS_SMOOTH_ITER, static_cast<int32_t>(smooth[1]));
+        p.SetInt(DEC_IPARAMS_MLEM2D_NONBLIND_39, static_cast<int32_t>(updates[0]));
+        p.SetInt(DEC_IPARAMS_MLEM2D_BLIND_38, static_cast<int32_t>(updates[1]));
+        p.SetBool(DEC_BPARAMS_SAVE_PSF, a.at("method") == "blind");
         p.SetInt(DEC_IPARAMS_SUBPIXEL_XY_FACTOR, 1);
         p.SetInt(DEC_IPARAMS_SUBPIXEL_Z_FACTOR, 1);
         const DecIntKey bands[] = {
@@ -113,11 +119,15 @@ int main(int argc, char** argv) {
         for (int i = 0; i < 6; ++i)
             p.SetInt(bands[i], static_cast<int32_t>(guard[i]));
 
-        cCountedPtr<cDeconAlgorithm> algorithm;
-        if (a.at("method") == "gold")
-            algorithm = new cGoldsDeconAlgorithm(log);
-        else
-            algorithm = new cMlemNonBlindDeconAlgorithm(log);
+        const std::string& method = a.at("method");
+        const cRestorationKind kind = method == "mlem2d"  ? cRestorationKind::Plane
+                                      : method == "blind" ? cRestorationKind::BlindPlane
+                                                          : cRestorationKind::ByLogMethod;
+        if (method == "gold")
+            p.SetFlag(DEC_FPARAMS_DECON_METHOD, DEC_FLAG_DM_GOLDS);
+        else if (method == "mlem")
+            p.SetFlag(DEC_FPARAMS_DECON_METHOD, DEC_FLAG_DM_EXPECTATION_MAX);
+        cDeconAlgorithmPtr algorithm = MakeDeconAlgorithm(log, kind);
         algorithm->SetStatusCallback(CountStatus, nullptr);
         algorithm->SetSubvolumeProgress(1, 1);
         algorithm->Initialize();
