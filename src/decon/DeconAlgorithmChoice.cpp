@@ -13,7 +13,7 @@ cDeconAlgorithmPtr MakeDeconAlgorithm(const cCountedPtr<cDeconLog>& log, cRestor
     case cRestorationKind::Plane:
         return new cMlem2DNonBlindDeconAlgorithm(log);
     case cRestorationKind::BlindPlane:
-        return new cMlem2DBlindDeconAlgorithm(log);
+        return new cMlem2DBlindDeconAlgorithm(log, false);
     case cRestorationKind::ByLogMethod:
         break;
     }
@@ -38,9 +38,9 @@ uint32_t ExtraWorkingImages(const cDeconParameter& p, cRestorationKind kind) {
     case cRestorationKind::Plane:
         return kMlem;
     case cRestorationKind::BlindPlane:
-        // A second acceleration for the PSF, and the transform of the estimate held still
-        // in place of the kept PSF transform.
-        return kMlem + 7;
+        // The PSF's working image and the transform of the estimate held still, in place of
+        // the kept PSF transform.
+        return kMlem + 1;
     case cRestorationKind::ByLogMethod:
         break;
     }

@@ -13,7 +13,7 @@ namespace Ovidane {
 enum class cRestorationKind {
     ByLogMethod, // DEC_FPARAMS_DECON_METHOD decides
     Plane,       // ML-EM of single planes with a known PSF
-    BlindPlane,  // ML-EM of single planes that estimates the PSF as well
+    BlindPlane,  // ML-EM of single planes that estimates the PSF as well, in plain steps
 };
 
 // The algorithm for the kind. By the log's method: ML-EM for DEC_FLAG_DM_EXPECTATION_MAX,

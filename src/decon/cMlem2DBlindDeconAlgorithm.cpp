@@ -5,6 +5,7 @@
 #include "decon/cGoodsRoughnessNoiseSmoothing.h"
 #include "decon/cImageNormalizationConstraint.h"
 #include "decon/cIterativeCallbackStopCriterion.h"
+#include "decon/cNoAcceleration.h"
 #include "decon/cVectorExtrapolationAcceleration.h"
 
 namespace Ovidane {
@@ -16,7 +17,8 @@ uint32_t Count(int32_t value) {
 
 } // namespace
 
-cMlem2DBlindDeconAlgorithm::cMlem2DBlindDeconAlgorithm(cCountedPtr<cDeconLog> log)
+cMlem2DBlindDeconAlgorithm::cMlem2DBlindDeconAlgorithm(cCountedPtr<cDeconLog> log,
+                                                       bool extrapolatePsf)
     : cFrameworkDeconAlgorithm(std::move(log)) {
     Guard([&] {
         cDeconParameter& p = mLog->GetParameters();
@@ -26,9 +28,12 @@ cMlem2DBlindDeconAlgorithm::cMlem2DBlindDeconAlgorithm(cCountedPtr<cDeconLog> lo
         mOptimization = new cMlem2DBlindMethodOptimization(
             Count(p.GetInt(DEC_IPARAMS_MLEM2D_NONBLIND_39)),
             Count(p.GetInt(DEC_IPARAMS_MLEM2D_BLIND_38)));
-        // The extrapolation whatever the log says: both estimates move every pass.
+        // The object's extrapolation whatever the log says.
         mOptimization->SetAcceleration(new cVectorExtrapolationAcceleration());
-        mOptimization->SetPsfAcceleration(new cVectorExtrapolationAcceleration());
+        if (extrapolatePsf)
+            mOptimization->SetPsfAcceleration(new cVectorExtrapolationAcceleration());
+        else
+            mOptimization->SetPsfAcceleration(new cNoAcceleration());
         SizeForTheLog(*mOptimization);
 
         mObjectSmoothing = MakeObjectSmoothing(1.0f);

@@ -106,8 +106,14 @@ void CopyMethod(const ovdStructIterativeOps& o, ovdRunArguments& a) {
     a.start = o.nStart;
     a.goldSmoothing = o.fGoldSmoothing;
     a.goldInterval = o.nGoldInterval;
-    a.objectUpdates = o.nObjectUpdates == 0 ? 1 : o.nObjectUpdates;
-    a.psfUpdates = o.nPsfUpdates == 0 ? 1 : o.nPsfUpdates;
+    const bool blind = o.nMethod == OVD_METHOD_BLIND_2D;
+    a.objectUpdates = o.nObjectUpdates != 0 ? o.nObjectUpdates : 1;
+    a.psfUpdates = o.nPsfUpdates != 0 ? o.nPsfUpdates : 1;
+    // Started from the data, the blind passes explain the data by the data itself and the
+    // PSF shrinks to a point within a few passes; from a flat start the PSF has to grow the
+    // structure it blurs.
+    if (blind)
+        a.start = OVD_START_FLAT;
 }
 
 bool IsPlaneMethod(uint32_t method) {
