@@ -12,6 +12,7 @@
 
 #include "InputStack.h"
 #include "MethodOptions.h"
+#include "OutputOptions.h"
 #include "Progress.h"
 #include "ResultText.h"
 #include "SafeOutput.h"
@@ -181,7 +182,12 @@ InputStack OpenPsf(const std::string& path, const InputOptions& options, const P
     return psf;
 }
 
-int Fail(const std::string& message, int status = 2) {
+// Exit statuses besides 0: a refused argument or input (2), an output that exists (3), a
+// failure inside the library (1), a cancel (130); the argument parser's own are 100 and above.
+constexpr int kRefused = 2;
+constexpr int kOutputExists = 3;
+
+int Fail(const std::string& message, int status = kRefused) {
     std::fprintf(stderr, "ovd: %s\n", message.c_str());
     return status;
 }
@@ -195,7 +201,8 @@ int LibraryResult(uint16_t code) {
 }
 
 struct RestoreOptions {
-    std::string input, output, psf, savePsf, noise = "auto", tempDir;
+    OutputOptions out;
+    std::string input, psf, savePsf, noise = "auto", tempDir;
     InputOptions inputOptions, psfOptions;
     OpticsOptions optics;
     CutOptions cut;
@@ -204,21 +211,26 @@ struct RestoreOptions {
     MessageOptions messages;
 };
 
-int RunRestore(const RestoreOptions& o) {
+int RunRestore(RestoreOptions o) {
     const ovdStructIterativeOps iterative = IterativeOptionsOf(o.method);
+    if (o.out.path.empty())
+        o.out.path = DefaultOutputName(o.input);
+    const std::string& outPath = o.out.path;
     RefuseSharedFiles(
         {{"IN", o.input}, {"--psf", o.psf}},
-        {{"OUT", o.output}, {"--save-psf", o.savePsf}, {"--log", o.messages.logFile}});
+        {{"OUT", outPath}, {"--save-psf", o.savePsf}, {"--log", o.messages.logFile}});
+    if (!o.out.overwrite)
+        RefuseExistingOutputs({{"OUT", outPath}, {"--save-psf", o.savePsf}});
     const MessageRoute messages(o.messages);
     ApplyResources(o.resources);
     PrivateTempDir temp(o.tempDir);
     const InputStack input = OpenInput(o.input, o.inputOptions, temp, "input");
     // The library writes fresh files only; the user's files change at the very end.
-    SafeOutput output(o.output);
+    SafeOutput output(outPath);
     std::unique_ptr<SafeOutput> savedPsf;
     if (!o.savePsf.empty())
         savedPsf = std::make_unique<SafeOutput>(o.savePsf);
-    const bool tiffOut = HasTiffExtension(o.output);
+    const bool tiffOut = HasTiffExtension(outPath);
     const std::string rawOut = tiffOut ? temp.File("restored.raw") : output.Path();
     const bool tiffPsfOut = savedPsf && HasTiffExtension(o.savePsf);
     const std::string rawPsfOut = tiffPsfOut ? temp.File("saved-psf.raw")
@@ -280,7 +292,7 @@ int RunRestore(const RestoreOptions& o) {
     if (tiffOut)
         RawFloatToTiff(rawOut, output.Path(),
                        StackShape{input.shape.width, input.shape.height, input.shape.depth},
-                       input.spacing, o.output);
+                       input.spacing, outPath);
     if (tiffPsfOut)
         RawFloatToTiff(rawPsfOut, savedPsf->Path(),
                        StackShape{psfOut.sWidth, psfOut.sHeight, psfOut.sDepth},
@@ -334,18 +346,21 @@ int RunDetect(const DetectOptions& o) {
 }
 
 struct PsfOptions {
-    std::string output, size = "64x64x32", spacing = "0.1,0.1,0.25";
+    OutputOptions out;
+    std::string size = "64x64x32", spacing = "0.1,0.1,0.25";
     OpticsOptions optics;
     MessageOptions messages;
 };
 
 int RunPsf(const PsfOptions& o) {
-    RefuseSharedFiles({}, {{"OUT", o.output}, {"--log", o.messages.logFile}});
+    RefuseSharedFiles({}, {{"OUT", o.out.path}, {"--log", o.messages.logFile}});
+    if (!o.out.overwrite)
+        RefuseExistingOutputs({{"OUT", o.out.path}});
     const MessageRoute messages(o.messages);
     const StackShape shape = ParseSize(o.size, "PSF");
     const Spacing spacing = ParseSpacing(o.spacing);
-    SafeOutput output(o.output);
-    const bool tiffOut = HasTiffExtension(o.output);
+    SafeOutput output(o.out.path);
+    const bool tiffOut = HasTiffExtension(o.out.path);
     // A TIFF is made from the raw stack the library writes, in a private directory.
     std::unique_ptr<PrivateTempDir> temp;
     if (tiffOut)
@@ -358,7 +373,7 @@ int RunPsf(const PsfOptions& o) {
     if (code != OVD_RESULT_SUCCESS)
         return LibraryResult(code);
     if (tiffOut)
-        RawFloatToTiff(rawOut, output.Path(), shape, spacing, o.output);
+        RawFloatToTiff(rawOut, output.Path(), shape, spacing, o.out.path);
     output.Commit();
     return 0;
 }
@@ -373,7 +388,8 @@ int main(int argc, char** argv) {
     CLI::App* restoreCommand =
         app.add_subcommand("restore", "restore a stack: Wiener filter, ML-EM or Gold's method");
     restoreCommand->add_option("IN", restore.input, "input stack: TIFF, or raw with --size and --type")->required();
-    restoreCommand->add_option("OUT", restore.output, "restored stack: float TIFF (.tif) or raw float")->required();
+    AddOutputOptions(restoreCommand, restore.out,
+                     "restored stack: TIFF (.tif) or raw float (default: IN's name with _ovd.tif)", false);
     AddInputOptions(restoreCommand, restore.inputOptions);
     AddOpticsOptions(restoreCommand, restore.optics, true);
     AddCutOptions(restoreCommand, restore.cut);
@@ -403,7 +419,7 @@ int main(int argc, char** argv) {
 
     PsfOptions psf;
     CLI::App* psfCommand = app.add_subcommand("psf", "write the theoretical PSF of the optics, centred");
-    psfCommand->add_option("OUT", psf.output, "PSF stack: float TIFF (.tif) or raw float")->required();
+    AddOutputOptions(psfCommand, psf.out, "PSF stack: float TIFF (.tif) or raw float", true);
     psfCommand->add_option("--size", psf.size, "WxHxD in pixels")->capture_default_str();
     psfCommand->add_option("--spacing", psf.spacing, "x,y,z pixel spacing in micrometres")->capture_default_str();
     AddOpticsOptions(psfCommand, psf.optics, true);
@@ -416,6 +432,8 @@ int main(int argc, char** argv) {
         if (psfCommand->parsed())
             return RunPsf(psf);
         return RunDetect(detect);
+    } catch (const OutputExists& e) {
+        return Fail(e.what(), kOutputExists);
     } catch (const StackError& e) {
         return Fail(e.what());
     } catch (const std::exception& e) {
