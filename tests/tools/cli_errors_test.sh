@@ -56,6 +56,16 @@ expect 2 "--min and --max must be finite" -- "$ovd" detect-sa "${raw[@]:0:1}" "$
 expect 2 "--min and --max must be finite" -- "$ovd" detect-sa "${raw[@]:0:1}" "${raw[@]:2}" \
   --min 5 --max -5
 
+# Options of other deconvolution tools are answered with what to type instead.
+for case in "--float|--output-type" "--bg 100|subtract a known offset" "--background=5|--bg: ovd" \
+            "--gpu 0|--threads N" "--tilesize 256|--memory-budget MB"; do
+  # shellcheck disable=SC2086
+  expect 105 "${case#*|}" -- "$ovd" restore "${raw[@]}" ${case%%|*}
+done
+version=$("$ovd" --version) && grep -qE '^ovd [0-9]+\.[0-9]+\.[0-9]+$' <<<"${version%%$'\n'*}" &&
+  grep -qF "FFT: fftw-3" <<<"$version" && grep -qF "vectors: " <<<"$version" ||
+  { echo "FAIL: --version printed: $version"; failures=$((failures+1)); }
+
 # Stacks the library can't restore: the message names the cause, not only the code's class.
 expect 1 "guard band of 10 pixels must be smaller than the stack's width and height (10 x 10)" -- \
   "$ovd" restore "${raw[@]}"

@@ -13,6 +13,7 @@
 #include "InputStack.h"
 #include "MethodOptions.h"
 #include "OutputOptions.h"
+#include "PeerFlags.h"
 #include "Progress.h"
 #include "ResultText.h"
 #include "SafeOutput.h"
@@ -383,6 +384,8 @@ int RunPsf(const PsfOptions& o) {
 int main(int argc, char** argv) {
     CLI::App app{"ovd: deconvolution of light-microscope stacks"};
     app.require_subcommand(1);
+    app.set_version_flag("--version", [] { return std::string("ovd ") + ovdGetVersion() + "\n" + ovdGetBackEnds(); },
+                         "print the version and the library's back ends");
 
     RestoreOptions restore;
     CLI::App* restoreCommand =
@@ -404,6 +407,7 @@ int main(int argc, char** argv) {
     restoreCommand->add_option("--temp-dir", restore.tempDir, "where temporary files go (default: system temp)");
     AddResourceOptions(restoreCommand, restore.resources);
     AddMessageOptions(restoreCommand, restore.messages);
+    AddPeerFlagHints(restoreCommand);
 
     DetectOptions detect;
     CLI::App* detectCommand = app.add_subcommand("detect-sa", "estimate the spherical aberration of a stack");
