@@ -16,6 +16,8 @@ py() { PYTHONPATH="$here" /usr/bin/python3 "$@"; }
 
 py "$here/make_tiff16.py" cells.tif 48 40 16 \
   "ImageJ=1.11a;images=16;channels=2;slices=8;hyperstack=true;unit=micron;spacing=0.25"
+# The same pixels as an OME-TIFF whose pages run through z first, then c.
+py "$here/make_tiff16.py" ome.tif 48 40 16 '<OME><Image><Pixels DimensionOrder="XYZCT" SizeC="2" SizeZ="8" SizeT="1" PhysicalSizeX="0.1" PhysicalSizeY="0.1" PhysicalSizeZ="0.25"/></Image></OME>'
 common=(--spacing 0.1,0.1,0.25 --na 1.3)
 
 # Wavelengths: one per channel, or one for all only when asked.
@@ -36,8 +38,10 @@ from read_tiff import read
 pages, _ = read("cells.tif")
 for c in range(2):
     pages[c::2].astype("<u2").tofile(f"c{c + 1}.raw")
+pages[8:].astype("<u2").tofile("co2.raw")
 PY
-for c in 1:461 2:610; do
+"$ovd" restore ome.tif "${common[@]}" --wavelength 461,610 || fail "OME restore exited $?"
+for c in 1:461 2:610 o2:610; do
   "$ovd" restore "c${c%%:*}.raw" "c${c%%:*}.tif" --size 48x40x8 --type u16 "${common[@]}" \
     --wavelength "${c#*:}" || fail "channel ${c%%:*} alone exited $?"
 done
@@ -52,6 +56,8 @@ for c in range(2):
     alone, _ = read(f"c{c + 1}.tif")
     np.testing.assert_allclose(both[c::2], alone, rtol=1e-5, atol=1e-6 * alone.max())
 assert not np.allclose(both[0::2], both[1::2])
+ome, _ = read("ome_ovd.tif")
+np.testing.assert_array_equal(ome[1::2], read("co2.tif")[0])
 words, description = read("words.tif")
 scale = float(re.search(r"ovd_scale=([0-9.e+-]+)", description).group(1))
 assert words.dtype == np.uint16 and words.max() == 65535 and "channels=2" in description, description
