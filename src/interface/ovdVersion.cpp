@@ -29,12 +29,15 @@ const char* VectorInstructions() {
 
 extern "C" {
 
-OVD_API const char* OVD_CALL ovdGetVersion(void) { return OVD_VERSION; }
+OVD_API const char* OVD_CALL ovdGetVersion(void) {
+    return OVD_VERSION;
+}
 
 OVD_API const char* OVD_CALL ovdGetBackEnds(void) {
-    static const std::string text = std::string("FFT: ") + fftwf_version +
-                                    " (single precision, OpenMP threads); vectors: " +
-                                    VectorInstructions() + " (compiler-vectorised image math)";
+    static const std::string text =
+        std::string("FFT: ") + fftwf_version +
+        " (single precision, OpenMP threads); vectors: " + VectorInstructions() +
+        " (compiler-vectorised image math)";
     return text.c_str();
 }
 

@@ -26,7 +26,8 @@ std::vector<float> ChannelWavelengths(const WavelengthOptions& o, int channels) 
     if (int(o.values.size()) != channels) {
         if (o.values.size() != 1 || !o.same) {
             if (o.values.size() == 1)
-                throw StackError("IN has " + count + " channels: give each its wavelength (--wavelength " +
+                throw StackError("IN has " + count +
+                                 " channels: give each its wavelength (--wavelength " +
                                  "461,520,610), or add --same-wavelength to use one for all");
             throw StackError("--wavelength gives " + std::to_string(o.values.size()) +
                              " values for " + count + " channel" + (channels > 1 ? "s" : ""));

@@ -11,12 +11,15 @@
 namespace ovdtool {
 
 void AddOutputTypeOptions(CLI::App* command, OutputTypeOptions& o) {
-    command->add_option("--output-type", o.type, "TIFF pixels: f32 (as restored) or u16 (scaled, see --scale)")
+    command
+        ->add_option("--output-type", o.type,
+                     "TIFF pixels: f32 (as restored) or u16 (scaled, see --scale)")
         ->check(CLI::IsMember({"f32", "u16"}))
         ->capture_default_str();
-    command->add_option("--scale", o.scale,
-                        "u16: auto (largest value to 65535), none (as is) or a factor; the factor is "
-                        "recorded in the TIFF as ovd_scale");
+    command->add_option(
+        "--scale", o.scale,
+        "u16: auto (largest value to 65535), none (as is) or a factor; the factor is "
+        "recorded in the TIFF as ovd_scale");
 }
 
 namespace {
@@ -46,12 +49,14 @@ ValueRange RangeOfRawFloat(const std::vector<std::string>& rawPaths) {
     ValueRange range{INFINITY, -INFINITY};
     std::vector<float> block(1 << 16);
     for (const std::string& path : rawPaths) {
-        std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(std::fopen(path.c_str(), "rb"), &std::fclose);
+        std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(std::fopen(path.c_str(), "rb"),
+                                                           &std::fclose);
         if (!in)
             throw StackError(path + ": cannot be read");
         std::size_t count;
         while ((count = std::fread(block.data(), sizeof(float), block.size(), in.get())) > 0) {
-            const auto [low, high] = std::minmax_element(block.begin(), block.begin() + long(count));
+            const auto [low, high] =
+                std::minmax_element(block.begin(), block.begin() + long(count));
             range.min = std::min(range.min, *low);
             range.max = std::max(range.max, *high);
         }

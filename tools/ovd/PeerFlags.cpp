@@ -21,7 +21,8 @@ void AddPeerFlagHints(CLI::App* command) {
         const std::string shown = names.substr(0, names.find(','));
         command
             ->add_option_function<std::string>(
-                names, [shown, hint](const std::string&) { throw CLI::ValidationError(shown, hint); })
+                names,
+                [shown, hint](const std::string&) { throw CLI::ValidationError(shown, hint); })
             ->expected(0, 1)
             ->group("");
     }

@@ -30,7 +30,9 @@ RunLog::RunLog(const MessageOptions& messages)
         ovdSetMessageCallback(nullptr, nullptr);
 }
 
-RunLog::~RunLog() { ovdSetMessageCallback(nullptr, nullptr); }
+RunLog::~RunLog() {
+    ovdSetMessageCallback(nullptr, nullptr);
+}
 
 void RunLog::OnLibraryLine(const char* line, void* self) {
     static_cast<RunLog*>(self)->Write(line, true);

@@ -11,13 +11,13 @@
 #include <thread>
 #include <vector>
 
+#include "ChannelWavelengths.h"
 #include "InputStack.h"
 #include "MethodOptions.h"
 #include "OutputOptions.h"
 #include "OutputType.h"
 #include "PeerFlags.h"
 #include "Progress.h"
-#include "ChannelWavelengths.h"
 #include "ResultText.h"
 #include "RunLog.h"
 #include "SafeOutput.h"
@@ -186,29 +186,34 @@ struct RestoreOptions {
 };
 
 // What the run chose, for --verbose.
-void NoteChoices(RunLog& log, const RestoreOptions& o, const InputStack& input, const std::vector<float>& wavelengths) {
-    log.Note("input: %s, %d x %d x %d x %zu channel(s), spacing %g x %g x %g µm", o.input.c_str(), input.shape.width,
-             input.shape.height, input.shape.depth, input.channelPaths.size(), input.spacing.x, input.spacing.y,
-             input.spacing.z);
+void NoteChoices(RunLog& log, const RestoreOptions& o, const InputStack& input,
+                 const std::vector<float>& wavelengths) {
+    const StackShape& shape = input.shape;
+    const Spacing& spacing = input.spacing;
+    log.Note("input: %s, %d x %d x %d x %zu channel(s), spacing %g x %g x %g µm", o.input.c_str(),
+             shape.width, shape.height, shape.depth, input.channelPaths.size(), spacing.x, spacing.y,
+             spacing.z);
     std::string nanometres;
     for (const float wavelength : wavelengths)
-        nanometres += (nanometres.empty() ? "" : ", ") + std::to_string(std::lround(wavelength * 1000.0f));
+        nanometres += (nanometres.empty() ? "" : ", ") + std::to_string(std::lround(wavelength * 1000));
     if (o.psf.empty())
         log.Note("PSF: theoretical %s, NA %g, immersion index %g, emission %s nm, aberration %g",
                  o.optics.modality.c_str(), o.optics.na, o.optics.ri, nanometres.c_str(), o.optics.sa);
     else
         log.Note("PSF: measured, %s", o.psf.c_str());
     if (o.method.method == "wiener")
-        log.Note("method: wiener, regularisation %s", o.noise == "auto" ? "estimated from the stack" : o.noise.c_str());
+        log.Note("method: wiener, regularisation %s",
+                 o.noise == "auto" ? "estimated from the stack" : o.noise.c_str());
     else
         log.Note("method: %s, %d passes, start %s", o.method.method.c_str(),
                  IterativeOptionsOf(o.method).nIterations, o.method.start.c_str());
-    log.Note("cut: guard bands %d px (x, y) and %d slices (z), overlap %d px", o.cut.guardXY, o.cut.guardZ,
-             o.cut.overlap);
-    const int threads = o.resources.threads > 0 ? o.resources.threads : int(std::thread::hardware_concurrency());
-    log.Note("threads: %d; memory budget: %s", threads,
-             o.resources.memoryBudgetMB > 0 ? (std::to_string(std::lround(o.resources.memoryBudgetMB)) + " MB").c_str()
-                                            : "the machine's memory");
+    log.Note("cut: guard bands %d px (x, y) and %d slices (z), overlap %d px", o.cut.guardXY,
+             o.cut.guardZ, o.cut.overlap);
+    const ResourceOptions& r = o.resources;
+    const int threads = r.threads > 0 ? r.threads : int(std::thread::hardware_concurrency());
+    const std::string budget = r.memoryBudgetMB > 0 ? std::to_string(std::lround(r.memoryBudgetMB)) + " MB"
+                                                    : "the machine's memory";
+    log.Note("threads: %d; memory budget: %s", threads, budget.c_str());
 }
 
 int RunRestore(RestoreOptions o) {
@@ -302,8 +307,9 @@ int RunRestore(RestoreOptions o) {
         int subvolumes;
         {
             Progress progress(label.c_str());
-            code = ovd3dRestore(&image, o.psf.empty() ? nullptr : &psfIn, o.savePsf.empty() ? nullptr : &psfOut,
-                                &std, &exp, &iterative, &Progress::OnStatus, &progress);
+            code = ovd3dRestore(&image, o.psf.empty() ? nullptr : &psfIn,
+                                o.savePsf.empty() ? nullptr : &psfOut, &std, &exp, &iterative,
+                                &Progress::OnStatus, &progress);
             subvolumes = progress.SubvolumeCount();
         }
         if (code != OVD_RESULT_SUCCESS)
@@ -320,11 +326,13 @@ int RunRestore(RestoreOptions o) {
         const double scale = words ? ScaleFactor(o.outputType, range) : 0.0;
         if (scale > 0)
             log.Note("16-bit output: stored = restored x %g (recorded as ovd_scale)", scale);
-        const uint64_t clipped = RawFloatToTiff(
-            rawOuts, output.Path(), TiffOutput{StackShape{input.shape.width, input.shape.height, input.shape.depth}, input.spacing, scale},
-            outPath);
+        const StackShape shape{input.shape.width, input.shape.height, input.shape.depth};
+        const uint64_t clipped =
+            RawFloatToTiff(rawOuts, output.Path(), TiffOutput{shape, input.spacing, scale}, outPath);
+        // Always told: the stored values no longer give back the restored ones.
         if (clipped > 0)
-            std::fprintf(stderr, "ovd: %llu pixels lay outside 0-65535 once scaled by %g and were clipped\n",
+            std::fprintf(stderr,
+                         "ovd: %llu pixels lay outside 0-65535 once scaled by %g and were clipped\n",
                          static_cast<unsigned long long>(clipped), scale);
     }
     if (tiffPsfOut)
@@ -364,6 +372,7 @@ int RunDetect(const DetectOptions& o) {
     Progress::CatchInterrupt();
     float estimate = 0;
     uint16_t code;
+    const Stopwatch searching;
     {
         Progress progress("searching");
         code = ovd3dInverseFilterDetectSA(
@@ -376,6 +385,7 @@ int RunDetect(const DetectOptions& o) {
     }
     if (code != OVD_RESULT_SUCCESS)
         return LibraryResult(code);
+    log.Stage("searching", searching);
     std::printf("%.3f\n", estimate);
     return 0;
 }
@@ -418,8 +428,9 @@ int RunPsf(const PsfOptions& o) {
 int main(int argc, char** argv) {
     CLI::App app{"ovd: deconvolution of light-microscope stacks"};
     app.require_subcommand(1);
-    app.set_version_flag("--version", [] { return std::string("ovd ") + ovdGetVersion() + "\n" + ovdGetBackEnds(); },
-                         "print the version and the library's back ends");
+    app.set_version_flag(
+        "--version", [] { return std::string("ovd ") + ovdGetVersion() + "\n" + ovdGetBackEnds(); },
+        "print the version and the library's back ends");
 
     RestoreOptions restore;
     CLI::App* restoreCommand =
