@@ -132,14 +132,27 @@ def _write_raw(array, path):
     array.tofile(path)
 
 
+def _channel_wavelengths(wavelength, channels, same_wavelength):
+    values = [float(v) for v in np.atleast_1d(wavelength)]
+    if len(values) == 1 and channels > 1 and not same_wavelength:
+        raise ValueError(f"the stack has {channels} channels: give a wavelength for each, or "
+                         "same_wavelength=True to use one for all")
+    if len(values) not in (1, channels):
+        raise ValueError(f"{len(values)} wavelengths for {channels} channels")
+    return values * channels if len(values) == 1 else values
+
+
 def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, noise="auto",
             psf=None, psf_spacing=None, guard_xy=10, guard_z=6, overlap=10, progress=None,
             temp_dir=None, return_psf=False, method="wiener", iterations=None,
             acceleration="extrapolation", roughness=None, start="data", object_updates=None,
-            psf_updates=None):
+            psf_updates=None, same_wavelength=False):
     """Restores a stack with the library's Wiener filter, or iteratively.
 
-    stack: array (z, y, x) of uint8, uint16 or float32. spacing: (x, y, z) in micrometres.
+    stack: array (z, y, x) of uint8, uint16 or float32, or (c, z, y, x) for several channels,
+    restored one by one, each with the theoretical PSF of its own entry in wavelength (one
+    value for all only with same_wavelength; progress then reports each channel's run).
+    spacing: (x, y, z) in micrometres.
     na, ri, wavelength (micrometres): the optics. sa: spherical aberration of the
     theoretical PSF. psf: a measured PSF (z, y, x), with psf_spacing (x, y, z), used instead.
     noise: 'auto', 'low', 'medium', 'high' or a regularisation level (Wiener filter).
@@ -153,6 +166,19 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
     whole run's percentage. Returns the restored float32 stack, and the PSF used when
     return_psf is true.
     """
+    if np.ndim(stack) == 4:
+        if psf is not None or return_psf:
+            raise ValueError("psf and return_psf hold one channel's PSF; restore the channels "
+                             "of a (c, z, y, x) stack with their theoretical PSFs")
+        channels = np.asarray(stack)
+        wavelengths = _channel_wavelengths(wavelength, len(channels), same_wavelength)
+        options = dict(sa=sa, brightfield=brightfield, noise=noise, guard_xy=guard_xy,
+                       guard_z=guard_z, overlap=overlap, progress=progress, temp_dir=temp_dir,
+                       method=method, iterations=iterations, acceleration=acceleration,
+                       roughness=roughness, start=start, object_updates=object_updates,
+                       psf_updates=psf_updates)
+        return np.stack([restore(channel, spacing, na, ri, w, **options)
+                         for channel, w in zip(channels, wavelengths)])
     array = _as_stack(stack)
     sx, sy, sz = _spacing(spacing)
     iterative = _iterative_options(method, iterations, acceleration, roughness, start,

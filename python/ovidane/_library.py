@@ -103,6 +103,9 @@ def _candidates():
     here = Path(__file__).resolve().parent
     yield here / "libovdinf01.so"
     yield here.parent.parent / "build" / "libovdinf01.so"
+    # Installed: the package in PREFIX/lib/python3.X/site-packages (or python3/dist-packages),
+    # the library in PREFIX/lib.
+    yield here.parents[2] / "libovdinf01.so"
     yield Path("libovdinf01.so")
 
 

@@ -252,6 +252,12 @@ OVD_API void OVD_CALL ovdSetWorkerThreads(int32_t count);
  * estimate is the same either way, only its time differs. */
 OVD_API void OVD_CALL ovdSetMemoryBudget(int64_t bytes);
 
+/* The library's version ("0.1.0") and its back ends as one line: the FFT library with its
+ * precision and threading, and the vector instructions the image arithmetic was built for.
+ * Both strings are static and never change within a process. */
+OVD_API const char* OVD_CALL ovdGetVersion(void);
+OVD_API const char* OVD_CALL ovdGetBackEnds(void);
+
 /* Theoretical PSF. Writes the PSF of the given optics as a raw float stack of width x
  * height x depth pixels (x fastest), scaled to sum 1, its centre at pixel (width/2,
  * height/2, depth/2). Spacings and the wavelength are micrometres; brightfield 0 gives the

@@ -32,3 +32,5 @@ endif()
 add_test(NAME interface.ExportsOnlyPublicOperations
   COMMAND bash ${CMAKE_CURRENT_LIST_DIR}/check_exports.sh $<TARGET_FILE:ovdinf01>)
 set_tests_properties(interface.ExportsOnlyPublicOperations PROPERTIES LABELS unit)
+add_test(NAME interface.InstalledLibraryServesCHostsAndPython
+  COMMAND bash ${CMAKE_CURRENT_LIST_DIR}/install_test.sh ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})

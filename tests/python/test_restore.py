@@ -118,6 +118,20 @@ class Restore(unittest.TestCase):
         self.assertTrue(all(u >= s for u, s in zip(used.shape, SHAPE)))
         self.assertAlmostEqual(float(used.sum(dtype=np.float64)), 1.0, delta=1e-3)
 
+    def test_channels_are_restored_each_at_its_wavelength(self):
+        stack = np.stack([bead_stack(seed=1), bead_stack(seed=2)])
+        optics = dict(na=1.3, ri=1.515)
+        both = ovidane.restore(stack, SPACING, **optics, wavelength=(0.46, 0.61))
+        self.assertEqual(both.shape, (2,) + SHAPE)
+        for channel, wavelength in enumerate((0.46, 0.61)):
+            alone = ovidane.restore(stack[channel], SPACING, **optics, wavelength=wavelength)
+            np.testing.assert_array_equal(both[channel], alone)
+        for wavelength, same in ((0.52, False), ((0.4, 0.5, 0.6), True)):
+            with self.assertRaisesRegex(ValueError, "wavelength"):
+                ovidane.restore(stack, SPACING, **optics, wavelength=wavelength, same_wavelength=same)
+        same = ovidane.restore(stack, SPACING, **optics, wavelength=0.52, same_wavelength=True)
+        self.assertEqual(same.shape, both.shape)
+
     def test_detection_can_be_cancelled(self):
         calls = []
 

@@ -51,10 +51,26 @@ expect 105 "--overlap: Value 65836 not in range" -- "$ovd" detect-sa "${raw[@]:0
 expect 105 "--threads: Value 100000 not in range" -- "$ovd" restore "${raw[@]}" --threads 100000
 expect 105 "--memory-budget: Value 1e300 not in range" -- "$ovd" restore "${raw[@]}" --memory-budget 1e300
 expect 2 "--memory-budget must be a number" -- "$ovd" restore "${raw[@]}" --memory-budget nan
+for case in "out.raw --scale 3|--scale applies to 16-bit output" "out.raw --output-type u16|needs a TIFF" \
+            "out.tif --output-type u16 --scale nan|--scale 'nan' is not auto" \
+            "out.tif --output-type u16 --scale=-2|--scale '-2' is not auto"; do
+  set -- ${case%%|*}
+  expect 2 "${case#*|}" -- "$ovd" restore "${raw[@]:0:1}" "$work/$1" "${raw[@]:2}" "${@:2}"
+done
 expect 2 "--min and --max must be finite" -- "$ovd" detect-sa "${raw[@]:0:1}" "${raw[@]:2}" \
   --min nan --max nan
 expect 2 "--min and --max must be finite" -- "$ovd" detect-sa "${raw[@]:0:1}" "${raw[@]:2}" \
   --min 5 --max -5
+
+# Options of other deconvolution tools are answered with what to type instead.
+for case in "--float|--output-type" "--bg 100|subtract a known offset" "--background=5|--bg: ovd" \
+            "--gpu 0|--threads N" "--tilesize 256|--memory-budget MB"; do
+  # shellcheck disable=SC2086
+  expect 105 "${case#*|}" -- "$ovd" restore "${raw[@]}" ${case%%|*}
+done
+version=$("$ovd" --version) && grep -qE '^ovd [0-9]+\.[0-9]+\.[0-9]+$' <<<"${version%%$'\n'*}" &&
+  grep -qF "FFT: fftw-3" <<<"$version" && grep -qF "vectors: " <<<"$version" ||
+  { echo "FAIL: --version printed: $version"; failures=$((failures+1)); }
 
 # Stacks the library can't restore: the message names the cause, not only the code's class.
 expect 1 "guard band of 10 pixels must be smaller than the stack's width and height (10 x 10)" -- \
@@ -84,12 +100,17 @@ tiff frames.tif 16 "ImageJ=1.11a;images=16;frames=4;slices=4;hyperstack=true"
 tiff declared.tif 8 "ImageJ=1.11a;images=16;slices=16"
 tiff whole.tif 16 ""
 head -c $(($(stat -c %s "$work/whole.tif") / 2)) "$work/whole.tif" > "$work/cut.tif"
-for case in "channels.tif|a hyperstack of 2 channels; channels must be restored separately" \
-            "frames.tif|a hyperstack of 4 time points" \
+for case in "frames.tif|a hyperstack of 4 time points" \
             "cut.tif|the pages end after page 7 where the file points to more; it is truncated" \
             "declared.tif|declares 16 pages but holds 8; it is truncated"; do
   expect 2 "${case#*|}" -- "$ovd" restore "$work/${case%%|*}" "$work/out.raw" --spacing 0.1,0.1,0.25
 done
+expect 2 "a hyperstack of 2 channels; this command takes one" -- "$ovd" detect-sa "$work/channels.tif" \
+  --spacing 0.1,0.1,0.25
+expect 2 "the channels of a hyperstack are written to a TIFF" -- "$ovd" restore "$work/channels.tif" \
+  "$work/out.raw" --spacing 0.1,0.1,0.25 --wavelength 461,610
+expect 2 "--psf and --save-psf hold one channel's PSF" -- "$ovd" restore "$work/channels.tif" \
+  "$work/out.tif" --spacing 0.1,0.1,0.25 --wavelength 461,610 --save-psf "$work/psf.tif"
 
 leftovers=$(ls "$work" | grep -v -E '^(stack|zero|nan|large)\.raw$|^(fake|channels|frames|declared|whole|cut)\.tif$' || true)
 [ -z "$leftovers" ] || { echo "FAIL: files left behind: $leftovers"; failures=$((failures+1)); }

@@ -22,30 +22,14 @@ assert tuple(int(i) for i in peak) == (7, 12, 16), peak
 PY
 
 "$ovd" psf "$work/psf.tif" --size 16x16x8 --spacing 0.1,0.1,0.25 --sa 1.0 || fail "ovd psf to TIFF failed"
-/usr/bin/python3 - "$work/psf.tif" <<'PY' || fail "TIFF PSF is not a float32 stack of 8 pages with its spacing"
-import struct, sys
-data = open(sys.argv[1], "rb").read()
-order = {b"II": "<", b"MM": ">"}[data[:2]]
-offset = struct.unpack(order + "I", data[4:8])[0]
-pages, description = 0, b""
-while offset:
-    count = struct.unpack(order + "H", data[offset:offset + 2])[0]
-    tags = {}
-    for i in range(count):
-        tag, kind, n, value = struct.unpack(order + "HHII", data[offset + 2 + 12 * i:offset + 14 + 12 * i])
-        tags[tag] = (kind, n, value)
-    if 270 in tags:
-        kind, n, value = tags[270]
-        description = data[value:value + n] if n > 4 else b""
-    width = tags[256][2] & (0xFFFF if tags[256][0] == 3 else 0xFFFFFFFF)
-    bits = tags[258][2] & 0xFFFF
-    fmt = tags.get(339, (3, 1, 1))[2] & 0xFFFF
-    assert width == 16 and bits == 32 and fmt == 3, (width, bits, fmt)
-    pages += 1
-    offset = struct.unpack(order + "I", data[offset + 2 + 12 * count:offset + 6 + 12 * count])[0]
-assert pages == 8, pages
-assert b"spacing=0.25" in description, description
+PYTHONPATH="$(dirname "$0")" /usr/bin/python3 - "$work/psf.tif" <<'PY' ||
+import sys
+from read_tiff import read
+pages, description = read(sys.argv[1])
+assert pages.shape == (8, 16, 16) and pages.dtype.kind == "f", (pages.shape, pages.dtype)
+assert "spacing=0.25" in description, description
 PY
+  fail "TIFF PSF is not a float32 stack of 8 pages with its spacing"
 
 err=$("$ovd" psf "$work/bad.raw" --na 0.25 2>&1 >/dev/null); status=$?
 [ "$status" -eq 1 ] && grep -qF "numerical aperture out of range" <<<"$err" || fail "low NA: $status $err"

@@ -30,7 +30,7 @@ size_is "$work/restored.raw" $((64*64*16*4))
 for method in "mlem --acceleration line --start wiener" "mlem --roughness 0" "gold"; do
   # shellcheck disable=SC2086
   "$ovd" restore "${raw[@]:0:1}" "$work/iterative.raw" "${raw[@]:1}" "${optics[@]}" \
-    --method $method --iterations 4 || fail "--method $method exited $?"
+    --method $method --iter 4 --overwrite || fail "--method $method exited $?"
   size_is "$work/iterative.raw" $((64*64*16*4))
 done
 for bad in "--iterations 0" "--method richardson" "--acceleration fast" "--roughness nan" \

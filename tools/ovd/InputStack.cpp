@@ -43,7 +43,7 @@ std::size_t BytesPerPixel(PixelType type) {
 } // namespace
 
 InputStack OpenInput(const std::string& path, const InputOptions& options, const PrivateTempDir& temp,
-                     const std::string& role) {
+                     const std::string& role, Channels channels) {
     namespace fs = std::filesystem;
     std::error_code error;
     if (!fs::is_regular_file(path, error))
@@ -53,14 +53,22 @@ InputStack OpenInput(const std::string& path, const InputOptions& options, const
         const TiffStackInfo info = ProbeTiff(path);
         stack.shape = info.shape;
         stack.spacing = info.spacing;
-        stack.rawPath = temp.File(role + ".raw");
-        TiffToRaw(path, stack.rawPath);
+        if (info.channels > 1 && channels == Channels::One)
+            throw StackError(path + ": a hyperstack of " + std::to_string(info.channels) +
+                             " channels; this command takes one (save each channel as a stack of "
+                             "its own)");
+        for (int c = 0; c < info.channels; ++c)
+            stack.channelPaths.push_back(
+                temp.File(role + (info.channels > 1 ? "-c" + std::to_string(c + 1) : "") + ".raw"));
+        stack.rawPath = stack.channelPaths.front();
+        TiffToRaw(path, stack.channelPaths);
     } else {
         if (options.size.empty() || options.type.empty())
             throw StackError(path + ": a raw " + role + " needs its size and type (--size WxHxD --type u8|u16|f32)");
         stack.shape = ParseSize(options.size, role);
         stack.shape.type = ParseType(options.type, role);
         stack.rawPath = path;
+        stack.channelPaths = {path};
         const uintmax_t expected = uintmax_t(stack.shape.width) * stack.shape.height *
                                    stack.shape.depth * BytesPerPixel(stack.shape.type);
         const uintmax_t actual = fs::file_size(path, error);

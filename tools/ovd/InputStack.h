@@ -2,6 +2,7 @@
 // The stack the user named, as the library wants it: a raw file with known size, pixel
 // type and spacing.
 #include <string>
+#include <vector>
 
 #include "PrivateTempDir.h"
 #include "TiffStack.h"
@@ -10,8 +11,10 @@ namespace ovdtool {
 
 struct InputStack {
     std::string rawPath; // the user's raw file itself, or a copy of a TIFF's pixels
-    StackShape shape;
+    StackShape shape;    // of one channel
     Spacing spacing;
+    // A hyperstack's channels, each a raw copy of its pages; rawPath alone otherwise.
+    std::vector<std::string> channelPaths;
 };
 
 struct InputOptions {
@@ -26,8 +29,10 @@ StackShape ParseSize(const std::string& text, const std::string& role);
 Spacing ParseSpacing(const std::string& text);
 
 // Raw files need --size and --type and must be exactly as long as they say; TIFF files
-// bring their own size, type and (often) spacing.
+// bring their own size, type and (often) spacing. A hyperstack of several channels is
+// refused unless `channels` allows it.
+enum class Channels { One, Many };
 InputStack OpenInput(const std::string& path, const InputOptions& options, const PrivateTempDir& temp,
-                     const std::string& role);
+                     const std::string& role, Channels channels = Channels::One);
 
 } // namespace ovdtool

@@ -11,7 +11,7 @@ void AddMethodOptions(CLI::App* command, MethodOptions& o) {
                         "wiener (one pass, fast), mlem (maximum likelihood, best on faint data) or gold")
         ->check(CLI::IsMember({"wiener", "mlem", "gold"}))
         ->capture_default_str();
-    command->add_option("--iterations", o.iterations, "passes of mlem or gold (default 30)")
+    command->add_option("--iterations,--iter", o.iterations, "passes of mlem or gold (default 30)")
         ->check(CLI::Range(1, OVD_MAX_ITERATIONS));
     command->add_option("--acceleration", o.acceleration, "mlem: extrapolation or line (line search)")
         ->check(CLI::IsMember({"extrapolation", "line"}))

@@ -44,6 +44,7 @@ uint16_t Progress::Show(float subvolumePercent, int subvolume, int subvolumeCoun
                         int iterations) {
     if (gInterrupted)
         return 0; // anything but "continue" cancels the run
+    mSubvolumeCount = subvolumeCount;
     if (!mTerminal)
         return OVD_STATUS_CONTINUE;
     const int count = subvolumeCount > 0 ? subvolumeCount : 1;

@@ -23,6 +23,9 @@ public:
     static void CatchInterrupt();
     static bool Interrupted();
 
+    // The subvolumes of the cut, as the library last reported them; 0 before any report.
+    int SubvolumeCount() const { return mSubvolumeCount; }
+
 private:
     // `percent` is the progress of subvolume `subvolume` alone, as the library reports it;
     // the line shows the whole run's, and the time left that the run's pace so far gives.
@@ -32,6 +35,7 @@ private:
     const char* mLabel;
     bool mTerminal;
     bool mDrawn = false;
+    int mSubvolumeCount = 0;
     std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point mLastDraw{};
 };

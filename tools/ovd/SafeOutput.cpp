@@ -66,6 +66,27 @@ void RefuseSharedFiles(const std::vector<NamedFile>& inputs,
     }
 }
 
+void RefuseExistingOutputs(const std::vector<NamedFile>& outputs) {
+    for (const NamedFile& output : outputs) {
+        if (output.path.empty())
+            continue;
+        std::error_code error;
+        if (fs::is_regular_file(fs::status(ResolveLinks(output.path), error)))
+            throw OutputExists(output.role + " '" + output.path +
+                               "' already exists; add --overwrite to replace it, or name another file");
+    }
+}
+
+std::string DefaultOutputName(const std::string& input) {
+    const fs::path path = input;
+    std::string stem = path.stem().string();
+    // An OME-TIFF's name ends in two extensions; the result is no OME-TIFF.
+    const std::string ome = ".ome";
+    if (stem.size() > ome.size() && stem.compare(stem.size() - ome.size(), ome.size(), ome) == 0)
+        stem.resize(stem.size() - ome.size());
+    return (path.parent_path() / (stem + "_ovd.tif")).string();
+}
+
 SafeOutput::SafeOutput(const std::string& name) : mName(name) {
     const fs::path target = ResolveLinks(name);
     mTarget = target.string();

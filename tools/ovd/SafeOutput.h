@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "TiffStack.h"
+
 namespace ovdtool {
 
 // A file named on the command line, with the argument or option that named it; an empty
@@ -18,6 +20,21 @@ struct NamedFile {
 // output: by the same or another path, a symbolic link or a hard link. Files that don't exist
 // yet are compared by their resolved paths.
 void RefuseSharedFiles(const std::vector<NamedFile>& inputs, const std::vector<NamedFile>& outputs);
+
+// Thrown when an output's name already holds a file and the user hasn't allowed replacing it;
+// the tool answers it with its own exit status, so that scripts can tell it from bad input.
+struct OutputExists : StackError {
+    using StackError::StackError;
+};
+
+// Throws OutputExists for the first output whose name (links followed) holds a regular file.
+// Devices and pipes are written to, not replaced, and pass.
+void RefuseExistingOutputs(const std::vector<NamedFile>& outputs);
+
+// The name a restored stack gets when the user names none: beside the input, "_ovd" added to
+// its name and ".tif" as extension ("cells.ome.tif" and "cells.raw" both give
+// "cells_ovd.tif").
+std::string DefaultOutputName(const std::string& input);
 
 // One output of a command. The result is written to a fresh file beside the final one (same
 // directory, so that putting it in place is one atomic rename) and replaces the final file

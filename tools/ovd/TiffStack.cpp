@@ -82,6 +82,7 @@ Spacing ReadSpacing(TIFF* tiff) {
 struct DeclaredContent {
     long pages = 0;
     long channels = 1, frames = 1;
+    bool channelFastest = true;
 };
 
 DeclaredContent ReadDeclaredContent(TIFF* tiff) {
@@ -95,6 +96,7 @@ DeclaredContent ReadDeclaredContent(TIFF* tiff) {
         slices = count(" SizeZ");
         declared.channels = std::max(count(" SizeC"), 1L);
         declared.frames = std::max(count(" SizeT"), 1L);
+        declared.channelFastest = text.find("DimensionOrder=\"XYZ") == std::string::npos;
     } else if (text.rfind("ImageJ=", 0) == 0) {
         slices = count("\nslices");
         declared.channels = std::max(count("\nchannels"), 1L);
@@ -106,13 +108,9 @@ DeclaredContent ReadDeclaredContent(TIFF* tiff) {
     return declared;
 }
 
-// Pages of several channels or time points lie interleaved in one file; read as one stack
-// they would be restored as slices of one object, which they are not.
-void RefuseHyperstack(const DeclaredContent& declared, const std::string& path) {
-    if (declared.channels > 1)
-        throw StackError(path + ": a hyperstack of " + std::to_string(declared.channels) +
-                         " channels; channels must be restored separately (save each channel as "
-                         "a stack of its own)");
+// Pages of several time points lie interleaved in one file; read as one stack they would be
+// restored as slices of one object, which they are not. Channels are told apart by the reader.
+void RefuseTimeSeries(const DeclaredContent& declared, const std::string& path) {
     if (declared.frames > 1)
         throw StackError(path + ": a hyperstack of " + std::to_string(declared.frames) +
                          " time points; time points must be restored separately (save each as a "
@@ -170,7 +168,7 @@ TiffStackInfo ProbeTiff(const std::string& path) {
     info.shape = ReadPageShape(tiff.get(), path);
     info.spacing = ReadSpacing(tiff.get());
     const DeclaredContent declared = ReadDeclaredContent(tiff.get());
-    RefuseHyperstack(declared, path);
+    RefuseTimeSeries(declared, path);
     int pages = 0;
     tReadError = false;
     TIFFSetErrorHandler(&NoteReadError);
@@ -192,77 +190,122 @@ TiffStackInfo ProbeTiff(const std::string& path) {
         throw StackError(path + ": the file declares " + std::to_string(declared.pages) +
                          " pages but holds " + std::to_string(pages) +
                          "; it is truncated or damaged");
-    if (pages > 32767)
-        throw StackError(path + ": more than 32767 pages");
-    info.shape.depth = pages;
+    if (pages % declared.channels != 0)
+        throw StackError(path + ": " + std::to_string(pages) + " pages don't divide into its " +
+                         std::to_string(declared.channels) + " channels; it is damaged");
+    info.channels = int(declared.channels);
+    info.channelFastest = declared.channelFastest;
+    info.shape.depth = pages / info.channels;
+    if (info.shape.depth > 32767)
+        throw StackError(path + ": more than 32767 slices");
     return info;
 }
 
-void TiffToRaw(const std::string& tiffPath, const std::string& rawPath) {
+void TiffToRaw(const std::string& tiffPath, const std::vector<std::string>& rawPaths) {
     const TiffStackInfo info = ProbeTiff(tiffPath);
+    const int channels = int(rawPaths.size());
+    if (channels != info.channels)
+        throw StackError(tiffPath + ": holds " + std::to_string(info.channels) + " channels, not " +
+                         std::to_string(channels));
     Tiff tiff = Open(tiffPath, "r");
-    File out(std::fopen(rawPath.c_str(), "wb"));
-    if (!out)
-        throw StackError(rawPath + ": cannot be written");
+    std::vector<File> outputs;
+    for (const std::string& rawPath : rawPaths) {
+        outputs.emplace_back(std::fopen(rawPath.c_str(), "wb"));
+        if (!outputs.back())
+            throw StackError(rawPath + ": cannot be written");
+    }
     const std::size_t rowBytes = std::size_t(info.shape.width) * BytesOf(info.shape.type);
     std::vector<unsigned char> row(std::max<std::size_t>(rowBytes, TIFFScanlineSize(tiff.get())));
+    int page = 0;
     do {
+        const int channel = info.channelFastest ? page % channels : page / info.shape.depth;
+        std::FILE* out = outputs[std::size_t(channel)].get();
         for (int y = 0; y < info.shape.height; ++y) {
             if (TIFFReadScanline(tiff.get(), row.data(), uint32_t(y), 0) < 0)
                 throw StackError(tiffPath + ": damaged or unsupported (tiled or compressed beyond libtiff)");
-            if (std::fwrite(row.data(), 1, rowBytes, out.get()) != rowBytes)
-                throw StackError(rawPath + ": disk full while writing");
+            if (std::fwrite(row.data(), 1, rowBytes, out) != rowBytes)
+                throw StackError(rawPaths[std::size_t(channel)] + ": disk full while writing");
         }
+        ++page;
     } while (TIFFReadDirectory(tiff.get()));
 }
 
-void RawFloatToTiff(const std::string& rawPath, const std::string& tiffPath,
-                    const StackShape& shape, const Spacing& spacing, const std::string& shownName) {
-    File in(std::fopen(rawPath.c_str(), "rb"));
-    if (!in)
-        throw StackError(rawPath + ": cannot be read");
+uint64_t RawFloatToTiff(const std::vector<std::string>& rawPaths, const std::string& tiffPath,
+                        const TiffOutput& layout, const std::string& shownName) {
+    std::vector<File> inputs;
+    for (const std::string& rawPath : rawPaths) {
+        inputs.emplace_back(std::fopen(rawPath.c_str(), "rb"));
+        if (!inputs.back())
+            throw StackError(rawPath + ": cannot be read");
+    }
     // libtiff's own messages are silenced; the system's reason for the failed write is what
     // the user can act on.
     auto writeFailed = [&] {
         return StackError(shownName + ": cannot be written (" +
                           (errno != 0 ? std::strerror(errno) : "is the disk full?") + ")");
     };
+    const StackShape& shape = layout.shape;
+    const int channels = int(inputs.size());
+    const int pages = shape.depth * channels;
+    const bool words = layout.u16Scale > 0;
     // Classic TIFF addresses 4 GiB; larger stacks are written as BigTIFF.
-    const double bytes = double(shape.width) * shape.height * shape.depth * sizeof(float);
+    const double bytes = double(shape.width) * shape.height * pages * (words ? 2 : 4);
     TIFFSetWarningHandler(&QuietWarnings);
     TIFFSetErrorHandler(&QuietWarnings);
     errno = 0;
     Tiff tiff(TIFFOpen(tiffPath.c_str(), bytes > 3.9e9 ? "w8" : "w"));
     if (!tiff)
         throw writeFailed();
-    const std::string description = "ImageJ=1.11a\nimages=" + std::to_string(shape.depth) +
-                                    "\nslices=" + std::to_string(shape.depth) +
-                                    "\nunit=micron\nspacing=" + std::to_string(spacing.z) +
-                                    "\nloop=false\n";
+    std::string description = "ImageJ=1.11a\nimages=" + std::to_string(pages);
+    if (channels > 1)
+        description += "\nchannels=" + std::to_string(channels);
+    description += "\nslices=" + std::to_string(shape.depth);
+    if (channels > 1)
+        description += "\nhyperstack=true\nmode=composite";
+    description += "\nunit=micron\nspacing=" + std::to_string(layout.spacing.z) + "\nloop=false\n";
+    if (words) {
+        char scale[64];
+        std::snprintf(scale, sizeof scale, "ovd_scale=%.9g\n", layout.u16Scale);
+        description += scale;
+    }
     std::vector<float> row(std::size_t(shape.width));
-    for (int z = 0; z < shape.depth; ++z) {
+    std::vector<uint16_t> wordRow(words ? row.size() : 0);
+    uint64_t clipped = 0;
+    for (int page = 0; page < pages; ++page) {
+        std::FILE* in = inputs[std::size_t(page % channels)].get();
         TIFF* t = tiff.get();
         TIFFSetField(t, TIFFTAG_IMAGEWIDTH, uint32_t(shape.width));
         TIFFSetField(t, TIFFTAG_IMAGELENGTH, uint32_t(shape.height));
-        TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 32);
+        TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, words ? 16 : 32);
         TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
-        TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+        TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, words ? SAMPLEFORMAT_UINT : SAMPLEFORMAT_IEEEFP);
         TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
         TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
         TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, uint32_t(shape.height));
         TIFFSetField(t, TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
-        TIFFSetField(t, TIFFTAG_PAGENUMBER, uint16_t(z), uint16_t(shape.depth));
-        if (spacing.x > 0 && spacing.y > 0) {
-            TIFFSetField(t, TIFFTAG_XRESOLUTION, 1.0f / spacing.x);
-            TIFFSetField(t, TIFFTAG_YRESOLUTION, 1.0f / spacing.y);
+        TIFFSetField(t, TIFFTAG_PAGENUMBER, uint16_t(page), uint16_t(pages));
+        if (layout.spacing.x > 0 && layout.spacing.y > 0) {
+            TIFFSetField(t, TIFFTAG_XRESOLUTION, 1.0f / layout.spacing.x);
+            TIFFSetField(t, TIFFTAG_YRESOLUTION, 1.0f / layout.spacing.y);
             TIFFSetField(t, TIFFTAG_RESOLUTIONUNIT, RESUNIT_NONE);
         }
-        if (z == 0)
+        if (page == 0)
             TIFFSetField(t, TIFFTAG_IMAGEDESCRIPTION, description.c_str());
         for (int y = 0; y < shape.height; ++y) {
-            if (std::fread(row.data(), sizeof(float), row.size(), in.get()) != row.size())
-                throw StackError(rawPath + ": shorter than its stated size");
-            if (TIFFWriteScanline(t, row.data(), uint32_t(y), 0) < 0)
+            if (std::fread(row.data(), sizeof(float), row.size(), in) != row.size())
+                throw StackError(rawPaths[std::size_t(page % channels)] + ": shorter than its stated size");
+            void* pixels = row.data();
+            if (words) {
+                for (std::size_t x = 0; x < row.size(); ++x) {
+                    const double value = std::round(double(row[x]) * layout.u16Scale);
+                    // NaN fails both comparisons and is counted and stored as 0.
+                    const bool inside = value >= 0.0 && value <= 65535.0;
+                    clipped += !inside;
+                    wordRow[x] = inside ? uint16_t(value) : value > 65535.0 ? 65535 : 0;
+                }
+                pixels = wordRow.data();
+            }
+            if (TIFFWriteScanline(t, pixels, uint32_t(y), 0) < 0)
                 throw writeFailed();
         }
         if (!TIFFWriteDirectory(t))
@@ -270,6 +313,12 @@ void RawFloatToTiff(const std::string& rawPath, const std::string& tiffPath,
     }
     if (!TIFFFlush(tiff.get()))
         throw writeFailed();
+    return clipped;
+}
+
+void RawFloatToTiff(const std::string& rawPath, const std::string& tiffPath,
+                    const StackShape& shape, const Spacing& spacing, const std::string& shownName) {
+    RawFloatToTiff(std::vector<std::string>{rawPath}, tiffPath, TiffOutput{shape, spacing}, shownName);
 }
 
 } // namespace ovdtool

@@ -8,12 +8,18 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <thread>
 #include <vector>
 
+#include "ChannelWavelengths.h"
 #include "InputStack.h"
 #include "MethodOptions.h"
+#include "OutputOptions.h"
+#include "OutputType.h"
+#include "PeerFlags.h"
 #include "Progress.h"
 #include "ResultText.h"
+#include "RunLog.h"
 #include "SafeOutput.h"
 #include "interface/ovdinf01.h"
 
@@ -42,22 +48,22 @@ struct ResourceOptions {
     double memoryBudgetMB = 0.0;
 };
 
-struct MessageOptions {
-    std::string logFile;
-    bool verbose = false;
-};
-
 void AddInputOptions(CLI::App* command, InputOptions& input) {
     command->add_option("--size", input.size, "raw input: WxHxD");
     command->add_option("--type", input.type, "raw input: u8, u16 or f32")->check(CLI::IsMember({"u8", "u16", "f32"}));
     command->add_option("--spacing", input.spacing, "x,y,z pixel spacing in micrometres (overrides TIFF metadata)");
 }
 
-void AddOpticsOptions(CLI::App* command, OpticsOptions& optics, bool withAberration) {
+// A restore takes a wavelength per channel in `perChannel`; the others take one.
+void AddOpticsOptions(CLI::App* command, OpticsOptions& optics, bool withAberration,
+                      WavelengthOptions* perChannel = nullptr) {
     command->add_option("--na", optics.na, "numerical aperture of the objective")->capture_default_str();
     command->add_option("--ri", optics.ri, "refractive index of the immersion medium")->capture_default_str();
-    command->add_option("--wavelength", optics.wavelength, "emission wavelength, um (or nm when above 10)")
-        ->capture_default_str();
+    if (perChannel)
+        AddWavelengthOptions(command, *perChannel);
+    else
+        command->add_option("--wavelength", optics.wavelength, "emission wavelength, um (or nm when above 10)")
+            ->capture_default_str();
     command->add_option("--modality", optics.modality, "widefield or brightfield")
         ->check(CLI::IsMember({"widefield", "brightfield"}))
         ->capture_default_str();
@@ -100,39 +106,6 @@ void ApplyResources(const ResourceOptions& resources) {
         ovdSetWorkerThreads(resources.threads);
     ovdSetMemoryBudget(int64_t(resources.memoryBudgetMB * 1024.0 * 1024.0));
 }
-
-void AddMessageOptions(CLI::App* command, MessageOptions& messages) {
-    command->add_option("--log", messages.logFile, "write the library's message lines to this file");
-    command->add_flag("--verbose", messages.verbose, "show the library's message lines on stderr");
-}
-
-// The library's message lines: silent unless asked for. A log file is closed when the
-// command ends, and the library is silenced first, since it may still speak at exit.
-class MessageRoute {
-public:
-    explicit MessageRoute(const MessageOptions& messages) {
-        if (!messages.logFile.empty()) {
-            mLog = std::make_unique<std::ofstream>(messages.logFile);
-            if (!*mLog)
-                throw StackError(messages.logFile + ": cannot write the log file");
-            ovdSetMessageCallback([](const char* line, void* log) { *static_cast<std::ofstream*>(log) << line; },
-                                  mLog.get());
-        } else if (messages.verbose) {
-            ovdSetMessageCallback([](const char* line, void*) { std::fputs(line, stderr); }, nullptr);
-        } else {
-            ovdSetMessageCallback(nullptr, nullptr);
-        }
-    }
-    ~MessageRoute() {
-        if (mLog)
-            ovdSetMessageCallback(nullptr, nullptr);
-    }
-    MessageRoute(const MessageRoute&) = delete;
-    MessageRoute& operator=(const MessageRoute&) = delete;
-
-private:
-    std::unique_ptr<std::ofstream> mLog;
-};
 
 float NoiseFactor(const std::string& noise) {
     if (noise == "auto")
@@ -181,7 +154,12 @@ InputStack OpenPsf(const std::string& path, const InputOptions& options, const P
     return psf;
 }
 
-int Fail(const std::string& message, int status = 2) {
+// Exit statuses besides 0: a refused argument or input (2), an output that exists (3), a
+// failure inside the library (1), a cancel (130); the argument parser's own are 100 and above.
+constexpr int kRefused = 2;
+constexpr int kOutputExists = 3;
+
+int Fail(const std::string& message, int status = kRefused) {
     std::fprintf(stderr, "ovd: %s\n", message.c_str());
     return status;
 }
@@ -195,31 +173,83 @@ int LibraryResult(uint16_t code) {
 }
 
 struct RestoreOptions {
-    std::string input, output, psf, savePsf, noise = "auto", tempDir;
+    OutputOptions out;
+    OutputTypeOptions outputType;
+    std::string input, psf, savePsf, noise = "auto", tempDir;
     InputOptions inputOptions, psfOptions;
     OpticsOptions optics;
     CutOptions cut;
     MethodOptions method;
+    WavelengthOptions wavelengths;
     ResourceOptions resources;
     MessageOptions messages;
 };
 
-int RunRestore(const RestoreOptions& o) {
+// What the run chose, for --verbose.
+void NoteChoices(RunLog& log, const RestoreOptions& o, const InputStack& input,
+                 const std::vector<float>& wavelengths) {
+    const StackShape& shape = input.shape;
+    const Spacing& spacing = input.spacing;
+    log.Note("input: %s, %d x %d x %d x %zu channel(s), spacing %g x %g x %g µm", o.input.c_str(),
+             shape.width, shape.height, shape.depth, input.channelPaths.size(), spacing.x, spacing.y,
+             spacing.z);
+    std::string nanometres;
+    for (const float wavelength : wavelengths)
+        nanometres += (nanometres.empty() ? "" : ", ") + std::to_string(std::lround(wavelength * 1000));
+    if (o.psf.empty())
+        log.Note("PSF: theoretical %s, NA %g, immersion index %g, emission %s nm, aberration %g",
+                 o.optics.modality.c_str(), o.optics.na, o.optics.ri, nanometres.c_str(), o.optics.sa);
+    else
+        log.Note("PSF: measured, %s", o.psf.c_str());
+    if (o.method.method == "wiener")
+        log.Note("method: wiener, regularisation %s",
+                 o.noise == "auto" ? "estimated from the stack" : o.noise.c_str());
+    else
+        log.Note("method: %s, %d passes, start %s", o.method.method.c_str(),
+                 IterativeOptionsOf(o.method).nIterations, o.method.start.c_str());
+    log.Note("cut: guard bands %d px (x, y) and %d slices (z), overlap %d px", o.cut.guardXY,
+             o.cut.guardZ, o.cut.overlap);
+    const ResourceOptions& r = o.resources;
+    const int threads = r.threads > 0 ? r.threads : int(std::thread::hardware_concurrency());
+    const std::string budget = r.memoryBudgetMB > 0 ? std::to_string(std::lround(r.memoryBudgetMB)) + " MB"
+                                                    : "the machine's memory";
+    log.Note("threads: %d; memory budget: %s", threads, budget.c_str());
+}
+
+int RunRestore(RestoreOptions o) {
     const ovdStructIterativeOps iterative = IterativeOptionsOf(o.method);
+    if (o.out.path.empty())
+        o.out.path = DefaultOutputName(o.input);
+    const std::string& outPath = o.out.path;
     RefuseSharedFiles(
         {{"IN", o.input}, {"--psf", o.psf}},
-        {{"OUT", o.output}, {"--save-psf", o.savePsf}, {"--log", o.messages.logFile}});
-    const MessageRoute messages(o.messages);
+        {{"OUT", outPath}, {"--save-psf", o.savePsf}, {"--log", o.messages.logFile}});
+    if (!o.out.overwrite)
+        RefuseExistingOutputs({{"OUT", outPath}, {"--save-psf", o.savePsf}});
+    const bool tiffOut = HasTiffExtension(outPath);
+    CheckOutputType(o.outputType, tiffOut);
+    RunLog log(o.messages);
     ApplyResources(o.resources);
     PrivateTempDir temp(o.tempDir);
-    const InputStack input = OpenInput(o.input, o.inputOptions, temp, "input");
+    const Stopwatch reading;
+    const InputStack input = OpenInput(o.input, o.inputOptions, temp, "input", Channels::Many);
+    const int channels = int(input.channelPaths.size());
+    const std::vector<float> wavelengths = ChannelWavelengths(o.wavelengths, channels);
+    if (channels > 1 && !tiffOut)
+        throw StackError("OUT: the channels of a hyperstack are written to a TIFF (.tif)");
+    if (channels > 1 && !(o.psf.empty() && o.savePsf.empty()))
+        throw StackError("--psf and --save-psf hold one channel's PSF; restore a hyperstack with the "
+                         "theoretical PSFs of its wavelengths, or each channel as a stack of its own");
+    log.Stage("read the input", reading);
+    NoteChoices(log, o, input, wavelengths);
     // The library writes fresh files only; the user's files change at the very end.
-    SafeOutput output(o.output);
+    SafeOutput output(outPath);
     std::unique_ptr<SafeOutput> savedPsf;
     if (!o.savePsf.empty())
         savedPsf = std::make_unique<SafeOutput>(o.savePsf);
-    const bool tiffOut = HasTiffExtension(o.output);
-    const std::string rawOut = tiffOut ? temp.File("restored.raw") : output.Path();
+    std::vector<std::string> rawOuts;
+    for (int c = 0; c < channels; ++c)
+        rawOuts.push_back(tiffOut ? temp.File("restored-c" + std::to_string(c + 1) + ".raw") : output.Path());
     const bool tiffPsfOut = savedPsf && HasTiffExtension(o.savePsf);
     const std::string rawPsfOut = tiffPsfOut ? temp.File("saved-psf.raw")
                                   : savedPsf ? savedPsf->Path()
@@ -228,7 +258,6 @@ int RunRestore(const RestoreOptions& o) {
     std::filesystem::create_directory(libraryTemp);
 
     ovdStructInvFilterImage image{};
-    image.pszFile = input.rawPath.c_str();
     image.nDataType = DataTypeOf(input.shape.type);
     image.nModality = o.optics.Brightfield() ? OVD_MODALITY_TL_BRIGHTFIELD : OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
     image.sWidth = int16_t(input.shape.width);
@@ -240,7 +269,6 @@ int RunRestore(const RestoreOptions& o) {
     image.fZSpacing = input.spacing.z;
     image.fNumericalAperture = o.optics.na;
     image.fRefractiveIndex = o.optics.ri;
-    image.fEmissionWavelength = o.optics.WavelengthMicrometres();
     image.fSphericalAberration = o.optics.sa;
 
     ovdStructInvFilterPsf psfIn{}, psfOut{};
@@ -261,26 +289,52 @@ int RunRestore(const RestoreOptions& o) {
     ovdStructInvFilterOpsExp exp{};
     ovdInitStructInvFilterOpsStd(&std);
     ovdInitStructInvFilterOpsExp(&exp);
-    std.pszOutputFile = rawOut.c_str();
     std.pszTempDirectory = libraryTemp.c_str();
     exp.fNoiseFactor = NoiseFactor(o.noise);
     exp.sXYGuardBand = int16_t(o.cut.guardXY);
     exp.sZGuardBand = int16_t(o.cut.guardZ);
     exp.sOverlap = int16_t(o.cut.overlap);
 
+    // Channel by channel, each with the PSF of its own wavelength.
     Progress::CatchInterrupt();
-    uint16_t code;
-    {
-        Progress progress("restoring");
-        code = ovd3dRestore(&image, o.psf.empty() ? nullptr : &psfIn, o.savePsf.empty() ? nullptr : &psfOut,
-                            &std, &exp, &iterative, &Progress::OnStatus, &progress);
+    for (int c = 0; c < channels; ++c) {
+        image.pszFile = input.channelPaths[std::size_t(c)].c_str();
+        image.fEmissionWavelength = wavelengths[std::size_t(c)];
+        std.pszOutputFile = rawOuts[std::size_t(c)].c_str();
+        const std::string label = channels > 1 ? "restoring channel " + std::to_string(c + 1) : "restoring";
+        const Stopwatch restoring;
+        uint16_t code;
+        int subvolumes;
+        {
+            Progress progress(label.c_str());
+            code = ovd3dRestore(&image, o.psf.empty() ? nullptr : &psfIn,
+                                o.savePsf.empty() ? nullptr : &psfOut, &std, &exp, &iterative,
+                                &Progress::OnStatus, &progress);
+            subvolumes = progress.SubvolumeCount();
+        }
+        if (code != OVD_RESULT_SUCCESS)
+            return LibraryResult(code);
+        log.Stage(label.c_str(), restoring,
+                  ", " + std::to_string(subvolumes) + " subvolume" + (subvolumes == 1 ? "" : "s"));
     }
-    if (code != OVD_RESULT_SUCCESS)
-        return LibraryResult(code);
-    if (tiffOut)
-        RawFloatToTiff(rawOut, output.Path(),
-                       StackShape{input.shape.width, input.shape.height, input.shape.depth},
-                       input.spacing, o.output);
+
+    const Stopwatch writing;
+    const bool words = o.outputType.type == "u16";
+    const ValueRange range = log.Shown() || words ? RangeOfRawFloat(rawOuts) : ValueRange{};
+    log.Note("result: %g to %g", range.min, range.max);
+    if (tiffOut) {
+        const double scale = words ? ScaleFactor(o.outputType, range) : 0.0;
+        if (scale > 0)
+            log.Note("16-bit output: stored = restored x %g (recorded as ovd_scale)", scale);
+        const StackShape shape{input.shape.width, input.shape.height, input.shape.depth};
+        const uint64_t clipped =
+            RawFloatToTiff(rawOuts, output.Path(), TiffOutput{shape, input.spacing, scale}, outPath);
+        // Always told: the stored values no longer give back the restored ones.
+        if (clipped > 0)
+            std::fprintf(stderr,
+                         "ovd: %llu pixels lay outside 0-65535 once scaled by %g and were clipped\n",
+                         static_cast<unsigned long long>(clipped), scale);
+    }
     if (tiffPsfOut)
         RawFloatToTiff(rawPsfOut, savedPsf->Path(),
                        StackShape{psfOut.sWidth, psfOut.sHeight, psfOut.sDepth},
@@ -290,6 +344,7 @@ int RunRestore(const RestoreOptions& o) {
     output.Commit();
     if (savedPsf)
         savedPsf->Commit();
+    log.Stage("write the output", writing);
     return 0;
 }
 
@@ -308,7 +363,7 @@ int RunDetect(const DetectOptions& o) {
     if (!std::isfinite(o.lower) || !std::isfinite(o.upper) || o.lower > o.upper)
         throw StackError("--min and --max must be finite numbers, --min not above --max");
     RefuseSharedFiles({{"IN", o.input}}, {{"--log", o.messages.logFile}});
-    const MessageRoute messages(o.messages);
+    RunLog log(o.messages);
     ApplyResources(o.resources);
     PrivateTempDir temp(o.tempDir);
     const InputStack input = OpenInput(o.input, o.inputOptions, temp, "input");
@@ -317,6 +372,7 @@ int RunDetect(const DetectOptions& o) {
     Progress::CatchInterrupt();
     float estimate = 0;
     uint16_t code;
+    const Stopwatch searching;
     {
         Progress progress("searching");
         code = ovd3dInverseFilterDetectSA(
@@ -329,23 +385,27 @@ int RunDetect(const DetectOptions& o) {
     }
     if (code != OVD_RESULT_SUCCESS)
         return LibraryResult(code);
+    log.Stage("searching", searching);
     std::printf("%.3f\n", estimate);
     return 0;
 }
 
 struct PsfOptions {
-    std::string output, size = "64x64x32", spacing = "0.1,0.1,0.25";
+    OutputOptions out;
+    std::string size = "64x64x32", spacing = "0.1,0.1,0.25";
     OpticsOptions optics;
     MessageOptions messages;
 };
 
 int RunPsf(const PsfOptions& o) {
-    RefuseSharedFiles({}, {{"OUT", o.output}, {"--log", o.messages.logFile}});
-    const MessageRoute messages(o.messages);
+    RefuseSharedFiles({}, {{"OUT", o.out.path}, {"--log", o.messages.logFile}});
+    if (!o.out.overwrite)
+        RefuseExistingOutputs({{"OUT", o.out.path}});
+    RunLog log(o.messages);
     const StackShape shape = ParseSize(o.size, "PSF");
     const Spacing spacing = ParseSpacing(o.spacing);
-    SafeOutput output(o.output);
-    const bool tiffOut = HasTiffExtension(o.output);
+    SafeOutput output(o.out.path);
+    const bool tiffOut = HasTiffExtension(o.out.path);
     // A TIFF is made from the raw stack the library writes, in a private directory.
     std::unique_ptr<PrivateTempDir> temp;
     if (tiffOut)
@@ -358,7 +418,7 @@ int RunPsf(const PsfOptions& o) {
     if (code != OVD_RESULT_SUCCESS)
         return LibraryResult(code);
     if (tiffOut)
-        RawFloatToTiff(rawOut, output.Path(), shape, spacing, o.output);
+        RawFloatToTiff(rawOut, output.Path(), shape, spacing, o.out.path);
     output.Commit();
     return 0;
 }
@@ -368,14 +428,18 @@ int RunPsf(const PsfOptions& o) {
 int main(int argc, char** argv) {
     CLI::App app{"ovd: deconvolution of light-microscope stacks"};
     app.require_subcommand(1);
+    app.set_version_flag(
+        "--version", [] { return std::string("ovd ") + ovdGetVersion() + "\n" + ovdGetBackEnds(); },
+        "print the version and the library's back ends");
 
     RestoreOptions restore;
     CLI::App* restoreCommand =
         app.add_subcommand("restore", "restore a stack: Wiener filter, ML-EM or Gold's method");
     restoreCommand->add_option("IN", restore.input, "input stack: TIFF, or raw with --size and --type")->required();
-    restoreCommand->add_option("OUT", restore.output, "restored stack: float TIFF (.tif) or raw float")->required();
+    AddOutputOptions(restoreCommand, restore.out,
+                     "restored stack: TIFF (.tif) or raw float (default: IN's name with _ovd.tif)", false);
     AddInputOptions(restoreCommand, restore.inputOptions);
-    AddOpticsOptions(restoreCommand, restore.optics, true);
+    AddOpticsOptions(restoreCommand, restore.optics, true, &restore.wavelengths);
     AddCutOptions(restoreCommand, restore.cut);
     restoreCommand->add_option("--noise", restore.noise, "wiener: auto, low, medium, high or a regularisation level")
         ->capture_default_str();
@@ -387,7 +451,9 @@ int main(int argc, char** argv) {
     restoreCommand->add_option("--save-psf", restore.savePsf, "write the PSF used (TIFF or raw float)");
     restoreCommand->add_option("--temp-dir", restore.tempDir, "where temporary files go (default: system temp)");
     AddResourceOptions(restoreCommand, restore.resources);
+    AddOutputTypeOptions(restoreCommand, restore.outputType);
     AddMessageOptions(restoreCommand, restore.messages);
+    AddPeerFlagHints(restoreCommand);
 
     DetectOptions detect;
     CLI::App* detectCommand = app.add_subcommand("detect-sa", "estimate the spherical aberration of a stack");
@@ -403,7 +469,7 @@ int main(int argc, char** argv) {
 
     PsfOptions psf;
     CLI::App* psfCommand = app.add_subcommand("psf", "write the theoretical PSF of the optics, centred");
-    psfCommand->add_option("OUT", psf.output, "PSF stack: float TIFF (.tif) or raw float")->required();
+    AddOutputOptions(psfCommand, psf.out, "PSF stack: float TIFF (.tif) or raw float", true);
     psfCommand->add_option("--size", psf.size, "WxHxD in pixels")->capture_default_str();
     psfCommand->add_option("--spacing", psf.spacing, "x,y,z pixel spacing in micrometres")->capture_default_str();
     AddOpticsOptions(psfCommand, psf.optics, true);
@@ -416,6 +482,8 @@ int main(int argc, char** argv) {
         if (psfCommand->parsed())
             return RunPsf(psf);
         return RunDetect(detect);
+    } catch (const OutputExists& e) {
+        return Fail(e.what(), kOutputExists);
     } catch (const StackError& e) {
         return Fail(e.what());
     } catch (const std::exception& e) {
