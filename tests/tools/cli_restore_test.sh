@@ -33,8 +33,21 @@ for method in "mlem --acceleration line --start wiener" "mlem --roughness 0" "go
     --method $method --iter 4 --overwrite || fail "--method $method exited $?"
   size_is "$work/iterative.raw" $((64*64*16*4))
 done
+# One plane: ML-EM of a plane, and blind ML-EM that writes its PSF estimate. A plane method on
+# the stack is refused, like the other bad values below.
+head -c $((64*64*2)) "$work/stack.raw" > "$work/plane-in.raw"
+plane=("$work/plane-in.raw" --size 64x64x1 --type u16 --spacing 0.1,0.1,0.25)
+for method in "mlem2d --object-updates 2" "blind --psf-updates 2"; do
+  # shellcheck disable=SC2086
+  "$ovd" restore "${plane[@]:0:1}" "$work/plane.raw" "${plane[@]:1}" "${optics[@]}" \
+    --method $method --iter 3 --save-psf "$work/plane-psf.raw" --overwrite \
+    || fail "--method $method exited $?"
+  size_is "$work/plane.raw" $((64*64*4))
+  [ -s "$work/plane-psf.raw" ] || fail "--method $method saved no PSF"
+done
 for bad in "--iterations 0" "--method richardson" "--acceleration fast" "--roughness nan" \
-           "--start zero" "--guard-z 101" "--overlap 1000"; do
+           "--start zero" "--guard-z 101" "--overlap 1000" "--method blind" \
+           "--method mlem2d --object-updates 101"; do
   # shellcheck disable=SC2086
   if "$ovd" restore "${raw[@]:0:1}" "$work/refused.raw" "${raw[@]:1}" "${optics[@]}" \
        --method mlem $bad 2> "$work/refused.txt"; then

@@ -8,8 +8,10 @@ namespace ovdtool {
 
 void AddMethodOptions(CLI::App* command, MethodOptions& o) {
     command->add_option("--method", o.method,
-                        "wiener (one pass, fast), mlem (maximum likelihood, best on faint data) or gold")
-        ->check(CLI::IsMember({"wiener", "mlem", "gold"}))
+                        "wiener (one pass, fast), mlem (maximum likelihood, best on faint data), gold; "
+                        "for a single plane also mlem2d and blind (estimates the PSF too; --save-psf "
+                        "writes the estimate)")
+        ->check(CLI::IsMember({"wiener", "mlem", "gold", "mlem2d", "blind"}))
         ->capture_default_str();
     command->add_option("--iterations,--iter", o.iterations, "passes of mlem or gold (default 30)")
         ->check(CLI::Range(1, OVD_MAX_ITERATIONS));
@@ -22,14 +24,23 @@ void AddMethodOptions(CLI::App* command, MethodOptions& o) {
     command->add_option("--start", o.start, "first estimate of mlem or gold: data, wiener or flat")
         ->check(CLI::IsMember({"data", "wiener", "flat"}))
         ->capture_default_str();
+    command->add_option("--object-updates", o.objectUpdates,
+                        "mlem2d and blind: object updates a pass (default 1)")
+        ->check(CLI::Range(1, OVD_MAX_UPDATES));
+    command->add_option("--psf-updates", o.psfUpdates, "blind: PSF updates a pass (default 1)")
+        ->check(CLI::Range(1, OVD_MAX_UPDATES));
 }
 
 ovdStructIterativeOps IterativeOptionsOf(const MethodOptions& o) {
     ovdStructIterativeOps ops{};
     ovdInitStructIterativeOps(&ops);
-    ops.nMethod = o.method == "mlem"   ? OVD_METHOD_MLEM
-                  : o.method == "gold" ? OVD_METHOD_GOLD
-                                       : OVD_METHOD_INVERSE_FILTER;
+    ops.nMethod = o.method == "mlem"     ? OVD_METHOD_MLEM
+                  : o.method == "gold"   ? OVD_METHOD_GOLD
+                  : o.method == "mlem2d" ? OVD_METHOD_MLEM_2D
+                  : o.method == "blind"  ? OVD_METHOD_BLIND_2D
+                                         : OVD_METHOD_INVERSE_FILTER;
+    ops.nObjectUpdates = uint16_t(o.objectUpdates);
+    ops.nPsfUpdates = uint16_t(o.psfUpdates);
     if (o.iterations > 0)
         ops.nIterations = o.iterations;
     ops.nAcceleration =

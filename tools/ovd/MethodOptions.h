@@ -15,6 +15,8 @@ struct MethodOptions {
     std::string acceleration = "extrapolation";
     double roughness = -1.0; // below 0: the library's default
     std::string start = "data";
+    int objectUpdates = 0; // 0: the library's default
+    int psfUpdates = 0;
 };
 
 void AddMethodOptions(CLI::App* command, MethodOptions& options);
