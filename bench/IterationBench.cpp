@@ -16,6 +16,9 @@
 #include "core/cMessageSink.h"
 #include "core/cWorkerThreads.h"
 #include "decon/cGoodsRoughnessNoiseSmoothing.h"
+#include "decon/cMlem2DBlindMethodOptimization.h"
+#include "decon/cMlem2DNonBlindMethodOptimization.h"
+#include "decon/cNoAcceleration.h"
 #include "decon/cMlemNonBlindMethodOptimization.h"
 #include "decon/cVectorExtrapolationAcceleration.h"
 #include "image/cMemoryManagerContainer.h"
@@ -101,6 +104,70 @@ void MlemPass(benchmark::State& state) {
 BENCHMARK(MlemPass)
     ->Args({128, 128, 32})
     ->Args({288, 288, 80})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+// One pass of a plane method as a run makes it (Good's step included) against four bare
+// transforms of the plane: ML-EM of a plane with one update (two convolutions with the kept
+// PSF transform: four transforms) and the blind method with one PSF and one object update
+// (two transforms of the estimates held still and eight of the convolutions: ten).
+void PlanePass(benchmark::State& state) {
+    const cImageDimensions size{uint32_t(state.range(0)), uint32_t(state.range(0)), 1};
+    const bool blind = state.range(1) != 0;
+    cFFTManager& fft = cFFTManager::Instance();
+    fft.ReleaseThreadInstances();
+    fft.AddInstance(size, 1, 3);
+    fft.InitializePlans();
+    cFloatImagePtr original = RandomImage(size, 1, 90.0f, 400.0f);
+    cFloatImagePtr object = RandomImage(size, 2, 90.0f, 400.0f);
+    cFloatImagePtr psf = RandomImage(size, 3, 0.0f, 1.0f);
+    cOptimizationPtr optimization;
+    if (blind) {
+        cCountedPtr<cMlem2DBlindMethodOptimization> both = new cMlem2DBlindMethodOptimization(1, 1);
+        both->SetPsfAcceleration(new cNoAcceleration());
+        optimization = both;
+    } else {
+        optimization = new cMlem2DNonBlindMethodOptimization(1);
+    }
+    cAccelerationPtr acceleration = new cVectorExtrapolationAcceleration();
+    optimization->SetAcceleration(acceleration);
+    optimization->SetDimensions(size);
+    optimization->Initialize();
+    cCountedPtr<cGoodsRoughnessNoiseSmoothing> roughness = new cGoodsRoughnessNoiseSmoothing(0.5f);
+    roughness->Initialize(size);
+    int32_t pass = 0;
+    auto runPass = [&] {
+        acceleration->Apply(pass);
+        optimization->Apply(object, original, psf);
+        roughness->Apply(object, uint32_t(++pass));
+    };
+    BareTransforms bare(size);
+    runPass();
+    runPass();
+    double passTotal = 0, bareTotal = 0;
+    for (auto _ : state) {
+        const Clock::time_point start = Clock::now();
+        runPass();
+        const double seconds = Seconds(start);
+        state.SetIterationTime(seconds);
+        passTotal += seconds;
+        const Clock::time_point bareStart = Clock::now();
+        for (int i = 0; i < 2; ++i) {
+            bare.Forward(false);
+            bare.Inverse();
+        }
+        bareTotal += Seconds(bareStart);
+    }
+    state.counters["four_bare_ms"] = 1e3 * bareTotal / double(state.iterations());
+    state.counters["ratio"] = passTotal / bareTotal;
+    state.counters["threads"] = cWorkerThreads::Count();
+    fft.ReleaseThreadInstances();
+}
+
+BENCHMARK(PlanePass)
+    ->ArgNames({"size", "blind"})
+    ->Args({1024, 0})
+    ->Args({1024, 1})
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
