@@ -86,9 +86,10 @@ uint16_t CheckIterativeOptions(const ovdStructIterativeOps& o) {
         return Refuse("the object and PSF updates a pass are " + std::to_string(o.nObjectUpdates) +
                       " and " + std::to_string(o.nPsfUpdates) + "; each may be at most " +
                       std::to_string(OVD_MAX_UPDATES));
-    if (o.nIterations < 1 || o.nIterations > OVD_MAX_ITERATIONS)
+    if (o.nIterations < 0 || o.nIterations > OVD_MAX_ITERATIONS)
         return Refuse("the number of passes is " + std::to_string(o.nIterations) +
-                      "; it must lie in 1 to " + std::to_string(OVD_MAX_ITERATIONS));
+                      "; it must lie in 1 to " + std::to_string(OVD_MAX_ITERATIONS) +
+                      ", or be 0 for the method's default");
     if (!(o.fRoughness >= 0.0f && o.fRoughness <= 1000.0f))
         return Refuse("the roughness factor must be a number from 0 to 1000");
     if (!(o.fGoldSmoothing >= 0.0f && o.fGoldSmoothing <= 10.0f))
@@ -100,14 +101,17 @@ uint16_t CheckIterativeOptions(const ovdStructIterativeOps& o) {
 
 void CopyMethod(const ovdStructIterativeOps& o, ovdRunArguments& a) {
     a.method = o.nMethod;
-    a.iterations = o.nMethod == OVD_METHOD_INVERSE_FILTER ? 1 : o.nIterations;
+    const bool blind = o.nMethod == OVD_METHOD_BLIND_2D;
+    a.iterations = o.nMethod == OVD_METHOD_INVERSE_FILTER ? 1
+                   : o.nIterations != 0              ? o.nIterations
+                   : blind                           ? 20
+                                                     : 30;
     a.acceleration = o.nAcceleration;
     a.roughness = o.fRoughness;
     a.start = o.nStart;
     a.goldSmoothing = o.fGoldSmoothing;
     a.goldInterval = o.nGoldInterval;
-    const bool blind = o.nMethod == OVD_METHOD_BLIND_2D;
-    a.objectUpdates = o.nObjectUpdates != 0 ? o.nObjectUpdates : 1;
+    a.objectUpdates = o.nObjectUpdates != 0 ? o.nObjectUpdates : blind ? 2 : 1;
     a.psfUpdates = o.nPsfUpdates != 0 ? o.nPsfUpdates : 1;
     // Started from the data, the blind passes explain the data by the data itself and the
     // PSF shrinks to a point within a few passes; from a flat start the PSF has to grow the
@@ -139,7 +143,7 @@ OVD_API uint16_t OVD_CALL ovdInitStructIterativeOps(ovdStructIterativeOps* ops) 
         return kRefused;
     std::memset(ops, 0, sizeof *ops);
     ops->nMethod = OVD_METHOD_MLEM;
-    ops->nIterations = 30;
+    ops->nIterations = 0;
     ops->nAcceleration = OVD_ACCELERATION_EXTRAPOLATION;
     ops->fRoughness = 0.5f;
     ops->nStart = OVD_START_DATA;

@@ -104,7 +104,6 @@ TEST(IterativeRestore, RefusesOptionsAndValuesNoRunCouldUse) {
         uint16_t code;
     };
     const Case cases[] = {
-        {"no passes", [](Restoration& r) { r.options.nIterations = 0; }, 2},
         {"negative passes", [](Restoration& r) { r.options.nIterations = -3; }, 2},
         {"absurd passes", [](Restoration& r) { r.options.nIterations = OVD_MAX_ITERATIONS + 1; }, 2},
         {"unknown method", [](Restoration& r) { r.options.nMethod = 5; }, 2},

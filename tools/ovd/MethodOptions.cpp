@@ -13,7 +13,7 @@ void AddMethodOptions(CLI::App* command, MethodOptions& o) {
                         "writes the estimate)")
         ->check(CLI::IsMember({"wiener", "mlem", "gold", "mlem2d", "blind"}))
         ->capture_default_str();
-    command->add_option("--iterations,--iter", o.iterations, "passes of mlem or gold (default 30)")
+    command->add_option("--iterations,--iter", o.iterations, "passes of the iterative methods (default 30; 20 for blind)")
         ->check(CLI::Range(1, OVD_MAX_ITERATIONS));
     command->add_option("--acceleration", o.acceleration, "mlem: extrapolation or line (line search)")
         ->check(CLI::IsMember({"extrapolation", "line"}))
@@ -25,7 +25,7 @@ void AddMethodOptions(CLI::App* command, MethodOptions& o) {
         ->check(CLI::IsMember({"data", "wiener", "flat"}))
         ->capture_default_str();
     command->add_option("--object-updates", o.objectUpdates,
-                        "mlem2d and blind: object updates a pass (default 1)")
+                        "mlem2d and blind: object updates a pass (default 1; 2 for blind)")
         ->check(CLI::Range(1, OVD_MAX_UPDATES));
     command->add_option("--psf-updates", o.psfUpdates, "blind: PSF updates a pass (default 1)")
         ->check(CLI::Range(1, OVD_MAX_UPDATES));

@@ -205,8 +205,9 @@ void NoteChoices(RunLog& log, const RestoreOptions& o, const InputStack& input,
         log.Note("method: wiener, regularisation %s",
                  o.noise == "auto" ? "estimated from the stack" : o.noise.c_str());
     else
-        log.Note("method: %s, %d passes, start %s", o.method.method.c_str(),
-                 IterativeOptionsOf(o.method).nIterations, o.method.start.c_str());
+        log.Note("method: %s, %s passes, start %s", o.method.method.c_str(),
+                 o.method.iterations > 0 ? std::to_string(o.method.iterations).c_str() : "default",
+                 o.method.method == "blind" ? "flat" : o.method.start.c_str());
     log.Note("cut: guard bands %d px (x, y) and %d slices (z), overlap %d px", o.cut.guardXY,
              o.cut.guardZ, o.cut.overlap);
     const ResourceOptions& r = o.resources;
