@@ -118,6 +118,21 @@ class Restore(unittest.TestCase):
         self.assertTrue(all(u >= s for u, s in zip(used.shape, SHAPE)))
         self.assertAlmostEqual(float(used.sum(dtype=np.float64)), 1.0, delta=1e-3)
 
+    def test_a_plane_is_restored_blind_with_its_psf_estimate(self):
+        plane = bead_stack()[8]
+        restored, estimate = ovidane.restore(plane, SPACING, **OPTICS, method="blind",
+                                             iterations=5, return_psf=True)
+        self.assertEqual(restored.shape, (1,) + plane.shape)
+        self.assertEqual(estimate.shape[0], 1)
+        self.assertAlmostEqual(float(estimate.sum(dtype=np.float64)), 1.0, delta=1e-3)
+        self.assertGreater(concentration(np.repeat(restored, SHAPE[0], axis=0)),
+                           concentration(np.repeat(plane[np.newaxis], SHAPE[0], axis=0)))
+        with self.assertRaises(ValueError):
+            ovidane.restore(plane, SPACING, **OPTICS, method="blind", psf_updates=0)
+        with self.assertRaises(ovidane.OvidaneError) as refused:
+            ovidane.restore(bead_stack(), SPACING, **OPTICS, method="mlem2d")
+        self.assertEqual(refused.exception.code, 2)
+
     def test_channels_are_restored_each_at_its_wavelength(self):
         stack = np.stack([bead_stack(seed=1), bead_stack(seed=2)])
         optics = dict(na=1.3, ri=1.515)
