@@ -16,7 +16,7 @@ cat > "$work/host.c" <<'C'
 #include <stdio.h>
 int main(void) {
     ovdStructIterativeOps ops;
-    if (ovdInitStructIterativeOps(&ops) != 0 || ops.nIterations != 30)
+    if (ovdInitStructIterativeOps(&ops) != 0 || ops.nMethod != OVD_METHOD_MLEM)
         return 1;
     printf("%s\n", ovdGetVersion());
     return 0;
