@@ -102,11 +102,13 @@ TEST(IterativeRestore, RefusesOptionsAndValuesNoRunCouldUse) {
         const char* what;
         void (*spoil)(Restoration&);
         uint16_t code;
+        const char* says = ""; // part of the reason the host reads back
     };
     const Case cases[] = {
         {"no passes", [](Restoration& r) { r.options.nIterations = 0; }, 2},
         {"negative passes", [](Restoration& r) { r.options.nIterations = -3; }, 2},
-        {"absurd passes", [](Restoration& r) { r.options.nIterations = OVD_MAX_ITERATIONS + 1; }, 2},
+        {"absurd passes", [](Restoration& r) { r.options.nIterations = OVD_MAX_ITERATIONS + 1; },
+         2},
         {"unknown method", [](Restoration& r) { r.options.nMethod = 3; }, 2},
         {"unknown acceleration", [](Restoration& r) { r.options.nAcceleration = 2; }, 2},
         {"unknown start", [](Restoration& r) { r.options.nStart = 7; }, 2},
@@ -116,9 +118,18 @@ TEST(IterativeRestore, RefusesOptionsAndValuesNoRunCouldUse) {
         {"Gold interval 0", [](Restoration& r) { r.options.nGoldInterval = 0; }, 2},
         {"NaN aberration", [](Restoration& r) { r.image.fSphericalAberration = std::nanf(""); }, 2},
         {"infinite aberration",
-         [](Restoration& r) { r.image.fSphericalAberration = std::numeric_limits<float>::infinity(); },
+         [](Restoration& r) {
+             r.image.fSphericalAberration = std::numeric_limits<float>::infinity();
+         },
          2},
         {"NaN PSF spacing", [](Restoration& r) { r.psfIn.fZSpacing = std::nanf(""); }, 2},
+        // Nanometres taken for micrometres: a grid of 16000 x 16000 x 3600 once resampled.
+        {"PSF spacing in nanometres",
+         [](Restoration& r) {
+             r.psfIn.fXSpacing = r.psfIn.fYSpacing = 100.0f;
+             r.psfIn.fZSpacing = 250.0f;
+         },
+         1, "memory budget"},
         {"guard band 101", [](Restoration& r) { r.exp.sZGuardBand = 101; }, 13},
         {"overlap 301", [](Restoration& r) { r.exp.sOverlap = 301; }, 14},
     };
@@ -128,6 +139,8 @@ TEST(IterativeRestore, RefusesOptionsAndValuesNoRunCouldUse) {
         c.spoil(r);
         EXPECT_EQ(r.Run(), c.code) << c.what;
         EXPECT_STRNE(ovdGetLastErrorMessage(), "") << c.what;
+        EXPECT_NE(std::string(ovdGetLastErrorMessage()).find(c.says), std::string::npos)
+            << c.what << ": " << ovdGetLastErrorMessage();
         EXPECT_FALSE(fs::exists(r.output)) << c.what;
         EXPECT_EQ(r.temp.Count(), 0u) << c.what;
     }
