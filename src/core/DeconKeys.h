@@ -147,8 +147,11 @@ enum DecBoolKey : int32_t {
     // What describes the whole stack is estimated once for it, not per subvolume: the
     // background, the regularisation and the non-negativity step (see cSubvoluming).
     DEC_BPARAMS_STACK_ESTIMATES = 19,
+    // A measured PSF is brought to the image's grid about its centre and padded with zeros
+    // (cCentredFilePsfFirstGuess), so a run restores with the PSF it was given.
+    DEC_BPARAMS_PSF_AS_MEASURED = 20,
 };
-inline constexpr int kDecBoolKeyCount = 20;
+inline constexpr int kDecBoolKeyCount = 21;
 
 // Values of the flag keys. They are disjoint across keys, so a value alone tells which
 // option it belongs to, and no key takes 0: an unset flag selects no named option.

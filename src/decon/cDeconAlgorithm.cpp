@@ -15,6 +15,7 @@
 #include "decon/c3DPsfHourglassSpaceConstraint.h"
 #include "decon/cAverageMaskedBackgroundSubtractionConstraint.h"
 #include "decon/cAxialSumNormalizationConstraint.h"
+#include "decon/cCentredFilePsfFirstGuess.h"
 #include "decon/cDerivedPsfFirstGuess.h"
 #include "decon/cFlatSheetImageObjectFirstGuess.h"
 #include "decon/cGaussianNoiseSmoothing.h"
@@ -89,9 +90,13 @@ cPsfFirstGuessPtr cDeconAlgorithm::MakeLoadFilePsfFirstGuess(bool thinPsfTakesSt
     const float psfSpacingZ = thinPsfTakesStackSpacing && psfSize.x == 1
                                   ? p.GetReal(DEC_RPARAMS_Z_SPACING)
                                   : p.GetReal(DEC_RPARAMS_PSF_Z_SPACING);
+    const float psfSpacingX = p.GetReal(DEC_RPARAMS_PSF_X_SPACING);
+    const float psfSpacingY = p.GetReal(DEC_RPARAMS_PSF_Y_SPACING);
+    if (p.GetBool(DEC_BPARAMS_PSF_AS_MEASURED))
+        return new cCentredFilePsfFirstGuess(mSize, mSpacing[0], mSpacing[1], mSpacing[2], psfSize,
+                                             psfSpacingX, psfSpacingY, psfSpacingZ);
     return new cLoadFilePsfFirstGuess(mSize, mSpacing[0], mSpacing[1], mSpacing[2], psfSize,
-                                      p.GetReal(DEC_RPARAMS_PSF_X_SPACING),
-                                      p.GetReal(DEC_RPARAMS_PSF_Y_SPACING), psfSpacingZ);
+                                      psfSpacingX, psfSpacingY, psfSpacingZ);
 }
 
 void cDeconAlgorithm::MakePreviews(cPreviewPtr& preview, cPreviewPtr& psfPreview) const {

@@ -147,6 +147,7 @@ OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
             return code;
         ovdRunArguments a = ovdDeriveFromRecords(*image, psfIn, psfOut, *stdOptions, *expOptions);
         CopyMethod(options, a);
+        a.psfAsMeasured = true;
         ovdSavedPsfGeometry saved;
         saved.PointDriverAt(a);
         a.callback = callback;

@@ -134,6 +134,7 @@ void FillParameters(const ovdRunArguments& a, const ovdRunState& state) {
         p.SetReal(DEC_RPARAMS_PSF_X_SPACING, a.psfXSpacing);
         p.SetReal(DEC_RPARAMS_PSF_Y_SPACING, a.psfYSpacing);
         p.SetReal(DEC_RPARAMS_PSF_Z_SPACING, a.psfZSpacing);
+        p.SetBool(DEC_BPARAMS_PSF_AS_MEASURED, a.psfAsMeasured);
     } else {
         p.SetFlag(DEC_FPARAMS_PSF_GUESS_METHOD, DEC_FLAG_PGM_THEORETICAL_EST);
         p.SetBool(DEC_BPARAMS_PSF_EMPIRICAL, true);

@@ -53,6 +53,9 @@ struct ovdRunArguments {
     uint32_t start = OVD_START_DATA;
     float goldSmoothing = 0.0f;
     int32_t goldInterval = 1;
+    // A measured PSF is used as measured (DEC_BPARAMS_PSF_AS_MEASURED); the five operations
+    // keep their own way of bringing it to the stack's grid.
+    bool psfAsMeasured = false;
 };
 
 // What the set-up leaves for the run stages, and what the stages made that a failed run
