@@ -240,10 +240,26 @@ def detect_sa(stack, spacing, na, ri, wavelength, *, lower=-10.0, upper=10.0, br
         return float(result.value)
 
 
-def psf(shape, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, temp_dir=None):
+_PSF_MODELS = {"specified": 0, "exact": 1}
+
+
+def _psf_model(psf_model, sample_index, focus_depth):
+    model = L.PsfModel()
+    L.lib.ovdInitStructPsfModel(ctypes.byref(model))
+    model.nModel = _choice("psf_model", psf_model, _PSF_MODELS)
+    model.fSampleIndex = 0.0 if sample_index is None else _finite("sample_index", sample_index)
+    model.fDepth = _finite("focus_depth", focus_depth)
+    return model
+
+
+def psf(shape, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, temp_dir=None,
+        psf_model="specified", sample_index=None, focus_depth=0.0):
     """The theoretical PSF of the optics as a float32 array of `shape` (z, y, x), summing to
     1, its peak at (z // 2, y // 2, x // 2) when sa is 0. spacing: (x, y, z) in micrometres;
-    wavelength in micrometres; sa: the spherical aberration term restore takes."""
+    wavelength in micrometres; sa: the spherical aberration term restore takes. psf_model:
+    'specified' (the restorations' model) or 'exact' (the non-paraxial scalar integral), which
+    also takes the sample's refractive index (None: that of the immersion, ri) and
+    focus_depth, the depth of the focus below the coverslip in micrometres."""
     dims = tuple(int(v) for v in shape)
     if len(dims) != 3:
         raise ValueError("shape is (z, y, x)")
@@ -253,9 +269,11 @@ def psf(shape, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, temp_d
     depth, height, width = dims
     with tempfile.TemporaryDirectory(prefix="ovidane-", dir=temp_dir) as work:
         path = os.path.join(work, "psf.raw")
-        code = L.lib.ovdWriteTheoreticalPsf(path.encode(), width, height, depth, sx, sy, sz,
-                                            float(na), float(ri), float(wavelength),
-                                            1 if brightfield else 0, float(sa))
+        model = _psf_model(psf_model, sample_index, focus_depth)
+        code = L.lib.ovdWriteTheoreticalPsfModel(path.encode(), width, height, depth, sx, sy, sz,
+                                                 float(na), float(ri), float(wavelength),
+                                                 1 if brightfield else 0, float(sa),
+                                                 ctypes.byref(model))
         check(code)
         return np.fromfile(path, dtype=np.float32).reshape(dims)
 
