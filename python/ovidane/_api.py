@@ -130,7 +130,8 @@ def _write_raw(array, path):
 def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, noise="auto",
             psf=None, psf_spacing=None, guard_xy=10, guard_z=6, overlap=10, progress=None,
             temp_dir=None, return_psf=False, method="wiener", iterations=None,
-            acceleration="extrapolation", roughness=None, start="data"):
+            acceleration="extrapolation", roughness=None, start="data",
+            psf_model="specified", sample_index=None, focus_depth=0.0):
     """Restores a stack with the library's Wiener filter, or iteratively.
 
     stack: array (z, y, x) of uint8, uint16 or float32. spacing: (x, y, z) in micrometres.
@@ -141,12 +142,14 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
     data) or 'gold'. iterations, acceleration ('extrapolation' or 'line'), roughness (Good's
     roughness factor) and start ('data', 'wiener', 'flat') tune the iterative methods; None
     leaves the library's defaults. progress(percent, subvolume, count, minutes_left) sees the
-    whole run's percentage. Returns the restored float32 stack, and the PSF used when
-    return_psf is true.
+    whole run's percentage. psf_model, sample_index and focus_depth choose the theoretical
+    PSF as in psf(). Returns the restored float32 stack, and the PSF used when return_psf
+    is true.
     """
     array = _as_stack(stack)
     sx, sy, sz = _spacing(spacing)
     iterative = _iterative_options(method, iterations, acceleration, roughness, start)
+    model = _psf_model(psf_model, sample_index, focus_depth)
     sa = _finite("sa", sa)
     guard_xy = _bounded_int("guard_xy", guard_xy, 0, 32767)
     guard_z = _bounded_int("guard_z", guard_z, 0, 32767)
@@ -199,11 +202,12 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
         exp.sXYGuardBand, exp.sZGuardBand, exp.sOverlap = guard_xy, guard_z, overlap
 
         bridge = _Progress(progress)
-        code = L.lib.ovd3dRestore(ctypes.byref(image),
-                                  ctypes.byref(psf_in) if psf_in else None,
-                                  ctypes.byref(psf_out) if psf_out else None,
-                                  ctypes.byref(std), ctypes.byref(exp), ctypes.byref(iterative),
-                                  bridge.record_callback, None)
+        code = L.lib.ovd3dRestoreWithPsfModel(ctypes.byref(image),
+                                              ctypes.byref(psf_in) if psf_in else None,
+                                              ctypes.byref(psf_out) if psf_out else None,
+                                              ctypes.byref(std), ctypes.byref(exp),
+                                              ctypes.byref(iterative), ctypes.byref(model),
+                                              bridge.record_callback, None)
         bridge.finish(code)
         restored = np.fromfile(output_path, dtype=np.float32).reshape(array.shape)
         if not return_psf:

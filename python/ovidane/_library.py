@@ -160,3 +160,6 @@ lib.ovdInitStructPsfModel.restype = ctypes.c_uint16
 lib.ovdWriteTheoreticalPsfModel.argtypes = (lib.ovdWriteTheoreticalPsf.argtypes
                                             + [ctypes.POINTER(PsfModel)])
 lib.ovdWriteTheoreticalPsfModel.restype = ctypes.c_uint16
+lib.ovd3dRestoreWithPsfModel.argtypes = (lib.ovd3dRestore.argtypes[:6] + [ctypes.POINTER(PsfModel)]
+                                         + lib.ovd3dRestore.argtypes[6:])
+lib.ovd3dRestoreWithPsfModel.restype = ctypes.c_uint16

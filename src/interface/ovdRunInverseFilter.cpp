@@ -140,6 +140,9 @@ void FillParameters(const ovdRunArguments& a, const ovdRunState& state) {
         p.SetBool(DEC_BPARAMS_PSF_EMPIRICAL, true);
     }
     p.SetFlag(DEC_FPARAMS_PSF_GENERATION_SOURCE, DEC_FLAG_PSFSRC_CALCULATED);
+    p.SetBool(DEC_BPARAMS_PSF_EXACT_MODEL, a.psfModel == OVD_PSF_MODEL_EXACT);
+    p.SetReal(DEC_RPARAMS_SAMPLE_INDEX, a.sampleIndex);
+    p.SetReal(DEC_RPARAMS_FOCUS_DEPTH, a.focusDepth);
     // High-NA vector terms start above 0.7 as a single-precision value; 0.7 itself is low.
     p.SetBool(DEC_BPARAMS_PSF_HIGH_NA, a.numericalAperture > 0.7f);
     if (!a.outputPsfFile.empty()) {

@@ -85,24 +85,6 @@ void CentreOrigin(const cFloatImagePtr& psf, const cFloatImagePtr& out) {
                     cImageBox{px[i].to0, py[j].to0, pz[k].to0, px[i].to1, py[j].to1, pz[k].to1});
 }
 
-// A model record outside its ranges, with the reason for the host; 0 when it is sound.
-uint16_t CheckPsfModel(const ovdStructPsfModel& model) {
-    const char* reason = nullptr;
-    if (model.nModel > OVD_PSF_MODEL_EXACT)
-        reason = "unknown PSF model";
-    else if (!(model.fSampleIndex == 0.0f ||
-               (model.fSampleIndex >= 1.0f && model.fSampleIndex <= 5.0f)))
-        reason = "the sample's refractive index must be 0 (that of the immersion) or 1 to 5";
-    else if (!(model.fDepth >= 0.0f && model.fDepth <= 10000.0f))
-        reason = "the depth below the coverslip must be 0 to 10000 um";
-    else if (model.nReserved != 0)
-        reason = "the reserved field of the PSF model must be 0";
-    if (!reason)
-        return OVD_RESULT_SUCCESS;
-    cFailureReason::Record(reason);
-    return OVD_RESULT_INVALID_ARGUMENT;
-}
-
 cExactPsfOptics ExactOptics(float numericalAperture, float refractiveIndex,
                             float emissionWavelength, float sphericalAberration,
                             const ovdStructPsfModel& model) {
@@ -199,7 +181,7 @@ OVD_API uint16_t OVD_CALL ovdWriteTheoreticalPsfModel(
         ovdInitStructPsfModel(&model);
         if (modelRecord)
             model = *modelRecord;
-        if (const uint16_t code = CheckPsfModel(model))
+        if (const uint16_t code = ovdCheckPsfModel(model))
             return code;
         if (const uint16_t code = CheckPsfArguments(
                 file, width, height, depth, xSpacing, ySpacing, zSpacing, numericalAperture,

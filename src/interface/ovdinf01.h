@@ -362,6 +362,15 @@ OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
                                        const ovdStructIterativeOps* iterative,
                                        ovdStatusCallback callback, void* userData);
 
+/* ovd3dRestore with the theoretical PSF of `psfModel` (null: the specified model), which
+ * also takes the place of the specified one where a method computes its own. Answers the
+ * codes of ovd3dRestore, and 2 for a model record outside its ranges. */
+OVD_API uint16_t OVD_CALL ovd3dRestoreWithPsfModel(
+    const ovdStructInvFilterImage* image, const ovdStructInvFilterPsf* psfIn,
+    ovdStructInvFilterPsf* psfOut, const ovdStructInvFilterOpsStd* stdOptions,
+    const ovdStructInvFilterOpsExp* expOptions, const ovdStructIterativeOps* iterative,
+    const ovdStructPsfModel* psfModel, ovdStatusCallback callback, void* userData);
+
 #ifdef __cplusplus
 }
 #endif

@@ -131,10 +131,14 @@ class Restore(unittest.TestCase):
             thread.join()
         self.assertEqual(outcomes, [True] * 16)
 
-    def test_returned_psf_is_a_unit_volume_covering_the_stack(self):
-        _, used = ovidane.restore(bead_stack(), SPACING, **OPTICS, return_psf=True)
-        self.assertTrue(all(u >= s for u, s in zip(used.shape, SHAPE)))
-        self.assertAlmostEqual(float(used.sum(dtype=np.float64)), 1.0, delta=1e-3)
+    def test_returned_psf_is_the_chosen_models_unit_volume_covering_the_stack(self):
+        for model in ("specified", "exact"):
+            _, used = ovidane.restore(bead_stack(), SPACING, **OPTICS, return_psf=True,
+                                      psf_model=model)
+            self.assertTrue(all(u >= s for u, s in zip(used.shape, SHAPE)))
+            self.assertAlmostEqual(float(used.sum(dtype=np.float64)), 1.0, delta=1e-3)
+            np.testing.assert_allclose(
+                used, ovidane.psf(used.shape, SPACING, **OPTICS, psf_model=model), atol=1e-7)
 
     def test_a_measured_psf_is_used_as_given_and_restores_at_least_as_well_as_the_model(self):
         # Beads blurred by an independent PSF of odd size, as PSF tools write them, given as

@@ -13,6 +13,7 @@
 #include "InputStack.h"
 #include "MethodOptions.h"
 #include "Progress.h"
+#include "PsfModelOptions.h"
 #include "ResultText.h"
 #include "SafeOutput.h"
 #include "interface/ovdinf01.h"
@@ -200,12 +201,14 @@ struct RestoreOptions {
     OpticsOptions optics;
     CutOptions cut;
     MethodOptions method;
+    PsfModelOptions psfModel;
     ResourceOptions resources;
     MessageOptions messages;
 };
 
 int RunRestore(const RestoreOptions& o) {
     const ovdStructIterativeOps iterative = IterativeOptionsOf(o.method);
+    const ovdStructPsfModel model = PsfModelOf(o.psfModel);
     RefuseSharedFiles(
         {{"IN", o.input}, {"--psf", o.psf}},
         {{"OUT", o.output}, {"--save-psf", o.savePsf}, {"--log", o.messages.logFile}});
@@ -272,8 +275,9 @@ int RunRestore(const RestoreOptions& o) {
     uint16_t code;
     {
         Progress progress("restoring");
-        code = ovd3dRestore(&image, o.psf.empty() ? nullptr : &psfIn, o.savePsf.empty() ? nullptr : &psfOut,
-                            &std, &exp, &iterative, &Progress::OnStatus, &progress);
+        code = ovd3dRestoreWithPsfModel(&image, o.psf.empty() ? nullptr : &psfIn,
+                                        o.savePsf.empty() ? nullptr : &psfOut, &std, &exp,
+                                        &iterative, &model, &Progress::OnStatus, &progress);
     }
     if (code != OVD_RESULT_SUCCESS)
         return LibraryResult(code);
@@ -336,10 +340,12 @@ int RunDetect(const DetectOptions& o) {
 struct PsfOptions {
     std::string output, size = "64x64x32", spacing = "0.1,0.1,0.25";
     OpticsOptions optics;
+    PsfModelOptions psfModel;
     MessageOptions messages;
 };
 
 int RunPsf(const PsfOptions& o) {
+    const ovdStructPsfModel model = PsfModelOf(o.psfModel);
     RefuseSharedFiles({}, {{"OUT", o.output}, {"--log", o.messages.logFile}});
     const MessageRoute messages(o.messages);
     const StackShape shape = ParseSize(o.size, "PSF");
@@ -351,10 +357,10 @@ int RunPsf(const PsfOptions& o) {
     if (tiffOut)
         temp = std::make_unique<PrivateTempDir>("");
     const std::string rawOut = tiffOut ? temp->File("psf.raw") : output.Path();
-    const uint16_t code = ovdWriteTheoreticalPsf(
-        rawOut.c_str(), int16_t(shape.width), int16_t(shape.height), int16_t(shape.depth), spacing.x, spacing.y,
-        spacing.z, o.optics.na, o.optics.ri, o.optics.WavelengthMicrometres(), o.optics.Brightfield() ? 1 : 0,
-        o.optics.sa);
+    const uint16_t code = ovdWriteTheoreticalPsfModel(
+        rawOut.c_str(), int16_t(shape.width), int16_t(shape.height), int16_t(shape.depth),
+        spacing.x, spacing.y, spacing.z, o.optics.na, o.optics.ri, o.optics.WavelengthMicrometres(),
+        o.optics.Brightfield() ? 1 : 0, o.optics.sa, &model);
     if (code != OVD_RESULT_SUCCESS)
         return LibraryResult(code);
     if (tiffOut)
@@ -380,6 +386,7 @@ int main(int argc, char** argv) {
     restoreCommand->add_option("--noise", restore.noise, "wiener: auto, low, medium, high or a regularisation level")
         ->capture_default_str();
     AddMethodOptions(restoreCommand, restore.method);
+    AddPsfModelOptions(restoreCommand, restore.psfModel);
     restoreCommand->add_option("--psf", restore.psf, "measured PSF (TIFF, or raw with --psf-size/--psf-type)");
     restoreCommand->add_option("--psf-size", restore.psfOptions.size, "raw PSF: WxHxD");
     restoreCommand->add_option("--psf-type", restore.psfOptions.type, "raw PSF: u8, u16 or f32");
@@ -407,6 +414,7 @@ int main(int argc, char** argv) {
     psfCommand->add_option("--size", psf.size, "WxHxD in pixels")->capture_default_str();
     psfCommand->add_option("--spacing", psf.spacing, "x,y,z pixel spacing in micrometres")->capture_default_str();
     AddOpticsOptions(psfCommand, psf.optics, true);
+    AddPsfModelOptions(psfCommand, psf.psfModel);
     AddMessageOptions(psfCommand, psf.messages);
 
     CLI11_PARSE(app, argc, argv);
