@@ -218,9 +218,12 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
 
 
 def detect_sa(stack, spacing, na, ri, wavelength, *, lower=-10.0, upper=10.0, brightfield=False,
-              guard_xy=10, guard_z=6, overlap=10, progress=None, temp_dir=None):
-    """Estimates the spherical aberration of a stack (z, y, x) between lower and upper."""
+              guard_xy=10, guard_z=6, overlap=10, progress=None, temp_dir=None,
+              psf_model="specified", sample_index=None, focus_depth=0.0):
+    """Estimates the spherical aberration of a stack (z, y, x) between lower and upper, with
+    the theoretical PSF that psf_model, sample_index and focus_depth choose as in psf()."""
     array = _as_stack(stack)
+    model = _psf_model(psf_model, sample_index, focus_depth)
     sx, sy, sz = _spacing(spacing)
     # The library orders the limits only by comparison, which NaN passes.
     lower, upper = _finite("lower", lower), _finite("upper", upper)
@@ -235,11 +238,11 @@ def detect_sa(stack, spacing, na, ri, wavelength, *, lower=-10.0, upper=10.0, br
         _write_raw(array, input_path)
         result = ctypes.c_float(0.0)
         bridge = _Progress(progress)
-        code = L.lib.ovd3dInverseFilterDetectSA(
+        code = L.lib.ovd3dInverseFilterDetectSAWithPsfModel(
             input_path.encode(), library_temp.encode(), width, height, depth, sx, sy, sz, na, ri,
             wavelength, 0, 1 if brightfield else 0, 0, guard_xy, guard_z, overlap, 1,
             _ARGUMENT_PIXEL_TYPES[array.dtype], lower, upper, ctypes.byref(result), 0, 0, 0,
-            bridge.host_callback, None)
+            ctypes.byref(model), bridge.host_callback, None)
         bridge.finish(code)
         return float(result.value)
 

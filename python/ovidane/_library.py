@@ -163,3 +163,7 @@ lib.ovdWriteTheoreticalPsfModel.restype = ctypes.c_uint16
 lib.ovd3dRestoreWithPsfModel.argtypes = (lib.ovd3dRestore.argtypes[:6] + [ctypes.POINTER(PsfModel)]
                                          + lib.ovd3dRestore.argtypes[6:])
 lib.ovd3dRestoreWithPsfModel.restype = ctypes.c_uint16
+lib.ovd3dInverseFilterDetectSAWithPsfModel.argtypes = (
+    lib.ovd3dInverseFilterDetectSA.argtypes[:25] + [ctypes.POINTER(PsfModel)]
+    + lib.ovd3dInverseFilterDetectSA.argtypes[25:])
+lib.ovd3dInverseFilterDetectSAWithPsfModel.restype = ctypes.c_uint16

@@ -295,6 +295,18 @@ OVD_API uint16_t OVD_CALL ovdWriteTheoreticalPsfModel(
     float zSpacing, float numericalAperture, float refractiveIndex, float emissionWavelength,
     uint16_t brightfield, float sphericalAberration, const ovdStructPsfModel* model);
 
+/* ovd3dInverseFilterDetectSA whose search restores with the theoretical PSF of `psfModel`
+ * (null: the specified model). Answers its codes, and 2 for a model record outside its
+ * ranges. */
+OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSAWithPsfModel(
+    const char* inputFile, const char* tempDirectory, int16_t width, int16_t height, int16_t depth,
+    float xSpacing, float ySpacing, float zSpacing, float numericalAperture, float refractiveIndex,
+    float emissionWavelength, uint16_t phaseObject, uint16_t brightfield, uint32_t reserved13,
+    int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap, uint16_t xyMontage,
+    uint16_t pixelType, float lowerLimit, float upperLimit, float* result, uint16_t noiseLevel,
+    uint16_t reserved23, uint16_t reservedFlag, const ovdStructPsfModel* psfModel,
+    ovdHostStatusCallback callback, void* userData);
+
 /* Iterative restoration. ovd3dRestore restores a stack like ovd3dInverseFilter, with the
  * same records, cut and blending, by the method that this record chooses. */
 enum {

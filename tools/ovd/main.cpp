@@ -302,6 +302,7 @@ struct DetectOptions {
     InputOptions inputOptions;
     OpticsOptions optics;
     CutOptions cut;
+    PsfModelOptions psfModel;
     ResourceOptions resources;
     MessageOptions messages;
     float lower = -10.0f, upper = 10.0f;
@@ -311,6 +312,7 @@ int RunDetect(const DetectOptions& o) {
     // The library compares the limits only by their order, which NaN passes.
     if (!std::isfinite(o.lower) || !std::isfinite(o.upper) || o.lower > o.upper)
         throw StackError("--min and --max must be finite numbers, --min not above --max");
+    const ovdStructPsfModel model = PsfModelOf(o.psfModel);
     RefuseSharedFiles({{"IN", o.input}}, {{"--log", o.messages.logFile}});
     const MessageRoute messages(o.messages);
     ApplyResources(o.resources);
@@ -323,12 +325,13 @@ int RunDetect(const DetectOptions& o) {
     uint16_t code;
     {
         Progress progress("searching");
-        code = ovd3dInverseFilterDetectSA(
-            input.rawPath.c_str(), libraryTemp.c_str(), int16_t(input.shape.width), int16_t(input.shape.height),
-            int16_t(input.shape.depth), input.spacing.x, input.spacing.y, input.spacing.z, o.optics.na,
-            o.optics.ri, o.optics.WavelengthMicrometres(), 0, o.optics.Brightfield() ? 1 : 0, 0,
+        code = ovd3dInverseFilterDetectSAWithPsfModel(
+            input.rawPath.c_str(), libraryTemp.c_str(), int16_t(input.shape.width),
+            int16_t(input.shape.height), int16_t(input.shape.depth), input.spacing.x,
+            input.spacing.y, input.spacing.z, o.optics.na, o.optics.ri,
+            o.optics.WavelengthMicrometres(), 0, o.optics.Brightfield() ? 1 : 0, 0,
             int16_t(o.cut.guardXY), int16_t(o.cut.guardZ), int16_t(o.cut.overlap), 1,
-            ArgumentPixelTypeOf(input.shape.type), o.lower, o.upper, &estimate, 0, 0, 0,
+            ArgumentPixelTypeOf(input.shape.type), o.lower, o.upper, &estimate, 0, 0, 0, &model,
             &Progress::OnHostStatus, &progress);
     }
     if (code != OVD_RESULT_SUCCESS)
@@ -402,6 +405,7 @@ int main(int argc, char** argv) {
     AddInputOptions(detectCommand, detect.inputOptions);
     AddOpticsOptions(detectCommand, detect.optics, false);
     AddCutOptions(detectCommand, detect.cut);
+    AddPsfModelOptions(detectCommand, detect.psfModel);
     detectCommand->add_option("--min", detect.lower, "lower limit of the estimate")->capture_default_str();
     detectCommand->add_option("--max", detect.upper, "upper limit of the estimate")->capture_default_str();
     detectCommand->add_option("--temp-dir", detect.tempDir, "where temporary files go (default: system temp)");
