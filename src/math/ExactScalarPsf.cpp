@@ -179,6 +179,7 @@ void GenerateExactScalarPsf(const cFloatImagePtr& psf, const float spacing[3],
                 const double phase = k * z * ci[j] + aberration[j];
                 const float c = float(std::cos(phase)), s = float(std::sin(phase));
                 const float* row = &table[j * radii];
+#pragma omp simd
                 for (std::size_t i = 0; i < radii; ++i) {
                     re[i] += row[i] * c;
                     im[i] += row[i] * s;
