@@ -62,13 +62,33 @@ cAxisWeights AxisWeights(uint32_t M, float q, uint32_t T, float v) {
     return axis;
 }
 
-// out[t] = the weighted sum of in along the axis, whose samples lie `stride` floats apart.
-inline float Combine(const cAxisWeights& axis, uint32_t t, const float* in, std::size_t stride) {
-    float sum = 0.0f;
-    const uint32_t first = axis.first[t];
-    for (uint32_t k = axis.begin[t]; k < axis.begin[t + 1]; ++k)
-        sum += axis.weights[k] * in[(first + k - axis.begin[t]) * stride];
-    return sum;
+// One pass along `axis` (0 x, 1 y, 2 z) from `in` into `out`, which differs from it in
+// that axis's size only. Every output line is made from whole input lines (along x, from
+// the samples of one line), so a line pointer is fetched once per line.
+void Pass(int axis, const cAxisWeights& w, const cFloatImagePtr& in, const cFloatImagePtr& out) {
+    const cImageDimensions size = out->GetDimensions();
+    ImageWalk::ForEachLine(size, [&](uint32_t y, uint32_t z) {
+        float* line = out->GetLinePointer(y, z);
+        if (axis == 0) {
+            const float* source = in->GetLinePointer(y, z);
+            for (uint32_t t = 0; t < size.x; ++t) {
+                float sum = 0.0f;
+                for (uint32_t k = w.begin[t]; k < w.begin[t + 1]; ++k)
+                    sum += w.weights[k] * source[w.first[t] + k - w.begin[t]];
+                line[t] = sum;
+            }
+            return;
+        }
+        const uint32_t t = axis == 1 ? y : z;
+        std::fill(line, line + size.x, 0.0f);
+        for (uint32_t k = w.begin[t]; k < w.begin[t + 1]; ++k) {
+            const uint32_t j = w.first[t] + k - w.begin[t];
+            const float weight = w.weights[k];
+            const float* source = axis == 1 ? in->GetLinePointer(j, z) : in->GetLinePointer(y, j);
+            for (uint32_t x = 0; x < size.x; ++x)
+                line[x] += weight * source[x];
+        }
+    });
 }
 
 } // namespace
@@ -84,38 +104,25 @@ void ResampleAboutCentre(const cFloatImagePtr& source, const float sourceSpacing
     const cAxisWeights wy = AxisWeights(M.y, sourceSpacing[1], T.y, destinationSpacing[1]);
     const cAxisWeights wz = AxisWeights(M.z, sourceSpacing[2], T.z, destinationSpacing[2]);
 
-    // Along x into rows of the new width, then along y, then along z into the destination.
-    const std::string name = "ResampleAboutCentre";
-    cFloatImagePtr rows(new cOvdImage<float>({T.x, M.y, M.z}, name));
-    ImageWalk::ForEachLine(rows->GetDimensions(), [&](uint32_t y, uint32_t z) {
-        const float* in = source->GetLinePointer(y, z);
-        float* out = rows->GetLinePointer(y, z);
-        for (uint32_t t = 0; t < T.x; ++t)
-            out[t] = Combine(wx, t, in, 1);
+    // Axes that shrink go first and those that grow last, so that no partial result is
+    // larger than the source or the destination, whatever the two sizes.
+    const cAxisWeights* weights[3] = {&wx, &wy, &wz};
+    const uint32_t from[3] = {M.x, M.y, M.z}, to[3] = {T.x, T.y, T.z};
+    int order[3] = {0, 1, 2};
+    std::stable_sort(order, order + 3, [&](int a, int b) {
+        return double(to[a]) / from[a] < double(to[b]) / from[b];
     });
-    cFloatImagePtr planes(new cOvdImage<float>({T.x, T.y, M.z}, name));
-    ImageWalk::ForEachLine(planes->GetDimensions(), [&](uint32_t t, uint32_t z) {
-        float* out = planes->GetLinePointer(t, z);
-        std::fill(out, out + T.x, 0.0f);
-        const uint32_t first = wy.first[t];
-        for (uint32_t k = wy.begin[t]; k < wy.begin[t + 1]; ++k) {
-            const float w = wy.weights[k];
-            const float* in = rows->GetLinePointer(first + k - wy.begin[t], z);
-            for (uint32_t x = 0; x < T.x; ++x)
-                out[x] += w * in[x];
-        }
-    });
-    ImageWalk::ForEachLine(T, [&](uint32_t y, uint32_t t) {
-        float* out = destination->GetLinePointer(y, t);
-        std::fill(out, out + T.x, 0.0f);
-        const uint32_t first = wz.first[t];
-        for (uint32_t k = wz.begin[t]; k < wz.begin[t + 1]; ++k) {
-            const float w = wz.weights[k];
-            const float* in = planes->GetLinePointer(y, first + k - wz.begin[t]);
-            for (uint32_t x = 0; x < T.x; ++x)
-                out[x] += w * in[x];
-        }
-    });
+    cFloatImagePtr current = source;
+    uint32_t size[3] = {M.x, M.y, M.z};
+    for (int n = 0; n < 3; ++n) {
+        const int axis = order[n];
+        size[axis] = to[axis];
+        cFloatImagePtr next = n == 2 ? destination
+                                     : cFloatImagePtr(new cOvdImage<float>(
+                                           {size[0], size[1], size[2]}, "ResampleAboutCentre"));
+        Pass(axis, *weights[axis], current, next);
+        current = next;
+    }
 }
 
 } // namespace Ovidane

@@ -12,8 +12,9 @@ namespace Ovidane {
 // linear interpolation of the samples times its width, on a coarser one the overlap-weighted
 // sum of the samples it covers, both in source pixels, so the sum of the whole scales with
 // the ratio of pixel volumes on every grid. A destination of one plane takes the sum of all
-// the source's planes. Only the part that lands in the destination is ever computed, so a
-// source of any spacing costs at most the two images and two partial passes of their sizes.
+// the source's planes. Only the part that lands in the destination is ever computed, and the
+// two partial results of the three passes are never larger than the larger of the two images,
+// so a source of any spacing costs at most that much beside them.
 void ResampleAboutCentre(const cFloatImagePtr& source, const float sourceSpacing[3],
                          const cFloatImagePtr& destination, const float destinationSpacing[3]);
 
