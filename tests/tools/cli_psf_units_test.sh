@@ -56,5 +56,5 @@ done
 
 # A PSF without a length unit has no spacing: the user is asked for it.
 err=$("$ovd" restore "${stack[@]:0:1}" "$work/out.raw" "${stack[@]:1}" --psf "$work/pixel.tif" 2>&1)
-[ $? -eq 2 ] && grep -qF "spacing is unknown" <<<"$err" || fail "unitless PSF: $err"
+[ $? -eq 2 ] && grep -qF "give it with --psf-spacing" <<<"$err" || fail "unitless PSF: $err"
 exit $((failures > 0))
