@@ -188,10 +188,14 @@ void GenerateExactScalarPsf(const cFloatImagePtr& psf, const float spacing[3],
             for (std::size_t i = 0; i < radii; ++i)
                 profile[i] = re[i] * re[i] + im[i] * im[i];
             // A quadrant from the profile, mirrored across the wrap-around.
+            const float fx = float(dx / dr), fy = float(dy / dr);
             for (uint32_t y = 0; y <= halfY && y < size.y; ++y) {
                 float* line = psf->GetLinePointer(y, p);
-                for (uint32_t x = 0; x <= halfX && x < size.x; ++x)
-                    line[x] = Profile(profile, float(std::hypot(x * dx, y * dy) / dr));
+                const float ry = float(y) * fy;
+                for (uint32_t x = 0; x <= halfX && x < size.x; ++x) {
+                    const float rx = float(x) * fx;
+                    line[x] = Profile(profile, std::sqrt(rx * rx + ry * ry));
+                }
                 for (uint32_t x = halfX + 1; x < size.x; ++x)
                     line[x] = line[size.x - x];
             }
