@@ -1,6 +1,8 @@
 #include "decon/cLoadFilePsfFirstGuess.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "core/cException.h"
 #include "image/MemoryStatus.h"
@@ -92,6 +94,9 @@ double cLoadFilePsfFirstGuess::ResamplingBytes(const cImageDimensions& psfSize,
     const double x = ResampledLength(psfSize.x, psfSpacing[0], imageSpacing[0]);
     const double y = ResampledLength(psfSize.y, psfSpacing[1], imageSpacing[1]);
     const double z = onePlane ? 1.0 : ResampledLength(psfSize.z, psfSpacing[2], imageSpacing[2]);
+    // An axis longer than an image's index can count is beyond any budget.
+    if (std::max({x, y, z}) > double(UINT32_MAX))
+        return HUGE_VAL;
     const double rows = x * psfSize.y, planes = x * y * psfSize.z, resampled = x * y * z;
     return (source + rows + planes + resampled) * sizeof(float);
 }
