@@ -167,8 +167,8 @@ std::string Number(double value) {
 
 // A measured PSF is brought to the stack's spacing whole before it is cut to a subvolume's
 // size. A spacing in the wrong unit (nanometres read as micrometres) asks for a grid a
-// thousand times too fine on every axis, which no memory holds: such a PSF is refused before
-// anything is allocated, with the sizes that tell the host what went wrong.
+// thousand times too long on every axis, which no memory holds: such a PSF is refused
+// before anything is allocated, with the sizes that tell the host what went wrong.
 uint16_t RefusePsfBeyondBudget(const ovdRunArguments& a) {
     const cImageDimensions psfSize{uint32_t(std::max<int16_t>(a.psfWidth, 0)),
                                    uint32_t(std::max<int16_t>(a.psfHeight, 0)),
