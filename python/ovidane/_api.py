@@ -146,7 +146,8 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
             psf=None, psf_spacing=None, guard_xy=10, guard_z=6, overlap=10, progress=None,
             temp_dir=None, return_psf=False, method="wiener", iterations=None,
             acceleration="extrapolation", roughness=None, start="data", object_updates=None,
-            psf_updates=None, same_wavelength=False):
+            psf_updates=None, same_wavelength=False, psf_model="specified", sample_index=None,
+            focus_depth=0.0):
     """Restores a stack with the library's Wiener filter, or iteratively.
 
     stack: array (z, y, x) of uint8, uint16 or float32, or (c, z, y, x) for several channels,
@@ -163,8 +164,9 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
     (Good's roughness factor), start ('data', 'wiener', 'flat') and, for the plane methods,
     object_updates and psf_updates a pass tune the iterative methods; None leaves the
     library's defaults. progress(percent, subvolume, count, minutes_left) sees the
-    whole run's percentage. Returns the restored float32 stack, and the PSF used when
-    return_psf is true.
+    whole run's percentage. psf_model, sample_index and focus_depth choose the theoretical
+    PSF as in psf(). Returns the restored float32 stack, and the PSF used when return_psf
+    is true.
     """
     if np.ndim(stack) == 4:
         if psf is not None or return_psf:
@@ -176,13 +178,15 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
                        guard_z=guard_z, overlap=overlap, progress=progress, temp_dir=temp_dir,
                        method=method, iterations=iterations, acceleration=acceleration,
                        roughness=roughness, start=start, object_updates=object_updates,
-                       psf_updates=psf_updates)
+                       psf_updates=psf_updates, psf_model=psf_model,
+                       sample_index=sample_index, focus_depth=focus_depth)
         return np.stack([restore(channel, spacing, na, ri, w, **options)
                          for channel, w in zip(channels, wavelengths)])
     array = _as_stack(stack)
     sx, sy, sz = _spacing(spacing)
     iterative = _iterative_options(method, iterations, acceleration, roughness, start,
                                    object_updates, psf_updates)
+    model = _psf_model(psf_model, sample_index, focus_depth)
     sa = _finite("sa", sa)
     guard_xy = _bounded_int("guard_xy", guard_xy, 0, 32767)
     guard_z = _bounded_int("guard_z", guard_z, 0, 32767)
@@ -235,11 +239,12 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
         exp.sXYGuardBand, exp.sZGuardBand, exp.sOverlap = guard_xy, guard_z, overlap
 
         bridge = _Progress(progress)
-        code = L.lib.ovd3dRestore(ctypes.byref(image),
-                                  ctypes.byref(psf_in) if psf_in else None,
-                                  ctypes.byref(psf_out) if psf_out else None,
-                                  ctypes.byref(std), ctypes.byref(exp), ctypes.byref(iterative),
-                                  bridge.record_callback, None)
+        code = L.lib.ovd3dRestoreWithPsfModel(ctypes.byref(image),
+                                              ctypes.byref(psf_in) if psf_in else None,
+                                              ctypes.byref(psf_out) if psf_out else None,
+                                              ctypes.byref(std), ctypes.byref(exp),
+                                              ctypes.byref(iterative), ctypes.byref(model),
+                                              bridge.record_callback, None)
         bridge.finish(code)
         restored = np.fromfile(output_path, dtype=np.float32).reshape(array.shape)
         if not return_psf:
@@ -250,9 +255,12 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
 
 
 def detect_sa(stack, spacing, na, ri, wavelength, *, lower=-10.0, upper=10.0, brightfield=False,
-              guard_xy=10, guard_z=6, overlap=10, progress=None, temp_dir=None):
-    """Estimates the spherical aberration of a stack (z, y, x) between lower and upper."""
+              guard_xy=10, guard_z=6, overlap=10, progress=None, temp_dir=None,
+              psf_model="specified", sample_index=None, focus_depth=0.0):
+    """Estimates the spherical aberration of a stack (z, y, x) between lower and upper, with
+    the theoretical PSF that psf_model, sample_index and focus_depth choose as in psf()."""
     array = _as_stack(stack)
+    model = _psf_model(psf_model, sample_index, focus_depth)
     sx, sy, sz = _spacing(spacing)
     # The library orders the limits only by comparison, which NaN passes.
     lower, upper = _finite("lower", lower), _finite("upper", upper)
@@ -267,19 +275,35 @@ def detect_sa(stack, spacing, na, ri, wavelength, *, lower=-10.0, upper=10.0, br
         _write_raw(array, input_path)
         result = ctypes.c_float(0.0)
         bridge = _Progress(progress)
-        code = L.lib.ovd3dInverseFilterDetectSA(
+        code = L.lib.ovd3dInverseFilterDetectSAWithPsfModel(
             input_path.encode(), library_temp.encode(), width, height, depth, sx, sy, sz, na, ri,
             wavelength, 0, 1 if brightfield else 0, 0, guard_xy, guard_z, overlap, 1,
             _ARGUMENT_PIXEL_TYPES[array.dtype], lower, upper, ctypes.byref(result), 0, 0, 0,
-            bridge.host_callback, None)
+            ctypes.byref(model), bridge.host_callback, None)
         bridge.finish(code)
         return float(result.value)
 
 
-def psf(shape, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, temp_dir=None):
+_PSF_MODELS = {"specified": 0, "exact": 1}
+
+
+def _psf_model(psf_model, sample_index, focus_depth):
+    model = L.PsfModel()
+    L.lib.ovdInitStructPsfModel(ctypes.byref(model))
+    model.nModel = _choice("psf_model", psf_model, _PSF_MODELS)
+    model.fSampleIndex = 0.0 if sample_index is None else _finite("sample_index", sample_index)
+    model.fDepth = _finite("focus_depth", focus_depth)
+    return model
+
+
+def psf(shape, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, temp_dir=None,
+        psf_model="specified", sample_index=None, focus_depth=0.0):
     """The theoretical PSF of the optics as a float32 array of `shape` (z, y, x), summing to
     1, its peak at (z // 2, y // 2, x // 2) when sa is 0. spacing: (x, y, z) in micrometres;
-    wavelength in micrometres; sa: the spherical aberration term restore takes."""
+    wavelength in micrometres; sa: the spherical aberration term restore takes. psf_model:
+    'specified' (the restorations' model) or 'exact' (the non-paraxial scalar integral), which
+    also takes the sample's refractive index (None: that of the immersion, ri) and
+    focus_depth, the depth of the focus below the coverslip in micrometres."""
     dims = tuple(int(v) for v in shape)
     if len(dims) != 3:
         raise ValueError("shape is (z, y, x)")
@@ -289,9 +313,11 @@ def psf(shape, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, temp_d
     depth, height, width = dims
     with tempfile.TemporaryDirectory(prefix="ovidane-", dir=temp_dir) as work:
         path = os.path.join(work, "psf.raw")
-        code = L.lib.ovdWriteTheoreticalPsf(path.encode(), width, height, depth, sx, sy, sz,
-                                            float(na), float(ri), float(wavelength),
-                                            1 if brightfield else 0, float(sa))
+        model = _psf_model(psf_model, sample_index, focus_depth)
+        code = L.lib.ovdWriteTheoreticalPsfModel(path.encode(), width, height, depth, sx, sy, sz,
+                                                 float(na), float(ri), float(wavelength),
+                                                 1 if brightfield else 0, float(sa),
+                                                 ctypes.byref(model))
         check(code)
         return np.fromfile(path, dtype=np.float32).reshape(dims)
 

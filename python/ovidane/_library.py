@@ -78,6 +78,15 @@ class IterativeOptions(ctypes.Structure):
     ]
 
 
+class PsfModel(ctypes.Structure):
+    _fields_ = [
+        ("nModel", ctypes.c_uint32),
+        ("fSampleIndex", ctypes.c_float),
+        ("fDepth", ctypes.c_float),
+        ("nReserved", ctypes.c_uint32),
+    ]
+
+
 class StatusRecord(ctypes.Structure):
     _fields_ = [
         ("fPercentDone", ctypes.c_float),
@@ -150,3 +159,15 @@ lib.ovdSetMessageCallback.restype = None
 lib.ovdWriteTheoreticalPsf.argtypes = ([ctypes.c_char_p] + [ctypes.c_int16] * 3 + [ctypes.c_float] * 6
                                        + [ctypes.c_uint16, ctypes.c_float])
 lib.ovdWriteTheoreticalPsf.restype = ctypes.c_uint16
+lib.ovdInitStructPsfModel.argtypes = [ctypes.POINTER(PsfModel)]
+lib.ovdInitStructPsfModel.restype = ctypes.c_uint16
+lib.ovdWriteTheoreticalPsfModel.argtypes = (lib.ovdWriteTheoreticalPsf.argtypes
+                                            + [ctypes.POINTER(PsfModel)])
+lib.ovdWriteTheoreticalPsfModel.restype = ctypes.c_uint16
+lib.ovd3dRestoreWithPsfModel.argtypes = (lib.ovd3dRestore.argtypes[:6] + [ctypes.POINTER(PsfModel)]
+                                         + lib.ovd3dRestore.argtypes[6:])
+lib.ovd3dRestoreWithPsfModel.restype = ctypes.c_uint16
+lib.ovd3dInverseFilterDetectSAWithPsfModel.argtypes = (
+    lib.ovd3dInverseFilterDetectSA.argtypes[:25] + [ctypes.POINTER(PsfModel)]
+    + lib.ovd3dInverseFilterDetectSA.argtypes[25:])
+lib.ovd3dInverseFilterDetectSAWithPsfModel.restype = ctypes.c_uint16

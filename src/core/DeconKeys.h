@@ -103,8 +103,12 @@ enum DecRealKey : int32_t {
     // The sum of the whole stack as the subvolumes receive it, for the non-negativity step
     // that the blending applies to the whole stack.
     DEC_RPARAMS_STACK_SUM = 20,
+    // The sample of the exact PSF model: its refractive index and the focus's depth below
+    // the coverslip (micrometres).
+    DEC_RPARAMS_SAMPLE_INDEX = 21,
+    DEC_RPARAMS_FOCUS_DEPTH = 22,
 };
-inline constexpr int kDecRealKeyCount = 21;
+inline constexpr int kDecRealKeyCount = 23;
 
 enum DecFlagKey : int32_t {
     DEC_FPARAMS_DATATYPE = 1,
@@ -147,8 +151,14 @@ enum DecBoolKey : int32_t {
     // What describes the whole stack is estimated once for it, not per subvolume: the
     // background, the regularisation and the non-negativity step (see cSubvoluming).
     DEC_BPARAMS_STACK_ESTIMATES = 19,
+    // A measured PSF is brought to the image's grid about its centre and padded with zeros
+    // (cCentredFilePsfFirstGuess), so a run restores with the PSF it was given.
+    DEC_BPARAMS_PSF_AS_MEASURED = 20,
+    // The theoretical PSF is the exact scalar model (cExactPsfFirstGuess) in place of the
+    // specified one.
+    DEC_BPARAMS_PSF_EXACT_MODEL = 21,
 };
-inline constexpr int kDecBoolKeyCount = 20;
+inline constexpr int kDecBoolKeyCount = 22;
 
 // Values of the flag keys. They are disjoint across keys, so a value alone tells which
 // option it belongs to, and no key takes 0: an unset flag selects no named option.

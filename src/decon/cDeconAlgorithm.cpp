@@ -17,7 +17,9 @@
 #include "decon/c3DPsfHourglassSpaceConstraint.h"
 #include "decon/cAverageMaskedBackgroundSubtractionConstraint.h"
 #include "decon/cAxialSumNormalizationConstraint.h"
+#include "decon/cCentredFilePsfFirstGuess.h"
 #include "decon/cDerivedPsfFirstGuess.h"
+#include "decon/cExactPsfFirstGuess.h"
 #include "decon/cFlatSheetImageObjectFirstGuess.h"
 #include "decon/cGaussianNoiseSmoothing.h"
 #include "decon/cImageNormalizationConstraint.h"
@@ -72,6 +74,17 @@ void cDeconAlgorithm::ReadGeometry() {
 
 cPsfFirstGuessPtr cDeconAlgorithm::MakeTheoreticalPsfFirstGuess(float stretch) const {
     const cDeconParameter& p = mLog->GetParameters();
+    if (p.GetBool(DEC_BPARAMS_PSF_EXACT_MODEL)) {
+        cExactPsfOptics optics;
+        optics.numericalAperture = p.GetReal(DEC_RPARAMS_NUMERICAL_APERTURE);
+        optics.immersionIndex = p.GetReal(DEC_RPARAMS_REFRACTION_INDEX);
+        const float sample = p.GetReal(DEC_RPARAMS_SAMPLE_INDEX);
+        optics.sampleIndex = sample > 0.0f ? sample : optics.immersionIndex;
+        optics.wavelength = p.GetReal(DEC_RPARAMS_EMISSION_WAVELENGTH);
+        optics.depth = p.GetReal(DEC_RPARAMS_FOCUS_DEPTH);
+        optics.sphericalAberration = p.GetReal(DEC_RPARAMS_SPHERICAL_ABERRATION);
+        return new cExactPsfFirstGuess(mSpacing, mSize, optics, stretch);
+    }
     return new cTheoreticalPsfFirstGuessWithSphericalAberration(
         mSpacing[0], mSpacing[1], mSpacing[2], mSize, p.GetReal(DEC_RPARAMS_NUMERICAL_APERTURE),
         p.GetReal(DEC_RPARAMS_REFRACTION_INDEX), p.GetReal(DEC_RPARAMS_EMISSION_WAVELENGTH),
@@ -91,9 +104,13 @@ cPsfFirstGuessPtr cDeconAlgorithm::MakeLoadFilePsfFirstGuess(bool thinPsfTakesSt
     const float psfSpacingZ = thinPsfTakesStackSpacing && psfSize.x == 1
                                   ? p.GetReal(DEC_RPARAMS_Z_SPACING)
                                   : p.GetReal(DEC_RPARAMS_PSF_Z_SPACING);
+    const float psfSpacingX = p.GetReal(DEC_RPARAMS_PSF_X_SPACING);
+    const float psfSpacingY = p.GetReal(DEC_RPARAMS_PSF_Y_SPACING);
+    if (p.GetBool(DEC_BPARAMS_PSF_AS_MEASURED))
+        return new cCentredFilePsfFirstGuess(mSize, mSpacing[0], mSpacing[1], mSpacing[2], psfSize,
+                                             psfSpacingX, psfSpacingY, psfSpacingZ);
     return new cLoadFilePsfFirstGuess(mSize, mSpacing[0], mSpacing[1], mSpacing[2], psfSize,
-                                      p.GetReal(DEC_RPARAMS_PSF_X_SPACING),
-                                      p.GetReal(DEC_RPARAMS_PSF_Y_SPACING), psfSpacingZ);
+                                      psfSpacingX, psfSpacingY, psfSpacingZ);
 }
 
 void cDeconAlgorithm::MakePreviews(cPreviewPtr& preview, cPreviewPtr& psfPreview,

@@ -1,8 +1,11 @@
 #include "decon/cLoadFilePsfFirstGuess.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "core/cException.h"
+#include "image/MemoryStatus.h"
 #include "io/cUnmanagedRawFileReader.h"
 #include "math/cImageMathManager.h"
 
@@ -11,14 +14,19 @@ namespace {
 
 // Length of an axis of M samples at spacing q once resampled to spacing v. A coarser grid
 // rounds up so that the whole PSF is kept; a finer one rounds down so that no sample is
-// extrapolated past the PSF's last one.
-uint32_t ResampledLength(uint32_t M, float q, float v) {
+// extrapolated past the PSF's last one. In double, so that a length no image can have is
+// seen as such instead of wrapping.
+double ResampledLength(uint32_t M, float q, float v) {
     const float length = static_cast<float>(M) * q / v;
     if (v > q)
-        return static_cast<uint32_t>(std::ceil(length));
+        return std::ceil(double(length));
     if (v < q)
-        return static_cast<uint32_t>(std::trunc(length));
+        return std::trunc(double(length));
     return M;
+}
+
+bool SameSpacing(const float a[3], const float b[3]) {
+    return a[0] == b[0] && a[1] == b[1] && a[2] == b[2];
 }
 
 // Where an axis of M samples lands on an axis of T, centres matched: the first sample
@@ -77,14 +85,28 @@ void cLoadFilePsfFirstGuess::Apply(cFloatImagePtr& psf, cFloatImagePtr& /*origin
     });
 }
 
+double cLoadFilePsfFirstGuess::ResamplingBytes(const cImageDimensions& psfSize,
+                                               const float psfSpacing[3],
+                                               const float imageSpacing[3], bool onePlane) {
+    const double source = double(psfSize.x) * psfSize.y * psfSize.z;
+    if (SameSpacing(psfSpacing, imageSpacing))
+        return source * sizeof(float);
+    const double x = ResampledLength(psfSize.x, psfSpacing[0], imageSpacing[0]);
+    const double y = ResampledLength(psfSize.y, psfSpacing[1], imageSpacing[1]);
+    const double z = onePlane ? 1.0 : ResampledLength(psfSize.z, psfSpacing[2], imageSpacing[2]);
+    // An axis longer than an image's index can count is beyond any budget.
+    if (std::max({x, y, z}) > double(UINT32_MAX))
+        return HUGE_VAL;
+    const double rows = x * psfSize.y, planes = x * y * psfSize.z, resampled = x * y * z;
+    return (source + rows + planes + resampled) * sizeof(float);
+}
+
 void cLoadFilePsfFirstGuess::ResampleToImageGrid(const cFloatImagePtr& source,
                                                  cFloatImagePtr& destination) {
     Guard([&] {
         if (!source)
             Fail("NULL input image in ResampleToImageGrid", OVD_ERR_PARAMETER);
-        const bool sameSpacing = mPsfSpacing[0] == mImageSpacing[0] &&
-                                 mPsfSpacing[1] == mImageSpacing[1] &&
-                                 mPsfSpacing[2] == mImageSpacing[2];
+        const bool sameSpacing = SameSpacing(mPsfSpacing, mImageSpacing);
         if (sameSpacing && source->GetDimensions() == mImageSize) {
             destination = source;
             return;
@@ -94,11 +116,18 @@ void cLoadFilePsfFirstGuess::ResampleToImageGrid(const cFloatImagePtr& source,
         cFloatImagePtr resampled = source;
         if (!sameSpacing) {
             const cImageDimensions M = source->GetDimensions();
+            // The run has checked this against its budget; a direct caller gets the machine's
+            // memory as the limit, so that no spacing makes it allocate without end.
+            const double bytes = ResamplingBytes(M, mPsfSpacing, mImageSpacing, mImageSize.z == 1);
+            if (!(bytes <= double(GetTotalPhysicalMemoryMB()) * 1048576.0))
+                Fail("PSF too large once resampled in ResampleToImageGrid", OVD_ERR_MEMORY);
             // A single-plane image takes the PSF's planes summed into one.
             const cImageDimensions size{
-                ResampledLength(M.x, mPsfSpacing[0], mImageSpacing[0]),
-                ResampledLength(M.y, mPsfSpacing[1], mImageSpacing[1]),
-                mImageSize.z == 1 ? 1u : ResampledLength(M.z, mPsfSpacing[2], mImageSpacing[2])};
+                uint32_t(ResampledLength(M.x, mPsfSpacing[0], mImageSpacing[0])),
+                uint32_t(ResampledLength(M.y, mPsfSpacing[1], mImageSpacing[1])),
+                mImageSize.z == 1
+                    ? 1u
+                    : uint32_t(ResampledLength(M.z, mPsfSpacing[2], mImageSpacing[2]))};
             resampled = cFloatImagePtr(new cOvdImage<float>(size, GetObjectName()));
             cFloatImagePtr rows(new cOvdImage<float>({size.x, M.y, 1}, GetObjectName()));
             cFloatImagePtr planes(new cOvdImage<float>({size.x, size.y, M.z}, GetObjectName()));

@@ -27,9 +27,17 @@ public:
 
     // Brings a PSF of the file's spacing to the image's spacing and size, centre kept in the
     // middle of the stack. A source that already has both is handed on as it is.
-    void ResampleToImageGrid(const cFloatImagePtr& source, cFloatImagePtr& destination);
+    virtual void ResampleToImageGrid(const cFloatImagePtr& source, cFloatImagePtr& destination);
 
-private:
+    // Bytes that resampling a PSF of `psfSize` from `psfSpacing` to `imageSpacing` holds at
+    // its peak: the file's PSF, the two partial passes and the whole resampled PSF before it
+    // is cut to the image's size. A PSF whose spacing was read in the wrong unit asks here
+    // for a grid a thousand times too large on every axis; a run compares this with its
+    // budget before anything is allocated.
+    static double ResamplingBytes(const cImageDimensions& psfSize, const float psfSpacing[3],
+                                  const float imageSpacing[3], bool onePlane);
+
+protected:
     std::string mFileName;
     cImageDimensions mImageSize;
     float mImageSpacing[3];

@@ -46,6 +46,9 @@ cCountedPtr<cDeconLog> MakeSearchLog(const ovdDetectArguments& a) {
     p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, GetSubvolumeMemoryBudget(1));
     p.SetBool(DEC_BPARAMS_IS_CONFOCAL, false);
     p.SetFlag(DEC_FPARAMS_INITIAL_IMAGE_SOURCE, DEC_FLAG_IIS_VOLUME);
+    p.SetBool(DEC_BPARAMS_PSF_EXACT_MODEL, a.psfModel.nModel == OVD_PSF_MODEL_EXACT);
+    p.SetReal(DEC_RPARAMS_SAMPLE_INDEX, a.psfModel.fSampleIndex);
+    p.SetReal(DEC_RPARAMS_FOCUS_DEPTH, a.psfModel.fDepth);
     return log;
 }
 

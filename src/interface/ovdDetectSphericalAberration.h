@@ -20,6 +20,7 @@ struct ovdDetectArguments {
     uint16_t xyMontage = 0;
     uint16_t pixelType = 0; // 0 float, 1 16-bit, 2 8-bit
     float lowerLimit = 0, upperLimit = 0;
+    ovdStructPsfModel psfModel{}; // the theoretical PSF's model; zeros: the specified one
     ovdStatusCallback callback = nullptr;
     void* userData = nullptr;
 };

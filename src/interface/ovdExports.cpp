@@ -157,14 +157,35 @@ DLL_OVD_3DIF(const char* inputFile, const char* outputFile, const char* tempDire
 OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
     const char* inputFile, const char* tempDirectory, int16_t width, int16_t height, int16_t depth,
     float xSpacing, float ySpacing, float zSpacing, float numericalAperture, float refractiveIndex,
+    float emissionWavelength, uint16_t phaseObject, uint16_t brightfield, uint32_t reserved13,
+    int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap, uint16_t xyMontage,
+    uint16_t pixelType, float lowerLimit, float upperLimit, float* result, uint16_t noiseLevel,
+    uint16_t reserved23, uint16_t reservedFlag, ovdHostStatusCallback callback, void* userData) {
+    return ovd3dInverseFilterDetectSAWithPsfModel(
+        inputFile, tempDirectory, width, height, depth, xSpacing, ySpacing, zSpacing,
+        numericalAperture, refractiveIndex, emissionWavelength, phaseObject, brightfield,
+        reserved13, xyGuardBand, zGuardBand, overlap, xyMontage, pixelType, lowerLimit, upperLimit,
+        result, noiseLevel, reserved23, reservedFlag, nullptr, callback, userData);
+}
+
+OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSAWithPsfModel(
+    const char* inputFile, const char* tempDirectory, int16_t width, int16_t height, int16_t depth,
+    float xSpacing, float ySpacing, float zSpacing, float numericalAperture, float refractiveIndex,
     float emissionWavelength, uint16_t phaseObject, uint16_t brightfield, uint32_t /*reserved13*/,
-    int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap, uint16_t xyMontage, uint16_t pixelType,
-    float lowerLimit, float upperLimit, float* result, uint16_t noiseLevel, uint16_t /*reserved23*/,
-    uint16_t reservedFlag, ovdHostStatusCallback callback, void* userData) {
+    int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap, uint16_t xyMontage,
+    uint16_t pixelType, float lowerLimit, float upperLimit, float* result, uint16_t noiseLevel,
+    uint16_t /*reserved23*/, uint16_t reservedFlag, const ovdStructPsfModel* psfModel,
+    ovdHostStatusCallback callback, void* userData) {
     return ovdReportedCall([&]() -> uint16_t {
         const ovdRunScope scope;
         if (!tempDirectory)
             return OVD_RESULT_INVALID_ARGUMENT;
+        ovdStructPsfModel model;
+        ovdInitStructPsfModel(&model);
+        if (psfModel)
+            model = *psfModel;
+        if (const uint16_t code = ovdCheckPsfModel(model))
+            return code;
         // The converted stack's future name doubles as the output probe of the validation,
         // which empties and deletes it again.
         cTempFileGenerator& generator = cTempFileGenerator::Instance();
@@ -193,6 +214,7 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
         a.convertedFile = converted ? converted : "";
         a.lowerLimit = lowerLimit;
         a.upperLimit = upperLimit;
+        a.psfModel = model;
         a.callback = &ovdHostCallbackAdapter;
         a.userData = bridge.get();
         return ovdDetectSphericalAberration(a, result);

@@ -159,12 +159,27 @@ OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
                                        const ovdStructInvFilterOpsExp* expOptions,
                                        const ovdStructIterativeOps* iterative,
                                        ovdStatusCallback callback, void* userData) {
+    return ovd3dRestoreWithPsfModel(image, psfIn, psfOut, stdOptions, expOptions, iterative,
+                                    nullptr, callback, userData);
+}
+
+OVD_API uint16_t OVD_CALL ovd3dRestoreWithPsfModel(
+    const ovdStructInvFilterImage* image, const ovdStructInvFilterPsf* psfIn,
+    ovdStructInvFilterPsf* psfOut, const ovdStructInvFilterOpsStd* stdOptions,
+    const ovdStructInvFilterOpsExp* expOptions, const ovdStructIterativeOps* iterative,
+    const ovdStructPsfModel* psfModel, ovdStatusCallback callback, void* userData) {
     return ovdReportedCall([&]() -> uint16_t {
         const ovdRunScope scope;
         ovdStructIterativeOps defaults;
         ovdInitStructIterativeOps(&defaults);
         const ovdStructIterativeOps& options = iterative ? *iterative : defaults;
         if (const uint16_t code = CheckIterativeOptions(options))
+            return code;
+        ovdStructPsfModel model;
+        ovdInitStructPsfModel(&model);
+        if (psfModel)
+            model = *psfModel;
+        if (const uint16_t code = ovdCheckPsfModel(model))
             return code;
         if (image && expOptions)
             if (const uint16_t code = CheckRecordsStrictly(*image, psfIn, *expOptions))
@@ -177,6 +192,10 @@ OVD_API uint16_t OVD_CALL ovd3dRestore(const ovdStructInvFilterImage* image,
             return code;
         ovdRunArguments a = ovdDeriveFromRecords(*image, psfIn, psfOut, *stdOptions, *expOptions);
         CopyMethod(options, a);
+        a.psfAsMeasured = true;
+        a.psfModel = model.nModel;
+        a.sampleIndex = model.fSampleIndex;
+        a.focusDepth = model.fDepth;
         ovdSavedPsfGeometry saved;
         saved.PointDriverAt(a);
         a.callback = callback;

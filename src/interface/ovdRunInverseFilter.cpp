@@ -8,8 +8,10 @@
 
 #include "core/DeconKeys.h"
 #include "core/cFailureReason.h"
+#include "decon/cLoadFilePsfFirstGuess.h"
 #include "interface/ovdRunSetup.h"
 #include "io/cTempFileGenerator.h"
+#include "largevolume/SubvolumeMemoryBudget.h"
 #include "math/cFFT.h"
 
 namespace Ovidane {
@@ -134,11 +136,15 @@ void FillParameters(const ovdRunArguments& a, const ovdRunState& state) {
         p.SetReal(DEC_RPARAMS_PSF_X_SPACING, a.psfXSpacing);
         p.SetReal(DEC_RPARAMS_PSF_Y_SPACING, a.psfYSpacing);
         p.SetReal(DEC_RPARAMS_PSF_Z_SPACING, a.psfZSpacing);
+        p.SetBool(DEC_BPARAMS_PSF_AS_MEASURED, a.psfAsMeasured);
     } else {
         p.SetFlag(DEC_FPARAMS_PSF_GUESS_METHOD, DEC_FLAG_PGM_THEORETICAL_EST);
         p.SetBool(DEC_BPARAMS_PSF_EMPIRICAL, true);
     }
     p.SetFlag(DEC_FPARAMS_PSF_GENERATION_SOURCE, DEC_FLAG_PSFSRC_CALCULATED);
+    p.SetBool(DEC_BPARAMS_PSF_EXACT_MODEL, a.psfModel == OVD_PSF_MODEL_EXACT);
+    p.SetReal(DEC_RPARAMS_SAMPLE_INDEX, a.sampleIndex);
+    p.SetReal(DEC_RPARAMS_FOCUS_DEPTH, a.focusDepth);
     // High-NA vector terms start above 0.7 as a single-precision value; 0.7 itself is low.
     p.SetBool(DEC_BPARAMS_PSF_HIGH_NA, a.numericalAperture > 0.7f);
     if (!a.outputPsfFile.empty()) {
@@ -161,6 +167,35 @@ std::string Number(double value) {
     return text;
 }
 
+// A measured PSF is brought to the stack's spacing whole before it is cut to a subvolume's
+// size. A spacing in the wrong unit (nanometres read as micrometres) asks for a grid a
+// thousand times too long on every axis, which no memory holds: such a PSF is refused
+// before anything is allocated, with the sizes that tell the host what went wrong.
+uint16_t RefusePsfBeyondBudget(const ovdRunArguments& a) {
+    const cImageDimensions psfSize{uint32_t(std::max<int16_t>(a.psfWidth, 0)),
+                                   uint32_t(std::max<int16_t>(a.psfHeight, 0)),
+                                   uint32_t(std::max<int16_t>(a.psfDepth, 0))};
+    const bool thinTakesStackSpacing = a.psfWidth == 1 && a.method == OVD_METHOD_INVERSE_FILTER;
+    const float psfSpacing[3] = {a.psfXSpacing, a.psfYSpacing,
+                                 thinTakesStackSpacing ? a.zSpacing : a.psfZSpacing};
+    const float stackSpacing[3] = {a.xSpacing, a.ySpacing, a.zSpacing};
+    const double bytes =
+        cLoadFilePsfFirstGuess::ResamplingBytes(psfSize, psfSpacing, stackSpacing, a.depth == 1);
+    const int64_t budget = GetRunMemoryLimit();
+    if (bytes <= double(budget))
+        return OVD_RESULT_SUCCESS;
+    char text[400];
+    std::snprintf(text, sizeof text,
+                  "the PSF of %d x %d x %d pixels at %g, %g, %g um, resampled to the stack's "
+                  "spacing of %g, %g, %g um, needs %.3g MB, more than the run's memory budget "
+                  "of %.3g MB; are the PSF's spacings in micrometres?",
+                  a.psfWidth, a.psfHeight, a.psfDepth, double(psfSpacing[0]), double(psfSpacing[1]),
+                  double(psfSpacing[2]), double(a.xSpacing), double(a.ySpacing), double(a.zSpacing),
+                  bytes / 1048576.0, double(budget) / 1048576.0);
+    cFailureReason::Record(text);
+    return OVD_RESULT_RUN_FAILED;
+}
+
 // Values that no arithmetic turns into a finite restoration end the run before anything is
 // written, with their cause: an aberration that is no number makes a PSF of no numbers, and
 // so does a measured PSF with such values or with values whose sum the transforms cannot
@@ -174,6 +209,8 @@ uint16_t RefuseValuesNoRunCanUse(const ovdRunArguments& a) {
     }
     if (a.psfFile.empty())
         return OVD_RESULT_SUCCESS;
+    if (const uint16_t code = RefusePsfBeyondBudget(a))
+        return code;
     ovdFloatFileValues values;
     const uint64_t count = uint64_t(std::max<int16_t>(a.psfWidth, 0)) *
                            uint64_t(std::max<int16_t>(a.psfHeight, 0)) *

@@ -55,6 +55,12 @@ struct ovdRunArguments {
     int32_t goldInterval = 1;
     uint16_t objectUpdates = 1; // plane methods: object updates a pass
     uint16_t psfUpdates = 1;    // blind plane method: PSF updates a pass
+    // A measured PSF is used as measured (DEC_BPARAMS_PSF_AS_MEASURED); the five operations
+    // keep their own way of bringing it to the stack's grid.
+    bool psfAsMeasured = false;
+    // The theoretical PSF's model and sample (DEC_BPARAMS_PSF_EXACT_MODEL and its keys).
+    uint32_t psfModel = OVD_PSF_MODEL_SPECIFIED;
+    float sampleIndex = 0.0f, focusDepth = 0.0f;
 };
 
 // What the set-up leaves for the run stages, and what the stages made that a failed run

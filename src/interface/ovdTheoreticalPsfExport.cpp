@@ -7,11 +7,13 @@
 
 #include "core/DeconKeys.h"
 #include "core/ExceptionGuard.h"
+#include "core/cFailureReason.h"
 #include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
 #include "interface/ovdCallReport.h"
 #include "interface/ovdValidation.h"
 #include "interface/ovdinf01.h"
 #include "io/cUnmanagedRawFileWriter.h"
+#include "math/ExactScalarPsf.h"
 #include "math/cImageMathManager.h"
 
 using namespace Ovidane;
@@ -83,22 +85,42 @@ void CentreOrigin(const cFloatImagePtr& psf, const cFloatImagePtr& out) {
                     cImageBox{px[i].to0, py[j].to0, pz[k].to0, px[i].to1, py[j].to1, pz[k].to1});
 }
 
+cExactPsfOptics ExactOptics(float numericalAperture, float refractiveIndex,
+                            float emissionWavelength, float sphericalAberration,
+                            const ovdStructPsfModel& model) {
+    cExactPsfOptics optics;
+    optics.numericalAperture = numericalAperture;
+    optics.immersionIndex = refractiveIndex;
+    optics.sampleIndex = model.fSampleIndex > 0.0f ? model.fSampleIndex : refractiveIndex;
+    optics.wavelength = emissionWavelength;
+    optics.depth = model.fDepth;
+    optics.sphericalAberration = sphericalAberration;
+    return optics;
+}
+
 // Computes, centres and writes the PSF; false when the file can't be created. `created`
 // turns true once this call has made a file that wasn't there, so that a failure after that
 // can take it away again; a file that was there is only emptied.
 bool WritePsf(const std::string& file, const cImageDimensions& size, float xSpacing, float ySpacing,
               float zSpacing, float numericalAperture, float refractiveIndex,
               float emissionWavelength, bool brightfield, float sphericalAberration,
-              bool& created) {
+              const ovdStructPsfModel& model, bool& created) {
     return GuardedCall("ovdWriteTheoreticalPsf", [&] {
-        // The axial scale stays 1: the PSF is the one of the stated z spacing.
-        cTheoreticalPsfFirstGuessWithSphericalAberration guess(
-            xSpacing, ySpacing, zSpacing, size, numericalAperture, refractiveIndex,
-            emissionWavelength, sphericalAberration, 1.0f,
-            brightfield ? DEC_FLAG_MOD_TL_BRIGHTFIELD : DEC_FLAG_MOD_WF_FLUORESCENCE);
         cFloatImagePtr psf(new cOvdImage<float>(size, Contiguous3D, "ovdWriteTheoreticalPsf"));
-        cFloatImagePtr none;
-        guess.Apply(psf, none);
+        if (model.nModel == OVD_PSF_MODEL_EXACT) {
+            const float spacing[3] = {xSpacing, ySpacing, zSpacing};
+            GenerateExactScalarPsf(psf, spacing,
+                                   ExactOptics(numericalAperture, refractiveIndex,
+                                               emissionWavelength, sphericalAberration, model));
+        } else {
+            // The axial scale stays 1: the PSF is the one of the stated z spacing.
+            cTheoreticalPsfFirstGuessWithSphericalAberration guess(
+                xSpacing, ySpacing, zSpacing, size, numericalAperture, refractiveIndex,
+                emissionWavelength, sphericalAberration, 1.0f,
+                brightfield ? DEC_FLAG_MOD_TL_BRIGHTFIELD : DEC_FLAG_MOD_WF_FLUORESCENCE);
+            cFloatImagePtr none;
+            guess.Apply(psf, none);
+        }
 
         // The model already aims at a sum of 1; the sum is taken again so that the file
         // holds exactly a unit volume whatever rounding the planes carried.
@@ -132,12 +154,35 @@ bool WritePsf(const std::string& file, const cImageDimensions& size, float xSpac
 
 extern "C" {
 
+OVD_API uint16_t OVD_CALL ovdInitStructPsfModel(ovdStructPsfModel* model) {
+    if (!model)
+        return OVD_RESULT_INVALID_ARGUMENT;
+    *model = ovdStructPsfModel{};
+    model->nModel = OVD_PSF_MODEL_SPECIFIED;
+    return OVD_RESULT_SUCCESS;
+}
+
 OVD_API uint16_t OVD_CALL ovdWriteTheoreticalPsf(const char* file, int16_t width, int16_t height,
                                                  int16_t depth, float xSpacing, float ySpacing,
                                                  float zSpacing, float numericalAperture,
                                                  float refractiveIndex, float emissionWavelength,
                                                  uint16_t brightfield, float sphericalAberration) {
+    return ovdWriteTheoreticalPsfModel(file, width, height, depth, xSpacing, ySpacing, zSpacing,
+                                       numericalAperture, refractiveIndex, emissionWavelength,
+                                       brightfield, sphericalAberration, nullptr);
+}
+
+OVD_API uint16_t OVD_CALL ovdWriteTheoreticalPsfModel(
+    const char* file, int16_t width, int16_t height, int16_t depth, float xSpacing, float ySpacing,
+    float zSpacing, float numericalAperture, float refractiveIndex, float emissionWavelength,
+    uint16_t brightfield, float sphericalAberration, const ovdStructPsfModel* modelRecord) {
     return ovdReportedCall([&]() -> uint16_t {
+        ovdStructPsfModel model;
+        ovdInitStructPsfModel(&model);
+        if (modelRecord)
+            model = *modelRecord;
+        if (const uint16_t code = ovdCheckPsfModel(model))
+            return code;
         if (const uint16_t code = CheckPsfArguments(
                 file, width, height, depth, xSpacing, ySpacing, zSpacing, numericalAperture,
                 refractiveIndex, emissionWavelength, brightfield, sphericalAberration))
@@ -147,7 +192,7 @@ OVD_API uint16_t OVD_CALL ovdWriteTheoreticalPsf(const char* file, int16_t width
             opened =
                 WritePsf(file, cImageDimensions{uint32_t(width), uint32_t(height), uint32_t(depth)},
                          xSpacing, ySpacing, zSpacing, numericalAperture, refractiveIndex,
-                         emissionWavelength, brightfield != 0, sphericalAberration, created);
+                         emissionWavelength, brightfield != 0, sphericalAberration, model, created);
         } catch (const std::exception& failure) {
             cFailureReason::Record(cFailureReason::Describe(failure));
             if (created)

@@ -1,5 +1,7 @@
 #include "interface/ovdValidation.h"
 
+#include "core/cFailureReason.h"
+
 #include <cfloat>
 #include <cmath>
 #include <cstdio>
@@ -234,6 +236,24 @@ uint16_t ovdValidateArguments(const ovdArgumentList& a) {
         return OVD_RESULT_OPTICS_OUT_OF_RANGE;
     return ovdCheckResolution(a.xSpacing, a.ySpacing, a.zSpacing, a.numericalAperture,
                               a.refractiveIndex, a.emissionWavelength);
+}
+
+// A model record outside its ranges, with the reason for the host; 0 when it is sound.
+uint16_t ovdCheckPsfModel(const ovdStructPsfModel& model) {
+    const char* reason = nullptr;
+    if (model.nModel > OVD_PSF_MODEL_EXACT)
+        reason = "unknown PSF model";
+    else if (!(model.fSampleIndex == 0.0f ||
+               (model.fSampleIndex >= 1.0f && model.fSampleIndex <= 5.0f)))
+        reason = "the sample's refractive index must be 0 (that of the immersion) or 1 to 5";
+    else if (!(model.fDepth >= 0.0f && model.fDepth <= 10000.0f))
+        reason = "the depth below the coverslip must be 0 to 10000 um";
+    else if (model.nReserved != 0)
+        reason = "the reserved field of the PSF model must be 0";
+    if (!reason)
+        return OVD_RESULT_SUCCESS;
+    cFailureReason::Record(reason);
+    return OVD_RESULT_INVALID_ARGUMENT;
 }
 
 } // namespace Ovidane

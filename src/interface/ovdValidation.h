@@ -13,6 +13,9 @@ std::string ovdResolveImageFileName(const ovdStructInvFilterImage* image);
 // As above, but a non-null empty main field means "no file" without a look at the alternate.
 std::string ovdResolvePsfFileName(const ovdStructInvFilterPsf* psf);
 
+// A PSF model record outside its ranges answers 2 and records the reason; 0 when sound.
+uint16_t ovdCheckPsfModel(const ovdStructPsfModel& model);
+
 // Sampling against the optics: 17/18 for x or y spacing too large/small, 19/20 for z.
 uint16_t ovdCheckResolution(float xSpacing, float ySpacing, float zSpacing, float numericalAperture,
                             float refractiveIndex, float emissionWavelength);

@@ -62,12 +62,14 @@ int64_t GetSubvolumeMemoryBudget(int mode, uint32_t extraImages) {
     return std::max<int64_t>(1, std::min(share, machine));
 }
 
-int64_t GetSpareRunMemory(int64_t subvolumeBytes) {
-    int64_t total = (GetTotalPhysicalMemoryMB() - kLeftToSystemMB) * kMB;
+int64_t GetRunMemoryLimit() {
+    const int64_t total = (GetTotalPhysicalMemoryMB() - kLeftToSystemMB) * kMB;
     const int64_t limit = gRunMemoryBudget.load();
-    if (limit > 0)
-        total = std::min(total, limit);
-    return std::max<int64_t>(0, total - int64_t{kHostLimitImages} * subvolumeBytes);
+    return limit > 0 ? std::min(total, limit) : total;
+}
+
+int64_t GetSpareRunMemory(int64_t subvolumeBytes) {
+    return std::max<int64_t>(0, GetRunMemoryLimit() - int64_t{kHostLimitImages} * subvolumeBytes);
 }
 
 void SetRunMemoryBudget(int64_t bytes) {

@@ -20,6 +20,10 @@ int64_t SubvolumeMemoryBudget(uint32_t workingImages, int64_t totalPhysicalMB,
 // (an iterative method's estimates and acceleration); they share the budget as well.
 int64_t GetSubvolumeMemoryBudget(int mode, uint32_t extraImages = 0);
 
+// What a whole run may hold, in bytes: the host's limit, or without one the machine's
+// physical memory less what is left to the system.
+int64_t GetRunMemoryLimit();
+
 // What a run may hold beyond the peak working set of restoring subvolumes of
 // `subvolumeBytes` per image: the host's limit, or without one the machine's physical
 // memory less what is left to the system, minus the 16 images a restoration is given under

@@ -79,6 +79,12 @@ OVD_AT(ovdStructIterativeOps, nObjectUpdates, 28);
 OVD_AT(ovdStructIterativeOps, nPsfUpdates, 30);
 OVD_SIZE(ovdStructIterativeOps, 32);
 
+OVD_AT(ovdStructPsfModel, nModel, 0);
+OVD_AT(ovdStructPsfModel, fSampleIndex, 4);
+OVD_AT(ovdStructPsfModel, fDepth, 8);
+OVD_AT(ovdStructPsfModel, nReserved, 12);
+OVD_SIZE(ovdStructPsfModel, 16);
+
 /* Field widths that the offsets alone do not pin down. */
 static_assert(sizeof(((ovdStructInvFilterImage*)0)->nReserved) == 12, "image reserved bytes");
 static_assert(sizeof(((ovdStructInvFilterOpsStd*)0)->bPhaseObject) == 1, "8-bit flag");

@@ -9,6 +9,8 @@ if [ -n "$stray" ]; then
 fi
 for name in ovd3dInverseFilter DLL_OVD_3DIF ovd3dInverseFilterDetectSA \
             ovdInitStructInvFilterOpsStd ovdInitStructInvFilterOpsExp \
-            ovd3dRestore ovdInitStructIterativeOps ovdGetLastErrorMessage; do
+            ovd3dRestore ovdInitStructIterativeOps ovdGetLastErrorMessage \
+            ovdInitStructPsfModel ovdWriteTheoreticalPsfModel ovd3dRestoreWithPsfModel \
+            ovd3dInverseFilterDetectSAWithPsfModel; do
   printf '%s\n' "$symbols" | grep -qx "$name" || { echo "missing export $name"; exit 1; }
 done

@@ -42,9 +42,13 @@ class DetectSphericalAberration(unittest.TestCase):
                 print(f"spherical aberration: true {true:+.2f}, found {found:+.3f}")
                 self.assertAlmostEqual(found, true, delta=0.3)
 
-    def test_limits_that_exclude_the_minimum_give_zero(self):
+    def test_limits_that_exclude_the_minimum_give_zero_and_a_bad_model_is_refused(self):
         self.assertEqual(ovidane.detect_sa(calibration_stack(2.0), SPACING, **OPTICS,
                                            lower=-5.0, upper=1.0), 0.0)
+        with self.assertRaises(ovidane.OvidaneError) as raised:
+            ovidane.detect_sa(calibration_stack(2.0), SPACING, **OPTICS, psf_model="exact",
+                              focus_depth=-1.0)
+        self.assertEqual(raised.exception.code, 2)
 
 
 if __name__ == "__main__":

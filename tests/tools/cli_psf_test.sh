@@ -21,6 +21,16 @@ peak = np.unravel_index(np.argmax(psf), psf.shape)
 assert tuple(int(i) for i in peak) == (7, 12, 16), peak
 PY
 
+"$ovd" psf "$work/exact.raw" --size 32x24x15 --spacing 0.1,0.1,0.25 --na 1.3 --psf-model exact \
+  --sample-ri 1.33 --focus-depth 5 || fail "ovd psf --psf-model exact failed"
+/usr/bin/python3 - "$work/exact.raw" "$work/psf.raw" <<'PY' || fail "exact PSF is not a unit sum unlike the specified one"
+import sys
+import numpy as np
+exact, specified = (np.fromfile(name, dtype=np.float32) for name in sys.argv[1:])
+assert exact.size == specified.size and abs(exact.sum(dtype=np.float64) - 1.0) < 1e-4
+assert np.abs(exact - specified).max() > 0.1 * specified.max()
+PY
+
 "$ovd" psf "$work/psf.tif" --size 16x16x8 --spacing 0.1,0.1,0.25 --sa 1.0 || fail "ovd psf to TIFF failed"
 PYTHONPATH="$(dirname "$0")" /usr/bin/python3 - "$work/psf.tif" <<'PY' ||
 import sys
@@ -37,5 +47,7 @@ err=$("$ovd" psf "$work/bad.tif" --spacing 0.1,0.1,5 2>&1 >/dev/null); status=$?
 [ "$status" -eq 1 ] && grep -qF "z spacing too large" <<<"$err" || fail "coarse z: $status $err"
 err=$("$ovd" psf "$work/bad.raw" --size 16x16 2>&1 >/dev/null); status=$?
 [ "$status" -eq 2 ] && grep -qF "is not WxHxD" <<<"$err" || fail "bad size: $status $err"
+err=$("$ovd" psf "$work/bad.raw" --psf-model exact --focus-depth -1 2>&1 >/dev/null); status=$?
+[ "$status" -eq 2 ] && grep -qF "focus-depth" <<<"$err" || fail "negative depth: $status $err"
 [ ! -e "$work/bad.raw" ] && [ ! -e "$work/bad.tif" ] || fail "a refused PSF left a file behind"
 exit $((failures > 0))

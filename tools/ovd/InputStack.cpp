@@ -80,7 +80,8 @@ InputStack OpenInput(const std::string& path, const InputOptions& options, const
     if (!options.spacing.empty())
         stack.spacing = ParseSpacing(options.spacing);
     if (!(stack.spacing.x > 0 && stack.spacing.y > 0 && stack.spacing.z > 0))
-        throw StackError(path + ": the pixel spacing is unknown; give it with --spacing x,y,z (micrometres)");
+        throw StackError(path + ": the pixel spacing is unknown; give it with " +
+                         (role == "psf" ? "--psf-spacing" : "--spacing") + " x,y,z (micrometres)");
     return stack;
 }
 

@@ -58,22 +58,79 @@ std::string Description(TIFF* tiff) {
                                                                                      : "";
 }
 
+// Text of "key=" up to the line's end in ImageJ's description, or of the attribute key="..."
+// in OME-XML; empty when absent. A key must begin its line or follow a blank, so that "unit"
+// does not match the end of "zunit" or "PhysicalSizeXUnit".
+std::string FindText(const std::string& text, const std::string& key) {
+    for (const std::string& pattern : {key + "=\"", key + "="}) {
+        for (std::size_t at = text.find(pattern); at != std::string::npos;
+             at = text.find(pattern, at + 1)) {
+            if (at > 0 && text[at - 1] != '\n' && text[at - 1] != ' ')
+                continue;
+            const std::size_t from = at + pattern.size();
+            const std::size_t to = text.find_first_of(pattern.back() == '"' ? "\"" : "\r\n", from);
+            return text.substr(from, to == std::string::npos ? std::string::npos : to - from);
+        }
+    }
+    return {};
+}
+
+// Micrometres in one unit of length as ImageJ, OME or a person writes it; 0 for a unit that
+// is no length (ImageJ's "pixel") or that is not known, so the spacing counts as unknown
+// rather than read in the wrong unit.
+float MicrometresPerUnit(std::string unit) {
+    unit.erase(unit.find_last_not_of(" \t") + 1);
+    std::transform(unit.begin(), unit.end(), unit.begin(),
+                   [](unsigned char c) { return std::tolower(c); });
+    static const struct {
+        const char* name;
+        float micrometres;
+    } kUnits[] = {{"micron", 1.0f},    {"microns", 1.0f},    {"um", 1.0f},
+                  {"\xC2\xB5m", 1.0f}, {"\xB5m", 1.0f},      {"\\u00b5m", 1.0f},
+                  {"\xCE\xBCm", 1.0f}, {"micrometer", 1.0f}, {"micrometre", 1.0f},
+                  {"nm", 1e-3f},       {"nanometer", 1e-3f}, {"nanometre", 1e-3f},
+                  {"mm", 1e3f},        {"millimeter", 1e3f}, {"millimetre", 1e3f},
+                  {"cm", 1e4f},        {"m", 1e6f},          {"inch", 25400.0f},
+                  {"in", 25400.0f},    {"\xC3\x85", 1e-4f},  {"\\u00c5", 1e-4f}};
+    for (const auto& known : kUnits)
+        if (unit == known.name)
+            return known.micrometres;
+    return 0.0f;
+}
+
+// The unit of the resolution tags when a description names none: TIFF's own unit tag, where
+// ImageJ's "no unit" and the tag's absence both mean the micrometre this tool writes.
+float MicrometresPerResolutionUnit(TIFF* tiff) {
+    uint16_t unit = RESUNIT_NONE;
+    TIFFGetField(tiff, TIFFTAG_RESOLUTIONUNIT, &unit);
+    return unit == RESUNIT_CENTIMETER ? 1e4f : unit == RESUNIT_INCH ? 25400.0f : 1.0f;
+}
+
 Spacing ReadSpacing(TIFF* tiff) {
     Spacing spacing;
     const std::string text = Description(tiff);
+    // Each axis in its own unit where the file names one, else in the file's unit.
+    auto unitOf = [&](const std::string& key, const std::string& fallbackKey, float fallback) {
+        std::string unit = FindText(text, key);
+        if (unit.empty())
+            unit = FindText(text, fallbackKey);
+        return unit.empty() ? fallback : MicrometresPerUnit(unit);
+    };
     if (text.find("<OME") != std::string::npos) {
-        spacing.x = FindNumber(text, "PhysicalSizeX");
-        spacing.y = FindNumber(text, "PhysicalSizeY");
-        spacing.z = FindNumber(text, "PhysicalSizeZ");
+        // OME's default unit is the micrometre.
+        spacing.x = FindNumber(text, "PhysicalSizeX") * unitOf("PhysicalSizeXUnit", "", 1.0f);
+        spacing.y = FindNumber(text, "PhysicalSizeY") * unitOf("PhysicalSizeYUnit", "", 1.0f);
+        spacing.z = FindNumber(text, "PhysicalSizeZ") * unitOf("PhysicalSizeZUnit", "", 1.0f);
         return spacing;
     }
     if (text.rfind("ImageJ=", 0) == 0) {
-        spacing.z = FindNumber(text, "spacing");
+        const float fileUnit = unitOf("unit", "", MicrometresPerResolutionUnit(tiff));
+        spacing.z = FindNumber(text, "spacing") * unitOf("zunit", "unit", fileUnit);
         float xResolution = 0, yResolution = 0; // pixels per unit
         if (TIFFGetField(tiff, TIFFTAG_XRESOLUTION, &xResolution) && xResolution > 0)
-            spacing.x = 1.0f / xResolution;
+            spacing.x = unitOf("xunit", "unit", fileUnit) / xResolution;
         if (TIFFGetField(tiff, TIFFTAG_YRESOLUTION, &yResolution) && yResolution > 0)
-            spacing.y = 1.0f / yResolution;
+            spacing.y = unitOf("yunit", "unit", fileUnit) / yResolution;
     }
     return spacing;
 }

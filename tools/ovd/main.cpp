@@ -18,6 +18,7 @@
 #include "OutputType.h"
 #include "PeerFlags.h"
 #include "Progress.h"
+#include "PsfModelOptions.h"
 #include "ResultText.h"
 #include "RunLog.h"
 #include "SafeOutput.h"
@@ -181,6 +182,7 @@ struct RestoreOptions {
     CutOptions cut;
     MethodOptions method;
     WavelengthOptions wavelengths;
+    PsfModelOptions psfModel;
     ResourceOptions resources;
     MessageOptions messages;
 };
@@ -222,6 +224,7 @@ int RunRestore(RestoreOptions o) {
     if (o.out.path.empty())
         o.out.path = DefaultOutputName(o.input);
     const std::string& outPath = o.out.path;
+    const ovdStructPsfModel model = PsfModelOf(o.psfModel);
     RefuseSharedFiles(
         {{"IN", o.input}, {"--psf", o.psf}},
         {{"OUT", outPath}, {"--save-psf", o.savePsf}, {"--log", o.messages.logFile}});
@@ -308,9 +311,9 @@ int RunRestore(RestoreOptions o) {
         int subvolumes;
         {
             Progress progress(label.c_str());
-            code = ovd3dRestore(&image, o.psf.empty() ? nullptr : &psfIn,
-                                o.savePsf.empty() ? nullptr : &psfOut, &std, &exp, &iterative,
-                                &Progress::OnStatus, &progress);
+            code = ovd3dRestoreWithPsfModel(&image, o.psf.empty() ? nullptr : &psfIn,
+                                            o.savePsf.empty() ? nullptr : &psfOut, &std, &exp,
+                                            &iterative, &model, &Progress::OnStatus, &progress);
             subvolumes = progress.SubvolumeCount();
         }
         if (code != OVD_RESULT_SUCCESS)
@@ -354,6 +357,7 @@ struct DetectOptions {
     InputOptions inputOptions;
     OpticsOptions optics;
     CutOptions cut;
+    PsfModelOptions psfModel;
     ResourceOptions resources;
     MessageOptions messages;
     float lower = -10.0f, upper = 10.0f;
@@ -363,6 +367,7 @@ int RunDetect(const DetectOptions& o) {
     // The library compares the limits only by their order, which NaN passes.
     if (!std::isfinite(o.lower) || !std::isfinite(o.upper) || o.lower > o.upper)
         throw StackError("--min and --max must be finite numbers, --min not above --max");
+    const ovdStructPsfModel model = PsfModelOf(o.psfModel);
     RefuseSharedFiles({{"IN", o.input}}, {{"--log", o.messages.logFile}});
     RunLog log(o.messages);
     ApplyResources(o.resources);
@@ -376,12 +381,13 @@ int RunDetect(const DetectOptions& o) {
     const Stopwatch searching;
     {
         Progress progress("searching");
-        code = ovd3dInverseFilterDetectSA(
-            input.rawPath.c_str(), libraryTemp.c_str(), int16_t(input.shape.width), int16_t(input.shape.height),
-            int16_t(input.shape.depth), input.spacing.x, input.spacing.y, input.spacing.z, o.optics.na,
-            o.optics.ri, o.optics.WavelengthMicrometres(), 0, o.optics.Brightfield() ? 1 : 0, 0,
+        code = ovd3dInverseFilterDetectSAWithPsfModel(
+            input.rawPath.c_str(), libraryTemp.c_str(), int16_t(input.shape.width),
+            int16_t(input.shape.height), int16_t(input.shape.depth), input.spacing.x,
+            input.spacing.y, input.spacing.z, o.optics.na, o.optics.ri,
+            o.optics.WavelengthMicrometres(), 0, o.optics.Brightfield() ? 1 : 0, 0,
             int16_t(o.cut.guardXY), int16_t(o.cut.guardZ), int16_t(o.cut.overlap), 1,
-            ArgumentPixelTypeOf(input.shape.type), o.lower, o.upper, &estimate, 0, 0, 0,
+            ArgumentPixelTypeOf(input.shape.type), o.lower, o.upper, &estimate, 0, 0, 0, &model,
             &Progress::OnHostStatus, &progress);
     }
     if (code != OVD_RESULT_SUCCESS)
@@ -395,10 +401,12 @@ struct PsfOptions {
     OutputOptions out;
     std::string size = "64x64x32", spacing = "0.1,0.1,0.25";
     OpticsOptions optics;
+    PsfModelOptions psfModel;
     MessageOptions messages;
 };
 
 int RunPsf(const PsfOptions& o) {
+    const ovdStructPsfModel model = PsfModelOf(o.psfModel);
     RefuseSharedFiles({}, {{"OUT", o.out.path}, {"--log", o.messages.logFile}});
     if (!o.out.overwrite)
         RefuseExistingOutputs({{"OUT", o.out.path}});
@@ -412,10 +420,10 @@ int RunPsf(const PsfOptions& o) {
     if (tiffOut)
         temp = std::make_unique<PrivateTempDir>("");
     const std::string rawOut = tiffOut ? temp->File("psf.raw") : output.Path();
-    const uint16_t code = ovdWriteTheoreticalPsf(
-        rawOut.c_str(), int16_t(shape.width), int16_t(shape.height), int16_t(shape.depth), spacing.x, spacing.y,
-        spacing.z, o.optics.na, o.optics.ri, o.optics.WavelengthMicrometres(), o.optics.Brightfield() ? 1 : 0,
-        o.optics.sa);
+    const uint16_t code = ovdWriteTheoreticalPsfModel(
+        rawOut.c_str(), int16_t(shape.width), int16_t(shape.height), int16_t(shape.depth),
+        spacing.x, spacing.y, spacing.z, o.optics.na, o.optics.ri, o.optics.WavelengthMicrometres(),
+        o.optics.Brightfield() ? 1 : 0, o.optics.sa, &model);
     if (code != OVD_RESULT_SUCCESS)
         return LibraryResult(code);
     if (tiffOut)
@@ -445,6 +453,7 @@ int main(int argc, char** argv) {
     restoreCommand->add_option("--noise", restore.noise, "wiener: auto, low, medium, high or a regularisation level")
         ->capture_default_str();
     AddMethodOptions(restoreCommand, restore.method);
+    AddPsfModelOptions(restoreCommand, restore.psfModel);
     restoreCommand->add_option("--psf", restore.psf, "measured PSF (TIFF, or raw with --psf-size/--psf-type)");
     restoreCommand->add_option("--psf-size", restore.psfOptions.size, "raw PSF: WxHxD");
     restoreCommand->add_option("--psf-type", restore.psfOptions.type, "raw PSF: u8, u16 or f32");
@@ -462,6 +471,7 @@ int main(int argc, char** argv) {
     AddInputOptions(detectCommand, detect.inputOptions);
     AddOpticsOptions(detectCommand, detect.optics, false);
     AddCutOptions(detectCommand, detect.cut);
+    AddPsfModelOptions(detectCommand, detect.psfModel);
     detectCommand->add_option("--min", detect.lower, "lower limit of the estimate")->capture_default_str();
     detectCommand->add_option("--max", detect.upper, "upper limit of the estimate")->capture_default_str();
     detectCommand->add_option("--temp-dir", detect.tempDir, "where temporary files go (default: system temp)");
@@ -474,6 +484,7 @@ int main(int argc, char** argv) {
     psfCommand->add_option("--size", psf.size, "WxHxD in pixels")->capture_default_str();
     psfCommand->add_option("--spacing", psf.spacing, "x,y,z pixel spacing in micrometres")->capture_default_str();
     AddOpticsOptions(psfCommand, psf.optics, true);
+    AddPsfModelOptions(psfCommand, psf.psfModel);
     AddMessageOptions(psfCommand, psf.messages);
 
     CLI11_PARSE(app, argc, argv);
