@@ -21,8 +21,8 @@
 
 using namespace Ovidane;
 using namespace IterativeTest;
-using ConstraintTest::Copy;
-using ConstraintTest::FailureOf;
+using OvidaneTest::Copy;
+using OvidaneTest::FailureOf;
 
 namespace {
 
@@ -121,8 +121,8 @@ TEST(IterativeSteps, EdgeBehaviours) {
              everySecond.Apply(image, 2);
              EXPECT_FALSE(Same(image, scene.data));
              // A blur moves light, it neither makes nor loses any.
-             EXPECT_NEAR(ConstraintTest::Sum(image), ConstraintTest::Sum(scene.data),
-                         1e-5 * ConstraintTest::Sum(scene.data));
+             EXPECT_NEAR(OvidaneTest::Sum(image), OvidaneTest::Sum(scene.data),
+                         1e-5 * OvidaneTest::Sum(scene.data));
          }},
         {"Good's step with a factor of 0 leaves the image as it is; a positive one flattens a "
          "spike",
@@ -131,7 +131,7 @@ TEST(IterativeSteps, EdgeBehaviours) {
              cGoodsRoughnessNoiseSmoothing none(0.0f);
              none.Apply(image, 1);
              EXPECT_TRUE(Same(image, scene.data));
-             cFloatImagePtr spike = ConstraintTest::Constant(kSize, 1.0f);
+             cFloatImagePtr spike = OvidaneTest::Constant(kSize, 1.0f);
              At(spike, 5, 5, 3) = 100.0f;
              cGoodsRoughnessNoiseSmoothing good(1000.0f);
              good.Initialize(kSize);
@@ -141,10 +141,10 @@ TEST(IterativeSteps, EdgeBehaviours) {
          }},
         {"a flat-sheet start is the mean of the data everywhere",
          [&] {
-             cFloatImagePtr object = ConstraintTest::Constant(kSize, -1.0f);
+             cFloatImagePtr object = OvidaneTest::Constant(kSize, -1.0f);
              cFloatImagePtr psf = scene.psf;
              cFlatSheetImageObjectFirstGuess().Apply(psf, scene.data, object);
-             const float mean = float(ConstraintTest::Sum(scene.data) / kSize.Voxels());
+             const float mean = float(OvidaneTest::Sum(scene.data) / kSize.Voxels());
              for (float v : Pixels(object))
                  EXPECT_NEAR(v, mean, 1e-4f * mean);
          }},
@@ -156,7 +156,7 @@ TEST(IterativeSteps, EdgeBehaviours) {
              OvidaneTest::WriteRaw(dir.File("short.raw"),
                                    std::vector<float>(values.begin(), values.begin() + 100));
              OvidaneTest::WriteRaw(dir.File("whole.raw"), values);
-             cFloatImagePtr object = ConstraintTest::Constant(kSize, 0.0f);
+             cFloatImagePtr object = OvidaneTest::Constant(kSize, 0.0f);
              cFloatImagePtr psf = scene.psf;
              for (const char* name : {"missing.raw", "short.raw"}) {
                  cLoadFileObjectFirstGuess guess(dir.File(name));

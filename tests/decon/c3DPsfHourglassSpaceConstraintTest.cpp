@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "ConstraintTestImages.h"
+#include "support/TestImages.h"
 #include "decon/c3DPsfDvorakHourglassSpaceConstraint.h"
 #include "decon/c3DPsfHourglassSpaceConstraint.h"
 
 using namespace Ovidane;
-using namespace ConstraintTest;
+using namespace OvidaneTest;
 
 namespace {
 

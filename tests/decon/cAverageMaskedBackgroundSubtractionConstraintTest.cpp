@@ -2,14 +2,14 @@
 
 #include <vector>
 
-#include "ConstraintTestImages.h"
+#include "support/TestImages.h"
 #include "decon/c3DPsfHourglassSpaceConstraint.h"
 #include "decon/cAverageMaskedBackgroundSubtractionConstraint.h"
 #include "decon/cMinimumIntensityBackgroundSubtractionConstraint.h"
 #include "decon/cSpecifiedValueBackgroundSubtractionConstraint.h"
 
 using namespace Ovidane;
-using namespace ConstraintTest;
+using namespace OvidaneTest;
 
 namespace {
 

@@ -2,11 +2,11 @@
 
 #include <vector>
 
-#include "ConstraintTestImages.h"
+#include "support/TestImages.h"
 #include "decon/cAxialSumNormalizationConstraint.h"
 
 using namespace Ovidane;
-using namespace ConstraintTest;
+using namespace OvidaneTest;
 
 namespace {
 

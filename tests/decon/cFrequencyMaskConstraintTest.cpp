@@ -2,13 +2,13 @@
 
 #include <cmath>
 
-#include "ConstraintTestImages.h"
+#include "support/TestImages.h"
 #include "decon/c3DDvorakBandWidthConstraint.h"
 #include "decon/c3DPsfBandWidthConstraintFromImagingParameters.h"
 #include "math/cFFTManager.h"
 
 using namespace Ovidane;
-using namespace ConstraintTest;
+using namespace OvidaneTest;
 
 namespace {
 

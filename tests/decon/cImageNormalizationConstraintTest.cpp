@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "ConstraintTestImages.h"
+#include "support/TestImages.h"
 #include "decon/cImageNormalizationConstraint.h"
 #include "decon/cIntensityCorrectionConstraint.h"
 #include "decon/cTLBInversionConstraint.h"
 
 using namespace Ovidane;
-using namespace ConstraintTest;
+using namespace OvidaneTest;
 
 TEST(cImageNormalizationConstraint, ClearsNegativesAndScalesToTheTarget) {
     const cImageDimensions size{6, 5, 3};

@@ -101,53 +101,6 @@ template <class T, class U> bool Is(const cCountedPtr<U>& object) {
 
 } // namespace
 
-TEST(cInverseFilterDeconAlgorithm, ConstructorWiresTheSettingsOfTheLog) {
-    OvidaneTest::TempDir dir;
-    cCountedPtr<cDeconLog> log = SubvolumeLog(dir);
-    cDeconParameter& p = log->GetParameters();
-    p.SetReal(DEC_RPARAMS_GOODS_FACTOR, 0.25f);
-    p.SetFlag(DEC_FPARAMS_NOISE_LEVEL, DEC_FLAG_NOISE_LEVEL_OTHER);
-    p.SetInt(DEC_IPARAMS_SUBVOLUME_Z1GUARDBAND, 2);
-    p.SetInt(DEC_IPARAMS_SUBVOLUME_Z2GUARDBAND, 1);
-    p.SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 7);
-    p.SetFlag(DEC_FPARAMS_PSF_PREVIEW_METHOD, DEC_FLAG_PPM_2D_PSF_PREVIEW);
-    {
-        cInverseFilterDeconAlgorithm algorithm(log);
-        const cInverseFilterOptimizationPtr optimization = algorithm.GetOptimization();
-        EXPECT_EQ(optimization->GetNoiseLevel(), DEC_FLAG_NOISE_LEVEL_OTHER);
-        EXPECT_EQ(optimization->GetRegularizationFactor(), 0.25f);
-        EXPECT_EQ(optimization->GetSpacingZ(), 0.3f);
-        // The estimate looks at the interior planes only.
-        EXPECT_EQ(optimization->GetFirstPlane(), 2u);
-        EXPECT_EQ(optimization->GetLastPlane(), kZ - 1 - 1);
-        // One pass, saved at its end.
-        EXPECT_EQ(p.GetInt(DEC_IPARAMS_TOTAL_ITERATIONS), 1);
-        EXPECT_EQ(p.GetInt(DEC_IPARAMS_SAVE_INTERVAL), 1);
-        EXPECT_TRUE(Is<cLoadFilePsfFirstGuess>(algorithm.GetPsfFirstGuess()));
-
-        // The host may take over the decision to stop.
-        algorithm.UseCallbackStopCriterion(Asker);
-        EXPECT_TRUE(Is<cIterativeCallbackStopCriterion>(algorithm.GetStopCriterion()));
-    }
-
-    // Any PSF method but the file gives the theoretical PSF.
-    p.SetFlag(DEC_FPARAMS_PSF_GUESS_METHOD, DEC_FLAG_PGM_THEORETICAL_EST);
-    cInverseFilterDeconAlgorithm theoretical(log);
-    EXPECT_TRUE(
-        Is<cTheoreticalPsfFirstGuessWithSphericalAberration>(theoretical.GetPsfFirstGuess()));
-}
-
-TEST(cInverseFilterDeconAlgorithm, DestructorDeletesTheInputFileOnlyWhenTheLogSaysSo) {
-    OvidaneTest::TempDir dir;
-    cCountedPtr<cDeconLog> log = SubvolumeLog(dir);
-    WriteRaw(dir.File("stack.raw"), std::vector<float>(4, 1.0f));
-    { cInverseFilterDeconAlgorithm keeps(log); }
-    EXPECT_TRUE(std::filesystem::exists(dir.File("stack.raw")));
-    log->GetParameters().SetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE, true);
-    { cInverseFilterDeconAlgorithm deletes(log); }
-    EXPECT_FALSE(std::filesystem::exists(dir.File("stack.raw")));
-}
-
 // Restoring a bead blurred by exactly the PSF of the file with the smallest K rings
 // strongly: a good part of the result lies below 0 before the compression.
 TEST(cInverseFilterDeconAlgorithm, ARunRestoresInPlaceAndOnlyPhaseObjectsKeepNegativeValues) {

@@ -154,17 +154,6 @@ private:
     std::string mName;
 };
 
-class FakePreview : public cPreview {
-public:
-    FakePreview(cCountedPtr<cDeconLog> log, cFloatImagePtr& seen)
-        : cPreview(std::move(log)), mSeen(seen) {}
-    void Setup() override {}
-    void Update(cFloatImagePtr&, cFloatImagePtr& image) override { mSeen = image; }
-
-private:
-    cFloatImagePtr& mSeen;
-};
-
 // ---- Status reports through a handler with a test callback
 
 struct StatusRecorder {
@@ -363,47 +352,6 @@ TEST_F(FrameworkRun, ReportsProgressAndStagesStepByStep) {
     }
 }
 
-TEST_F(FrameworkRun, ProgressOfABarePassAndOfARunTheHostExtends) {
-    // Nothing plugged in but the criterion: a pass reports one start and one step, and one
-    // step is the whole 100 percent; the subvolume is 1 of 1 unless told otherwise.
-    WithStatus();
-    Run(framework);
-    ASSERT_EQ(status.reports.size(), 3u);
-    EXPECT_EQ(status.reports[0].sStage, 136);
-    EXPECT_EQ(status.reports[0].fPercentDone, 0.0f);
-    EXPECT_EQ(status.reports[1].sStage, 106);
-    EXPECT_EQ(status.reports[1].fPercentDone, 100.0f);
-    EXPECT_EQ(status.reports[2].sStage, 136);
-    EXPECT_EQ(status.reports[2].fPercentDone, 100.0f); // 200, capped by the handler
-    EXPECT_EQ(status.reports[2].sIteration, 1);
-    EXPECT_EQ(status.reports[2].sSubvolume, 1);
-    EXPECT_EQ(status.reports[2].sSubvolumeCount, 1);
-
-    // One planned pass of two steps, and the host asks for one more at its end. The second
-    // pass starts at 2 of 2 x 2 + 1 steps, worked out from the new total.
-    cCountedPtr<cDeconLog> runLog;
-    Journal passes;
-    cCountedPtr<cIterativeDeconFramework> run = NewRun(runLog, Output(), passes);
-    runLog->GetParameters().SetFlag(DEC_FPARAMS_STOPPING_CRITERION, DEC_FLAG_SC_ITERATIVE_CALLBACK);
-    run->AddImageConstraint(cConstraintPtr(new FakeConstraint(journal, "image")));
-    run->SetStopCriterion(cStopCriterionPtr(new cIterativeCallbackStopCriterion(
-        runLog, [](ovdStructInvFilterStatus* record, void*) -> uint16_t {
-            record->sIterationCount = 2;
-            return OVD_STATUS_CONTINUE;
-        })));
-    StatusRecorder extended;
-    run->SetStatusUpdateHandler(
-        cCountedPtr<cStatusUpdateHandler>(new cStatusUpdateHandler(RecordStatus, &extended)));
-    Run(*run);
-    ASSERT_EQ(extended.reports.size(), 7u);
-    EXPECT_NEAR(extended.reports[2].fPercentDone, 200.0f / 3, 1e-4); // end of pass 0 of 1
-    EXPECT_EQ(extended.reports[3].sIterationCount, 2);
-    EXPECT_NEAR(extended.reports[3].fPercentDone, 40.0f, 1e-4); // start of pass 1 of 2
-    EXPECT_NEAR(extended.reports[5].fPercentDone, 80.0f, 1e-4);
-    EXPECT_EQ(extended.reports[6].sIteration, 2);
-    EXPECT_EQ(ReadRaw(Output()), Plus(original, 2));
-}
-
 TEST_F(FrameworkRun, ACancelLeavesTheRunAtOnceAndSavesNothingMore) {
     Params().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 3);
     Params().SetInt(DEC_IPARAMS_SAVE_INTERVAL, 1);
@@ -523,39 +471,6 @@ TEST_F(FrameworkRun, SavesThePsfCentredAndKeepsItAtTheOriginInMemory) {
     EXPECT_EQ(Params().GetString(DEC_SPARAMS_OUTPUT_PSF_FILE), "");
 }
 
-TEST_F(FrameworkRun, ABrightfieldResultLeavesItsRangeInTheLog) {
-    Params().SetReal(DEC_RPARAMS_IMAGE_MINIMUM, -1.0f);
-    Params().SetReal(DEC_RPARAMS_IMAGE_MAXIMUM, -1.0f);
-    for (int32_t modality : {DEC_FLAG_MOD_WF_FLUORESCENCE, DEC_FLAG_MOD_TL_BRIGHTFIELD}) {
-        cCountedPtr<cDeconLog> runLog;
-        Journal passes;
-        cCountedPtr<cIterativeDeconFramework> run = NewRun(runLog, Output(), passes);
-        runLog->GetParameters().SetFlag(DEC_FPARAMS_MODALITY, modality);
-        Run(*run);
-        // The original ramp runs from 10 to 10 + 47, and one pass adds 1. Other modalities
-        // leave the keys alone.
-        const bool brightfield = modality == DEC_FLAG_MOD_TL_BRIGHTFIELD;
-        EXPECT_EQ(runLog->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MINIMUM),
-                  brightfield ? 11.0f : -1.0f);
-        EXPECT_EQ(runLog->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MAXIMUM),
-                  brightfield ? 58.0f : -1.0f);
-    }
-}
-
-TEST_F(FrameworkRun, RestoresInPlaceOnlyWhenAskedTo) {
-    framework.Load();
-    EXPECT_FALSE(framework.GetObjectImage() == framework.GetOriginalImage());
-
-    cIterativeDeconFramework inPlace(log, kSize);
-    inPlace.SetStreams(messages, messages);
-    inPlace.SetObjectSharesOriginal(true);
-    inPlace.SetOptimization(cOptimizationPtr(new FakeOptimization(journal)));
-    inPlace.SetStopCriterion(cStopCriterionPtr(new cIterativeStopCriterion(log)));
-    Run(inPlace);
-    EXPECT_TRUE(inPlace.GetObjectImage() == inPlace.GetOriginalImage());
-    EXPECT_EQ(Read(inPlace.GetOriginalImage()), Plus(original, 1));
-}
-
 TEST_F(FrameworkRun, FailsOnAnOriginalThatCannotBeReadOrAResultThatCannotBeWritten) {
     Params().SetString(DEC_SPARAMS_ORIGINAL_FILE, dir.File("missing.raw"));
     EXPECT_THROW(framework.Load(), cException);
@@ -569,23 +484,4 @@ TEST_F(FrameworkRun, FailsOnAnOriginalThatCannotBeReadOrAResultThatCannotBeWritt
     framework.Load();
     framework.Prepare();
     EXPECT_THROW(framework.Iterate(), cException);
-}
-
-TEST_F(FrameworkRun, HandsTheCurrentImagesToItsPreviews) {
-    cFloatImagePtr caller(new cOvdImage<float>(kSize, "test"));
-    // Without previews both updates do nothing.
-    framework.UpdatePreview(caller);
-    framework.UpdatePsfPreview(caller);
-
-    cFloatImagePtr objectSeen, psfSeen;
-    framework.SetPreview(cPreviewPtr(new FakePreview(log, objectSeen)));
-    framework.SetPsfPreview(cPreviewPtr(new FakePreview(log, psfSeen)));
-    framework.SetPsfFirstGuess(cPsfFirstGuessPtr(new FakePsfFirstGuess(journal)));
-    framework.Load();
-    framework.Prepare();
-    framework.UpdatePreview(caller);
-    framework.UpdatePsfPreview(caller);
-    EXPECT_TRUE(objectSeen == framework.GetObjectImage());
-    EXPECT_TRUE(psfSeen == framework.GetPsfImage());
-    EXPECT_FALSE(psfSeen.IsNull());
 }

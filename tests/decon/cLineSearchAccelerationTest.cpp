@@ -32,7 +32,7 @@ TEST(cLineSearchAcceleration, PoissonLikelihoodNeverFallsFromPassToPass) {
         optimization.SetDimensions(c.size);
         optimization.Initialize();
 
-        cFloatImagePtr object = ConstraintTest::Copy(scene.data);
+        cFloatImagePtr object = OvidaneTest::Copy(scene.data);
         double previous = PoissonLogLikelihood(scene.data, object, scene.psf, c.guard);
         bool wentFurther = false;
         for (int32_t pass = 0; pass < 15; ++pass) {

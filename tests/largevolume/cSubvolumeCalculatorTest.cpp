@@ -154,49 +154,6 @@ TEST(SubvolumeCalculator, CutsMatchHandWorkedTable) {
     }
 }
 
-TEST(SubvolumeCalculator, UnsetBudgetIsTakenFromTheMachineAndKept) {
-    Settings s{D, {1024, 1024, 100}, 10, 5, 20, on, off, off, off, 0};
-    auto c = Make(s);
-    ASSERT_EQ(c->CalculateSubvolumes(), 0);
-    const int64_t budget = c->GetMemorySize();
-    EXPECT_GT(budget, 0);
-    ASSERT_EQ(c->CalculateSubvolumes(), 0);
-    EXPECT_EQ(c->GetMemorySize(), budget);
-}
-
-TEST(SubvolumeCalculator, RegionsOfAKnownCut) {
-    auto c = Make(kRows[1].in); // 4x4x1 of 271x271x100, bands 24 and 25, overlap 20
-    ASSERT_EQ(c->CalculateSubvolumes(), 0);
-    ASSERT_EQ(c->CalculateGuardBands(), 0);
-    cImageBox box;
-    cImagePosition offset;
-    cImageDimensions size, padded;
-
-    ASSERT_EQ(c->GetSubvolumeRegion(0, 0, 0, box, offset, size, padded), 0);
-    EXPECT_EQ(box, (cImageBox{0, 0, 0, 319, 319, 99}));
-    EXPECT_EQ(offset, (cImagePosition{0, 0, 0}));
-    EXPECT_DIMS(size, (cImageDimensions{320, 320, 100}));
-    EXPECT_DIMS(padded, (cImageDimensions{320, 320, 120}));
-
-    // Interiors stride by 271 - 20: the second starts at 251 and is read from 49 before.
-    ASSERT_EQ(c->GetSubvolumeRegion(1, 2, 0, box, offset, size, padded), 0);
-    EXPECT_EQ(box, (cImageBox{202, 453, 0, 570, 821, 99}));
-    EXPECT_EQ(offset, (cImagePosition{49, 49, 0}));
-    EXPECT_DIMS(size, (cImageDimensions{369, 369, 100}));
-
-    // The last one runs to the end of the stack.
-    ASSERT_EQ(c->GetSubvolumeRegion(3, 0, 0, box, offset, size, padded), 0);
-    EXPECT_EQ(box, (cImageBox{704, 0, 0, 1023, 319, 99}));
-    EXPECT_EQ(offset, (cImagePosition{49, 0, 0}));
-    EXPECT_DIMS(size, (cImageDimensions{320, 320, 100}));
-
-    // Interiors set by hand that stop short of the stack's end (stride 230, the last from
-    // 690 to 940): the last window still runs to the end.
-    c->SetSubvolumeSize({250, 250, 100});
-    ASSERT_EQ(c->GetSubvolumeRegion(3, 0, 0, box, offset, size, padded), 0);
-    EXPECT_EQ(box, (cImageBox{641, 0, 0, 1023, 298, 99}));
-}
-
 namespace {
 
 uint32_t On(const cImageDimensions& d, int axis) {

@@ -12,58 +12,18 @@
 #include "core/cException.h"
 #include "core/cWorkerThreads.h"
 #include "math/cImageMathGeneric.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
+using namespace OvidaneTest;
 
 namespace {
-
-using PixelFunction = std::function<float(uint32_t, uint32_t, uint32_t)>;
-
-float& At(const cFloatImagePtr& image, uint32_t x, uint32_t y, uint32_t z) {
-    return *image->GetPixelPointer(x, y, z);
-}
-
-cFloatImagePtr MakeImage(const cImageDimensions& size, const PixelFunction& value = nullptr) {
-    cFloatImagePtr image(new cFloatImage(size, "cImageMathAnalysisTest"));
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                At(image, x, y, z) = value ? value(x, y, z) : 0.0f;
-    return image;
-}
-
-cFloatImagePtr Copy(const cFloatImagePtr& image) {
-    return MakeImage(image->GetDimensions(),
-                     [&](uint32_t x, uint32_t y, uint32_t z) { return At(image, x, y, z); });
-}
 
 PixelFunction Random(unsigned seed, float low, float high) {
     auto engine = std::make_shared<std::mt19937>(seed);
     return [engine, low, high](uint32_t, uint32_t, uint32_t) {
         return std::uniform_real_distribution<float>(low, high)(*engine);
     };
-}
-
-// All pixels in walking order, for exact comparisons.
-std::vector<float> Pixels(const cFloatImagePtr& image) {
-    std::vector<float> all;
-    const cImageDimensions& size = image->GetDimensions();
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                all.push_back(At(image, x, y, z));
-    return all;
-}
-
-// The message of the cException of code 2 that `call` raises, or "" when it raises none.
-std::string FailureOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const cException& e) {
-        EXPECT_EQ(e.GetCode(), 2);
-        return e.GetMessage();
-    }
-    return "";
 }
 
 } // namespace

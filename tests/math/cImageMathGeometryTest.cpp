@@ -9,60 +9,20 @@
 #include "core/cException.h"
 #include "core/cWorkerThreads.h"
 #include "math/cImageMathGeneric.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
+using namespace OvidaneTest;
 
 namespace {
 
 cFloatImagePtr MakeImage(uint32_t x, uint32_t y, uint32_t z, float value = 0.0f) {
-    cFloatImagePtr image(new cFloatImage({x, y, z}, "test"));
-    for (uint32_t k = 0; k < z; ++k)
-        for (uint32_t j = 0; j < y; ++j)
-            std::fill_n(image->GetLinePointer(j, k), x, value);
-    return image;
+    return Constant({x, y, z}, value);
 }
 
-float& At(const cFloatImagePtr& image, uint32_t x, uint32_t y, uint32_t z) {
-    return image->GetLinePointer(y, z)[x];
-}
-
-void Fill(const cFloatImagePtr& image,
-          const std::function<float(uint32_t, uint32_t, uint32_t)>& f) {
-    const cImageDimensions size = image->GetDimensions();
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                At(image, x, y, z) = f(x, y, z);
-}
-
-double Sum(const cFloatImagePtr& image) {
-    double sum = 0.0;
-    const cImageDimensions size = image->GetDimensions();
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                sum += At(image, x, y, z);
-    return sum;
-}
-
-std::vector<float> Pixels(const cFloatImagePtr& image) {
-    std::vector<float> pixels;
-    const cImageDimensions size = image->GetDimensions();
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            pixels.insert(pixels.end(), image->GetLinePointer(y, z),
-                          image->GetLinePointer(y, z) + size.x);
-    return pixels;
-}
-
-template <class Call> std::string FailureMessage(Call&& call) {
-    try {
-        call();
-    } catch (const cException& failure) {
-        EXPECT_EQ(failure.GetCode(), 2);
-        return failure.GetMessage();
-    }
-    return "no failure";
+void Fill(const cFloatImagePtr& image, const PixelFunction& f) {
+    ForEachPixel(image->GetDimensions(),
+                 [&](uint32_t x, uint32_t y, uint32_t z) { At(image, x, y, z) = f(x, y, z); });
 }
 
 // Restores the default thread count however a test ends.
@@ -335,26 +295,20 @@ TEST(cImageMathGeometry, ChecksRefuseBadArgumentsBeforeWriting) {
     const cFloatImagePtr none;
     const cFloatImagePtr image = MakeImage(4, 4, 4, 3.0f);
     cImagePosition a{0, 0, 0}, b{3, 0, 0};
-    EXPECT_EQ(FailureMessage([&] { math.Generate3DGaussian(none, 1, 1, 1, 1, 1, 1); }),
-              "NULL input image in Generate3DGaussian");
-    EXPECT_EQ(FailureMessage([&] { math.CreateDoubleTruncatedCone(none, 1, 1, 1, 0, 1, 1, 1); }),
-              "NULL input image in CreateDoubleTruncatedCone");
-    EXPECT_EQ(FailureMessage([&] { math.InterpolateLine(none, a, b); }),
-              "NULL input image in InterpolateLine");
-    EXPECT_EQ(FailureMessage([&] { math.InterpolateBilinear(image, image, none, image); }),
-              "NULL input image in InterpolateBilinear");
-    EXPECT_EQ(
-        FailureMessage([&] { math.InterpolateBilinear(image, image, MakeImage(3, 4, 1), image); }),
-        "Invalid Dimensions in InterpolateBilinear");
-    EXPECT_EQ(FailureMessage([&] {
-                  math.InterpolateRoi(image, {0, 0, 0, 4, 0, 0}, 1);
-              }),
-              "Roi out of bounds in InterpolateRoi");
-    EXPECT_EQ(FailureMessage([&] {
-                  math.Generate3DDvorakHourGlass(image, MakeImage(4, 4, 5), 1, 1, 1, 1, 1.5f, 0.5f,
-                                                 1, false);
-              }),
-              "Invalid Dimensions in Generate3DDvorakHourGlass");
+    const std::function<void()> refused[] = {
+        [&] { math.Generate3DGaussian(none, 1, 1, 1, 1, 1, 1); },
+        [&] { math.CreateDoubleTruncatedCone(none, 1, 1, 1, 0, 1, 1, 1); },
+        [&] { math.InterpolateLine(none, a, b); },
+        [&] { math.InterpolateBilinear(image, image, none, image); },
+        [&] { math.InterpolateBilinear(image, image, MakeImage(3, 4, 1), image); },
+        [&] { math.InterpolateRoi(image, {0, 0, 0, 4, 0, 0}, 1); },
+        [&] {
+            math.Generate3DDvorakHourGlass(image, MakeImage(4, 4, 5), 1, 1, 1, 1, 1.5f, 0.5f, 1,
+                                           false);
+        },
+    };
+    for (const auto& call : refused)
+        EXPECT_NE(FailureOf(call), "");
     for (float v : Pixels(image))
         EXPECT_EQ(v, 3.0f);
 
