@@ -42,58 +42,6 @@ TEST(DeriveFromRecords, NoiseFactorSelectsLevelInSinglePrecision) {
     EXPECT_EQ(ovdNoiseLevelOfFactor(0.01f), 4);
 }
 
-TEST(DeriveFromRecords, RecodesPixelTypeFlagsAndNames) {
-    HostCall call;
-    call.image.nDataType = OVD_DATATYPE_UINT8;
-    call.std.bPhaseObject = 7;
-    call.psfOut.pszFile = nullptr;
-    call.psfOut.pszFileAlternate = "alt-psf.raw";
-    ovdRunArguments a = Derived(call);
-    EXPECT_EQ(a.pixelType, OVD_ARG_PIXEL_UINT8);
-    EXPECT_EQ(a.phaseObject, 1);
-    EXPECT_EQ(a.xyMontage, 1);
-    EXPECT_EQ(a.outputPsfFile, "alt-psf.raw");
-    call.image.nDataType = OVD_DATATYPE_FLOAT32;
-    EXPECT_EQ(Derived(call).pixelType, OVD_ARG_PIXEL_FLOAT32);
-    const ovdRunArguments noPsf = ovdDeriveFromRecords(call.image, nullptr, nullptr, call.std, call.exp);
-    EXPECT_TRUE(noPsf.psfFile.empty());
-    EXPECT_EQ(noPsf.psfWidth, 0);
-    EXPECT_TRUE(noPsf.outputPsfFile.empty());
-}
-
-TEST(RunSetUp, FillsTheRunLogFromTheArguments) {
-    HostCall call;
-    call.image.nDataType = OVD_DATATYPE_FLOAT32;
-    call.image.nModality = OVD_MODALITY_TL_BRIGHTFIELD;
-    call.image.fSphericalAberration = 1.5f;
-    call.exp.fNoiseFactor = 0.01f;
-    call.psfOut.pszFile = "saved-psf.raw";
-    ovdRunState state;
-    cDeconParameter& p = SetUpRun(Derived(call), state);
-    EXPECT_EQ(p.GetString(DEC_SPARAMS_ORIGINAL_FILE), call.input); // float input read in place
-    EXPECT_FALSE(state.converted);
-    EXPECT_EQ(p.GetString(DEC_SPARAMS_TEMP_DIRECTORY), call.tempPath);
-    EXPECT_EQ(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH), 16);
-    EXPECT_EQ(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH), 4);
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_MODALITY), DEC_FLAG_MOD_TL_BRIGHTFIELD);
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_IS_TLB));
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_NOISE_LEVEL), DEC_FLAG_NOISE_LEVEL_OTHER);
-    EXPECT_FLOAT_EQ(p.GetReal(DEC_RPARAMS_GOODS_FACTOR), 0.01f);
-    EXPECT_FLOAT_EQ(p.GetReal(DEC_RPARAMS_SPHERICAL_ABERRATION), 1.5f);
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD), DEC_FLAG_PGM_THEORETICAL_EST);
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_PSF_EMPIRICAL));
-    EXPECT_EQ(p.GetInt(DEC_IPARAMS_PSF_WIDTH), 0);
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_SAVE_PSF));
-    EXPECT_EQ(p.GetString(DEC_SPARAMS_OUTPUT_PSF_FILE), "saved-psf.raw");
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_PSF_HIGH_NA));
-    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_IS_2D));
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE));
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_INTENSITY_CORRECTION));
-    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_SUBVOLUME_ZMONTAGE));
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_SUBVOLUME_METHOD), DEC_FLAG_SVM_DYNAMIC);
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_DATATYPE), DEC_FLAG_DTF_FLOAT_32BIT);
-}
-
 TEST(RunSetUp, NoiseClassesPsfInputDepthOneAndTheHighApertureLimit) {
     HostCall call;
     call.image.nDataType = OVD_DATATYPE_FLOAT32;
