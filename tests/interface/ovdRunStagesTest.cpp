@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <functional>
 #include <limits>
 #include <string>
 #include <vector>
@@ -264,103 +263,65 @@ TEST(RunStages, SingleSliceStackRestoresInTwoDimensions) {
 }
 
 TEST(RunStages, ValuesNoRestorationCanHoldEndTheRunWithTheirCause) {
-    // Whatever the five operations accept and no arithmetic can turn into a finite stack
-    // ends with 1 and a reason that names it: never with 0 and pixels that are no numbers.
+    // Whatever the operations accept and no arithmetic can turn into a finite stack ends
+    // with 1 and a reason that names it: never with 0 and pixels that are no numbers.
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const float inf = std::numeric_limits<float>::infinity();
     const BeadStack beads = SmallBeads();
-    auto withPixel = [&](float value) {
-        std::vector<float> v = beads.v;
-        v[beads.Index(20, 20, 6)] = value;
-        return v;
-    };
+    enum Where { Pixel, Aberration, ArgumentListAberration, PsfPixel, SearchPixel, SearchLimits };
     struct Case {
-        const char* what;
-        std::function<uint16_t(Job&)> run;
+        Where where;
+        float value;
         const char* reason;
     };
     const Case cases[] = {
-        {"a NaN pixel",
-         [&](Job& j) {
-             WriteRawAs<float>(j.input, withPixel(nan));
-             return j.Restore();
-         },
-         "not finite numbers"},
-        {"an infinite pixel",
-         [&](Job& j) {
-             WriteRawAs<float>(j.input, withPixel(-inf));
-             return j.Restore();
-         },
-         "not finite numbers"},
-        {"a pixel near the float limit",
-         [&](Job& j) {
-             WriteRawAs<float>(j.input, withPixel(3e38f));
-             return j.Restore();
-         },
-         "near the float limit"},
-        {"a NaN aberration",
-         [&](Job& j) {
-             j.image.fSphericalAberration = nan;
-             return j.Restore();
-         },
-         "spherical aberration"},
-        {"an infinite aberration through the argument list",
-         [&](Job& j) {
-             int16_t w, h, d;
-             float sx, sy, sz;
-             return DLL_OVD_3DIF(j.input.c_str(), j.output.c_str(), j.tempPath.c_str(), 48, 40, 12,
-                                 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0, 0, 10, 6, 10, 1,
-                                 OVD_ARG_PIXEL_FLOAT32, inf, OVD_NOISE_AUTOMATIC, 0, 0, nullptr, 0,
-                                 0, 0, 0, 0, 0, nullptr, &w, &h, &d, &sx, &sy, &sz, nullptr,
-                                 nullptr);
-         },
-         "spherical aberration"},
-        {"a measured PSF with a NaN",
-         [&](Job& j) {
-             j.MeasuredPsf(16, 16, 9);
-             std::vector<float> psf = MakeGaussianPsf(16, 16, 9, kSigmaXY, kSigmaZ).v;
-             psf[5] = nan;
-             WriteRawAs<float>(j.psfFile, psf);
-             return j.Restore();
-         },
-         "PSF file"},
-        {"a measured PSF with an infinity",
-         [&](Job& j) {
-             j.MeasuredPsf(16, 16, 9);
-             std::vector<float> psf = MakeGaussianPsf(16, 16, 9, kSigmaXY, kSigmaZ).v;
-             psf[5] = inf;
-             WriteRawAs<float>(j.psfFile, psf);
-             return j.Restore();
-         },
-         "PSF file"},
-        {"the aberration search on a stack with a NaN",
-         [&](Job& j) {
-             WriteRawAs<float>(j.input, withPixel(nan));
-             float estimate = -99.0f;
-             const uint16_t code = ovd3dInverseFilterDetectSA(
-                 j.input.c_str(), j.tempPath.c_str(), 48, 40, 12, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f,
-                 0.52f, 0, 0, 0, 10, 6, 10, 1, OVD_ARG_PIXEL_FLOAT32, -2.0f, 2.0f, &estimate, 0, 0,
-                 0, nullptr, nullptr);
-             EXPECT_EQ(estimate, 0.0f);
-             return code;
-         },
-         "not finite numbers"},
-        {"the aberration search between NaN limits",
-         [&](Job& j) {
-             float estimate = -99.0f;
-             const uint16_t code = ovd3dInverseFilterDetectSA(
-                 j.input.c_str(), j.tempPath.c_str(), 48, 40, 12, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f,
-                 0.52f, 0, 0, 0, 10, 6, 10, 1, OVD_ARG_PIXEL_FLOAT32, nan, nan, &estimate, 0, 0, 0,
-                 nullptr, nullptr);
-             EXPECT_EQ(estimate, 0.0f);
-             return code;
-         },
-         "search limits"},
+        {Pixel, nan, "not finite numbers"},
+        {Pixel, -inf, "not finite numbers"},
+        {Pixel, 3e38f, "near the float limit"},
+        {Aberration, nan, "spherical aberration"},
+        {ArgumentListAberration, inf, "spherical aberration"},
+        {PsfPixel, nan, "PSF file"},
+        {PsfPixel, inf, "PSF file"},
+        {SearchPixel, nan, "not finite numbers"},
+        {SearchLimits, nan, "search limits"},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(testing::Message() << "case " << int(c.where) << ", value " << c.value);
         Job job(beads, OVD_DATATYPE_FLOAT32);
-        EXPECT_EQ(c.run(job), OVD_RESULT_RUN_FAILED);
+        if (c.where == Pixel || c.where == SearchPixel) {
+            std::vector<float> v = beads.v;
+            v[beads.Index(20, 20, 6)] = c.value;
+            WriteRawAs<float>(job.input, v);
+        }
+        if (c.where == PsfPixel) {
+            job.MeasuredPsf(16, 16, 9);
+            std::vector<float> psf = MakeGaussianPsf(16, 16, 9, kSigmaXY, kSigmaZ).v;
+            psf[5] = c.value;
+            WriteRawAs<float>(job.psfFile, psf);
+        }
+        if (c.where == Aberration)
+            job.image.fSphericalAberration = c.value;
+        uint16_t code;
+        if (c.where == ArgumentListAberration) {
+            int16_t w, h, d;
+            float sx, sy, sz;
+            code = DLL_OVD_3DIF(job.input.c_str(), job.output.c_str(), job.tempPath.c_str(), 48, 40,
+                                12, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0, 0, 10, 6, 10, 1,
+                                OVD_ARG_PIXEL_FLOAT32, c.value, OVD_NOISE_AUTOMATIC, 0, 0, nullptr,
+                                0, 0, 0, 0, 0, 0, nullptr, &w, &h, &d, &sx, &sy, &sz, nullptr,
+                                nullptr);
+        } else if (c.where == SearchPixel || c.where == SearchLimits) {
+            const float limit = c.where == SearchLimits ? c.value : 2.0f;
+            float estimate = -99.0f;
+            code = ovd3dInverseFilterDetectSA(job.input.c_str(), job.tempPath.c_str(), 48, 40, 12,
+                                              0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0, 0, 10,
+                                              6, 10, 1, OVD_ARG_PIXEL_FLOAT32, -limit, limit,
+                                              &estimate, 0, 0, 0, nullptr, nullptr);
+            EXPECT_EQ(estimate, 0.0f);
+        } else {
+            code = job.Restore();
+        }
+        EXPECT_EQ(code, OVD_RESULT_RUN_FAILED);
         const std::string reason = ovdGetLastErrorMessage();
         EXPECT_NE(reason.find(c.reason), std::string::npos) << reason;
         EXPECT_EQ(job.temp.Count(), 0u);
