@@ -79,19 +79,6 @@ TEST(cDeconLog, DumpShowsEveryKindOfValueAndTheCut) {
     EXPECT_TRUE(dump.ends_with("SUBVOLUMES: 6\nDIMENSIONS: 512X256X64\n"));
 }
 
-TEST(cDeconLog, CopySharesNothingAndStartsWithoutLogPath) {
-    cDeconLog source;
-    Fill(source.GetParameters());
-    source.SetLogPath("/somewhere/run");
-    cDeconLog copy(source);
-    EXPECT_EQ(copy.GetLogPath(), "");
-    EXPECT_EQ(DumpOf(copy), DumpOf(source));
-    copy.GetParameters().SetString(DEC_SPARAMS_ORIGINAL_FILE, "other");
-    copy.GetParameters().SetBool(DEC_BPARAMS_IS_TLB, false);
-    EXPECT_EQ(source.GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE), "/data/stack.raw");
-    EXPECT_TRUE(source.GetParameters().GetBool(DEC_BPARAMS_IS_TLB));
-}
-
 // WriteLog replaces the file named after the log path (or the original file); AppendLog adds
 // to the log path itself and does nothing without one; an unopenable file is skipped.
 TEST(cDeconLog, WriteAndAppendChooseTheirFileAndSkipWhatCannotBeOpened) {

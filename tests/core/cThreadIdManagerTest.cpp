@@ -8,27 +8,6 @@
 
 using namespace Ovidane;
 
-TEST(cThreadIdManager, UnknownThreadIsItsOwnLogicalThreadAndGetsNoEntry) {
-    cThreadIdManager manager;
-    EXPECT_EQ(manager.GetObjectName(), "cThreadIdManager");
-    EXPECT_EQ(manager.GetLogicalThreadId(4242), 4242u);
-    EXPECT_EQ(manager.EntryCount(), 0u);
-}
-
-TEST(cThreadIdManager, EntriesAreCreatedReplacedAndRemoved) {
-    cThreadIdManager manager;
-    manager.SetLogicalThreadId(10, 1);
-    manager.SetLogicalThreadId(11, 1);
-    manager.SetLogicalThreadId(10, 2);
-    EXPECT_EQ(manager.GetLogicalThreadId(10), 2u);
-    EXPECT_EQ(manager.GetLogicalThreadId(11), 1u);
-    EXPECT_EQ(manager.EntryCount(), 2u);
-    manager.RemoveThreadId(10);
-    manager.RemoveThreadId(99); // absent: nothing happens
-    EXPECT_EQ(manager.GetLogicalThreadId(10), 10u);
-    EXPECT_EQ(manager.EntryCount(), 1u);
-}
-
 TEST(cThreadIdManager, WorkerActsUnderItsCallersIdentity) {
     cThreadIdManager& manager = cThreadIdManager::Instance();
     EXPECT_EQ(&manager, &cThreadIdManager::Instance());

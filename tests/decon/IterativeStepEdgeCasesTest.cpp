@@ -108,6 +108,23 @@ TEST(IterativeSteps, EdgeBehaviours) {
              EXPECT_FLOAT_EQ(x[2], 4.0f);   // ratio 1/8, held at 1/2
              EXPECT_FLOAT_EQ(x[3], 3.0f);   // no history at the floor: no extrapolation
          }},
+        {"the extrapolation factor is held at 1 when the updates grow from pass to pass",
+         [&] {
+             // Factors e^0.01 then e^0.02: the log-gradient doubles, its ratio is about 2.
+             const cImageDimensions size{4, 1, 1};
+             cVectorExtrapolationAcceleration extrapolation;
+             extrapolation.SetDimensions(size);
+             cFloatImagePtr object = OvidaneTest::Constant(size, 1.0f), none;
+             for (int pass = 0; pass < 2; ++pass) {
+                 extrapolation.Apply(pass);
+                 math->SetImageToConstant(extrapolation.GetMultiplicationFactor(),
+                                          std::exp(0.01f * float(pass + 1)));
+                 extrapolation.Apply(object, none, none);
+             }
+             EXPECT_EQ(extrapolation.GetLastAlpha(), 1.0f);
+             // x = P (P / C): the plain update e^0.03 times its step e^0.02.
+             EXPECT_NEAR(At(object, 2, 0, 0), std::exp(0.05f), 1e-5f);
+         }},
         {"a Gaussian smoothing acts on every interval-th pass only, and never at interval 0",
          [&] {
              cGaussianNoiseSmoothing everySecond(1.0f, 1.0f, 2.0f, 2.0f, 2);

@@ -86,21 +86,4 @@ inline double PoissonLogLikelihood(const cFloatImagePtr& data, const cFloatImage
     return sum;
 }
 
-// Pearson correlation of two pixel lists of one length.
-inline double Correlation(const std::vector<float>& a, const std::vector<float>& b) {
-    const double n = double(a.size());
-    double ma = 0, mb = 0;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        ma += a[i] / n;
-        mb += b[i] / n;
-    }
-    double ab = 0, aa = 0, bb = 0;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        ab += (a[i] - ma) * (b[i] - mb);
-        aa += (a[i] - ma) * (a[i] - ma);
-        bb += (b[i] - mb) * (b[i] - mb);
-    }
-    return ab / std::sqrt(aa * bb);
-}
-
 } // namespace IterativeTest

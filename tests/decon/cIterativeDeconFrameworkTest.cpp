@@ -352,29 +352,6 @@ TEST_F(FrameworkRun, ReportsProgressAndStagesStepByStep) {
     }
 }
 
-TEST_F(FrameworkRun, ACancelLeavesTheRunAtOnceAndSavesNothingMore) {
-    Params().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 3);
-    Params().SetInt(DEC_IPARAMS_SAVE_INTERVAL, 1);
-    framework.SetOptimization(cOptimizationPtr(new FakeOptimization(journal)));
-    WithStatus();
-    status.cancelAt = 3; // the start of the second pass
-    framework.Load();
-    framework.Prepare();
-    try {
-        framework.Iterate();
-        FAIL() << "the cancel did not end the run";
-    } catch (const cException& failure) {
-        EXPECT_EQ(failure.GetCode(), OVD_ERR_CANCEL);
-        EXPECT_EQ(failure.GetMessage(), "CANCEL");
-        EXPECT_EQ(failure.GetWhere().rfind("cDeconFramework/", 0), 0u) << failure.GetWhere();
-    }
-    EXPECT_EQ(journal, (Journal{"optimization"}));
-    EXPECT_EQ(status.reports.size(), 3u);
-    EXPECT_TRUE(Exists(Output() + "_I1"));
-    EXPECT_FALSE(Exists(Output() + "_I2"));
-    EXPECT_FALSE(Exists(Output()));
-}
-
 TEST_F(FrameworkRun, SavesIntermediateObjectsByTheirPassNumber) {
     struct Case {
         const char* name;

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "IterativeTestScene.h"
 #include "decon/cLineSearchAcceleration.h"
 #include "decon/cMlemNonBlindMethodOptimization.h"
@@ -41,6 +44,9 @@ TEST(cLineSearchAcceleration, PoissonLikelihoodNeverFallsFromPassToPass) {
             const double now = PoissonLogLikelihood(scene.data, object, scene.psf, c.guard);
             // The sums are double, the reblurred image single precision.
             EXPECT_GE(now, previous - 1e-7 * std::fabs(previous)) << "pass " << pass;
+            // A step stops where the first pixel reaches 0, never beyond.
+            const std::vector<float> values = Pixels(object);
+            EXPECT_GE(*std::min_element(values.begin(), values.end()), 0.0f) << "pass " << pass;
             previous = now;
             wentFurther = wentFurther || search->GetLastStep() > 1.0f;
         }
