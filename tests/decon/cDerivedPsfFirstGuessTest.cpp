@@ -66,13 +66,3 @@ TEST(cDerivedPsfFirstGuess, IsTheLiftedCircularAutocorrelationOfTheOriginal) {
                     << x << "," << y << "," << z;
     EXPECT_EQ(r[0], *high);
 }
-
-TEST(cDerivedPsfFirstGuess, WithoutOriginalOnlySaysSo) {
-    cDerivedPsfFirstGuess guess;
-    std::ostringstream messages;
-    guess.SetStreams(messages, messages);
-    cFloatImagePtr psf, original;
-    guess.Apply(psf, original);
-    EXPECT_FALSE(psf);
-    EXPECT_EQ(messages.str(), "Null Image in cDerivedPsfFirstGuess\n");
-}

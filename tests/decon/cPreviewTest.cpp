@@ -1,32 +1,21 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include "core/cDeconLog.h"
-#include "decon/PreviewFile.h"
-#include "decon/c2DPSFPreview.h"
-#include "decon/c2DPSFPreviewWithFile.h"
 #include "decon/c2DPreview.h"
-#include "decon/c2DPreviewWithFile.h"
 #include "decon/c2DPreviewWithMaxProjectionFile.h"
 #include "decon/c3DPreview.h"
 #include "decon/c3DPreviewWithFile.h"
 #include "support/TempDir.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
 
 namespace {
 
-cFloatImagePtr MakeImage(uint32_t x, uint32_t y, uint32_t z, float value = 0.0f,
-                         ovdImageLayout layout = Contiguous3D) {
-    cFloatImagePtr image(new cOvdImage<float>(cImageDimensions{x, y, z}, layout, "test"));
-    for (uint32_t k = 0; k < z; ++k)
-        for (uint32_t j = 0; j < y; ++j)
-            for (uint32_t i = 0; i < x; ++i)
-                image->GetPixelPointer(i, j, k)[0] = value;
-    return image;
+cFloatImagePtr MakeImage(uint32_t x, uint32_t y, uint32_t z, float value = 0.0f) {
+    return OvidaneTest::Constant({x, y, z}, value);
 }
 
 float& At(const cFloatImagePtr& image, uint32_t x, uint32_t y, uint32_t z = 0) {
@@ -35,12 +24,9 @@ float& At(const cFloatImagePtr& image, uint32_t x, uint32_t y, uint32_t z = 0) {
 
 // A subvolume whose every pixel tells where it lies: 100·z + 10·y + x + 1.
 cFloatImagePtr Coded(uint32_t x, uint32_t y, uint32_t z) {
-    cFloatImagePtr image = MakeImage(x, y, z);
-    for (uint32_t k = 0; k < z; ++k)
-        for (uint32_t j = 0; j < y; ++j)
-            for (uint32_t i = 0; i < x; ++i)
-                At(image, i, j, k) = 100.0f * k + 10.0f * j + i + 1;
-    return image;
+    return OvidaneTest::MakeImage({x, y, z}, [](uint32_t i, uint32_t j, uint32_t k) {
+        return 100.0f * k + 10.0f * j + i + 1;
+    });
 }
 
 struct Tiling {
@@ -71,14 +57,7 @@ cCountedPtr<cDeconLog> LogFor(const Tiling& t) {
     return log;
 }
 
-std::vector<float> Pixels(const cFloatImagePtr& image) {
-    std::vector<float> out;
-    for (uint32_t k = 0; k < image->GetSizeZ(); ++k)
-        for (uint32_t j = 0; j < image->GetSizeY(); ++j)
-            for (uint32_t i = 0; i < image->GetSizeX(); ++i)
-                out.push_back(At(image, i, j, k));
-    return out;
-}
+using OvidaneTest::Pixels;
 
 } // namespace
 
@@ -198,81 +177,4 @@ TEST(cPreview, TransmittedLightIsShownInvertedAndInvertedBackBeforeEachLaterTile
     const std::vector<float> second = Pixels(preview);
     for (std::size_t n = 0; n < first.size(); ++n)
         EXPECT_NEAR(second[n], first[n], 1e-5f) << n;
-}
-
-TEST(cPreview, FilePreviewsNameTheirFilesByPassAndKeepARunningMaximum) {
-    OvidaneTest::TempDir dir;
-    Tiling t;
-    cCountedPtr<cDeconLog> log = LogFor(t);
-    log->GetParameters().SetString(DEC_SPARAMS_PREVIEW_FILE, dir.File("pv"));
-    cFloatImagePtr image = Coded(4, 3, 1);
-
-    // One file per update: the first under the pass as it stands, the next under pass + 1.
-    c2DPreviewWithFile perUpdate(log);
-    cFloatImagePtr preview = MakeImage(6, 5, 1, 0.0f);
-    perUpdate.Update(preview, image);
-    perUpdate.Update(preview, image);
-    cFloatImagePtr read = MakeImage(6, 5, 1, -1.0f);
-    ASSERT_EQ(ReadPreviewFile(read, dir.File("pv_I0")), 0);
-    EXPECT_EQ(Pixels(read), Pixels(preview));
-    EXPECT_TRUE(std::filesystem::exists(dir.File("pv_I1")));
-    EXPECT_EQ(dir.Count(), 2u);
-
-    // The running maximum. The first update of an object writes its file plainly; an update
-    // of an earlier or the same pass writes nothing; a later pass merges into the file of
-    // pass + 1, which starts from 0 when it is missing.
-    std::filesystem::remove_all(dir.Path() / "pv_I0");
-    std::filesystem::remove_all(dir.Path() / "pv_I1");
-    cFloatImagePtr bright = Coded(4, 3, 1);
-    for (uint32_t j = 0; j < 3; ++j)
-        for (uint32_t i = 0; i < 4; ++i)
-            At(bright, i, j) += 100.0f;
-    testing::internal::CaptureStderr(); // the missing files are reported there
-    c2DPreviewWithMaxProjectionFile running(log);
-    cFloatImagePtr panel = MakeImage(6, 5, 1, 0.0f);
-    running.Update(panel, image);
-    ASSERT_EQ(ReadPreviewFile(read, dir.File("pv_I0")), 0);
-    EXPECT_EQ(Pixels(read), Pixels(panel));
-    running.Update(panel, bright);
-    EXPECT_EQ(dir.Count(), 1u);
-
-    log->GetParameters().SetInt(DEC_IPARAMS_CURRENT_ITERATION, 1);
-    running.Update(panel, bright);
-    ASSERT_EQ(ReadPreviewFile(read, dir.File("pv_I2")), 0);
-    EXPECT_EQ(Pixels(read), Pixels(panel));
-
-    testing::internal::GetCapturedStderr();
-}
-
-// The PSF stands with its centre at pixel (0, 0); the preview shows it with the centre in
-// the middle. With a 6 x 6 preview the columns show the offsets -3 to 1 around the centre,
-// and the last column the offset -4, which the far quadrant brings in one pixel wider.
-TEST(cPreview, PsfPreviewBringsTheWrappedCentreToTheMiddle) {
-    cFloatImagePtr psf = MakeImage(8, 8, 2);
-    for (uint32_t k = 0; k < 2; ++k)
-        for (uint32_t j = 0; j < 8; ++j)
-            for (uint32_t i = 0; i < 8; ++i)
-                At(psf, i, j, k) = 100.0f * k + 10.0f * j + i;
-    cCountedPtr<cDeconLog> log = LogFor(Tiling{});
-    OvidaneTest::TempDir dir;
-    log->GetParameters().SetString(DEC_SPARAMS_PSF_PREVIEW_FILE, dir.File("psf"));
-
-    cFloatImagePtr preview = MakeImage(6, 6, 1, -1.0f);
-    c2DPSFPreviewWithFile withFile(log);
-    withFile.Update(preview, psf);
-    const int offsets[] = {-3, -2, -1, 0, 1, -4};
-    for (uint32_t r = 0; r < 6; ++r)
-        for (uint32_t c = 0; c < 6; ++c) {
-            const uint32_t x = (offsets[c] + 8) % 8, y = (offsets[r] + 8) % 8;
-            EXPECT_EQ(At(preview, c, r), At(psf, x, y, 0)) << c << "," << r;
-        }
-    cFloatImagePtr read = MakeImage(6, 6, 1);
-    ASSERT_EQ(ReadPreviewFile(read, dir.File("psf_I0")), 0);
-    EXPECT_EQ(Pixels(read), Pixels(preview));
-
-    cFloatImagePtr plainPreview = MakeImage(6, 6, 1, -1.0f);
-    c2DPSFPreview plain(log);
-    plain.Update(plainPreview, psf);
-    EXPECT_EQ(Pixels(plainPreview), Pixels(preview));
-    EXPECT_EQ(dir.Count(), 1u);
 }
