@@ -80,31 +80,6 @@ TEST(cOvdImage, PlentyOfMemoryGivesOneVector) {
     EXPECT_EQ(image.GetPixelPointer(3, 2, 4), image.GetSlicePointer(0) + (8 * 4 + 2) * 16 + 3);
 }
 
-TEST(cOvdImage, NextImageOfTheSameSizeGetsTheSameBlocks) {
-    cLimitedRegionSource source(2 * kSliceBytes);
-    std::ostringstream out;
-    cScopedPool pool(source, out);
-    std::vector<float*> slices;
-    {
-        auto first = std::make_unique<cFloatImage>(kSize, "first");
-        for (uint32_t z = 0; z < 5; ++z)
-            slices.push_back(first->GetSlicePointer(z));
-    }
-    const int acquired = source.acquired;
-    cFloatImage second(kSize, "second");
-    for (uint32_t z = 0; z < 5; ++z)
-        EXPECT_EQ(second.GetSlicePointer(z), slices[z]);
-    EXPECT_EQ(source.acquired, acquired);
-
-    // The other pixel types have pools of their own.
-    cOvdImage<uint16_t> shorts(kSize, "file");
-    cOvdImage<uint8_t> chars(kSize, "file");
-    EXPECT_NE(static_cast<void*>(shorts.GetSlicePointer(0)),
-              static_cast<void*>(chars.GetSlicePointer(0)));
-    *shorts.GetPixelPointer(15, 7, 4) = 65535;
-    *chars.GetPixelPointer(15, 7, 4) = 255;
-}
-
 TEST(cOvdImage, WrappedMemoryStaysWithItsOwner) {
     cLimitedRegionSource source;
     std::ostringstream out;

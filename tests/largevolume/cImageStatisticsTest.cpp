@@ -70,23 +70,6 @@ TEST(cImageStatistics, APassGathersExactExtremesAndPerSliceProfiles) {
     EXPECT_EQ(statistics->GetCorrectionProfile()->GetDimensions(), (cImageDimensions{1, 1, 4}));
 }
 
-TEST(cImageStatistics, RefusesSlicesItHasNoRoomFor) {
-    TempDir dir;
-    WriteStack(dir.File("in"), MakeStack(2, 2, 3, [](uint32_t, uint32_t, uint32_t) { return 1; }));
-    // Statistics made for two slices end a pass over three at the third.
-    cImageStatistics statistics(2, 2, 2);
-    cLargeVolumeProcessingFramework pass(dir.File("in"), 2, 2, 3);
-    pass.AddAction(&statistics);
-    EXPECT_EQ(pass.Run(), 1);
-
-    cFloatImagePtr none;
-    EXPECT_EQ(statistics.Process(none, 0), 1);
-    // Without slices there are no profiles, and nothing to correct.
-    cImageStatistics empty(2, 2, 0);
-    EXPECT_EQ(empty.Finish(), 1);
-    EXPECT_EQ(empty.CalculateIntensityCorrection(), 1);
-}
-
 TEST(cImageStatistics, CorrectionLevelsADecayingStack) {
     const auto decay = [](double q) {
         std::vector<float> means;

@@ -5,7 +5,6 @@
 #include "largevolume/StackFiles.h"
 #include "largevolume/cLargeVolumeProcessingFramework.h"
 #include "largevolume/cSaveProcessResultAction.h"
-#include "largevolume/cSuperResolution.h"
 #include "largevolume/cTLBInversion.h"
 #include "math/cImageMathManager.h"
 #include "support/TempDir.h"
@@ -48,22 +47,4 @@ TEST(cSaveProcessResultAction, KeepsTheSliceAsItStandsAtItsPlaceInThePass) {
     for (float v : in.v)
         inverted.push_back(11.0f - v <= 0.0f ? 1e-20f : 11.0f - v);
     EXPECT_EQ(ReadRaw<float>(dir.File("out")), inverted);
-}
-
-TEST(cSuperResolution, ResamplesEachSliceUpInXAndYOnly) {
-    cSuperResolution twice(2, 1, 3, 2, 1);
-    EXPECT_EQ(twice.GetResultDimensions(), (cImageDimensions{6, 4, 1}));
-    // A flat slice stays flat at the finer sampling.
-    cFloatImagePtr flat = MakePlane(3, 2, std::vector<float>(6, 7.5f));
-    ASSERT_EQ(twice.Process(flat, 0), 0);
-    EXPECT_EQ(flat->GetDimensions(), (cImageDimensions{6, 4, 1}));
-    EXPECT_EQ(PlaneValues(*flat), std::vector<float>(24, 7.5f));
-
-    // A factor of 0 leaves slices alone.
-    cSuperResolution none(0, 1, 3, 2, 1);
-    const cFloatImagePtr image = MakePlane(3, 2, std::vector<float>(6, 1.0f));
-    cFloatImagePtr pointer = image;
-    EXPECT_EQ(none.Process(pointer, 0), 0);
-    EXPECT_EQ(pointer.Get(), image.Get());
-    EXPECT_EQ(none.GetResultDimensions(), (cImageDimensions{3, 2, 1}));
 }
