@@ -33,12 +33,10 @@ bool Same(const cFloatImagePtr& a, const cFloatImagePtr& b) {
 }
 
 // One ML-EM pass with the given acceleration; the object changes in place.
-void MlemPass(const cAccelerationPtr& acceleration, cFloatImagePtr& object, Scene& scene,
-              uint32_t subPixelXY = 1) {
+void MlemPass(const cAccelerationPtr& acceleration, cFloatImagePtr& object, Scene& scene) {
     cMlemNonBlindMethodOptimization optimization;
     optimization.SetAcceleration(acceleration);
     optimization.SetDimensions(kSize);
-    optimization.SetSubPixelFactors(subPixelXY, 1);
     optimization.Initialize();
     acceleration->Apply(0);
     optimization.Apply(object, scene.data, scene.psf);
@@ -183,21 +181,6 @@ TEST(IterativeSteps, EdgeBehaviours) {
              }
              cLoadFileObjectFirstGuess(dir.File("whole.raw")).Apply(psf, scene.data, object);
              EXPECT_TRUE(Same(object, scene.data));
-         }},
-        {"on a sub-pixel grid only the data at the measured pixels count",
-         [&] {
-             // With n = 2 the measured grid is every second x and y.
-             Scene changed = scene;
-             changed.data = Copy(scene.data);
-             At(changed.data, 3, 4, 2) += 500.0f;
-             At(changed.data, 6, 7, 5) += 500.0f;
-             cFloatImagePtr a = Copy(scene.data), b = Copy(scene.data);
-             MlemPass(new cVectorExtrapolationAcceleration(), a, scene, 2);
-             MlemPass(new cVectorExtrapolationAcceleration(), b, changed, 2);
-             EXPECT_TRUE(Same(a, b));
-             At(changed.data, 4, 6, 2) += 500.0f;
-             MlemPass(new cVectorExtrapolationAcceleration(), b, changed, 2);
-             EXPECT_FALSE(Same(a, b));
          }},
     };
     for (const auto& [name, check] : cases) {

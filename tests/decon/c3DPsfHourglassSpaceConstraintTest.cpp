@@ -61,24 +61,6 @@ TEST(c3DPsfHourglassSpaceConstraint, SinglePlaneIsTheWaistsDisc) {
     ExpectPixels(plane.GetMask(), {{3, 0, 0, 1}, {2, 18, 0, 1}, {4, 0, 0, 0}});
 }
 
-TEST(c3DPsfHourglassSpaceConstraint, SetupRefusesArgumentsInItsOrder) {
-    auto failure = [](float n, float lambda, float na, float radius, uint32_t depth, float dz) {
-        c3DPsfHourglassSpaceConstraint hourglass(0.1f, 0.1f, dz, na, n, lambda, radius, 8, 8, depth,
-                                                 false, false);
-        return FailureOf([&] { hourglass.Setup(); });
-    };
-    EXPECT_EQ(failure(0, 0, 0, -1, 0, -1), "Invalid Refractive Index in Setup");
-    EXPECT_EQ(failure(kN, 0, 0, -1, 0, -1), "Invalid Lambda in Setup");
-    EXPECT_EQ(failure(kN, kLambda, 0, -1, 0, -1), "Invalid Numerical Aperture in Setup");
-    EXPECT_EQ(failure(kN, kLambda, 1.4f, -1, 0, -1), "Invalid Numerical Aperture in Setup");
-    EXPECT_EQ(failure(kN, kLambda, kNA, -1, 0, -1), "Invalid Minimum Radius in Setup");
-    EXPECT_EQ(failure(kN, kLambda, kNA, 1, 0, -1), "Invalid Dimensions in Setup");
-    EXPECT_EQ(failure(kN, kLambda, kNA, 1, 4, 0), "Invalid Spacings in Setup");
-    EXPECT_EQ(failure(kN, kLambda, kNA, 1, 4, 0.2f), "");
-    cFloatImagePtr none;
-    EXPECT_EQ(FailureOf([&] { Hourglass(4, false).Apply(none); }), "NULL input image in Apply");
-}
-
 TEST(c3DPsfDvorakHourglassSpaceConstraint, DrawsItsMaskOnceAsHourglassOrCylinder) {
     // Factor 1: the waist above.
     c3DPsfDvorakHourglassSpaceConstraint hourglass(0.1f, 0.1f, 0.2f, kNA, kN, kLambda, 1.0f, 20, 20,

@@ -85,15 +85,6 @@ TEST_F(BandLimit, ApplyKeepsExactlyThePassbandOfTheSpectrum) {
     EXPECT_GT(passed, 10);
     EXPECT_LT(passed, 16 * 16 * 8 - 10);
 
-    // Confocal: limited as the square root and squared again, so nothing comes out negative.
-    c3DDvorakBandWidthConstraint confocal(0.1f, 0.1f, 0.2f, kNA, kN, kLambda, size.x, size.y,
-                                          size.z, true, false);
-    confocal.Apply(psf);
-    EXPECT_GE(Sum(psf), 0.0);
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                ASSERT_GE(At(psf, x, y, z), 0.0f);
 }
 
 TEST_F(BandLimit, RefusedOpticsLeaveNoMaskAndApplyFailsInTheMultiplication) {

@@ -35,43 +35,6 @@ cCountedPtr<cDeconLog> LogAt(int32_t total, int32_t current, int32_t saveInterva
 
 } // namespace
 
-TEST(cIterativeCallbackStopCriterion, AsksTheHostOnlyWhenThePlannedPassesAreDone) {
-    gHost = HostScript{};
-    cCountedPtr<cDeconLog> log = LogAt(3, 0, 3);
-    cIterativeCallbackStopCriterion criterion(log, Host);
-    for (int32_t current = 0; current < 3; ++current) {
-        log->GetParameters().SetInt(DEC_IPARAMS_CURRENT_ITERATION, current);
-        EXPECT_FALSE(criterion.ShouldStop()) << current;
-    }
-    EXPECT_EQ(gHost.calls, 0);
-
-    // The host leaves the count as it is: the run ends. The record it saw holds the total
-    // and stage 201 and nothing else, with the criterion itself as the user data.
-    log->GetParameters().SetInt(DEC_IPARAMS_CURRENT_ITERATION, 3);
-    EXPECT_TRUE(criterion.ShouldStop());
-    EXPECT_EQ(gHost.calls, 1);
-    const ovdStructInvFilterStatus& seen = gHost.seen;
-    EXPECT_EQ(seen.sIterationCount, 3);
-    EXPECT_EQ(seen.sStage, OVD_STATUS_CONTINUE);
-    EXPECT_EQ(seen.fPercentDone + seen.fMinutesLeft, 0.0f);
-    EXPECT_EQ(seen.sIteration | seen.sSubvolume | seen.sSubvolumeCount, 0);
-    EXPECT_EQ(gHost.userData, static_cast<void*>(&criterion));
-
-    // A smaller count stops at once and changes nothing.
-    gHost.answerCount = 1;
-    EXPECT_TRUE(criterion.ShouldStop());
-    EXPECT_EQ(log->GetParameters().GetInt(DEC_IPARAMS_TOTAL_ITERATIONS), 3);
-    EXPECT_EQ(log->GetParameters().GetInt(DEC_IPARAMS_SAVE_INTERVAL), 3);
-
-    // Without a callback there is nobody to ask; one handed in later is asked.
-    cIterativeCallbackStopCriterion silent(log);
-    EXPECT_TRUE(silent.ShouldStop());
-    silent.SetCallback(Host);
-    gHost.answerCount = 4;
-    EXPECT_FALSE(silent.ShouldStop());
-    EXPECT_EQ(gHost.calls, 3);
-}
-
 TEST(cIterativeCallbackStopCriterion, ALargerCountExtendsTheRunAndASaveIntervalOfTheWholeRun) {
     gHost = HostScript{};
     cCountedPtr<cDeconLog> log = LogAt(3, 3, 3);

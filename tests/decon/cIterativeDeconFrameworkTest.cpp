@@ -439,13 +439,6 @@ TEST_F(FrameworkRun, SavesThePsfCentredAndKeepsItAtTheOriginInMemory) {
         EXPECT_EQ(runDir.Count(), saved.size() + 2);
     }
 
-    // Without the flag no PSF file is written, whatever the interval says.
-    Params().SetInt(DEC_IPARAMS_PSF_SAVE_INTERVAL, 1);
-    framework.SetPsfFirstGuess(cPsfFirstGuessPtr(new FakePsfFirstGuess(journal)));
-    Run(framework);
-    EXPECT_FALSE(Exists(Output() + "_psf"));
-    EXPECT_FALSE(Exists(Output() + "_psf_I1"));
-    EXPECT_EQ(Params().GetString(DEC_SPARAMS_OUTPUT_PSF_FILE), "");
 }
 
 TEST_F(FrameworkRun, FailsOnAnOriginalThatCannotBeReadOrAResultThatCannotBeWritten) {

@@ -113,35 +113,6 @@ TEST(cBlendingTest, OutputIsWrittenThroughTheNameGiven) {
     }
 }
 
-// Each saved iteration of the subvolumes becomes a stack of its own, named after the
-// iteration like the subvolume files it came from.
-TEST(cBlendingTest, SavedIterationsBecomeStacksOfTheirOwn) {
-    SubvolumeRun run;
-    ASSERT_EQ(run.Cut(), 0);
-    for (const auto& subvolume : *run.logs) {
-        const std::string result =
-            subvolume->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE);
-        const std::vector<float> input =
-            ReadRaw(subvolume->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE));
-        for (int i : {2, 4}) {
-            std::vector<float> saved = input;
-            for (float& v : saved)
-                v += 1000.0f * float(i);
-            WriteRaw(result + "_I" + std::to_string(i), saved);
-        }
-    }
-    run.RestoreUnchanged();
-    cCountedPtr<cDeconLog> log = run.BlendingLog();
-    log->GetParameters().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 5);
-    log->GetParameters().SetInt(DEC_IPARAMS_SAVE_INTERVAL, 2);
-    ASSERT_EQ(Blend(run, log), 0);
-    EXPECT_EQ(Mismatches(ReadRaw(run.Output()), run.stack), 0);
-    EXPECT_EQ(Mismatches(ReadRaw(run.Output() + "_I2"), run.stack, 2000.0f), 0);
-    EXPECT_EQ(Mismatches(ReadRaw(run.Output() + "_I4"), run.stack, 4000.0f), 0);
-    EXPECT_EQ(run.temp.Count(), 0u);
-    EXPECT_EQ(run.files.Count(), 4u);
-}
-
 // The subvolume PSFs are laid side by side, whole and unweighted, in a stack of three by
 // three padded PSFs, whatever the overlap.
 TEST(cBlendingTest, PsfsOfTheSubvolumesFormAMosaic) {

