@@ -129,20 +129,3 @@ TEST(cBinning, FactorsBelowTwoChangeNothing) {
     EXPECT_EQ(cBinning(3, 1, 9, 7, 1, dir.File("r3"), true).GetResultDimensions(),
               (cImageDimensions{3, 7, 1}));
 }
-
-TEST(cBinning, AShortRatioFileIsReportedAfterThePass) {
-    Pass p;
-    ASSERT_EQ(p.Shrink(), 0);
-    // The map loses its last slice: the pass still writes every slice, then reports.
-    std::vector<float> ratio = ReadRaw<float>(p.dir.File("ratio"));
-    ratio.resize(8 * 6 * 2);
-    std::filesystem::remove(p.dir.File("ratio"));
-    WriteRaw(p.dir.File("ratio"), ratio);
-
-    cBinning binning(2, 2, 8, 6, 1, p.dir.File("ratio"), false);
-    cLargeVolumeProcessingFramework pass(p.dir.File("binned"), 4, 3, 3);
-    pass.AddAction(&binning);
-    pass.SetOutput(p.dir.File("restored"));
-    EXPECT_EQ(pass.Run(), 1);
-    EXPECT_EQ(FileSize(p.dir.File("restored")), 8u * 6 * 3 * sizeof(float));
-}

@@ -10,7 +10,6 @@
 
 #include "core/cException.h"
 #include "core/cWorkerThreads.h"
-#include "math/cFFTFFTW.h"
 #include "math/cFFTManager.h"
 #include "support/TestImages.h"
 
@@ -217,42 +216,6 @@ TEST_F(cFFTManagerTest, ResultsRepeatExactlyAndAreTheSameForAnyThreadCount) {
         for (std::size_t i = 0; i < single.size(); ++i)
             EXPECT_EQ(outputs[i], single[i]) << "output " << i << " at " << threads << " threads";
     }
-}
-
-TEST_F(cFFTManagerTest, InstancesBelongToTheirThreadAndSize) {
-    cFFTManager& fft = cFFTManager::Instance();
-    fft.AddInstance({64, 64, 8}, 1, 3);
-    fft.AddInstance({64, 64, 8}, 1, 3);
-    EXPECT_EQ(fft.GetThreadInstanceCount(), 1u);
-    fft.AddInstance({64, 64, 1}, 1, 3);
-    EXPECT_EQ(fft.GetThreadInstanceCount(), 2u);
-
-    // A plane request compares x and y only and takes the first in the list; any other
-    // request compares all three sizes.
-    const cFFTPtr stack = fft.GetInstance({64, 64, 8});
-    ASSERT_TRUE(stack);
-    EXPECT_EQ(fft.GetInstance({64, 64, 1}).Get(), stack.Get());
-    EXPECT_FALSE(fft.GetInstance({64, 64, 4}));
-    EXPECT_FALSE(fft.GetInstance({64, 32, 1}));
-
-    // Another thread sees none of these and keeps its own.
-    std::size_t otherBefore = 99, otherAfter = 99;
-    std::thread other([&] {
-        otherBefore = fft.GetThreadInstanceCount();
-        fft.AddInstance({32, 32, 4}, 1, 3);
-        fft.InitializePlans();
-        otherAfter = fft.GetThreadInstanceCount();
-        fft.ReleaseThreadInstances();
-    });
-    other.join();
-    EXPECT_EQ(otherBefore, 0u);
-    EXPECT_EQ(otherAfter, 1u);
-    EXPECT_EQ(fft.GetThreadInstanceCount(), 2u);
-    EXPECT_FALSE(fft.GetInstance({32, 32, 4}));
-
-    fft.ReleaseThreadInstances();
-    EXPECT_EQ(fft.GetThreadInstanceCount(), 0u);
-    EXPECT_FALSE(stack.StaticCast<cFFTFFTW>()->HasPlans());
 }
 
 TEST_F(cFFTManagerTest, ThreadsTransformSideBySide) {
