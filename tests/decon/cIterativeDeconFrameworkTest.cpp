@@ -74,22 +74,6 @@ private:
     std::string mName;
 };
 
-class FakeAcceleration : public cAcceleration {
-public:
-    explicit FakeAcceleration(Journal& journal) : mJournal(journal) {}
-    void Apply(int32_t i) override {
-        mJournal.push_back("acceleration(" + std::to_string(i) + ")");
-    }
-    int32_t GetCurrentIteration() const override { return 0; }
-    cFloatImagePtr GetReblurredImage() override { return {}; }
-    cFloatImagePtr GetMultiplicationFactor() override { return {}; }
-    cFloatImagePtr GetNewImageEstimate() override { return {}; }
-    void Apply(cFloatImagePtr&, cFloatImagePtr&, cFloatImagePtr&) override {}
-
-private:
-    Journal& mJournal;
-};
-
 // One pass adds 1 to every pixel of the object.
 class FakeOptimization : public cOptimization {
 public:
@@ -123,35 +107,6 @@ public:
 
 private:
     Journal& mJournal;
-};
-
-// Starts the object from the original, and counts how many of its kind are alive.
-class FakeObjectFirstGuess : public cObjectFirstGuess {
-public:
-    FakeObjectFirstGuess(Journal& journal, int& alive) : mJournal(journal), mAlive(++alive) {}
-    ~FakeObjectFirstGuess() override { --mAlive; }
-    void Apply(cFloatImagePtr&, cFloatImagePtr& original, cFloatImagePtr& object) override {
-        mJournal.push_back("objectGuess");
-        const Pixels values = Read(original);
-        ForEachPixel(object, [&](float& v, std::size_t i) { v = values[i]; });
-    }
-
-private:
-    Journal& mJournal;
-    int& mAlive;
-};
-
-class FakeSmoothing : public cNoiseSmoothing {
-public:
-    FakeSmoothing(Journal& journal, std::string name) : mJournal(journal), mName(std::move(name)) {}
-    void Initialize(const cImageDimensions&) override {}
-    void Apply(cFloatImagePtr&, uint32_t iteration) override {
-        mJournal.push_back(mName + "(" + std::to_string(iteration) + ")");
-    }
-
-private:
-    Journal& mJournal;
-    std::string mName;
 };
 
 // ---- Status reports through a handler with a test callback
@@ -220,58 +175,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(FrameworkRun, RunsTheOperationsInTheirFixedOrder) {
-    Params().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 2);
-    int guessesAlive = 0;
-    auto add = [&](auto adder, const char* name) {
-        (framework.*adder)(cConstraintPtr(new FakeConstraint(journal, name)));
-    };
-    // Added out of their running order, to show that the framework imposes its own.
-    add(&cIterativeDeconFramework::AddImagePostConstraint, "imagePost");
-    add(&cIterativeDeconFramework::AddPsfPostConstraint, "psfPost");
-    add(&cIterativeDeconFramework::AddImageConstraint, "image");
-    add(&cIterativeDeconFramework::AddPsfConstraint, "psf");
-    add(&cIterativeDeconFramework::AddImagePreprocessing, "imagePre");
-    add(&cIterativeDeconFramework::AddPsfPreprocessing, "psfPre");
-    framework.SetIterationSmoothing(cNoiseSmoothingPtr(new FakeSmoothing(journal, "loopSmooth")));
-    framework.SetPsfSmoothing(cNoiseSmoothingPtr(new FakeSmoothing(journal, "psfSmooth")));
-    framework.SetObjectSmoothing(cNoiseSmoothingPtr(new FakeSmoothing(journal, "objectSmooth")));
-    framework.SetObjectFirstGuess(
-        cObjectFirstGuessPtr(new FakeObjectFirstGuess(journal, guessesAlive)));
-    framework.SetPsfFirstGuess(cPsfFirstGuessPtr(new FakePsfFirstGuess(journal)));
-    cOptimizationPtr optimization(new FakeOptimization(journal));
-    optimization->SetAcceleration(cAccelerationPtr(new FakeAcceleration(journal)));
-    framework.SetOptimization(optimization);
-
-    framework.Load();
-    framework.Prepare();
-    Journal expected = {
-        // Set-up of the pre-processing and iteration lists only; the post lists get none.
-        "psfPre.Setup", "psf.Setup", "imagePre.Setup", "image.Setup",
-        // The object guess comes after the PSF pre-processing and before the image's.
-        "psfGuess", "psfPre.Apply", "objectGuess", "objectSmooth(1)", "psfSmooth(1)",
-        "imagePre.Apply"};
-    EXPECT_EQ(journal, expected);
-    EXPECT_EQ(guessesAlive, 0) << "the object guess is let go as soon as it is done";
-
-    framework.Iterate();
-    for (int pass = 0; pass < 2; ++pass)
-        expected.insert(expected.end(),
-                        {"acceleration(" + std::to_string(pass) + ")", "optimization",
-                         "loopSmooth(" + std::to_string(pass + 1) + ")", "psf.Apply", "image.Apply",
-                         "psfPost.Apply", "imagePost.Apply"});
-    EXPECT_EQ(journal, expected);
-    EXPECT_EQ(Params().GetInt(DEC_IPARAMS_CURRENT_ITERATION), 2);
-    // The object starts as the data: two passes of +1 on top of it.
-    EXPECT_EQ(ReadRaw(Output()), Plus(original, 2));
-    EXPECT_EQ(Read(framework.GetOriginalImage()), original);
-
-    // The one-time work is not repeated by a second preparation.
-    journal.clear();
-    framework.Prepare();
-    EXPECT_EQ(journal, (Journal{"psf.Setup", "image.Setup", "psfGuess"}));
-}
 
 TEST_F(FrameworkRun, EachStopCriterionAllowsItsNumberOfPasses) {
     static int extraPasses;

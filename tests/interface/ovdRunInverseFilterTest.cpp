@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sys/mount.h>
 #include <vector>
 
 #include "HostCallFixture.h"
@@ -10,10 +7,8 @@
 #include "interface/ovdDerivation.h"
 #include "interface/ovdHostCallbackAdapter.h"
 #include "interface/ovdRunSetup.h"
-#include "support/RawStack.h"
 
 using namespace Ovidane;
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -25,8 +20,6 @@ cDeconParameter& SetUpRun(const ovdRunArguments& a, ovdRunState& state) {
     EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 0);
     return state.log->GetParameters();
 }
-
-int64_t NoSpace(const std::string&) { return 1024; }
 
 } // namespace
 
@@ -71,45 +64,6 @@ TEST(RunSetUp, NoiseClassesPsfInputDepthOneAndTheHighApertureLimit) {
     EXPECT_EQ(p.GetInt(DEC_IPARAMS_PSF_WIDTH), 8);
     EXPECT_FLOAT_EQ(p.GetReal(DEC_RPARAMS_PSF_Z_SPACING), 0.2f);
     EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GENERATION_SOURCE), DEC_FLAG_PSFSRC_CALCULATED);
-}
-
-TEST(RunSetUp, RefusesSmallDiskAndUnknownPixelTypeBeforeWritingAnything) {
-    HostCall call;
-    ovdSetDiskSpaceQuery(&NoSpace);
-    ovdRunState state;
-    EXPECT_EQ(ovdSetUpInverseFilterRun(Derived(call), state), 5);
-    ovdSetDiskSpaceQuery(nullptr);
-    EXPECT_EQ(call.temp.Count(), 0u);
-
-    ovdRunArguments a = Derived(call);
-    a.pixelType = 3;
-    EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 9);
-    EXPECT_EQ(call.temp.Count(), 0u);
-
-    // A stack file shorter than its stated size cannot be converted: 9, and the half
-    // written copy is gone.
-    a = Derived(call);
-    a.depth = 40;
-    EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 9);
-    EXPECT_EQ(call.temp.Count(), 0u);
-}
-
-TEST(RunSetUp, SmallTmpfsGivesFiveThroughTheRealQuery) {
-    OvidaneTest::TempDir mountPoint("ovd-tmpfs");
-    if (::mount("tmpfs", mountPoint.Path().c_str(), "tmpfs", 0, "size=16k") != 0)
-        GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
-    HostCall call;
-    call.image.sWidth = 64; // 64 x 64 x 4 floats = 64 KB, four times what the disk holds
-    call.image.sHeight = 64;
-    HostCall::WriteWords(call.input, 64 * 64 * 4);
-    ovdRunArguments a = Derived(call);
-    a.tempDirectory = mountPoint.Path().string();
-    ovdRunState state;
-    const uint16_t code = ovdSetUpInverseFilterRun(a, state);
-    const std::size_t left = mountPoint.Count();
-    ::umount(mountPoint.Path().c_str());
-    EXPECT_EQ(code, 5);
-    EXPECT_EQ(left, 0u);
 }
 
 namespace {
