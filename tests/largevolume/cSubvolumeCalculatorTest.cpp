@@ -232,6 +232,20 @@ TEST(SubvolumeCalculator, RegionsTileTheStack) {
     }
 }
 
+// Interiors set by hand that stop short of the stack's end (4 of 250 striding by 230, the
+// last from 690 to 940): the last window still runs to the end.
+TEST(SubvolumeCalculator, TheLastWindowRunsToTheStacksEnd) {
+    auto c = Make(kRows[1].in);
+    ASSERT_EQ(c->CalculateSubvolumes(), 0);
+    ASSERT_EQ(c->CalculateGuardBands(), 0);
+    c->SetSubvolumeSize({250, 250, 100});
+    cImageBox box;
+    cImagePosition offset;
+    cImageDimensions size, padded;
+    ASSERT_EQ(c->GetSubvolumeRegion(3, 0, 0, box, offset, size, padded), 0);
+    EXPECT_EQ(box, (cImageBox{641, 0, 0, 1023, 298, 99}));
+}
+
 // Upward: the smallest even 2^a 3^b 5^c not below the value. Downward: the largest one not
 // above the value plus one. Checked against a plain search over all such numbers; the
 // sign is kept and 0, 1 and -1 stand.
