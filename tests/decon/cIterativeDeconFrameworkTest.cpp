@@ -52,11 +52,6 @@ template <class Visit> void ForEachPixel(const cFloatImagePtr& image, Visit visi
         }
 }
 
-Pixels Read(const cFloatImagePtr& image) {
-    Pixels values;
-    ForEachPixel(image, [&](float& v, std::size_t) { values.push_back(v); });
-    return values;
-}
 
 // ---- Fake operations that write what happens to them into one journal
 
@@ -293,55 +288,6 @@ TEST_F(FrameworkRun, SavesIntermediateObjectsByTheirPassNumber) {
         EXPECT_EQ(ReadRaw(output), Plus(original, static_cast<float>(c.total)));
         EXPECT_EQ(runDir.Count(), saved.size() + 1);
     }
-}
-
-TEST_F(FrameworkRun, SavesThePsfCentredAndKeepsItAtTheOriginInMemory) {
-    // The PSF guess holds 0, 1, 2, ...; in the file its origin moves to the middle.
-    const Pixels psf = Ramp(0);
-    Pixels centred(psf.size());
-    for (uint32_t z = 0; z < kSize.z; ++z)
-        for (uint32_t y = 0; y < kSize.y; ++y)
-            for (uint32_t x = 0; x < kSize.x; ++x)
-                centred[(z * kSize.y + y) * kSize.x + x] =
-                    psf[(((z + kSize.z / 2) % kSize.z) * kSize.y + (y + kSize.y / 2) % kSize.y) *
-                            kSize.x +
-                        (x + kSize.x / 2) % kSize.x];
-
-    struct Case {
-        const char* name;
-        int32_t psfInterval;
-        std::vector<int> saved;
-    };
-    for (const Case& c : {Case{"every second pass", 2, {2}}, Case{"finish only", 0, {}}}) {
-        SCOPED_TRACE(c.name);
-        TempDir runDir("ovd-framework-psf");
-        const std::string output = runDir.File("out.raw");
-        cCountedPtr<cDeconLog> runLog;
-        Journal events;
-        cCountedPtr<cIterativeDeconFramework> run = NewRun(runLog, output, events);
-        cDeconParameter& p = runLog->GetParameters();
-        p.SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 3);
-        p.SetInt(DEC_IPARAMS_PSF_SAVE_INTERVAL, c.psfInterval);
-        p.SetBool(DEC_BPARAMS_SAVE_PSF, true);
-        run->SetPsfFirstGuess(cPsfFirstGuessPtr(new FakePsfFirstGuess(events)));
-        Run(*run);
-
-        std::vector<int> saved;
-        for (int count = 0; count <= 4; ++count)
-            if (Exists(output + "_psf_I" + std::to_string(count)))
-                saved.push_back(count);
-        EXPECT_EQ(saved, c.saved);
-        for (int count : saved)
-            EXPECT_EQ(ReadRaw(output + "_psf_I" + std::to_string(count)), centred);
-        // The finish always saves the PSF, after asking the optimization for it.
-        EXPECT_EQ(ReadRaw(output + "_psf"), centred);
-        EXPECT_EQ(p.GetString(DEC_SPARAMS_OUTPUT_PSF_FILE), output + "_psf");
-        EXPECT_EQ(std::count(events.begin(), events.end(), "RetrievePsf"),
-                  static_cast<long>(saved.size() + 1));
-        EXPECT_EQ(Read(run->GetPsfImage()), psf);
-        EXPECT_EQ(runDir.Count(), saved.size() + 2);
-    }
-
 }
 
 TEST_F(FrameworkRun, FailsOnAnOriginalThatCannotBeReadOrAResultThatCannotBeWritten) {

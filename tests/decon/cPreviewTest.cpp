@@ -3,11 +3,7 @@
 #include <vector>
 
 #include "core/cDeconLog.h"
-#include "decon/c2DPreview.h"
-#include "decon/c2DPreviewWithMaxProjectionFile.h"
 #include "decon/c3DPreview.h"
-#include "decon/c3DPreviewWithFile.h"
-#include "support/TempDir.h"
 #include "support/TestImages.h"
 
 using namespace Ovidane;
@@ -101,55 +97,6 @@ TEST(cPreview, OneSubvolumeFillsThePanelsAndDrawsDividersOnTheFirstPassOnly) {
     plain.Update(preview, image);
     EXPECT_EQ(At(preview, 0, 3), -1.0f);
 
-    // The other panel kinds differ only in their dividers: brighter than the data for the
-    // 2D and the 3D file preview, none for the running maximum.
-    log->GetParameters().SetInt(DEC_IPARAMS_CURRENT_ITERATION, 0);
-    OvidaneTest::TempDir dir;
-    log->GetParameters().SetString(DEC_SPARAMS_PREVIEW_FILE, dir.File("p"));
-    cCountedPtr<cPreview> kinds[] = {new c2DPreview(log), new c3DPreviewWithFile(log),
-                                     new c2DPreviewWithMaxProjectionFile(log)};
-    const float dividers[] = {87.5f, 87.5f, -7.0f};
-    for (int n = 0; n < 3; ++n) {
-        cFloatImagePtr other = MakeImage(7, 6, 1, -7.0f);
-        kinds[n]->Update(other, image);
-        EXPECT_EQ(At(other, 1, 3), dividers[n]) << kinds[n]->GetObjectName();
-        EXPECT_EQ(At(other, 4, 1), dividers[n]) << kinds[n]->GetObjectName();
-        EXPECT_EQ(At(other, 2, 1), value(2, 1, 1)) << kinds[n]->GetObjectName();
-    }
-    EXPECT_EQ(std::string(kinds[0]->GetObjectName()), "c2DPreview");
-}
-
-// A flat subvolume of depth 1 makes one-pixel strips. Along x the stack is cut in three
-// tiles of 6 interior pixels that overlap by 2: 14 pixels in all. Each tile gives up one
-// pixel on both sides, and the last one is stretched to end at the panel's edge.
-TEST(cPreview, ThreeTilesMeetInTheirOverlapsAndTheLastEndsAtThePanelEdge) {
-    Tiling t;
-    t.lowX = t.highX = 1;
-    t.countX = 3;
-    t.overlap = 2;
-    cFloatImagePtr preview = MakeImage(16, 4, 1, -7.0f);
-    for (int32_t index = 0; index < 3; ++index) {
-        t.indexX = index;
-        // Each tile carries its number in the hundreds, so the panel shows who drew where.
-        cFloatImagePtr image = Coded(8, 2, 1);
-        for (uint32_t j = 0; j < 2; ++j)
-            for (uint32_t i = 0; i < 8; ++i)
-                At(image, i, j) += 1000.0f * index;
-        c2DPreview preview2D(LogFor(t));
-        preview2D.Update(preview, image);
-    }
-    // Tile n covers panel x 4n to 4n + 3 with its image x 2 to 5; the last tile goes on to
-    // panel x 13 with image x 7, a pixel of its guard band.
-    for (uint32_t x = 0; x < 14; ++x) {
-        const uint32_t tile = std::min<uint32_t>(x / 4, 2);
-        const uint32_t imageX = x - 4 * tile + 2;
-        EXPECT_EQ(At(preview, x, 1), 1000.0f * tile + 10.0f + imageX + 1) << x;
-        // The xz strip is the one row below the divider, and shows the maximum over y.
-        EXPECT_EQ(At(preview, x, 3), At(preview, x, 1)) << x;
-    }
-    // The zy strip is one column wide: the last tile drew it, up to its stretched end.
-    EXPECT_EQ(At(preview, 15, 0), 2000.0f + 0.0f + 8.0f);
-    EXPECT_EQ(At(preview, 14, 0), 87.5f);
 }
 
 // Transmitted-light data are shown inverted. The first tile of a fresh picture is drawn

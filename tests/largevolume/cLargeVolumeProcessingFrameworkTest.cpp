@@ -107,30 +107,6 @@ TEST(cLargeVolumeProcessingFramework, ActionsSeeSlicesInOrderAndTheLastImageIsWr
     EXPECT_EQ(pass.GetActionCount(), 0u);
 }
 
-TEST(cLargeVolumeProcessingFramework, NarrowOutputTypesConvertAndAnUnknownTypeIsRefusedFirst) {
-    TempDir dir;
-    // Whole values within 0 to 255, which every conversion to 8 bits keeps as they are.
-    const Stack in = MakeStack(4, 3, 2, [](uint32_t x, uint32_t y, uint32_t z) {
-        return float(x + 4 * y + 12 * z) * 5.0f;
-    });
-    WriteStack(dir.File("in"), in);
-    std::vector<std::string> journal;
-    Recorder recorder("S", journal);
-    for (uint32_t type : {1u, 2u, 3u}) {
-        cLargeVolumeProcessingFramework pass(dir.File("in"), 4, 3, 2);
-        pass.AddAction(&recorder);
-        pass.SetOutput(dir.File("out" + std::to_string(type)));
-        pass.SetOutputType(type);
-        EXPECT_EQ(pass.Run(), type == 3 ? cLargeVolumeProcessingFramework::kUnknownOutputType : 0);
-    }
-    EXPECT_EQ(ReadRaw<uint8_t>(dir.File("out1")),
-              std::vector<uint8_t>(in.v.begin(), in.v.end()));
-    EXPECT_EQ(FileSize(dir.File("out2")), in.v.size() * sizeof(uint16_t));
-    // The unknown type was refused before a slice was read: two passes of two slices.
-    EXPECT_EQ(journal.size(), 6u);
-    EXPECT_EQ(FileSize(dir.File("out3")), 0u);
-}
-
 TEST(cLargeVolumeProcessingFramework, FailuresEndThePassAtOnce) {
     TempDir dir;
     WriteStack(dir.File("in"), Pattern(3, 2, 3));
