@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "core/cException.h"
-#include "core/cWorkerThreads.h"
 #include "math/cFFTManager.h"
 #include "support/TestImages.h"
 
@@ -38,7 +37,6 @@ protected:
     void SetUp() override { cFFTManager::Instance().ReleaseThreadInstances(); }
     void TearDown() override {
         cFFTManager::Instance().ReleaseThreadInstances();
-        cWorkerThreads::SetCount(mThreads);
     }
     static void Prepare(std::initializer_list<cImageDimensions> sizes) {
         cFFTManager& manager = cFFTManager::Instance();
@@ -46,8 +44,6 @@ protected:
             manager.AddInstance(size, 1, 3);
         manager.InitializePlans();
     }
-
-    int mThreads = cWorkerThreads::Count();
 };
 
 } // namespace
@@ -179,43 +175,6 @@ TEST_F(cFFTManagerTest, ImagesInAnyLayoutOrAlignmentGiveIdenticalResults) {
     EXPECT_EQ(Pixels(unalignedResult), Pixels(expected));
     fft.WienerFilter(sliced, psf, slicedResult, 0.05f);
     EXPECT_EQ(Pixels(slicedResult), Pixels(expected));
-}
-
-TEST_F(cFFTManagerTest, ResultsRepeatExactlyAndAreTheSameForAnyThreadCount) {
-    // Sizes on which FFTW, planned for the worker count, splits its loops differently above
-    // a few threads and rounds differently: the stack at 19 and 32 threads, its plane (the
-    // regularisation estimate's transform) at 7 and more.
-    const cImageDimensions size{94, 80, 30}, plane{94, 80, 1};
-    const cFloatImagePtr image = RandomImage(size, 51), psf = RandomImage(size, 52);
-    const cFloatImagePtr result = MakeImage(size), spectrum = MakeImage(size),
-                         work = MakeImage(size);
-    const cFloatImagePtr flat = RandomImage(plane, 53), flatRe = MakeImage(plane),
-                         flatIm = MakeImage(plane);
-    cFFTManager& fft = cFFTManager::Instance();
-    auto run = [&](int threads) {
-        cWorkerThreads::SetCount(threads);
-        fft.ReleaseThreadInstances();
-        Prepare({size});
-        std::vector<std::vector<float>> outputs;
-        fft.WienerFilter(image, psf, result, 0.01f);
-        outputs.push_back(Pixels(result));
-        fft.Convolve(image, psf, result, 1);
-        outputs.push_back(Pixels(result));
-        fft.FFTFwd(image, psf, spectrum, work);
-        outputs.push_back(Pixels(spectrum));
-        outputs.push_back(Pixels(work));
-        fft.FFTFwd(flat, cFloatImagePtr(), flatRe, flatIm);
-        outputs.push_back(Pixels(flatRe));
-        outputs.push_back(Pixels(flatIm));
-        return outputs;
-    };
-    const auto single = run(1);
-    EXPECT_EQ(run(1), single) << "a repeat";
-    for (int threads : {2, 7, 19, 32}) {
-        const auto outputs = run(threads);
-        for (std::size_t i = 0; i < single.size(); ++i)
-            EXPECT_EQ(outputs[i], single[i]) << "output " << i << " at " << threads << " threads";
-    }
 }
 
 TEST_F(cFFTManagerTest, ThreadsTransformSideBySide) {
