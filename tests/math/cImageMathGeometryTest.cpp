@@ -63,6 +63,17 @@ TEST(cImageMathGeometry, GaussianSumsToOneAndIsCentredOnTheWrappedOrigin) {
     EXPECT_NEAR(At(odd, 2, 0, 0) / At(odd, 0, 0, 0), fall(1.0, 3.0), 1e-5);
 }
 
+// The masks measure from the wrapped origin: on an odd axis the two middle pixels lie
+// (N - 1)/2 steps away, so a disc of radius 2.5 covers the whole first row of 5.
+TEST(cImageMathGeometry, MasksMeasureOddAxesFromTheWrappedOrigin) {
+    cImageMathGeneric math;
+    cFloatImagePtr image = MakeImage(5, 5, 1);
+    math.GenerateCylinder(image, 1, 1, 1, 0.0f, 2.5f, 1.0f);
+    for (uint32_t x = 0; x < 5; ++x)
+        EXPECT_EQ(At(image, x, 0, 0), 1.0f) << x;
+    EXPECT_EQ(At(image, 2, 2, 0), 0.0f); // r = 2.83
+}
+
 TEST(cImageMathGeometry, LineBridgesRampAcrossTheWrapAroundGap) {
     cImageMathGeneric math;
     const auto line = [](uint32_t x, uint32_t y) {
