@@ -1,15 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include "core/cDeconLog.h"
 #include "decon/cInverseFilterDeconAlgorithm.h"
-#include "decon/cIterativeCallbackStopCriterion.h"
-#include "decon/cLoadFilePsfFirstGuess.h"
-#include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
 #include "math/cFFTManager.h"
 #include "support/TempDir.h"
 #include "support/RawStack.h"
@@ -95,9 +90,6 @@ uint16_t Asker(ovdStructInvFilterStatus* status, void* /*criterion*/) {
     return OVD_STATUS_CONTINUE;
 }
 
-template <class T, class U> bool Is(const cCountedPtr<U>& object) {
-    return dynamic_cast<T*>(object.Get()) != nullptr;
-}
 
 } // namespace
 
