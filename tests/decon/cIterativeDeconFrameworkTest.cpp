@@ -11,7 +11,6 @@
 #include "core/cException.h"
 #include "core/cStatusUpdateHandler.h"
 #include "decon/cAlwaysStopCriterion.h"
-#include "decon/cIterativeCallbackStopCriterion.h"
 #include "decon/cIterativeDeconFramework.h"
 #include "decon/cIterativeStopCriterion.h"
 #include "support/TempDir.h"
@@ -172,32 +171,21 @@ protected:
 } // namespace
 
 TEST_F(FrameworkRun, EachStopCriterionAllowsItsNumberOfPasses) {
-    static int extraPasses;
-    auto host = [](ovdStructInvFilterStatus* record, void*) -> uint16_t {
-        // Asked the first time: two more passes. Asked again: enough.
-        record->sIterationCount = static_cast<int16_t>(record->sIterationCount + extraPasses);
-        extraPasses = 0;
-        return OVD_STATUS_CONTINUE;
-    };
     struct Case {
         const char* name;
         int32_t total;
-        int kind; // 0 always, 1 count, 2 count then ask the host
+        bool always;
         std::size_t passes;
     };
-    for (const Case& c : {Case{"always", 3, 0, 0}, Case{"count", 3, 1, 3},
-                          Case{"count of one", 1, 1, 1}, Case{"host extends", 2, 2, 4}}) {
+    for (const Case& c : {Case{"always", 3, true, 0}, Case{"count", 3, false, 3},
+                          Case{"count of one", 1, false, 1}}) {
         SCOPED_TRACE(c.name);
         cCountedPtr<cDeconLog> runLog;
         Journal passes;
         cCountedPtr<cIterativeDeconFramework> run = NewRun(runLog, Output(), passes);
         runLog->GetParameters().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, c.total);
-        extraPasses = 2;
-        if (c.kind == 0)
+        if (c.always)
             run->SetStopCriterion(cStopCriterionPtr(new cAlwaysStopCriterion(runLog)));
-        if (c.kind == 2)
-            run->SetStopCriterion(
-                cStopCriterionPtr(new cIterativeCallbackStopCriterion(runLog, host)));
         Run(*run);
         EXPECT_EQ(passes.size(), c.passes);
         EXPECT_EQ(ReadRaw(Output()), Plus(original, static_cast<float>(c.passes)));
@@ -247,46 +235,6 @@ TEST_F(FrameworkRun, ReportsProgressAndStagesStepByStep) {
         EXPECT_EQ(report.sStage, expected[i].stage);
         EXPECT_EQ(report.sSubvolume, 3);
         EXPECT_EQ(report.sSubvolumeCount, 5);
-    }
-}
-
-TEST_F(FrameworkRun, SavesIntermediateObjectsByTheirPassNumber) {
-    struct Case {
-        const char* name;
-        int32_t total, interval, criterion;
-        std::vector<int> saved;
-    };
-    for (const Case& c : {
-             // The last pass under a plain count is the result itself: no "_I" copy of it.
-             Case{"every pass", 3, 1, DEC_FLAG_SC_ITERATIVE, {1, 2}},
-             Case{"one pass", 1, 1, DEC_FLAG_SC_ITERATIVE, {}},
-             Case{"one pass, always", 1, 1, DEC_FLAG_SC_ALWAYS, {}},
-             // A host may extend the run, so every pass due is kept.
-             Case{"one pass, host asked", 1, 1, DEC_FLAG_SC_ITERATIVE_CALLBACK, {1}},
-             Case{"every second", 5, 2, DEC_FLAG_SC_ITERATIVE, {2, 4}},
-             Case{"every second, even total", 4, 2, DEC_FLAG_SC_ITERATIVE, {2}},
-         }) {
-        SCOPED_TRACE(c.name);
-        TempDir runDir("ovd-framework-saves");
-        const std::string output = runDir.File("out.raw");
-        cCountedPtr<cDeconLog> runLog;
-        Journal passes;
-        cCountedPtr<cIterativeDeconFramework> run = NewRun(runLog, output, passes);
-        runLog->GetParameters().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, c.total);
-        runLog->GetParameters().SetInt(DEC_IPARAMS_SAVE_INTERVAL, c.interval);
-        runLog->GetParameters().SetFlag(DEC_FPARAMS_STOPPING_CRITERION, c.criterion);
-        Run(*run);
-
-        std::vector<int> saved;
-        for (int count = 0; count <= c.total + 1; ++count)
-            if (Exists(output + "_I" + std::to_string(count)))
-                saved.push_back(count);
-        EXPECT_EQ(saved, c.saved);
-        for (int count : saved)
-            EXPECT_EQ(ReadRaw(output + "_I" + std::to_string(count)),
-                      Plus(original, static_cast<float>(count)));
-        EXPECT_EQ(ReadRaw(output), Plus(original, static_cast<float>(c.total)));
-        EXPECT_EQ(runDir.Count(), saved.size() + 1);
     }
 }
 
