@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -104,36 +103,4 @@ TEST(cOvdImage, WrappedMemoryStaysWithItsOwner) {
 
     table[1] = nullptr;
     ExpectFailure([&] { cFloatImage bad(table, 4, 2, 3, Contiguous2D, "x"); }, "NULL Array");
-}
-
-TEST(cOvdImage, SubImagesAreViewsIntoTheSource) {
-    cLimitedRegionSource source(2 * kSliceBytes);
-    std::ostringstream out;
-    cScopedPool pool(source, out);
-    std::vector<float> pixels(kSize.Voxels());
-    cFloatImage image(pixels.data(), kSize, Contiguous3D, "src");
-
-    std::unique_ptr<cFloatImage> one(image.GetSubImage(3, 3));
-    EXPECT_EQ(one->GetDimensions(), (cImageDimensions{16, 8, 1}));
-    EXPECT_EQ(one->GetSlicePointer(0), image.GetSlicePointer(3));
-    EXPECT_EQ(one->GetLayout(), Contiguous3D);
-    EXPECT_FALSE(one->OwnsMemory());
-
-    std::unique_ptr<cFloatImage> band(image.GetSubImageFirstAxis(2, 3));
-    EXPECT_EQ(band->GetDimensions(), (cImageDimensions{2, 8, 5}));
-    EXPECT_EQ(band->GetSlicePointer(0), image.GetSlicePointer(0) + 2 * 8 * 5);
-    std::unique_ptr<cFloatImage> last(image.GetSubImageFirstAxis(15, 15));
-    EXPECT_EQ(last->GetSizeX(), 1u);
-    ExpectFailure([&] { delete image.GetSubImageFirstAxis(15, 16); },
-                  "SubImage is outside of Original Image.");
-
-    cFloatImage stack(kSize, "stack"); // slice by slice: the pool holds two slices at most
-    ASSERT_EQ(stack.GetLayout(), Contiguous2D);
-    ExpectFailure([&] { delete stack.GetSubImage(0, 1); },
-                  "Cannot Get a SubImage of a non 3D Contiguous Image.");
-    std::unique_ptr<cFloatImage> slab(stack.GetSubImageFirstAxis(1, 2));
-    EXPECT_EQ(slab->GetLayout(), Contiguous2D);
-    EXPECT_EQ(slab->GetDimensions(), (cImageDimensions{2, 8, 5}));
-    for (uint32_t z = 0; z < 5; ++z)
-        EXPECT_EQ(slab->GetSlicePointer(z), stack.GetSlicePointer(z) + 8);
 }
