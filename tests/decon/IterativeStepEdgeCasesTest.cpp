@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <string>
 
 #include "IterativeTestScene.h"
 #include "decon/cFlatSheetImageObjectFirstGuess.h"
@@ -11,18 +8,14 @@
 #include "decon/cGoldsMethodOptimization.h"
 #include "decon/cGoodsRoughnessNoiseSmoothing.h"
 #include "decon/cLineSearchAcceleration.h"
-#include "decon/cLoadFileObjectFirstGuess.h"
 #include "decon/cMlemNonBlindMethodOptimization.h"
 #include "decon/cVectorExtrapolationAcceleration.h"
 #include "math/cFFTManager.h"
 #include "math/cImageMathManager.h"
-#include "support/TempDir.h"
-#include "support/RawStack.h"
 
 using namespace Ovidane;
 using namespace IterativeTest;
 using OvidaneTest::Copy;
-using OvidaneTest::FailureOf;
 
 namespace {
 
@@ -162,25 +155,6 @@ TEST(IterativeSteps, EdgeBehaviours) {
              const float mean = float(OvidaneTest::Sum(scene.data) / kSize.Voxels());
              for (float v : Pixels(object))
                  EXPECT_NEAR(v, mean, 1e-4f * mean);
-         }},
-        {"a start file that is missing or short ends the run with its name; a whole one fills "
-         "the object",
-         [&] {
-             OvidaneTest::TempDir dir;
-             const std::vector<float> values = Pixels(scene.data);
-             OvidaneTest::WriteRaw(dir.File("short.raw"),
-                                   std::vector<float>(values.begin(), values.begin() + 100));
-             OvidaneTest::WriteRaw(dir.File("whole.raw"), values);
-             cFloatImagePtr object = OvidaneTest::Constant(kSize, 0.0f);
-             cFloatImagePtr psf = scene.psf;
-             for (const char* name : {"missing.raw", "short.raw"}) {
-                 cLoadFileObjectFirstGuess guess(dir.File(name));
-                 const std::string message =
-                     FailureOf([&] { guess.Apply(psf, scene.data, object); });
-                 EXPECT_NE(message.find(dir.File(name)), std::string::npos) << message;
-             }
-             cLoadFileObjectFirstGuess(dir.File("whole.raw")).Apply(psf, scene.data, object);
-             EXPECT_TRUE(Same(object, scene.data));
          }},
     };
     for (const auto& [name, check] : cases) {

@@ -20,10 +20,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Gaussian widths close to a 1.4 NA oil objective's widefield PSF at 520 nm, sampled at
-// 0.1 um in x and y and 0.25 um in z.
-constexpr float kSigmaXY = 1.0f, kSigmaZ = 1.5f;
-
 struct StatusSeen {
     std::vector<ovdStructInvFilterStatus> reports;
     int cancelAtSubvolume = 0; // answer "stop" at the first report of this subvolume; 0 never
@@ -55,68 +51,7 @@ uint16_t HostStatus(void* user, uint32_t /*stage*/, float /*percent*/, uint32_t 
     return seen->cancel ? 0 : OVD_STATUS_CONTINUE;
 }
 
-// One host's restoration job: the stack on disk in the pixel type asked for, an empty
-// temporary directory, records that pass every check.
-struct Job {
-    TempDir dir{"ovd-run"};
-    TempDir temp{"ovd-run-temp"};
-    std::string input = dir.File("stack.raw");
-    std::string output = dir.File("restored.raw");
-    std::string psfFile = dir.File("measured-psf.raw");
-    std::string savedPsf = dir.File("saved-psf.raw");
-    std::string tempPath = temp.Path().string();
-    BeadStack stack;
-
-    ovdStructInvFilterImage image{};
-    ovdStructInvFilterPsf psfIn{};
-    ovdStructInvFilterPsf psfOut{};
-    ovdStructInvFilterOpsStd std{};
-    ovdStructInvFilterOpsExp exp{};
-
-    explicit Job(const BeadStack& s, uint32_t dataType = OVD_DATATYPE_UINT16) : stack(s) {
-        ovdSetMessageCallback(nullptr, nullptr); // a quiet host
-        switch (dataType) {
-        case OVD_DATATYPE_UINT8:
-            WriteRawAs<uint8_t>(input, s.v);
-            break;
-        case OVD_DATATYPE_UINT16:
-            WriteRawAs<uint16_t>(input, s.v);
-            break;
-        default:
-            WriteRawAs<float>(input, s.v);
-            break;
-        }
-        FillValidRecords(image, std, exp, input, dataType, int16_t(s.w), int16_t(s.h),
-                         int16_t(s.d), output, tempPath);
-    }
-
-    void MeasuredPsf(int w, int h, int d) {
-        WriteRawAs<float>(psfFile, MakeGaussianPsf(w, h, d, kSigmaXY, kSigmaZ).v);
-        psfIn.pszFile = psfFile.c_str();
-        psfIn.sWidth = int16_t(w);
-        psfIn.sHeight = int16_t(h);
-        psfIn.sDepth = int16_t(d);
-        psfIn.fXSpacing = 0.1f;
-        psfIn.fYSpacing = 0.1f;
-        psfIn.fZSpacing = 0.25f;
-    }
-
-    void SavePsf() {
-        psfOut.pszFile = savedPsf.c_str();
-        psfOut.sWidth = psfOut.sHeight = psfOut.sDepth = -7;
-        psfOut.fXSpacing = -7;
-    }
-
-    ~Job() { ovdSetMessagesToStandardOutput(); }
-
-    uint16_t Restore(StatusSeen* seen = nullptr) {
-        return ovd3dInverseFilter(&image, psfIn.pszFile ? &psfIn : nullptr,
-                                  psfOut.pszFile ? &psfOut : nullptr, &std, &exp,
-                                  seen ? &RecordStatus : nullptr, seen);
-    }
-
-    std::vector<float> Result() const { return ReadRaw(output); }
-};
+using Job = BeadJob;
 
 BeadStack SmallBeads(int w = 48, int h = 40, int d = 12) {
     return MakeBeadStack(w, h, d, GridOfBeads(w, h, d, 16, 6, 4000.0f), kSigmaXY, kSigmaZ, 20.0f);
@@ -387,7 +322,7 @@ TEST(RunStages, CutRestorationMatchesTheUncutOneAwayFromTheFaces) {
             if (mode.measuredPsf)
                 job.MeasuredPsf(16, 16, 9);
             ovdSetMemoryBudget(budget);
-            const uint16_t code = job.Restore(&seen);
+            const uint16_t code = job.Restore(&RecordStatus, &seen);
             ovdSetMemoryBudget(0);
             return code;
         };
@@ -444,7 +379,7 @@ TEST(RunStages, APsfFileIsReadOnceForAllSubvolumes) {
     for (auto [job, seen] : {std::pair{&kept, &keptSeen}, std::pair{&removed, &removedSeen}}) {
         job->MeasuredPsf(16, 16, 9);
         ovdSetMemoryBudget(34000000); // three subvolumes along y
-        const uint16_t code = job->Restore(seen);
+        const uint16_t code = job->Restore(&RecordStatus, seen);
         ovdSetMemoryBudget(0);
         ASSERT_EQ(code, OVD_RESULT_SUCCESS);
     }
@@ -461,7 +396,7 @@ TEST(RunStages, CancelFromTheCallbackEndsWithOneAndCleansUp) {
     first.SavePsf();
     StatusSeen atFirst;
     atFirst.cancelAtFirst = true;
-    EXPECT_EQ(first.Restore(&atFirst), OVD_RESULT_RUN_FAILED);
+    EXPECT_EQ(first.Restore(&RecordStatus, &atFirst), OVD_RESULT_RUN_FAILED);
     EXPECT_EQ(atFirst.reports.size(), 1u);
     EXPECT_EQ(first.psfOut.sWidth, -7) << "the PSF record is written on success only";
     EXPECT_EQ(first.temp.Count(), 0u);
