@@ -196,25 +196,3 @@ TEST(cSADetectorWithBrentTest, FailuresEndTheSearchWithTheirCode) {
         EXPECT_EQ(detector.Detect(-15.0f, 15.0f), OVD_ERR_PARAMETER);
     }
 }
-
-TEST(cSADetectorWithBrentTest, AccelerationBinsToQuarterOfCutOffPeriod) {
-    auto binFactor = [](float spacing, int32_t width, float aperture) {
-        cCountedPtr<cDeconLog> log(new cDeconLog());
-        cDeconParameter& p = log->GetParameters();
-        p.SetBool(DEC_BPARAMS_ACCELERATION_SA_DETECTION, true);
-        p.SetReal(DEC_RPARAMS_NUMERICAL_APERTURE, aperture);
-        p.SetReal(DEC_RPARAMS_EMISSION_WAVELENGTH, 0.52f);
-        p.SetReal(DEC_RPARAMS_X_SPACING, spacing);
-        p.SetReal(DEC_RPARAMS_Y_SPACING, spacing * 2.0f);
-        p.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, width);
-        p.SetInt(DEC_IPARAMS_BINFACTOR, 7);
-        cDetectorOnFunction detector(log, ValleyAt(0.5));
-        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), 0);
-        return p.GetInt(DEC_IPARAMS_BINFACTOR);
-    };
-    // Quarter period 0.52 / (4 * 1.4) = 0.0929 micrometres.
-    EXPECT_EQ(binFactor(0.2f, 256, 1.4f), 2);
-    EXPECT_EQ(binFactor(0.05f, 256, 1.4f), 1); // finer than the period: never below 1
-    EXPECT_EQ(binFactor(0.2f, 127, 1.4f), 1);  // too narrow to bin
-    EXPECT_EQ(binFactor(0.2f, 256, 1.7f), 1);  // optics out of range
-}

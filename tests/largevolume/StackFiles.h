@@ -41,23 +41,4 @@ inline std::uintmax_t FileSize(const std::string& path) {
     return std::filesystem::file_size(path);
 }
 
-// A W by H by 1 image holding `values` (x fastest).
-inline Ovidane::cFloatImagePtr MakePlane(uint32_t w, uint32_t h, const std::vector<float>& values) {
-    Ovidane::cFloatImagePtr image(new Ovidane::cOvdImage<float>(Ovidane::cImageDimensions{w, h, 1},
-                                                                Ovidane::Contiguous3D, "test"));
-    for (uint32_t y = 0; y < h; ++y)
-        for (uint32_t x = 0; x < w; ++x)
-            *image->GetPixelPointer(x, y, 0) = values[std::size_t{y} * w + x];
-    return image;
-}
-
-inline std::vector<float> PlaneValues(const Ovidane::cOvdImage<float>& image) {
-    std::vector<float> values;
-    for (uint32_t z = 0; z < image.GetSizeZ(); ++z)
-        for (uint32_t y = 0; y < image.GetSizeY(); ++y)
-            for (uint32_t x = 0; x < image.GetSizeX(); ++x)
-                values.push_back(*image.GetPixelPointer(x, y, z));
-    return values;
-}
-
 } // namespace OvidaneTest

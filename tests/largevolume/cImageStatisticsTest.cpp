@@ -3,7 +3,7 @@
 #include <cmath>
 #include <vector>
 
-#include "largevolume/StackFiles.h"
+#include "support/TestImages.h"
 #include "largevolume/cImageStatistics.h"
 
 using namespace Ovidane;
@@ -16,11 +16,11 @@ std::vector<float> CorrectionOf(const std::vector<float>& means) {
     const uint32_t d = uint32_t(means.size());
     cImageStatistics statistics(2, 2, d);
     for (uint32_t z = 0; z < d; ++z) {
-        cFloatImagePtr slice = MakePlane(2, 2, std::vector<float>(4, means[z]));
+        cFloatImagePtr slice = Constant({2, 2, 1}, means[z]);
         EXPECT_EQ(statistics.Process(slice, z), 0);
     }
     EXPECT_EQ(statistics.Finish(), 0);
-    return PlaneValues(*statistics.GetCorrectionProfile());
+    return Pixels(statistics.GetCorrectionProfile());
 }
 
 void ExpectNear(const std::vector<float>& got, const std::vector<double>& want) {
