@@ -147,13 +147,4 @@ TEST(cLargeVolumeProcessingFramework, FailuresEndThePassAtOnce) {
         EXPECT_TRUE(journal.empty());
         EXPECT_EQ(FileSize(dir.File("never")), 0u);
     }
-    // A full disk under the output ends the pass.
-    if (std::filesystem::exists("/dev/full")) {
-        Recorder recorder("S", journal);
-        cLargeVolumeProcessingFramework pass(dir.File("in"), 3, 2, 3);
-        pass.AddAction(&recorder);
-        pass.SetOutput("/dev/full");
-        EXPECT_EQ(pass.Run(), cLargeVolumeProcessingFramework::kOutputFailed);
-        EXPECT_EQ(journal, (std::vector<std::string>{"S0:3@0"}));
-    }
 }

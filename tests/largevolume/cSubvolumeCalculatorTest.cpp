@@ -279,11 +279,6 @@ TEST(SubvolumeCalculator, FastSizesAreNearestSmoothEvenSizes) {
 }
 
 TEST(SubvolumeMemoryBudget, ModesAndCaps) {
-    EXPECT_EQ(SubvolumeWorkingImageCount(1), 8u);
-    EXPECT_EQ(SubvolumeWorkingImageCount(4), 12u);
-    EXPECT_EQ(SubvolumeWorkingImageCount(3), 19u);
-    EXPECT_EQ(SubvolumeWorkingImageCount(0), 19u);
-
     // 16 GB left after the system's 200 MB, shared by 8 images: 2 GB each, unless the
     // memory service gives less per buffer.
     EXPECT_EQ(SubvolumeMemoryBudget(8, 16584, 4000), 2147483648LL);
