@@ -6,7 +6,6 @@
 #include "decon/cFlatSheetImageObjectFirstGuess.h"
 #include "decon/cGaussianNoiseSmoothing.h"
 #include "decon/cGoldsMethodOptimization.h"
-#include "decon/cGoodsRoughnessNoiseSmoothing.h"
 #include "decon/cLineSearchAcceleration.h"
 #include "decon/cMlemNonBlindMethodOptimization.h"
 #include "decon/cVectorExtrapolationAcceleration.h"
@@ -131,21 +130,6 @@ TEST(IterativeSteps, EdgeBehaviours) {
              // A blur moves light, it neither makes nor loses any.
              EXPECT_NEAR(OvidaneTest::Sum(image), OvidaneTest::Sum(scene.data),
                          1e-5 * OvidaneTest::Sum(scene.data));
-         }},
-        {"Good's step with a factor of 0 leaves the image as it is; a positive one flattens a "
-         "spike",
-         [&] {
-             cFloatImagePtr image = Copy(scene.data);
-             cGoodsRoughnessNoiseSmoothing none(0.0f);
-             none.Apply(image, 1);
-             EXPECT_TRUE(Same(image, scene.data));
-             cFloatImagePtr spike = OvidaneTest::Constant(kSize, 1.0f);
-             At(spike, 5, 5, 3) = 100.0f;
-             cGoodsRoughnessNoiseSmoothing good(1000.0f);
-             good.Initialize(kSize);
-             good.Apply(spike, 1);
-             EXPECT_LT(At(spike, 5, 5, 3), 100.0f);
-             EXPECT_GT(At(spike, 5, 5, 3), 1.0f);
          }},
         {"a flat-sheet start is the mean of the data everywhere",
          [&] {

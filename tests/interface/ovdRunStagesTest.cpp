@@ -111,10 +111,8 @@ TEST(RunStages, MeasuredAndComputedPsfBothSharpenAndTheSavedPsfReportsItsFile) {
     ASSERT_EQ(measured.Restore(), OVD_RESULT_SUCCESS);
     EXPECT_GT(Sharpness(measured.Result(), beads), 1.5 * Sharpness(beads.v, beads));
     const ovdStructInvFilterPsf& saved = measured.psfOut;
-    ASSERT_GT(saved.sWidth, 0);
+    ASSERT_GE(saved.sWidth, 48); // the PSF of a restoration has the padded stack's size
     ASSERT_GT(saved.sHeight, 0);
-    ASSERT_GT(saved.sDepth, 0);
-    EXPECT_GE(saved.sWidth, 48); // the PSF of a restoration has the padded stack's size
     EXPECT_GE(saved.sDepth, 12);
     EXPECT_EQ(fs::file_size(measured.savedPsf),
               std::uintmax_t(saved.sWidth) * saved.sHeight * saved.sDepth * 4);

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <climits>
 #include <set>
 #include <vector>
 
@@ -109,18 +108,6 @@ TEST(cSubvolumingTest, CorrectsEachSubvolumeWithTheStackStatistics) {
 }
 
 TEST(cSubvolumingTest, RefusesBeforeWritingAnythingWhenTheDiskCannotHoldTheRun) {
-    {
-        // Billions of saved iterations of nine subvolumes fit no disk.
-        SubvolumeRun run;
-        run.Parameters().SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, INT32_MAX);
-        run.Parameters().SetInt(DEC_IPARAMS_SAVE_INTERVAL, 1);
-        EXPECT_EQ(run.Cut(), 5);
-        EXPECT_EQ(run.temp.Count(), 0u);
-        EXPECT_TRUE(run.logs->empty());
-        // Without an interval only the final result counts, and that fits.
-        run.Parameters().SetInt(DEC_IPARAMS_SAVE_INTERVAL, 0);
-        EXPECT_EQ(run.Cut(), 0);
-    }
     {
         // A temporary directory whose disk can't be asked counts as full.
         SubvolumeRun run;
