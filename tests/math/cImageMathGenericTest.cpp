@@ -271,23 +271,6 @@ TEST_F(ImageMathTest, ReductionsAccumulateAsSpecifiedOverBothLayouts) {
     EXPECT_EQ(math.AverageImage(image), 4.0f);
 }
 
-TEST_F(ImageMathTest, NormalizeSliceRangeScalesOnlyItsSlices) {
-    for (bool perSlice : {false, true}) {
-        const cFloatImagePtr a = Random({5, 4, 4}, perSlice, 0.0f, 2.0f);
-        const cFloatImagePtr out = Make({5, 4, 4}, !perSlice, -3.0f);
-        math.NormalizeImage(a, out, 1u, 2u, 10.0f);
-        EXPECT_NEAR(math.SumImageSlice(out, 1) + math.SumImageSlice(out, 2), 10.0, 1e-5);
-        EXPECT_EQ(math.SumImageSlice(out, 0), -60.0);
-        EXPECT_EQ(math.SumImageSlice(out, 3), -60.0);
-        // A range that sums to 0 is filled with target over one memory block's elements.
-        const cFloatImagePtr zero = Make({5, 4, 4}, perSlice);
-        math.NormalizeImage(zero, zero, 0u, 1u, 8.0f);
-        const float fill = 8.0f / (perSlice ? 20.0f : 80.0f);
-        EXPECT_EQ(At(zero, 4, 3, 1), fill);
-        EXPECT_EQ(At(zero, 0, 0, 2), 0.0f);
-    }
-}
-
 TEST_F(ImageMathTest, NonNegativityCompressionsLiftNegativeValues) {
     const cImageDimensions size{10, 10, 1};
     // No negative value: a copy, in place or not.
@@ -310,15 +293,6 @@ TEST_F(ImageMathTest, NonNegativityCompressionsLiftNegativeValues) {
     EXPECT_EQ(At(out, 5, 5, 0), At(a, 5, 5, 0)); // values above t are kept
     EXPECT_LE(At(out, 9, 1, 0), t);
 
-    // Linear: with fewer negative pixels than the limit out stays as it was.
-    const cFloatImagePtr untouched = Make(size, false, 42.0f);
-    math.NonNegativityLinearCompression(a, originalSum, 0.5f, untouched);
-    EXPECT_EQ(Pixels(untouched), std::vector<float>(100, 42.0f));
-    const cFloatImagePtr linear = Make(size);
-    math.NonNegativityLinearCompression(a, originalSum, 0.05f, linear);
-    EXPECT_GE(math.FindMinimumValue(linear), 0.0f);
-    EXPECT_GT(math.SumImage(linear), 0.999 * originalSum);
-
     // Inverted: the pedestal raises a and is reported; nothing stays below 0.1.
     const cFloatImagePtr b = Clone(a), inverted = Make(size);
     float pedestal = 99.0f;
@@ -337,57 +311,6 @@ TEST_F(ImageMathTest, NonNegativityCompressionsLiftNegativeValues) {
     const cFloatImagePtr unused = Make({10, 20, 1});
     ExpectFailure([&] { math.NonNegativityLinearCompression(endless, 200.0f, 0.05f, unused); });
     ExpectFailure([&] { math.NonNegativityCompressionInverted(endless, unused, nullptr); });
-}
-
-TEST_F(ImageMathTest, RadialAverageSymmetrisesEachSliceAboutTheOrigin) {
-    const cImageDimensions size{8, 6, 2};
-    const cFloatImagePtr image = Random(size, true), work = Make({8, 6, 1});
-    const std::vector<float> before = Pixels(image);
-    math.RadialAverage(image, work);
-    for (uint32_t z = 0; z < 2; ++z) {
-        EXPECT_EQ(At(image, 0, 0, z), before[z * 48]);             // the origin stays
-        EXPECT_EQ(At(image, 4, 3, z), before[z * 48 + 3 * 8 + 4]); // beyond n = 3
-        for (uint32_t i = 1; i < 3; ++i) {
-            EXPECT_EQ(At(image, i, 0, z), At(image, 8 - i, 0, z));
-            EXPECT_EQ(At(image, i, 0, z), At(image, 0, 6 - i, z));
-            for (uint32_t j = i; j < 3; ++j) {
-                const float v = At(image, j, i, z);
-                EXPECT_EQ(v, At(image, 8 - j, 6 - i, z));
-                EXPECT_EQ(v, At(image, i, j, z));
-                EXPECT_EQ(v, At(image, 8 - i, 6 - j, z));
-            }
-        }
-    }
-    // Already symmetric (squared wrap-around distance, exact in any sum): nothing changes.
-    const cFloatImagePtr symmetric = Make(size);
-    for (uint32_t z = 0; z < 2; ++z)
-        for (uint32_t y = 0; y < 6; ++y)
-            for (uint32_t x = 0; x < 8; ++x) {
-                const float dx = std::min(x, 8 - x), dy = std::min(y, 6 - y);
-                At(symmetric, x, y, z) = dx * dx + dy * dy + z;
-            }
-    const std::vector<float> expected = Pixels(symmetric);
-    math.RadialAverage(symmetric, work);
-    EXPECT_EQ(Pixels(symmetric), expected);
-}
-
-TEST_F(ImageMathTest, ProjectionsSumSlicesAndFillPreviewPanels) {
-    const cImageDimensions size{5, 4, 3};
-    const cFloatImagePtr in = Random(size, true);
-    // Sum of slices 1 to the last (-1) into slice 0.
-    const cFloatImagePtr sum = Make({5, 4, 1}, false, 9.0f);
-    math.SumProjection(in, sum, 1, 1, -1);
-    EXPECT_EQ(At(sum, 3, 2, 0), At(in, 3, 2, 1) + At(in, 3, 2, 2));
-
-    // Three panels of one preview image.
-    const cFloatImagePtr preview = Make({9, 9, 1}, false, -1.0f);
-    math.TripleMaximumProjectionRoi(in, preview, {1, 1, 0, 3, 2, 2}, {0, 0, 0, 2, 1, 0},
-                                    {0, 5, 0, 2, 7, 0}, {5, 0, 0, 7, 1, 0});
-    const auto max3 = [](float a, float b, float c) { return std::max({0.0f, a, b, c}); };
-    EXPECT_EQ(At(preview, 1, 1, 0), max3(At(in, 2, 2, 0), At(in, 2, 2, 1), At(in, 2, 2, 2)));
-    EXPECT_EQ(At(preview, 2, 7, 0), max3(At(in, 3, 1, 2), At(in, 3, 2, 2), 0.0f));
-    EXPECT_EQ(At(preview, 6, 0, 0), max3(At(in, 1, 1, 1), At(in, 2, 1, 1), At(in, 3, 1, 1)));
-    EXPECT_EQ(At(preview, 4, 4, 0), -1.0f);
 }
 
 TEST_F(ImageMathTest, CopiesPadAndCut) {
