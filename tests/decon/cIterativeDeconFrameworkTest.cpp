@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -88,7 +85,7 @@ private:
     cAccelerationPtr mAcceleration;
 };
 
-// Makes a PSF holding 0, 1, 2, ..., so that a shift shows in its file.
+// Makes a PSF holding 0, 1, 2, ...
 class FakePsfFirstGuess : public cPsfFirstGuess {
 public:
     explicit FakePsfFirstGuess(Journal& journal) : mJournal(journal) {}
@@ -107,13 +104,11 @@ private:
 
 struct StatusRecorder {
     std::vector<ovdStructInvFilterStatus> reports;
-    std::size_t cancelAt = 0; // the report (from 1) that is answered with a cancel; 0: none
 };
 
 uint16_t RecordStatus(ovdStructInvFilterStatus* status, void* userData) {
-    auto* recorder = static_cast<StatusRecorder*>(userData);
-    recorder->reports.push_back(*status);
-    return recorder->reports.size() == recorder->cancelAt ? 0 : OVD_STATUS_CONTINUE;
+    static_cast<StatusRecorder*>(userData)->reports.push_back(*status);
+    return OVD_STATUS_CONTINUE;
 }
 
 // ---- Runs in a temporary directory
@@ -133,7 +128,6 @@ protected:
 
     cDeconParameter& Params() { return log->GetParameters(); }
     std::string Output() const { return dir.File("result.raw"); }
-    static bool Exists(const std::string& name) { return std::filesystem::exists(name); }
 
     void WithStatus() {
         framework.SetStatusUpdateHandler(
