@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "largevolume/StackFiles.h"
+#include "support/BeadStack.h"
 #include "largevolume/cLargeVolumeProcessingFramework.h"
 #include "math/cImageMathManager.h"
 #include "support/TempDir.h"
@@ -67,7 +67,7 @@ private:
     cFloatImagePtr mOwn;
 };
 
-Stack Pattern(uint32_t w, uint32_t h, uint32_t d) {
+BeadStack Pattern(uint32_t w, uint32_t h, uint32_t d) {
     return MakeStack(w, h, d,
                      [](uint32_t x, uint32_t y, uint32_t z) { return float(x + 10 * y + 50 * z); });
 }
@@ -76,8 +76,8 @@ Stack Pattern(uint32_t w, uint32_t h, uint32_t d) {
 
 TEST(cLargeVolumeProcessingFramework, ActionsSeeSlicesInOrderAndTheLastImageIsWritten) {
     TempDir dir;
-    const Stack in = Pattern(5, 4, 3);
-    WriteStack(dir.File("in"), in);
+    const BeadStack in = Pattern(5, 4, 3);
+    WriteRaw(dir.File("in"), in.v);
 
     std::vector<std::string> journal;
     cLargeVolumeProcessingFramework pass(dir.File("in"), 5, 4, 3);
@@ -109,7 +109,7 @@ TEST(cLargeVolumeProcessingFramework, ActionsSeeSlicesInOrderAndTheLastImageIsWr
 
 TEST(cLargeVolumeProcessingFramework, FailuresEndThePassAtOnce) {
     TempDir dir;
-    WriteStack(dir.File("in"), Pattern(3, 2, 3));
+    WriteRaw(dir.File("in"), Pattern(3, 2, 3).v);
     std::vector<std::string> journal;
 
     { // A Process failure: later actions and Finish aren't called; slice 0 was written.
@@ -121,7 +121,7 @@ TEST(cLargeVolumeProcessingFramework, FailuresEndThePassAtOnce) {
         EXPECT_EQ(pass.Run(), 7);
         EXPECT_EQ(journal, (std::vector<std::string>{"A0:3@0", "B0:3@0", "A1:3@50"}));
         EXPECT_EQ(pass.Close(), 0);
-        EXPECT_EQ(FileSize(dir.File("out")), 3u * 2 * sizeof(float));
+        EXPECT_EQ(std::filesystem::file_size(dir.File("out")), 3u * 2 * sizeof(float));
     }
     journal.clear();
     { // A Finish failure stops the Finish calls that follow it.
@@ -145,6 +145,6 @@ TEST(cLargeVolumeProcessingFramework, FailuresEndThePassAtOnce) {
             EXPECT_EQ(pass.Run(), cLargeVolumeProcessingFramework::kNoInput) << name;
         }
         EXPECT_TRUE(journal.empty());
-        EXPECT_EQ(FileSize(dir.File("never")), 0u);
+        EXPECT_EQ(std::filesystem::file_size(dir.File("never")), 0u);
     }
 }
