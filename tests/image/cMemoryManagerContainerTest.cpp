@@ -71,7 +71,6 @@ TEST(cMemoryManagerContainer, EachLogicalThreadHasItsOwnPool) {
     float* const callersPixels = mine[0]->start;
     Drop(mine); // free in the caller's pool
 
-    std::string workerReport;
     float* workersPixels = nullptr;
     bool workerHadManager = false;
     std::thread([&] {
@@ -79,17 +78,12 @@ TEST(cMemoryManagerContainer, EachLogicalThreadHasItsOwnPool) {
         container.Allocate(128, 1, blocks, "worker");
         workersPixels = blocks[0]->start;
         workerHadManager = container.HasManager(CallerId());
-        out.str("");
-        container.ReportOwners();
-        workerReport = out.str();
         Drop(blocks);
         container.ReleaseThreadMemory();
     }).join();
     EXPECT_TRUE(workerHadManager);
     EXPECT_NE(workersPixels, callersPixels)
         << "the caller's free block belongs to the caller's pool";
-    EXPECT_NE(workerReport.find("worker has 1 Real allocations.\n"), std::string::npos);
-    EXPECT_EQ(workerReport.find("caller"), std::string::npos);
     EXPECT_TRUE(container.HasManager(caller));
     EXPECT_EQ(source.acquired, 2);
     EXPECT_EQ(source.LiveRegions(), 1u) << "the released worker's region went back";

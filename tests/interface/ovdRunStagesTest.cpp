@@ -22,7 +22,6 @@ namespace {
 
 struct StatusSeen {
     std::vector<ovdStructInvFilterStatus> reports;
-    int cancelAtSubvolume = 0; // answer "stop" at the first report of this subvolume; 0 never
     bool cancelAtFirst = false;
     std::string removeAtSecond; // a file deleted at the first report of subvolume 2
 };
@@ -32,24 +31,19 @@ uint16_t RecordStatus(ovdStructInvFilterStatus* status, void* user) {
     seen->reports.push_back(*status);
     if (status->sSubvolume == 2 && !seen->removeAtSecond.empty())
         std::remove(seen->removeAtSecond.c_str());
-    if (seen->cancelAtFirst ||
-        (seen->cancelAtSubvolume != 0 && status->sSubvolume == seen->cancelAtSubvolume))
-        return 0;
-    return OVD_STATUS_CONTINUE;
+    return seen->cancelAtFirst ? 0 : OVD_STATUS_CONTINUE;
 }
 
+// A host of the argument-list form that says stop once it has heard of the second subvolume.
 struct HostSeen {
     std::vector<uint32_t> subvolumes, counts;
-    bool cancel = false;
+    static uint16_t Call(void* user, uint32_t, float, uint32_t count, uint32_t subvolume, float) {
+        auto* seen = static_cast<HostSeen*>(user);
+        seen->subvolumes.push_back(subvolume);
+        seen->counts.push_back(count);
+        return subvolume >= 2 ? 0 : OVD_STATUS_CONTINUE;
+    }
 };
-
-uint16_t HostStatus(void* user, uint32_t /*stage*/, float /*percent*/, uint32_t count,
-                    uint32_t subvolume, float /*minutes*/) {
-    auto* seen = static_cast<HostSeen*>(user);
-    seen->subvolumes.push_back(subvolume);
-    seen->counts.push_back(count);
-    return seen->cancel ? 0 : OVD_STATUS_CONTINUE;
-}
 
 using Job = BeadJob;
 
@@ -405,20 +399,11 @@ TEST(RunStages, CancelFromTheCallbackEndsWithOneAndCleansUp) {
     int16_t w = -1, h = -1, d = -1;
     float sx = -1, sy = -1, sz = -1;
     ovdSetMemoryBudget(kCuttingBudget);
-    // The host says stop once it has heard of the second subvolume.
-    struct Stopper {
-        static uint16_t Call(void* user, uint32_t stage, float percent, uint32_t count,
-                             uint32_t subvolume, float minutes) {
-            auto* seen = static_cast<HostSeen*>(user);
-            seen->cancel = subvolume >= 2;
-            return HostStatus(user, stage, percent, count, subvolume, minutes);
-        }
-    };
     const uint16_t code =
         DLL_OVD_3DIF(middle.input.c_str(), middle.output.c_str(), middle.tempPath.c_str(), 160, 160,
                      8, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0, 0, 10, 6, 10, 1,
                      OVD_ARG_PIXEL_UINT16, 0.0f, OVD_NOISE_LOW, 0, 0, nullptr, 0, 0, 0, 0, 0, 0,
-                     middle.savedPsf.c_str(), &w, &h, &d, &sx, &sy, &sz, &Stopper::Call, &host);
+                     middle.savedPsf.c_str(), &w, &h, &d, &sx, &sy, &sz, &HostSeen::Call, &host);
     ovdSetMemoryBudget(0);
     EXPECT_EQ(code, OVD_RESULT_RUN_FAILED);
     ASSERT_FALSE(host.subvolumes.empty());
