@@ -35,7 +35,7 @@ TEST(DeriveFromRecords, NoiseFactorSelectsLevelInSinglePrecision) {
     EXPECT_EQ(ovdNoiseLevelOfFactor(0.01f), 4);
 }
 
-TEST(RunSetUp, NoiseClassesPsfInputDepthOneAndTheHighApertureLimit) {
+TEST(RunSetUp, NoiseLevelsBecomeTheirClasses) {
     HostCall call;
     call.image.nDataType = OVD_DATATYPE_FLOAT32;
     ovdRunArguments a = Derived(call);
@@ -49,21 +49,6 @@ TEST(RunSetUp, NoiseClassesPsfInputDepthOneAndTheHighApertureLimit) {
         EXPECT_EQ(p.GetFlag(DEC_FPARAMS_NOISE_LEVEL), expected[level]);
         EXPECT_EQ(p.GetReal(DEC_RPARAMS_GOODS_FACTOR), 0.0f); // only the value-carrying level
     }
-    a.depth = 1;
-    a.numericalAperture = 0.7f;
-    a.psfFile = call.psf;
-    a.psfWidth = 8;
-    a.psfZSpacing = 0.2f;
-    ovdRunState state;
-    cDeconParameter& p = SetUpRun(a, state);
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_IS_2D));
-    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_PSF_HIGH_NA)); // 0.7 itself is not above the limit
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD), DEC_FLAG_PGM_PSF_INPUT);
-    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_PSF_EMPIRICAL));
-    EXPECT_EQ(p.GetString(DEC_SPARAMS_INPUT_PSF_FILE), call.psf);
-    EXPECT_EQ(p.GetInt(DEC_IPARAMS_PSF_WIDTH), 8);
-    EXPECT_FLOAT_EQ(p.GetReal(DEC_RPARAMS_PSF_Z_SPACING), 0.2f);
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GENERATION_SOURCE), DEC_FLAG_PSFSRC_CALCULATED);
 }
 
 namespace {
