@@ -201,6 +201,7 @@ def main():
     for entry in MUTATIONS:
         with open(os.path.join(src, entry[0])) as f:
             if f.read().count(entry[1]) != 1:
+                shutil.rmtree(scratch)
                 sys.exit(f"mutation in {entry[0]} does not match exactly once: {entry[1]!r}")
     print(f"scratch {scratch}; log {log}", flush=True)
     if sh(f"cmake -S {src} -B {build} -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "
