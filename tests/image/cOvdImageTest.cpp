@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -99,4 +100,17 @@ TEST(cOvdImage, WrappedMemoryStaysWithItsOwner) {
 
     table[1] = nullptr;
     ExpectFailure([&] { cFloatImage bad(table, 4, 2, 3, Contiguous2D, "x"); }, "NULL Array");
+}
+
+TEST(cOvdImage, SubImagesAlongTheFirstAxisAreViewsIntoTheSource) {
+    cLimitedRegionSource source;
+    std::ostringstream out;
+    cScopedPool pool(source, out);
+    std::vector<float> pixels(kSize.Voxels());
+    cFloatImage image(pixels.data(), kSize, Contiguous3D, "src");
+    std::unique_ptr<cFloatImage> band(image.GetSubImageFirstAxis(2, 3));
+    EXPECT_EQ(band->GetDimensions(), (cImageDimensions{2, 8, 5}));
+    EXPECT_EQ(band->GetSlicePointer(0), image.GetSlicePointer(0) + 2 * 8 * 5);
+    ExpectFailure([&] { delete image.GetSubImageFirstAxis(15, 16); },
+                  "SubImage is outside of Original Image.");
 }

@@ -100,6 +100,17 @@ TEST(cImageMathGeometry, LineBridgesRampAcrossTheWrapAroundGap) {
     const float expectedY[8] = {14, 12, 10, 99, 99, 20, 20, 18};
     for (uint32_t y = 0; y < 8; ++y)
         EXPECT_NEAR(At(image, 0, y, 0), expectedY[y], 1e-5) << y;
+
+    // The raised cosine on the same x line: weights 0, 1/4, 3/4, 1 over the gap 6, 7, 0, 1.
+    image = line(8, 1);
+    At(image, 2, 0, 0) = 10.0f;
+    At(image, 5, 0, 0) = 20.0f;
+    start = {2, 0, 0};
+    end = {5, 0, 0};
+    math.InterpolateLineCosine(image, start, end);
+    const float expectedCosine[8] = {12.5f, 10, 10, 99, 99, 20, 20, 17.5f};
+    for (uint32_t x = 0; x < 8; ++x)
+        EXPECT_NEAR(At(image, x, 0, 0), expectedCosine[x], 1e-5) << x;
 }
 
 TEST(cImageMathGeometry, RoiBridgesSpreadABoxOverTheWholeImage) {
