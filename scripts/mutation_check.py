@@ -5,8 +5,10 @@ Each mutation is (file, exact original text, replacement, tests). The original t
 occur exactly once in the file, so every mutation applies the same way on every run and a
 stale entry stops the check instead of silently testing nothing.
 
-The check works on its own copy of the committed tree (git archive HEAD) under /tmp with its
-own build directory, so the working tree and build directories others use stay untouched.
+The check works on its own copy of the committed tree (git archive HEAD) under build-mutation/
+with its build directory inside, so the working tree and build directories others use stay
+untouched. The copy's build sits where a checkout's own build/ sits and uses ccache, so with
+ccache's base_dir above both, unchanged sources come from the cache.
 Per mutation: apply, rebuild only the targets its tests need, run those tests, revert.
 A mutation is killed when a test fails; one that no longer compiles is counted apart
 ("build"), never as killed.
@@ -37,10 +39,10 @@ GROUPS = {
     "io": gtest("io"),
     "math": (["test_math", "fft_numpy_dump"],
              gtest("math")[1] + ["/usr/bin/python3 {src}/tests/math/fft_numpy_check.py tests/fft_numpy_dump"]),
-    "decon": (["test_decon", "iterative_run", "inverse_filter_run"],
+    "decon": (["test_decon", "restore_run"],
               gtest("decon")[1] + [
-                  "/usr/bin/python3 {src}/tests/decon/iterative_check.py tests/iterative_run",
-                  "/usr/bin/python3 {src}/tests/decon/inverse_filter_check.py tests/inverse_filter_run"]),
+                  "/usr/bin/python3 {src}/tests/decon/iterative_check.py tests/restore_run",
+                  "/usr/bin/python3 {src}/tests/decon/inverse_filter_check.py tests/restore_run"]),
     "largevolume": gtest("largevolume"),
     "interface": gtest("interface"),
     "restore": gtest("interface", "IterativeRestore.*:LastErrorMessage.*"),
@@ -87,8 +89,8 @@ MUTATIONS = [
     ("src/math/cImageMathGeneric.cpp", "return p >= t ? p : v * v * t;", "return p >= t ? p : v * t;", ["math", "decon"]),
     ("src/math/cImageMathGeneric.cpp", "float t = 0.1f * std::min(maximum, std::fabs(m));",
      "float t = 0.2f * std::min(maximum, std::fabs(m));", ["math", "decon"]),
-    ("src/math/cImageMathGenericGeometry.cpp", "return i == 0 || i < n / 2 ? i : n - i;",
-     "return i == 0 || i <= n / 2 ? i : n - i;", ["math"]),
+    ("src/math/cImageMathGenericGeometry.cpp", "return i == 0 || uint64_t{2} * i < n ? i : n - i;",
+     "return i == 0 || i < n / 2 ? i : n - i;", ["math"]),
     ("src/math/cImageMathGenericGeometry.cpp", "at(e + 1 + i) = (1.0f - f) * vs + f * ve;",
      "at(e + 1 + i) = (1.0f - f) * ve + f * vs;", ["math", "decon"]),
     ("src/math/cImageMathGenericAnalysis.cpp", "const float inVolume = 6 * beta + 1;",
@@ -189,19 +191,22 @@ def main():
     ap.add_argument("--jobs", default="2")
     args = ap.parse_args()
 
-    scratch = tempfile.mkdtemp(prefix="ovd-mutation-")
-    src, build = os.path.join(scratch, "src"), os.path.join(scratch, "build")
-    log = os.path.join(scratch, "log.txt")
-    os.makedirs(src)
+    root = os.path.join(REPO, "build-mutation")
+    os.makedirs(root, exist_ok=True)
+    scratch = tempfile.mkdtemp(prefix="run-", dir=root)
+    src, build = scratch, os.path.join(scratch, "build")
+    log = os.path.join(scratch, "mutation-log.txt")
     subprocess.run(f"git -C {REPO} archive {args.rev} | tar -x -C {src}", shell=True, check=True)
     # Every original must be found before anything is built.
     for entry in MUTATIONS:
         with open(os.path.join(src, entry[0])) as f:
             if f.read().count(entry[1]) != 1:
+                shutil.rmtree(scratch)
                 sys.exit(f"mutation in {entry[0]} does not match exactly once: {entry[1]!r}")
     print(f"scratch {scratch}; log {log}", flush=True)
     if sh(f"cmake -S {src} -B {build} -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "
-          f"-DOVD_BUILD_BENCH=OFF", scratch, log) != 0 or \
+          f"-DOVD_BUILD_BENCH=OFF -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "
+          f"-DCMAKE_C_COMPILER_LAUNCHER=ccache", scratch, log) != 0 or \
        sh(f"ninja -C {build} -j{args.jobs}", scratch, log) != 0:
         sys.exit(f"the unmutated tree does not build; see {log}")
 

@@ -49,15 +49,3 @@ TEST(cDeconParameter, SetFlagStoresExactlyTheAcceptedRangeAndKeepsTheOldValueOth
     p.SetFlag(DEC_FPARAMS_INITIAL_IMAGE_SOURCE, 23);
     EXPECT_EQ(p.GetFlag(DEC_FPARAMS_INITIAL_IMAGE_SOURCE), 0);
 }
-
-TEST(cDeconParameter, SetFlagOnAKeyOutsideTheEnumerationFails) {
-    for (const int32_t key : {0, 16, -1}) {
-        cDeconParameter p;
-        try {
-            p.SetFlag(static_cast<DecFlagKey>(key), DEC_FLAG_DTF_FLOAT_32BIT);
-            ADD_FAILURE() << "key " << key << " accepted";
-        } catch (const cException& e) {
-            EXPECT_EQ(e.GetCode(), 2);
-        }
-    }
-}

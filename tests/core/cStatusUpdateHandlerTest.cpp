@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "core/cCancelException.h"
-#include "core/cOvdObject.h"
 #include "core/cStatusUpdateHandler.h"
 
 using namespace Ovidane;
@@ -37,32 +36,7 @@ uint16_t Throw(ovdStructInvFilterStatus*, void*) {
     throw std::runtime_error("host failure");
 }
 
-class Named : public cOvdObject {
-public:
-    explicit Named(std::string name) : cOvdObject(std::move(name)) {}
-    template <class Body> decltype(auto) Run(Body&& body) const {
-        return Guard(std::forward<Body>(body));
-    }
-};
-
 } // namespace
-
-TEST(cStatusUpdateHandler, UpdatePassesTheRecordAndUserDataToTheHost) {
-    Host host;
-    cClockedHandler handler(&Record, &host);
-    handler.now = 1000;
-    handler.StartClock();
-    handler.now = 1000 + 120000; // two minutes
-    EXPECT_EQ(handler.Update(25.0f, 0, 8, 2, 6, 106), 201);
-    ASSERT_EQ(host.seen.size(), 1u);
-    const ovdStructInvFilterStatus& s = host.seen[0];
-    EXPECT_EQ(s.fPercentDone, 25.0f);
-    EXPECT_NEAR(s.fMinutesLeft, 1.5f, 1e-6f); // 75% left of a pace of 2 minutes per 100%
-    EXPECT_EQ(s.sIterationCount, 8);
-    EXPECT_EQ(s.sSubvolume, 2);
-    EXPECT_EQ(s.sSubvolumeCount, 6);
-    EXPECT_EQ(s.sStage, 106);
-}
 
 TEST(cStatusUpdateHandler, TimeEstimateUsesTimePerIterationInWholeMilliseconds) {
     Host host;
@@ -94,21 +68,6 @@ TEST(cStatusUpdateHandler, AnyAnswerButContinueCancelsWithCode200) {
             EXPECT_EQ(e.GetCode(), 200);
         }
         EXPECT_EQ(host.seen.size(), 1u);
-    }
-}
-
-TEST(cStatusUpdateHandler, CancelGathersTheNamesOfTheObjectsItLeaves) {
-    Host host;
-    host.answer = 0;
-    cClockedHandler handler(&Record, &host);
-    const Named framework("cIterativeDeconFramework"), algorithm("cInverseFilterDeconAlgorithm");
-    try {
-        algorithm.Run([&] { framework.Run([&] { handler.Update(50.0f, 0, 1, 1, 1, 106); }); });
-        FAIL() << "not cancelled";
-    } catch (const cException& e) {
-        EXPECT_EQ(e.GetWhere(),
-                  "cInverseFilterDeconAlgorithm/cIterativeDeconFramework//Status Update");
-        EXPECT_EQ(e.GetCode(), 200);
     }
 }
 

@@ -7,12 +7,13 @@
 #include <random>
 #include <vector>
 
-#include "ConstraintTestImages.h"
+#include "support/TestImages.h"
 #include "math/cFFTManager.h"
 
 namespace IterativeTest {
 
-using ConstraintTest::At;
+using OvidaneTest::At;
+using OvidaneTest::Pixels;
 using Ovidane::cFloatImagePtr;
 using Ovidane::cImageDimensions;
 
@@ -24,7 +25,7 @@ inline float Wrapped(uint32_t i, uint32_t n) {
 // A Gaussian of sum 1 with its centre at pixel (0, 0, 0), widths in pixels.
 inline cFloatImagePtr OriginGaussian(const cImageDimensions& size, float sigmaXY, float sigmaZ) {
     double sum = 0;
-    cFloatImagePtr psf = ConstraintTest::MakeImage(size, [&](uint32_t x, uint32_t y, uint32_t z) {
+    cFloatImagePtr psf = OvidaneTest::MakeImage(size, [&](uint32_t x, uint32_t y, uint32_t z) {
         const float dx = Wrapped(x, size.x) / sigmaXY, dy = Wrapped(y, size.y) / sigmaXY;
         const float dz = size.z == 1 ? 0.0f : Wrapped(z, size.z) / sigmaZ;
         const float p = std::exp(-0.5f * (dx * dx + dy * dy + dz * dz));
@@ -49,14 +50,14 @@ inline Scene MakeScene(const cImageDimensions& size, float brightness, float bac
     Scene s;
     s.psf = OriginGaussian(size, 1.5f, 2.0f);
     const uint32_t zc = size.z / 2;
-    s.truth = ConstraintTest::Constant(size, 0.0f);
+    s.truth = OvidaneTest::Constant(size, 0.0f);
     const uint32_t places[][3] = {{size.x / 2 - 2, size.y / 2, zc},
                                   {size.x / 2 + 2, size.y / 2, zc},
                                   {size.x / 4, size.y / 4, zc},
                                   {3 * size.x / 4, 2 * size.y / 3, size.z > 2 ? zc + 1 : 0}};
     for (const auto& p : places)
         At(s.truth, p[0], p[1], p[2]) = brightness;
-    s.data = ConstraintTest::Constant(size, 0.0f);
+    s.data = OvidaneTest::Constant(size, 0.0f);
     Ovidane::cFFTManager::Instance().Convolve(s.truth, s.psf, s.data, 2);
     std::mt19937 random(seed);
     for (uint32_t z = 0; z < size.z; ++z)
@@ -73,7 +74,7 @@ inline Scene MakeScene(const cImageDimensions& size, float brightness, float bac
 inline double PoissonLogLikelihood(const cFloatImagePtr& data, const cFloatImagePtr& object,
                                    const cFloatImagePtr& psf, const uint32_t guard[6]) {
     const cImageDimensions size = data->GetDimensions();
-    cFloatImagePtr blurred = ConstraintTest::Constant(size, 0.0f);
+    cFloatImagePtr blurred = OvidaneTest::Constant(size, 0.0f);
     Ovidane::cFFTManager::Instance().Convolve(object, psf, blurred, 2);
     double sum = 0;
     for (uint32_t z = guard[4]; z + guard[5] < size.z; ++z)
@@ -83,34 +84,6 @@ inline double PoissonLogLikelihood(const cFloatImagePtr& data, const cFloatImage
                 sum += At(data, x, y, z) * std::log(f) - f;
             }
     return sum;
-}
-
-// The pixels of an image in file order.
-inline std::vector<float> Pixels(const cFloatImagePtr& image) {
-    std::vector<float> values;
-    const cImageDimensions size = image->GetDimensions();
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                values.push_back(At(image, x, y, z));
-    return values;
-}
-
-// Pearson correlation of two pixel lists of one length.
-inline double Correlation(const std::vector<float>& a, const std::vector<float>& b) {
-    const double n = double(a.size());
-    double ma = 0, mb = 0;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        ma += a[i] / n;
-        mb += b[i] / n;
-    }
-    double ab = 0, aa = 0, bb = 0;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        ab += (a[i] - ma) * (b[i] - mb);
-        aa += (a[i] - ma) * (a[i] - ma);
-        bb += (b[i] - mb) * (b[i] - mb);
-    }
-    return ab / std::sqrt(aa * bb);
 }
 
 } // namespace IterativeTest

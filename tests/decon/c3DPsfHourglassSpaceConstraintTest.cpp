@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "ConstraintTestImages.h"
-#include "decon/c3DPsfDvorakHourglassSpaceConstraint.h"
+#include "support/TestImages.h"
 #include "decon/c3DPsfHourglassSpaceConstraint.h"
 
 using namespace Ovidane;
-using namespace ConstraintTest;
+using namespace OvidaneTest;
 
 namespace {
 
@@ -52,48 +51,4 @@ TEST(c3DPsfHourglassSpaceConstraint, KeepsWhatLiesInsideTheLightCone) {
     maker.Setup();
     maker.Apply(image);
     EXPECT_EQ(At(image, 3, 0, 0), 3.0f);
-}
-
-TEST(c3DPsfHourglassSpaceConstraint, SinglePlaneIsTheWaistsDisc) {
-    // The one plane of a 2D PSF is its focal plane, at axial distance 0.
-    c3DPsfHourglassSpaceConstraint plane = Hourglass(1, false);
-    plane.Setup();
-    ExpectPixels(plane.GetMask(), {{3, 0, 0, 1}, {2, 18, 0, 1}, {4, 0, 0, 0}});
-}
-
-TEST(c3DPsfHourglassSpaceConstraint, SetupRefusesArgumentsInItsOrder) {
-    auto failure = [](float n, float lambda, float na, float radius, uint32_t depth, float dz) {
-        c3DPsfHourglassSpaceConstraint hourglass(0.1f, 0.1f, dz, na, n, lambda, radius, 8, 8, depth,
-                                                 false, false);
-        return FailureOf([&] { hourglass.Setup(); });
-    };
-    EXPECT_EQ(failure(0, 0, 0, -1, 0, -1), "Invalid Refractive Index in Setup");
-    EXPECT_EQ(failure(kN, 0, 0, -1, 0, -1), "Invalid Lambda in Setup");
-    EXPECT_EQ(failure(kN, kLambda, 0, -1, 0, -1), "Invalid Numerical Aperture in Setup");
-    EXPECT_EQ(failure(kN, kLambda, 1.4f, -1, 0, -1), "Invalid Numerical Aperture in Setup");
-    EXPECT_EQ(failure(kN, kLambda, kNA, -1, 0, -1), "Invalid Minimum Radius in Setup");
-    EXPECT_EQ(failure(kN, kLambda, kNA, 1, 0, -1), "Invalid Dimensions in Setup");
-    EXPECT_EQ(failure(kN, kLambda, kNA, 1, 4, 0), "Invalid Spacings in Setup");
-    EXPECT_EQ(failure(kN, kLambda, kNA, 1, 4, 0.2f), "");
-    cFloatImagePtr none;
-    EXPECT_EQ(FailureOf([&] { Hourglass(4, false).Apply(none); }), "NULL input image in Apply");
-}
-
-TEST(c3DPsfDvorakHourglassSpaceConstraint, DrawsItsMaskOnceAsHourglassOrCylinder) {
-    // Factor 1: the waist above.
-    c3DPsfDvorakHourglassSpaceConstraint hourglass(0.1f, 0.1f, 0.2f, kNA, kN, kLambda, 1.0f, 20, 20,
-                                                   6, 0);
-    cFloatImagePtr image = Constant({20, 20, 6}, 2.0f);
-    hourglass.Apply(image); // draws the mask on first use
-    ExpectPixels(image, {{3, 0, 0, 2}, {4, 0, 0, 0}, {7, 0, 4, 2}, {8, 0, 4, 0}});
-    EXPECT_EQ(FailureOf([&] { hourglass.Setup(); }), "SpaceMask previously Instantiated in Setup");
-
-    // Flat, with factor 2: the disc of 0.61 µm in every slice.
-    c3DPsfDvorakHourglassSpaceConstraint flat(0.1f, 0.1f, 0.2f, kNA, kN, kLambda, 2.0f, 20, 20, 6,
-                                              1);
-    flat.Setup();
-    for (uint32_t z = 0; z < 6; ++z)
-        ExpectPixels(flat.GetMask(), {{6, 0, z, 1}, {7, 0, z, 0}});
-    cFloatImagePtr none;
-    EXPECT_EQ(FailureOf([&] { flat.Apply(none); }), "NULL input image in Apply");
 }

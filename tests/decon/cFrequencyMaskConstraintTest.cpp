@@ -2,13 +2,13 @@
 
 #include <cmath>
 
-#include "ConstraintTestImages.h"
+#include "support/TestImages.h"
 #include "decon/c3DDvorakBandWidthConstraint.h"
 #include "decon/c3DPsfBandWidthConstraintFromImagingParameters.h"
 #include "math/cFFTManager.h"
 
 using namespace Ovidane;
-using namespace ConstraintTest;
+using namespace OvidaneTest;
 
 namespace {
 
@@ -85,40 +85,4 @@ TEST_F(BandLimit, ApplyKeepsExactlyThePassbandOfTheSpectrum) {
     EXPECT_GT(passed, 10);
     EXPECT_LT(passed, 16 * 16 * 8 - 10);
 
-    // Confocal: limited as the square root and squared again, so nothing comes out negative.
-    c3DDvorakBandWidthConstraint confocal(0.1f, 0.1f, 0.2f, kNA, kN, kLambda, size.x, size.y,
-                                          size.z, true, false);
-    confocal.Apply(psf);
-    EXPECT_GE(Sum(psf), 0.0);
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                ASSERT_GE(At(psf, x, y, z), 0.0f);
-}
-
-TEST_F(BandLimit, RefusedOpticsLeaveNoMaskAndApplyFailsInTheMultiplication) {
-    const cImageDimensions size{8, 8, 4};
-    cFFTManager::Instance().AddInstance(size, 1, 3);
-    cFFTManager::Instance().InitializePlans();
-    cFloatImagePtr image = Constant(size, 1.0f), none;
-
-    // NA above n: the high-aperture constructor stops quietly; a spacing of 0 makes the other
-    // limit's Setup decline.
-    c3DDvorakBandWidthConstraint refused(0.1f, 0.1f, 0.2f, 1.6f, kN, kLambda, 8, 8, 4, false,
-                                         false);
-    c3DPsfBandWidthConstraintFromImagingParameters declined(0.0f, 0.1f, 0.2f, kNA, kN, kLambda, 8,
-                                                            8, 4, false, false);
-    for (cFrequencyMaskConstraint* limit : {static_cast<cFrequencyMaskConstraint*>(&refused),
-                                            static_cast<cFrequencyMaskConstraint*>(&declined)}) {
-        limit->Setup();
-        EXPECT_TRUE(limit->GetMask().IsNull());
-        EXPECT_EQ(FailureOf([&] { limit->Apply(image); }), "NULL input image in MultiplyImage");
-    }
-    // A null image: the high-aperture limit passes over it, the other one refuses it.
-    EXPECT_EQ(FailureOf([&] { refused.Apply(none); }), "");
-    EXPECT_EQ(FailureOf([&] { declined.Apply(none); }), "NULL input image in Apply");
-
-    c3DPsfBandWidthConstraintFromImagingParameters other(0.1f, 0.1f, 0.2f, kNA, kN, kLambda, 8, 8,
-                                                         2, false, false);
-    EXPECT_EQ(FailureOf([&] { other.Apply(image); }), "Invalid Dimensions in MultiplyImage");
 }

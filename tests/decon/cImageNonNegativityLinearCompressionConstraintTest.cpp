@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "ConstraintTestImages.h"
+#include "support/TestImages.h"
 #include "decon/cImageNonNegativityCompressionConstraint.h"
 #include "decon/cImageNonNegativityLinearCompressionConstraint.h"
 
 using namespace Ovidane;
-using namespace ConstraintTest;
+using namespace OvidaneTest;
 
 namespace {
 
@@ -17,35 +17,6 @@ cFloatImagePtr WithNegatives(int negatives, float low, float rest, uint32_t line
 }
 
 } // namespace
-
-TEST(cImageNonNegativityLinearCompressionConstraint, ToleratesAFewNegativesAndRescalesMore) {
-    // 1 percent, and 1.9 percent just short of the limit: unchanged, negatives included.
-    for (uint32_t lines : {10u, 100u}) {
-        cFloatImagePtr image = WithNegatives(lines == 10 ? 1 : 19, -1.0f, 10.0f, lines);
-        const double before = Sum(image);
-        cImageNonNegativityLinearCompressionConstraint constraint(static_cast<float>(before));
-        constraint.Setup();
-        constraint.Apply(image);
-        EXPECT_EQ(At(image, 0, 0, 0), -1.0f);
-        EXPECT_EQ(Sum(image), before);
-    }
-
-    // 3 percent: raised by the pedestal 0.9·(-1), clipped at 0 and scaled back to the
-    // original sum, up to the clipped 0.1 of three pixels.
-    cFloatImagePtr image = WithNegatives(3, -1.0f, 10.0f);
-    const float originalSum = static_cast<float>(Sum(image)); // 967
-    cImageNonNegativityLinearCompressionConstraint constraint(originalSum);
-    constraint.Apply(image);
-    ExpectPixels(image, {{0, 0, 0, 0}, {2, 0, 0, 0}});
-    EXPECT_NEAR(At(image, 5, 5, 0), 10.9f * originalSum / (originalSum + 90), 1e-4f);
-    EXPECT_NEAR(Sum(image), originalSum, 0.001 * originalSum);
-
-    cImageNonNegativityLinearCompressionConstraint zero(0.0f);
-    EXPECT_EQ(FailureOf([&] { zero.Setup(); }),
-              "Invalid Original Image Sum in cImageNonNegativityLinearCompressionConstraint");
-    cFloatImagePtr none;
-    EXPECT_EQ(FailureOf([&] { zero.Apply(none); }), "NULL input image in Apply");
-}
 
 TEST(cImageNonNegativityCompressionConstraint, BendsLowValuesOrRaisesATransmittedLightImage) {
     // Minimum -2, maximum 8: from t = 0.1·min(8, 2) = 0.2 up values stay; below, a parabola

@@ -1,33 +1,12 @@
 #include <gtest/gtest.h>
 
-#include "ConstraintTestImages.h"
+#include "support/TestImages.h"
 #include "decon/cImageNormalizationConstraint.h"
 #include "decon/cIntensityCorrectionConstraint.h"
 #include "decon/cTLBInversionConstraint.h"
 
 using namespace Ovidane;
-using namespace ConstraintTest;
-
-TEST(cImageNormalizationConstraint, ClearsNegativesAndScalesToTheTarget) {
-    const cImageDimensions size{6, 5, 3};
-    cFloatImagePtr image = MakeImage(size, [](uint32_t x, uint32_t y, uint32_t z) {
-        return x == 0 ? -1.0f : float(x + y + z); // sum 450 without the negative column
-    });
-    cImageNormalizationConstraint constraint(250.0f);
-    constraint.Apply(image);
-    EXPECT_NEAR(Sum(image), 250.0, 1e-4);
-    ExpectPixels(image, {{0, 2, 1, 0}});
-    EXPECT_FLOAT_EQ(At(image, 5, 4, 2), 11.0f * 250.0f / 450.0f);
-
-    // Nothing to scale: every pixel becomes target / elements per block.
-    cFloatImagePtr zero = Constant(size, 0.0f);
-    cImageNormalizationConstraint(1.0f).Apply(zero);
-    EXPECT_FLOAT_EQ(At(zero, 5, 4, 2), 1.0f / static_cast<float>(zero->GetElementsPerBlock()));
-
-    EXPECT_EQ(cImageNormalizationConstraint(-3.0f).GetTarget(), 1.0f);
-    cFloatImagePtr none;
-    EXPECT_EQ(FailureOf([&] { constraint.Apply(none); }), "NULL input image in Apply");
-}
+using namespace OvidaneTest;
 
 TEST(cTLBInversionConstraint, MirrorsGreyValuesWithinTheRangeAndFloorsAtTheGuard) {
     cFloatImagePtr image = MakeImage({5, 1, 1}, [](uint32_t x, uint32_t, uint32_t) {

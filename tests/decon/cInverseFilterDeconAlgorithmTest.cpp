@@ -1,15 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include "core/cDeconLog.h"
 #include "decon/cInverseFilterDeconAlgorithm.h"
-#include "decon/cIterativeCallbackStopCriterion.h"
-#include "decon/cLoadFilePsfFirstGuess.h"
-#include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
 #include "math/cFFTManager.h"
 #include "support/TempDir.h"
 #include "support/RawStack.h"
@@ -87,66 +82,9 @@ uint16_t Reporter(ovdStructInvFilterStatus* status, void* userData) {
     return OVD_STATUS_CONTINUE;
 }
 
-// The stop criterion asks with itself as the user data and stage 201.
-int gAsked = 0;
-uint16_t Asker(ovdStructInvFilterStatus* status, void* /*criterion*/) {
-    if (status->sStage == OVD_STATUS_CONTINUE)
-        ++gAsked;
-    return OVD_STATUS_CONTINUE;
-}
 
-template <class T, class U> bool Is(const cCountedPtr<U>& object) {
-    return dynamic_cast<T*>(object.Get()) != nullptr;
-}
 
 } // namespace
-
-TEST(cInverseFilterDeconAlgorithm, ConstructorWiresTheSettingsOfTheLog) {
-    OvidaneTest::TempDir dir;
-    cCountedPtr<cDeconLog> log = SubvolumeLog(dir);
-    cDeconParameter& p = log->GetParameters();
-    p.SetReal(DEC_RPARAMS_GOODS_FACTOR, 0.25f);
-    p.SetFlag(DEC_FPARAMS_NOISE_LEVEL, DEC_FLAG_NOISE_LEVEL_OTHER);
-    p.SetInt(DEC_IPARAMS_SUBVOLUME_Z1GUARDBAND, 2);
-    p.SetInt(DEC_IPARAMS_SUBVOLUME_Z2GUARDBAND, 1);
-    p.SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, 7);
-    p.SetFlag(DEC_FPARAMS_PSF_PREVIEW_METHOD, DEC_FLAG_PPM_2D_PSF_PREVIEW);
-    {
-        cInverseFilterDeconAlgorithm algorithm(log);
-        const cInverseFilterOptimizationPtr optimization = algorithm.GetOptimization();
-        EXPECT_EQ(optimization->GetNoiseLevel(), DEC_FLAG_NOISE_LEVEL_OTHER);
-        EXPECT_EQ(optimization->GetRegularizationFactor(), 0.25f);
-        EXPECT_EQ(optimization->GetSpacingZ(), 0.3f);
-        // The estimate looks at the interior planes only.
-        EXPECT_EQ(optimization->GetFirstPlane(), 2u);
-        EXPECT_EQ(optimization->GetLastPlane(), kZ - 1 - 1);
-        // One pass, saved at its end.
-        EXPECT_EQ(p.GetInt(DEC_IPARAMS_TOTAL_ITERATIONS), 1);
-        EXPECT_EQ(p.GetInt(DEC_IPARAMS_SAVE_INTERVAL), 1);
-        EXPECT_TRUE(Is<cLoadFilePsfFirstGuess>(algorithm.GetPsfFirstGuess()));
-
-        // The host may take over the decision to stop.
-        algorithm.UseCallbackStopCriterion(Asker);
-        EXPECT_TRUE(Is<cIterativeCallbackStopCriterion>(algorithm.GetStopCriterion()));
-    }
-
-    // Any PSF method but the file gives the theoretical PSF.
-    p.SetFlag(DEC_FPARAMS_PSF_GUESS_METHOD, DEC_FLAG_PGM_THEORETICAL_EST);
-    cInverseFilterDeconAlgorithm theoretical(log);
-    EXPECT_TRUE(
-        Is<cTheoreticalPsfFirstGuessWithSphericalAberration>(theoretical.GetPsfFirstGuess()));
-}
-
-TEST(cInverseFilterDeconAlgorithm, DestructorDeletesTheInputFileOnlyWhenTheLogSaysSo) {
-    OvidaneTest::TempDir dir;
-    cCountedPtr<cDeconLog> log = SubvolumeLog(dir);
-    WriteRaw(dir.File("stack.raw"), std::vector<float>(4, 1.0f));
-    { cInverseFilterDeconAlgorithm keeps(log); }
-    EXPECT_TRUE(std::filesystem::exists(dir.File("stack.raw")));
-    log->GetParameters().SetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE, true);
-    { cInverseFilterDeconAlgorithm deletes(log); }
-    EXPECT_FALSE(std::filesystem::exists(dir.File("stack.raw")));
-}
 
 // Restoring a bead blurred by exactly the PSF of the file with the smallest K rings
 // strongly: a good part of the result lies below 0 before the compression.
@@ -158,11 +96,9 @@ TEST(cInverseFilterDeconAlgorithm, ARunRestoresInPlaceAndOnlyPhaseObjectsKeepNeg
         cCountedPtr<cDeconLog> log = SubvolumeLog(dir);
         log->GetParameters().SetBool(DEC_BPARAMS_IS_PHASEOBJECT, phase);
         HostRecord record;
-        gAsked = 0;
         cInverseFilterDeconAlgorithm algorithm(log);
         algorithm.SetStatusCallback(Reporter, &record);
         algorithm.SetSubvolumeProgress(1, 1);
-        algorithm.UseCallbackStopCriterion(Asker);
         algorithm.Initialize();
         EXPECT_TRUE(algorithm.IsInitialized());
         algorithm.SetUp();
@@ -177,7 +113,6 @@ TEST(cInverseFilterDeconAlgorithm, ARunRestoresInPlaceAndOnlyPhaseObjectsKeepNeg
         EXPECT_EQ(results[phase][37], result->GetSlicePointer(0)[37]);
         EXPECT_GT(record.updates, 2);
         EXPECT_FLOAT_EQ(record.lastPercent, 100.0f);
-        EXPECT_EQ(gAsked, 1);
         cFFTManager::Instance().ReleaseThreadInstances();
     }
     const auto negatives = [](const std::vector<float>& values) {

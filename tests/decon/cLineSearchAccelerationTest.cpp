@@ -4,6 +4,7 @@
 #include "decon/cLineSearchAcceleration.h"
 #include "decon/cMlemNonBlindMethodOptimization.h"
 #include "math/cFFTManager.h"
+#include "math/cImageMathManager.h"
 
 using namespace Ovidane;
 using namespace IterativeTest;
@@ -32,7 +33,7 @@ TEST(cLineSearchAcceleration, PoissonLikelihoodNeverFallsFromPassToPass) {
         optimization.SetDimensions(c.size);
         optimization.Initialize();
 
-        cFloatImagePtr object = ConstraintTest::Copy(scene.data);
+        cFloatImagePtr object = OvidaneTest::Copy(scene.data);
         double previous = PoissonLogLikelihood(scene.data, object, scene.psf, c.guard);
         bool wentFurther = false;
         for (int32_t pass = 0; pass < 15; ++pass) {
@@ -47,4 +48,30 @@ TEST(cLineSearchAcceleration, PoissonLikelihoodNeverFallsFromPassToPass) {
         EXPECT_TRUE(wentFurther);
         cFFTManager::Instance().ReleaseThreadInstances();
     }
+}
+
+// A likelihood that rises however far the step goes: the step stops where the first pixel
+// of the object reaches 0. With a delta PSF the reblurred image is the object itself; the
+// plain update halves one pixel and raises the others by half, so that pixel reaches 0 at
+// twice the plain step.
+TEST(cLineSearchAcceleration, StepEndsWhereTheFirstPixelReachesZero) {
+    const cImageDimensions size{4, 4, 2};
+    cFFTManager::Instance().AddInstance(size, 1, 3);
+    cFFTManager::Instance().InitializePlans();
+    cFloatImagePtr object = OvidaneTest::Constant(size, 1.0f);
+    cFloatImagePtr data = OvidaneTest::Constant(size, 100.0f);
+    cFloatImagePtr psf = OvidaneTest::Constant(size, 0.0f);
+    At(psf, 0, 0, 0) = 1.0f;
+    At(data, 1, 2, 1) = 0.0f;
+    cLineSearchAcceleration search;
+    search.SetDimensions(size);
+    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+    math->CopyImage(object, search.GetReblurredImage());
+    math->SetImageToConstant(search.GetNewImageEstimate(), 1.5f);
+    At(search.GetNewImageEstimate(), 1, 2, 1) = 0.5f;
+    search.Apply(object, data, psf);
+    EXPECT_EQ(search.GetLastStep(), 2.0f);
+    EXPECT_EQ(At(object, 1, 2, 1), 0.0f);
+    EXPECT_EQ(At(object, 3, 3, 0), 2.0f);
+    cFFTManager::Instance().ReleaseThreadInstances();
 }

@@ -63,25 +63,6 @@ std::string Refusal(cLoadFilePsfFirstGuess& guess) {
 
 } // namespace
 
-TEST(cLoadFilePsfFirstGuess, FileOnTheImageGridOnlyMovesItsCentreToTheOrigin) {
-    TempDir dir;
-    const std::string name = dir.File("psf.raw");
-    const cImageDimensions size{16, 12, 8};
-    WriteStack(name, size, Position);
-
-    cLoadFilePsfFirstGuess guess(size, 0.1f, 0.1f, 0.3f, size, 0.1f, 0.1f, 0.3f);
-    guess.SetFileName(name);
-    cFloatImagePtr psf(new cOvdImage<float>(size, "test"));
-    cFloatImagePtr handedIn = psf, original;
-    guess.Apply(psf, original);
-    EXPECT_EQ(psf.Get(), handedIn.Get());
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                ASSERT_EQ(At(psf, x, y, z), Position((x + 8) % 16, (y + 6) % 12, (z + 4) % 8))
-                    << x << "," << y << "," << z;
-}
-
 TEST(cLoadFilePsfFirstGuess, LargerFileIsCutAndSmallerPaddedRoundTheCentre) {
     TempDir dir;
     const cImageDimensions image{16, 12, 8};

@@ -4,11 +4,11 @@
 #include <cmath>
 #include <vector>
 
-#include "ConstraintTestImages.h"
+#include "support/TestImages.h"
 #include "decon/cSubvolumeInterpolationConstraint.h"
 
 using namespace Ovidane;
-using namespace ConstraintTest;
+using namespace OvidaneTest;
 
 namespace {
 

@@ -68,9 +68,9 @@ def read(path):
 
 def run(program, folder, name, extra):
     output = os.path.join(folder, name + ".raw")
-    arguments = [program, "input=" + os.path.join(folder, "stack.raw"), "output=" + output,
+    arguments = [program, "method=inverse", "input=" + os.path.join(folder, "stack.raw"), "output=" + output,
                  f"size={X},{Y},{Z}", "spacing=" + ",".join(str(s) for s in SPACING),
-                 f"guard={Z_GUARD[0]},{Z_GUARD[1]}"] + extra
+                 f"guard=0,0,0,0,{Z_GUARD[0]},{Z_GUARD[1]}"] + extra
     result = subprocess.run(arguments, capture_output=True, text=True)
     if result.returncode != 0:
         sys.exit(f"{name}: the restoration failed: {result.stderr.strip()}")

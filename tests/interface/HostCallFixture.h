@@ -8,6 +8,7 @@
 
 #include "interface/ovdValidation.h"
 #include "interface/ovdinf01.h"
+#include "support/BeadStack.h"
 #include "support/TempDir.h"
 
 // Records of a valid call on a stack of w x h x d pixels of the given type, for a 1.4 NA oil
@@ -68,4 +69,69 @@ struct HostCall {
         std::ofstream(path, std::ios::binary)
             .write(reinterpret_cast<const char*>(words.data()), std::streamsize(count * 2));
     }
+};
+
+// A Gaussian close to a 1.4 NA oil objective's widefield blur at 520 nm, sampled at 0.1 um
+// in x and y and 0.25 um in z: widths in pixels.
+constexpr float kSigmaXY = 1.0f, kSigmaZ = 1.5f;
+
+// One host's restoration of a bead stack: the stack on disk in the pixel type asked for, an
+// empty temporary directory, records that pass every check, a quiet message channel.
+struct BeadJob {
+    OvidaneTest::TempDir dir{"ovd-run"};
+    OvidaneTest::TempDir temp{"ovd-run-temp"};
+    std::string input = dir.File("stack.raw");
+    std::string output = dir.File("restored.raw");
+    std::string psfFile = dir.File("measured-psf.raw");
+    std::string savedPsf = dir.File("saved-psf.raw");
+    std::string tempPath = temp.Path().string();
+    OvidaneTest::BeadStack stack;
+
+    ovdStructInvFilterImage image{};
+    ovdStructInvFilterPsf psfIn{};
+    ovdStructInvFilterPsf psfOut{};
+    ovdStructInvFilterOpsStd std{};
+    ovdStructInvFilterOpsExp exp{};
+    ovdStructIterativeOps options{};
+
+    explicit BeadJob(const OvidaneTest::BeadStack& s, uint32_t dataType = OVD_DATATYPE_UINT16)
+        : stack(s) {
+        ovdSetMessageCallback(nullptr, nullptr);
+        if (dataType == OVD_DATATYPE_UINT8)
+            OvidaneTest::WriteRawAs<uint8_t>(input, s.v);
+        else if (dataType == OVD_DATATYPE_UINT16)
+            OvidaneTest::WriteRawAs<uint16_t>(input, s.v);
+        else
+            OvidaneTest::WriteRawAs<float>(input, s.v);
+        FillValidRecords(image, std, exp, input, dataType, int16_t(s.w), int16_t(s.h),
+                         int16_t(s.d), output, tempPath);
+        ovdInitStructIterativeOps(&options);
+    }
+    ~BeadJob() { ovdSetMessagesToStandardOutput(); }
+
+    void MeasuredPsf(int w, int h, int d) {
+        OvidaneTest::WriteRawAs<float>(psfFile,
+                                       OvidaneTest::MakeGaussianPsf(w, h, d, kSigmaXY, kSigmaZ).v);
+        psfIn.pszFile = psfFile.c_str();
+        psfIn.sWidth = int16_t(w);
+        psfIn.sHeight = int16_t(h);
+        psfIn.sDepth = int16_t(d);
+        psfIn.fXSpacing = psfIn.fYSpacing = 0.1f;
+        psfIn.fZSpacing = 0.25f;
+    }
+    // Asks for the PSF back; the record keeps -7 until a run succeeds.
+    void SavePsf() {
+        psfOut.pszFile = savedPsf.c_str();
+        psfOut.sWidth = psfOut.sHeight = psfOut.sDepth = -7;
+        psfOut.fXSpacing = -7;
+    }
+
+    uint16_t Restore(ovdStatusCallback callback = nullptr, void* user = nullptr) {
+        return ovd3dInverseFilter(&image, psfIn.pszFile ? &psfIn : nullptr,
+                                  psfOut.pszFile ? &psfOut : nullptr, &std, &exp, callback, user);
+    }
+    uint16_t RestoreIteratively(ovdStatusCallback callback = nullptr, void* user = nullptr) {
+        return ovd3dRestore(&image, &psfIn, nullptr, &std, &exp, &options, callback, user);
+    }
+    std::vector<float> Result() const { return OvidaneTest::ReadRaw(output); }
 };

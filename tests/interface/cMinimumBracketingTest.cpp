@@ -66,16 +66,6 @@ TEST(cMinimumBracketingTest, FarMinimumIsReachedWithGrowingSteps) {
         EXPECT_LT(objective.points[i], 40.0 * 6.0);
 }
 
-TEST(cMinimumBracketingTest, FlatFunctionStandsAfterThreePoints) {
-    cRecordingObjective objective([](double) { return 4.0; });
-    cMinimumBracketing br(&objective);
-    ASSERT_EQ(br.Bracket(2.0, 3.0), 0);
-    EXPECT_EQ(objective.points.size(), 3u);
-    EXPECT_EQ(br.a, 2.0);
-    EXPECT_EQ(br.b, 3.0);
-    EXPECT_DOUBLE_EQ(br.c, 3.0 + 1.618034);
-}
-
 TEST(cMinimumBracketingTest, FailedEvaluationEndsTheWalkAndExceptionsPassThrough) {
     auto descent = [](double x) { return -x; }; // never bracketed: only a failure stops it
     for (int failAt : {1, 2, 3, 6}) {

@@ -40,51 +40,33 @@ struct DetectCall {
 
 } // namespace
 
+// Refused requests and inputs that cannot be converted leave the estimate and the temporary
+// directory as they were; without a known pixel type no search is started.
 TEST(ovdDetectSphericalAberrationTest, RefusedRequestsLeaveEstimateAndTemporaryDirectoryAlone) {
-    {
+    struct Case {
+        void (*spoil)(DetectCall&);
+        uint16_t code;
+    };
+    const Case cases[] = {
+        {[](DetectCall& c) { c.tempDirectory = nullptr; }, OVD_RESULT_INVALID_ARGUMENT},
+        {[](DetectCall& c) { c.lower = 5.0f, c.upper = -5.0f; }, OVD_RESULT_INVALID_ARGUMENT},
+        {[](DetectCall& c) { c.reservedFlag = 2; }, OVD_RESULT_INVALID_ARGUMENT},
+        {[](DetectCall& c) { std::filesystem::remove(c.input); }, OVD_RESULT_INVALID_ARGUMENT},
+        {[](DetectCall& c) { c.pixelType = 3; }, OVD_RESULT_CONVERSION_FAILED},
+        // The last slice of the 16-bit stack is missing.
+        {[](DetectCall& c) { std::filesystem::resize_file(c.input, 16 * 16 * 3 * 2); },
+         OVD_RESULT_CONVERSION_FAILED},
+    };
+    for (const Case& c : cases) {
         DetectCall call;
-        call.tempDirectory = nullptr;
-        EXPECT_EQ(call.Call(), OVD_RESULT_INVALID_ARGUMENT);
-    }
-    {
-        DetectCall call;
-        call.lower = 5.0f;
-        call.upper = -5.0f;
-        EXPECT_EQ(call.Call(), OVD_RESULT_INVALID_ARGUMENT);
-        EXPECT_EQ(call.temp.Count(), 0u); // the validation's probe file is gone again
-    }
-    {
-        DetectCall call;
-        call.reservedFlag = 2;
-        EXPECT_EQ(call.Call(), OVD_RESULT_INVALID_ARGUMENT);
-    }
-    {
-        DetectCall call;
-        std::filesystem::remove(call.input);
-        EXPECT_EQ(call.Call(), OVD_RESULT_INVALID_ARGUMENT);
+        c.spoil(call);
+        EXPECT_EQ(call.Call(), c.code);
         EXPECT_EQ(call.temp.Count(), 0u);
+        EXPECT_EQ(call.estimate, -99.0f);
     }
-    {
-        DetectCall call;
-        call.result = nullptr;
-        EXPECT_EQ(call.Call(), OVD_RESULT_INVALID_ARGUMENT);
-    }
-    {
-        // No known pixel type: there is nothing to search, so no search is started.
-        DetectCall call;
-        call.pixelType = 3;
-        EXPECT_EQ(call.Call(), OVD_RESULT_CONVERSION_FAILED);
-        EXPECT_EQ(call.temp.Count(), 0u);
-    }
-    EXPECT_EQ(DetectCall().estimate, -99.0f);
-}
-
-TEST(ovdDetectSphericalAberrationTest, ShortInputFailsConversionWithoutLeavingACopy) {
-    // The last slice of the 16-bit stack is missing.
-    DetectCall call(16 * 16 * 3 * 2);
-    EXPECT_EQ(call.Call(), OVD_RESULT_CONVERSION_FAILED);
-    EXPECT_EQ(call.temp.Count(), 0u);
-    EXPECT_EQ(call.estimate, -99.0f);
+    DetectCall noResult;
+    noResult.result = nullptr;
+    EXPECT_EQ(noResult.Call(), OVD_RESULT_INVALID_ARGUMENT);
 }
 
 namespace {

@@ -20,43 +20,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A 1.4 NA oil objective's widefield blur at 0.1/0.25 um sampling, roughly, as Gaussians.
-constexpr float kSigmaXY = 1.0f, kSigmaZ = 1.5f;
-
-struct Restoration {
-    TempDir dir{"ovd-restore"};
-    TempDir temp{"ovd-restore-temp"};
-    std::string input = dir.File("stack.raw");
-    std::string output = dir.File("restored.raw");
-    std::string psfFile = dir.File("psf.raw");
-    std::string tempPath = temp.Path().string();
-    BeadStack stack;
-    ovdStructInvFilterImage image{};
-    ovdStructInvFilterPsf psfIn{};
-    ovdStructInvFilterOpsStd std{};
-    ovdStructInvFilterOpsExp exp{};
-    ovdStructIterativeOps options{};
-
-    explicit Restoration(const BeadStack& s) : stack(s) {
-        ovdSetMessageCallback(nullptr, nullptr);
-        WriteRawAs<uint16_t>(input, s.v);
-        FillValidRecords(image, std, exp, input, OVD_DATATYPE_UINT16, int16_t(s.w), int16_t(s.h),
-                         int16_t(s.d), output, tempPath);
-        // The blur is known: the comparison is of methods, not of PSF models.
-        WriteRawAs<float>(psfFile, MakeGaussianPsf(16, 16, 9, kSigmaXY, kSigmaZ).v);
-        psfIn.pszFile = psfFile.c_str();
-        psfIn.sWidth = psfIn.sHeight = 16;
-        psfIn.sDepth = 9;
-        psfIn.fXSpacing = psfIn.fYSpacing = 0.1f;
-        psfIn.fZSpacing = 0.25f;
-        ovdInitStructIterativeOps(&options);
-    }
-    ~Restoration() { ovdSetMessagesToStandardOutput(); }
-
+// The blur is known: the comparison is of methods, not of PSF models.
+struct Restoration : BeadJob {
+    explicit Restoration(const BeadStack& s) : BeadJob(s) { MeasuredPsf(16, 16, 9); }
     uint16_t Run(ovdStatusCallback callback = nullptr, void* user = nullptr) {
-        return ovd3dRestore(&image, &psfIn, nullptr, &std, &exp, &options, callback, user);
+        return RestoreIteratively(callback, user);
     }
-    std::vector<float> Result() const { return ReadRaw(output); }
 };
 
 BeadStack NoisyBeads(int w, int h, int d) {

@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sys/mount.h>
 #include <vector>
 
 #include "HostCallFixture.h"
@@ -10,10 +7,8 @@
 #include "interface/ovdDerivation.h"
 #include "interface/ovdHostCallbackAdapter.h"
 #include "interface/ovdRunSetup.h"
-#include "support/RawStack.h"
 
 using namespace Ovidane;
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -25,8 +20,6 @@ cDeconParameter& SetUpRun(const ovdRunArguments& a, ovdRunState& state) {
     EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 0);
     return state.log->GetParameters();
 }
-
-int64_t NoSpace(const std::string&) { return 1024; }
 
 } // namespace
 
@@ -42,59 +35,7 @@ TEST(DeriveFromRecords, NoiseFactorSelectsLevelInSinglePrecision) {
     EXPECT_EQ(ovdNoiseLevelOfFactor(0.01f), 4);
 }
 
-TEST(DeriveFromRecords, RecodesPixelTypeFlagsAndNames) {
-    HostCall call;
-    call.image.nDataType = OVD_DATATYPE_UINT8;
-    call.std.bPhaseObject = 7;
-    call.psfOut.pszFile = nullptr;
-    call.psfOut.pszFileAlternate = "alt-psf.raw";
-    ovdRunArguments a = Derived(call);
-    EXPECT_EQ(a.pixelType, OVD_ARG_PIXEL_UINT8);
-    EXPECT_EQ(a.phaseObject, 1);
-    EXPECT_EQ(a.xyMontage, 1);
-    EXPECT_EQ(a.outputPsfFile, "alt-psf.raw");
-    call.image.nDataType = OVD_DATATYPE_FLOAT32;
-    EXPECT_EQ(Derived(call).pixelType, OVD_ARG_PIXEL_FLOAT32);
-    const ovdRunArguments noPsf = ovdDeriveFromRecords(call.image, nullptr, nullptr, call.std, call.exp);
-    EXPECT_TRUE(noPsf.psfFile.empty());
-    EXPECT_EQ(noPsf.psfWidth, 0);
-    EXPECT_TRUE(noPsf.outputPsfFile.empty());
-}
-
-TEST(RunSetUp, FillsTheRunLogFromTheArguments) {
-    HostCall call;
-    call.image.nDataType = OVD_DATATYPE_FLOAT32;
-    call.image.nModality = OVD_MODALITY_TL_BRIGHTFIELD;
-    call.image.fSphericalAberration = 1.5f;
-    call.exp.fNoiseFactor = 0.01f;
-    call.psfOut.pszFile = "saved-psf.raw";
-    ovdRunState state;
-    cDeconParameter& p = SetUpRun(Derived(call), state);
-    EXPECT_EQ(p.GetString(DEC_SPARAMS_ORIGINAL_FILE), call.input); // float input read in place
-    EXPECT_FALSE(state.converted);
-    EXPECT_EQ(p.GetString(DEC_SPARAMS_TEMP_DIRECTORY), call.tempPath);
-    EXPECT_EQ(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH), 16);
-    EXPECT_EQ(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH), 4);
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_MODALITY), DEC_FLAG_MOD_TL_BRIGHTFIELD);
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_IS_TLB));
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_NOISE_LEVEL), DEC_FLAG_NOISE_LEVEL_OTHER);
-    EXPECT_FLOAT_EQ(p.GetReal(DEC_RPARAMS_GOODS_FACTOR), 0.01f);
-    EXPECT_FLOAT_EQ(p.GetReal(DEC_RPARAMS_SPHERICAL_ABERRATION), 1.5f);
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD), DEC_FLAG_PGM_THEORETICAL_EST);
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_PSF_EMPIRICAL));
-    EXPECT_EQ(p.GetInt(DEC_IPARAMS_PSF_WIDTH), 0);
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_SAVE_PSF));
-    EXPECT_EQ(p.GetString(DEC_SPARAMS_OUTPUT_PSF_FILE), "saved-psf.raw");
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_PSF_HIGH_NA));
-    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_IS_2D));
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE));
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_INTENSITY_CORRECTION));
-    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_SUBVOLUME_ZMONTAGE));
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_SUBVOLUME_METHOD), DEC_FLAG_SVM_DYNAMIC);
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_DATATYPE), DEC_FLAG_DTF_FLOAT_32BIT);
-}
-
-TEST(RunSetUp, NoiseClassesPsfInputDepthOneAndTheHighApertureLimit) {
+TEST(RunSetUp, NoiseLevelsBecomeTheirClasses) {
     HostCall call;
     call.image.nDataType = OVD_DATATYPE_FLOAT32;
     ovdRunArguments a = Derived(call);
@@ -108,60 +49,6 @@ TEST(RunSetUp, NoiseClassesPsfInputDepthOneAndTheHighApertureLimit) {
         EXPECT_EQ(p.GetFlag(DEC_FPARAMS_NOISE_LEVEL), expected[level]);
         EXPECT_EQ(p.GetReal(DEC_RPARAMS_GOODS_FACTOR), 0.0f); // only the value-carrying level
     }
-    a.depth = 1;
-    a.numericalAperture = 0.7f;
-    a.psfFile = call.psf;
-    a.psfWidth = 8;
-    a.psfZSpacing = 0.2f;
-    ovdRunState state;
-    cDeconParameter& p = SetUpRun(a, state);
-    EXPECT_TRUE(p.GetBool(DEC_BPARAMS_IS_2D));
-    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_PSF_HIGH_NA)); // 0.7 itself is not above the limit
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GUESS_METHOD), DEC_FLAG_PGM_PSF_INPUT);
-    EXPECT_FALSE(p.GetBool(DEC_BPARAMS_PSF_EMPIRICAL));
-    EXPECT_EQ(p.GetString(DEC_SPARAMS_INPUT_PSF_FILE), call.psf);
-    EXPECT_EQ(p.GetInt(DEC_IPARAMS_PSF_WIDTH), 8);
-    EXPECT_FLOAT_EQ(p.GetReal(DEC_RPARAMS_PSF_Z_SPACING), 0.2f);
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_PSF_GENERATION_SOURCE), DEC_FLAG_PSFSRC_CALCULATED);
-}
-
-TEST(RunSetUp, RefusesSmallDiskAndUnknownPixelTypeBeforeWritingAnything) {
-    HostCall call;
-    ovdSetDiskSpaceQuery(&NoSpace);
-    ovdRunState state;
-    EXPECT_EQ(ovdSetUpInverseFilterRun(Derived(call), state), 5);
-    ovdSetDiskSpaceQuery(nullptr);
-    EXPECT_EQ(call.temp.Count(), 0u);
-
-    ovdRunArguments a = Derived(call);
-    a.pixelType = 3;
-    EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 9);
-    EXPECT_EQ(call.temp.Count(), 0u);
-
-    // A stack file shorter than its stated size cannot be converted: 9, and the half
-    // written copy is gone.
-    a = Derived(call);
-    a.depth = 40;
-    EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 9);
-    EXPECT_EQ(call.temp.Count(), 0u);
-}
-
-TEST(RunSetUp, SmallTmpfsGivesFiveThroughTheRealQuery) {
-    OvidaneTest::TempDir mountPoint("ovd-tmpfs");
-    if (::mount("tmpfs", mountPoint.Path().c_str(), "tmpfs", 0, "size=16k") != 0)
-        GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
-    HostCall call;
-    call.image.sWidth = 64; // 64 x 64 x 4 floats = 64 KB, four times what the disk holds
-    call.image.sHeight = 64;
-    HostCall::WriteWords(call.input, 64 * 64 * 4);
-    ovdRunArguments a = Derived(call);
-    a.tempDirectory = mountPoint.Path().string();
-    ovdRunState state;
-    const uint16_t code = ovdSetUpInverseFilterRun(a, state);
-    const std::size_t left = mountPoint.Count();
-    ::umount(mountPoint.Path().c_str());
-    EXPECT_EQ(code, 5);
-    EXPECT_EQ(left, 0u);
 }
 
 namespace {

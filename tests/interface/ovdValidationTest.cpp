@@ -43,6 +43,9 @@ TEST(ValidateRecords, EachRefusalAnswersItsCodeInOrder) {
          [](HostCall& c) { c.image.fNumericalAperture = 0.25f; }, 16},
         {"dry 0.9 objective passes the ratio",
          [](HostCall& c) { c.image.fNumericalAperture = 0.9f; c.image.fRefractiveIndex = 1.0f; }, 0},
+        {"a ratio of exactly 0.2 passes",
+         [](HostCall& c) { c.image.fNumericalAperture = 0.2f; c.image.fRefractiveIndex = 1.0f;
+                           c.image.fZSpacing = 2.0f; }, 0},
         {"wavelength too short", [](HostCall& c) { c.image.fEmissionWavelength = 0.0009f; }, 15},
         {"wavelength too long", [](HostCall& c) { c.image.fEmissionWavelength = 100.5f; }, 15},
         {"50 nm is accepted by the records",

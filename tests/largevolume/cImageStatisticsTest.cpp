@@ -1,14 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <vector>
 
-#include "largevolume/StackFiles.h"
+#include "support/TestImages.h"
 #include "largevolume/cImageStatistics.h"
-#include "largevolume/cLargeVolumeProcessingFramework.h"
-#include "math/cImageMathManager.h"
-#include "support/TempDir.h"
 
 using namespace Ovidane;
 using namespace OvidaneTest;
@@ -20,11 +16,11 @@ std::vector<float> CorrectionOf(const std::vector<float>& means) {
     const uint32_t d = uint32_t(means.size());
     cImageStatistics statistics(2, 2, d);
     for (uint32_t z = 0; z < d; ++z) {
-        cFloatImagePtr slice = MakePlane(2, 2, std::vector<float>(4, means[z]));
+        cFloatImagePtr slice = Constant({2, 2, 1}, means[z]);
         EXPECT_EQ(statistics.Process(slice, z), 0);
     }
     EXPECT_EQ(statistics.Finish(), 0);
-    return PlaneValues(*statistics.GetCorrectionProfile());
+    return Pixels(statistics.GetCorrectionProfile());
 }
 
 void ExpectNear(const std::vector<float>& got, const std::vector<double>& want) {
@@ -34,58 +30,6 @@ void ExpectNear(const std::vector<float>& got, const std::vector<double>& want) 
 }
 
 } // namespace
-
-TEST(cImageStatistics, APassGathersExactExtremesAndPerSliceProfiles) {
-    TempDir dir;
-    // Each slice has its own range; the stack's extremes lie in different slices.
-    const Stack in = MakeStack(6, 5, 4, [](uint32_t x, uint32_t y, uint32_t z) {
-        const float v = float(x * 3 + y * 7) - 10.0f * z;
-        return z == 1 && x == 2 && y == 3 ? 500.0f : v;
-    });
-    WriteStack(dir.File("in"), in);
-    cCountedPtr<cImageStatistics> statistics(new cImageStatistics(6, 5, 4));
-    cLargeVolumeProcessingFramework pass(dir.File("in"), 6, 5, 4);
-    pass.AddAction(statistics);
-    ASSERT_EQ(pass.Run(), 0);
-
-    double meanOfMeans = 0;
-    for (uint32_t z = 0; z < 4; ++z) {
-        double sum = 0;
-        float lo = std::numeric_limits<float>::max(), hi = -lo;
-        for (uint32_t y = 0; y < 5; ++y)
-            for (uint32_t x = 0; x < 6; ++x) {
-                sum += in.at(x, y, z);
-                lo = std::min(lo, in.at(x, y, z));
-                hi = std::max(hi, in.at(x, y, z));
-            }
-        EXPECT_NEAR(*statistics->GetAverageProfile()->GetPixelPointer(0, 0, z), sum / 30, 1e-4);
-        EXPECT_EQ(*statistics->GetMinimumProfile()->GetPixelPointer(0, 0, z), lo);
-        EXPECT_EQ(*statistics->GetMaximumProfile()->GetPixelPointer(0, 0, z), hi);
-        meanOfMeans += sum / 30 / 4;
-    }
-    EXPECT_EQ(statistics->GetMaximum(), 500.0f);
-    EXPECT_EQ(statistics->GetMinimum(), -30.0f);
-    EXPECT_NEAR(statistics->GetMean(), meanOfMeans, 1e-4);
-    EXPECT_EQ(statistics->GetDimensions(), (cImageDimensions{6, 5, 4}));
-    EXPECT_EQ(statistics->GetCorrectionProfile()->GetDimensions(), (cImageDimensions{1, 1, 4}));
-}
-
-TEST(cImageStatistics, RefusesSlicesItHasNoRoomFor) {
-    TempDir dir;
-    WriteStack(dir.File("in"), MakeStack(2, 2, 3, [](uint32_t, uint32_t, uint32_t) { return 1; }));
-    // Statistics made for two slices end a pass over three at the third.
-    cImageStatistics statistics(2, 2, 2);
-    cLargeVolumeProcessingFramework pass(dir.File("in"), 2, 2, 3);
-    pass.AddAction(&statistics);
-    EXPECT_EQ(pass.Run(), 1);
-
-    cFloatImagePtr none;
-    EXPECT_EQ(statistics.Process(none, 0), 1);
-    // Without slices there are no profiles, and nothing to correct.
-    cImageStatistics empty(2, 2, 0);
-    EXPECT_EQ(empty.Finish(), 1);
-    EXPECT_EQ(empty.CalculateIntensityCorrection(), 1);
-}
 
 TEST(cImageStatistics, CorrectionLevelsADecayingStack) {
     const auto decay = [](double q) {

@@ -9,7 +9,6 @@
 #include "core/DeconKeys.h"
 #include "core/cDeconLog.h"
 #include "core/cMessageSink.h"
-#include "image/cOvdImage.h"
 #include "largevolume/SubvolumeMemoryBudget.h"
 #include "decon/cInverseFilterDeconAlgorithm.h"
 #include "largevolume/cLargeVolumeInverseFilterDeconAlgorithm.h"
@@ -21,13 +20,6 @@ using namespace OvidaneTest;
 namespace fs = std::filesystem;
 
 namespace {
-
-cFloatImagePtr ImageOf(const std::vector<float>& values) {
-    cFloatImagePtr image(new cOvdImage<float>(cImageDimensions{uint32_t(values.size()), 1, 1},
-                                              Contiguous3D, "test"));
-    std::copy(values.begin(), values.end(), image->GetPixelPointer(0, 0, 0));
-    return image;
-}
 
 // The score of a set of restored subvolumes, worked out directly from their pixels.
 double ExpectedFigureOfMerit(const std::vector<std::vector<float>>& subvolumes) {
@@ -107,37 +99,6 @@ struct Search {
 };
 
 } // namespace
-
-TEST(LargeVolumeInverseFilter, FigureOfMeritWeighsEachSubvolumeByItsSquaredRange) {
-    const std::vector<std::vector<float>> parts = {
-        {0.0f, 1.0f, 4.0f, 2.0f}, {-3.0f, 5.0f, 5.0f, 1.0f, 0.5f}, {7.0f, 7.0f, 7.0f}};
-    double sum = 0;
-    float largest = 0;
-    std::vector<float> ranges;
-    for (const std::vector<float>& part : parts) {
-        cFloatImagePtr image = ImageOf(part);
-        const float range =
-            cLargeVolumeInverseFilterDeconAlgorithm::AccumulateFigureOfMerit(image, sum);
-        ranges.push_back(range);
-        largest = std::max(largest, range);
-        if (range > 0) { // scaled to 0..1 in place
-            const float* p = image->GetPixelPointer(0, 0, 0);
-            EXPECT_EQ(*std::min_element(p, p + part.size()), 0.0f);
-            EXPECT_EQ(*std::max_element(p, p + part.size()), 1.0f);
-        }
-    }
-    EXPECT_EQ(ranges, (std::vector<float>{4.0f, 8.0f, 0.0f})); // a flat part has no range
-    EXPECT_NEAR(cLargeVolumeInverseFilterDeconAlgorithm::FinishFigureOfMerit(sum, largest),
-                ExpectedFigureOfMerit(parts), 1e-12);
-    // (1.75 * 16 + 2.9375 * 64) / 64: the part with half the range counts a quarter.
-    EXPECT_NEAR(ExpectedFigureOfMerit(parts), 3.375, 1e-12);
-
-    // A stack without contrast still scores a number the search can compare.
-    double flat = 0;
-    cFloatImagePtr still = ImageOf({2.0f, 2.0f});
-    EXPECT_EQ(cLargeVolumeInverseFilterDeconAlgorithm::AccumulateFigureOfMerit(still, flat), 0.0f);
-    EXPECT_EQ(cLargeVolumeInverseFilterDeconAlgorithm::FinishFigureOfMerit(flat, 0.0f), 0.0);
-}
 
 TEST(LargeVolumeInverseFilter, EvaluationsRestoreEverySubvolumeOfOneCutAtTheLogsAberration) {
     Search search;

@@ -154,49 +154,6 @@ TEST(SubvolumeCalculator, CutsMatchHandWorkedTable) {
     }
 }
 
-TEST(SubvolumeCalculator, UnsetBudgetIsTakenFromTheMachineAndKept) {
-    Settings s{D, {1024, 1024, 100}, 10, 5, 20, on, off, off, off, 0};
-    auto c = Make(s);
-    ASSERT_EQ(c->CalculateSubvolumes(), 0);
-    const int64_t budget = c->GetMemorySize();
-    EXPECT_GT(budget, 0);
-    ASSERT_EQ(c->CalculateSubvolumes(), 0);
-    EXPECT_EQ(c->GetMemorySize(), budget);
-}
-
-TEST(SubvolumeCalculator, RegionsOfAKnownCut) {
-    auto c = Make(kRows[1].in); // 4x4x1 of 271x271x100, bands 24 and 25, overlap 20
-    ASSERT_EQ(c->CalculateSubvolumes(), 0);
-    ASSERT_EQ(c->CalculateGuardBands(), 0);
-    cImageBox box;
-    cImagePosition offset;
-    cImageDimensions size, padded;
-
-    ASSERT_EQ(c->GetSubvolumeRegion(0, 0, 0, box, offset, size, padded), 0);
-    EXPECT_EQ(box, (cImageBox{0, 0, 0, 319, 319, 99}));
-    EXPECT_EQ(offset, (cImagePosition{0, 0, 0}));
-    EXPECT_DIMS(size, (cImageDimensions{320, 320, 100}));
-    EXPECT_DIMS(padded, (cImageDimensions{320, 320, 120}));
-
-    // Interiors stride by 271 - 20: the second starts at 251 and is read from 49 before.
-    ASSERT_EQ(c->GetSubvolumeRegion(1, 2, 0, box, offset, size, padded), 0);
-    EXPECT_EQ(box, (cImageBox{202, 453, 0, 570, 821, 99}));
-    EXPECT_EQ(offset, (cImagePosition{49, 49, 0}));
-    EXPECT_DIMS(size, (cImageDimensions{369, 369, 100}));
-
-    // The last one runs to the end of the stack.
-    ASSERT_EQ(c->GetSubvolumeRegion(3, 0, 0, box, offset, size, padded), 0);
-    EXPECT_EQ(box, (cImageBox{704, 0, 0, 1023, 319, 99}));
-    EXPECT_EQ(offset, (cImagePosition{49, 0, 0}));
-    EXPECT_DIMS(size, (cImageDimensions{320, 320, 100}));
-
-    // Interiors set by hand that stop short of the stack's end (stride 230, the last from
-    // 690 to 940): the last window still runs to the end.
-    c->SetSubvolumeSize({250, 250, 100});
-    ASSERT_EQ(c->GetSubvolumeRegion(3, 0, 0, box, offset, size, padded), 0);
-    EXPECT_EQ(box, (cImageBox{641, 0, 0, 1023, 298, 99}));
-}
-
 namespace {
 
 uint32_t On(const cImageDimensions& d, int axis) {
@@ -275,6 +232,20 @@ TEST(SubvolumeCalculator, RegionsTileTheStack) {
     }
 }
 
+// Interiors set by hand that stop short of the stack's end (4 of 250 striding by 230, the
+// last from 690 to 940): the last window still runs to the end.
+TEST(SubvolumeCalculator, TheLastWindowRunsToTheStacksEnd) {
+    auto c = Make(kRows[1].in);
+    ASSERT_EQ(c->CalculateSubvolumes(), 0);
+    ASSERT_EQ(c->CalculateGuardBands(), 0);
+    c->SetSubvolumeSize({250, 250, 100});
+    cImageBox box;
+    cImagePosition offset;
+    cImageDimensions size, padded;
+    ASSERT_EQ(c->GetSubvolumeRegion(3, 0, 0, box, offset, size, padded), 0);
+    EXPECT_EQ(box, (cImageBox{641, 0, 0, 1023, 298, 99}));
+}
+
 // Upward: the smallest even 2^a 3^b 5^c not below the value. Downward: the largest one not
 // above the value plus one. Checked against a plain search over all such numbers; the
 // sign is kept and 0, 1 and -1 stand.
@@ -308,11 +279,6 @@ TEST(SubvolumeCalculator, FastSizesAreNearestSmoothEvenSizes) {
 }
 
 TEST(SubvolumeMemoryBudget, ModesAndCaps) {
-    EXPECT_EQ(SubvolumeWorkingImageCount(1), 8u);
-    EXPECT_EQ(SubvolumeWorkingImageCount(4), 12u);
-    EXPECT_EQ(SubvolumeWorkingImageCount(3), 19u);
-    EXPECT_EQ(SubvolumeWorkingImageCount(0), 19u);
-
     // 16 GB left after the system's 200 MB, shared by 8 images: 2 GB each, unless the
     // memory service gives less per buffer.
     EXPECT_EQ(SubvolumeMemoryBudget(8, 16584, 4000), 2147483648LL);

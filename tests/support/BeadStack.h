@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -24,6 +25,16 @@ struct BeadStack {
     float Minimum() const { return *std::min_element(v.begin(), v.end()); }
     float Maximum() const { return *std::max_element(v.begin(), v.end()); }
 };
+
+// A stack whose pixel (x, y, z) is f(x, y, z).
+inline BeadStack MakeStack(int w, int h, int d, const std::function<float(int, int, int)>& f) {
+    BeadStack s{w, h, d, std::vector<float>(std::size_t(w) * h * d)};
+    for (int z = 0; z < d; ++z)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                s.v[s.Index(x, y, z)] = f(x, y, z);
+    return s;
+}
 
 struct Bead {
     float x, y, z, brightness;

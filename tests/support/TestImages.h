@@ -6,12 +6,14 @@
 #include <initializer_list>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "core/cException.h"
 #include "image/cOvdImage.h"
 
-// Small synthetic images and failure capture for the constraint tests.
-namespace ConstraintTest {
+// Small synthetic images, their pixels, and failure capture for the unit tests. Images are
+// one contiguous block, so that a test may copy a whole stack at once.
+namespace OvidaneTest {
 
 using Ovidane::cFloatImagePtr;
 using Ovidane::cImageDimensions;
@@ -20,13 +22,22 @@ inline float& At(const cFloatImagePtr& image, uint32_t x, uint32_t y, uint32_t z
     return *image->GetPixelPointer(x, y, z);
 }
 
-inline cFloatImagePtr MakeImage(const cImageDimensions& size,
-                                const std::function<float(uint32_t, uint32_t, uint32_t)>& value) {
-    cFloatImagePtr image(new Ovidane::cFloatImage(size, "ConstraintTest"));
+using PixelFunction = std::function<float(uint32_t, uint32_t, uint32_t)>;
+
+// Visits every pixel in file order: x fastest, then y, then z.
+inline void ForEachPixel(const cImageDimensions& size,
+                         const std::function<void(uint32_t, uint32_t, uint32_t)>& visit) {
     for (uint32_t z = 0; z < size.z; ++z)
         for (uint32_t y = 0; y < size.y; ++y)
             for (uint32_t x = 0; x < size.x; ++x)
-                At(image, x, y, z) = value(x, y, z);
+                visit(x, y, z);
+}
+
+inline cFloatImagePtr MakeImage(const cImageDimensions& size, const PixelFunction& value = nullptr) {
+    cFloatImagePtr image(new Ovidane::cFloatImage(size, Ovidane::Contiguous3D, "test"));
+    ForEachPixel(size, [&](uint32_t x, uint32_t y, uint32_t z) {
+        At(image, x, y, z) = value ? value(x, y, z) : 0.0f;
+    });
     return image;
 }
 
@@ -43,6 +54,13 @@ inline cFloatImagePtr Random(const cImageDimensions& size, unsigned seed, float 
 inline cFloatImagePtr Copy(const cFloatImagePtr& image) {
     return MakeImage(image->GetDimensions(),
                      [&](uint32_t x, uint32_t y, uint32_t z) { return At(image, x, y, z); });
+}
+
+inline std::vector<float> Pixels(const cFloatImagePtr& image) {
+    std::vector<float> values;
+    ForEachPixel(image->GetDimensions(),
+                 [&](uint32_t x, uint32_t y, uint32_t z) { values.push_back(At(image, x, y, z)); });
+    return values;
 }
 
 // Sum of slices first to last, or of the whole image.
@@ -77,4 +95,4 @@ inline std::string FailureOf(const std::function<void()>& call) {
     return "";
 }
 
-} // namespace ConstraintTest
+} // namespace OvidaneTest
