@@ -33,6 +33,11 @@ expect 1 "numerical aperture out of range" -- "$ovd" restore "$work/stack.raw" "
   --size 10x10x10 --type u16 --spacing 0.1,0.1,0.25 --na 0.25
 expect 1 "z spacing too large" -- "$ovd" restore "$work/stack.raw" "$work/out.raw" \
   --size 10x10x10 --type u16 --spacing 0.1,0.1,5
+# The optics refusals name their one cause; no library reason is tacked on.
+err=$("$ovd" restore "$work/stack.raw" "$work/out.raw" --size 10x10x10 --type u16 \
+  --spacing 0.1,0.1,0.25 --wavelength 0.0005 2>&1)
+[ "$err" = "ovd: the emission wavelength is out of range (give micrometres, e.g. 0.52)" ] ||
+  { echo "FAIL: wavelength refusal said: $err"; failures=$((failures+1)); }
 echo "not a tiff" > "$work/fake.tif"
 expect 2 "not a readable TIFF" -- "$ovd" restore "$work/fake.tif" "$work/out.raw"
 expect 2 "temporary directory does not exist" -- "$ovd" restore "$work/stack.raw" "$work/out.raw" \
