@@ -33,12 +33,14 @@ for method in "mlem --acceleration line --start wiener" "mlem --roughness 0" "go
     --method $method --iter 4 --overwrite || fail "--method $method exited $?"
   size_is "$work/iterative.raw" $((64*64*16*4))
 done
-# The two accelerations are two different runs.
+# The two accelerations are two different runs, each as the log names it.
 for acceleration in line extrapolation; do
   "$ovd" restore "${raw[@]:0:1}" "$work/$acceleration.raw" "${raw[@]:1}" "${optics[@]}" \
-    --method mlem --iter 3 --acceleration $acceleration || fail "--acceleration $acceleration exited $?"
+    --method mlem --iter 3 --acceleration $acceleration --verbose 2> "$work/$acceleration.log" ||
+    fail "--acceleration $acceleration exited $?"
 done
 cmp -s "$work/line.raw" "$work/extrapolation.raw" && fail "--acceleration made no difference"
+grep -q "start data, line search" "$work/line.log" || fail "the log hides the line search"
 
 # One plane: ML-EM of a plane, and blind ML-EM that writes its PSF estimate. A plane method on
 # the stack is refused, like the other bad values below.

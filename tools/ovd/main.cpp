@@ -207,9 +207,14 @@ void NoteChoices(RunLog& log, const RestoreOptions& o, const InputStack& input,
         log.Note("method: wiener, regularisation %s",
                  o.noise == "auto" ? "estimated from the stack" : o.noise.c_str());
     else
-        log.Note("method: %s, %s passes, start %s", o.method.method.c_str(),
+        // Read back from the record the library gets, so the line tells what the run does.
+        log.Note("method: %s, %s passes, start %s%s", o.method.method.c_str(),
                  o.method.iterations > 0 ? std::to_string(o.method.iterations).c_str() : "default",
-                 o.method.method == "blind" ? "flat" : o.method.start.c_str());
+                 o.method.method == "blind" ? "flat" : o.method.start.c_str(),
+                 o.method.method != "mlem" ? ""
+                 : IterativeOptionsOf(o.method).nAcceleration == OVD_ACCELERATION_LINE_SEARCH
+                     ? ", line search"
+                     : ", extrapolation");
     log.Note("cut: guard bands %d px (x, y) and %d slices (z), overlap %d px", o.cut.guardXY,
              o.cut.guardZ, o.cut.overlap);
     const ResourceOptions& r = o.resources;
