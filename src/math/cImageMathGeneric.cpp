@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/cException.h"
+#include "core/cWorkerPool.h"
 #include "math/FastLogExp.h"
 #include "math/ImageWalk.h"
 
@@ -200,10 +201,8 @@ void CopyLines(const cImageDimensions& extent, const cView<float>& in, const cVi
 // Spreads `count` independent work items over the worker threads, as many threads as
 // ImageWalk grants to `pixels` pixels of work.
 template <class Body> void ForEachIndex(uint32_t count, uint64_t pixels, Body&& body) {
-    const int threads = ImageWalk::ThreadsFor(pixels);
-#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
-    for (int64_t i = 0; i < int64_t{count}; ++i)
-        body(static_cast<uint32_t>(i));
+    cWorkerPool::ForEach(int64_t{count}, ImageWalk::ThreadsFor(pixels),
+                         [&](int64_t i, int) { body(static_cast<uint32_t>(i)); });
 }
 
 // Folds `in` into slice 0 of `out`, which holds the start values: axis 1 folds z (slices

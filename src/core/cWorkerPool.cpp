@@ -1,0 +1,125 @@
+#include "core/cWorkerPool.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace Ovidane {
+namespace {
+
+// Blocks per thread: enough that a thread the system runs late leaves its share to the
+// others, few enough that claiming a block costs nothing next to running it.
+constexpr int64_t kBlocksPerThread = 4;
+
+// Set on a thread while it runs tasks, so that a ForEach inside a task runs inline.
+thread_local bool tInsideTask = false;
+
+struct Job {
+    cWorkerPool::Block block = nullptr;
+    void* body = nullptr;
+    int64_t items = 0;
+    int64_t blocks = 0;
+    int threads = 0;
+};
+
+class Pool {
+public:
+    // One host thread at a time hands out work; another finds this held and works alone.
+    std::mutex mCaller;
+
+    void Run(int64_t items, int threads, cWorkerPool::Block block, void* body) {
+        const int64_t blocks = std::min(items, threads * kBlocksPerThread);
+        const Job job{block, body, items, blocks, threads};
+        {
+            std::unique_lock lock(mMutex);
+            // A worker that woke only after the last job ended may still be in it, about to
+            // find no block left; the job's state can't be reset under it.
+            mFinished.wait(lock, [&] { return mJoined == 0; });
+            while (mWorkers < threads - 1)
+                std::thread(&Pool::Serve, this, ++mWorkers).detach();
+            mJob = job;
+            mNext.store(0, std::memory_order_relaxed);
+            mDone = 0;
+            ++mGeneration;
+        }
+        mWake.notify_all();
+        const int64_t done = Work(job, 0);
+        std::unique_lock lock(mMutex);
+        mDone += done;
+        // Every block done is all the caller needs; a worker still in the job finds no block
+        // left and leaves before the next job resets the state.
+        mFinished.wait(lock, [&] { return mDone == blocks; });
+    }
+
+private:
+    std::mutex mMutex; // guards everything below but mNext
+    std::condition_variable mWake, mFinished;
+    int mWorkers = 0;
+    uint64_t mGeneration = 0;
+    Job mJob;
+    int mJoined = 0;
+    int64_t mDone = 0;
+    std::atomic<int64_t> mNext{0};
+
+    // Runs blocks of the job until none is left; returns how many this thread ran. A task
+    // that throws ends the process, as nothing can unwind the other threads' share.
+    int64_t Work(const Job& job, int worker) noexcept {
+        tInsideTask = true;
+        int64_t ran = 0;
+        for (int64_t b; (b = mNext.fetch_add(1, std::memory_order_relaxed)) < job.blocks; ++ran)
+            job.block(job.body, b * job.items / job.blocks, (b + 1) * job.items / job.blocks,
+                      worker);
+        tInsideTask = false;
+        return ran;
+    }
+
+    [[noreturn]] void Serve(int worker) {
+        std::unique_lock lock(mMutex);
+        uint64_t seen = mGeneration;
+        for (;;) {
+            mWake.wait(lock, [&] { return mGeneration != seen; });
+            seen = mGeneration;
+            if (worker >= mJob.threads)
+                continue;
+            const Job job = mJob;
+            ++mJoined;
+            lock.unlock();
+            const int64_t ran = Work(job, worker);
+            lock.lock();
+            mDone += ran;
+            --mJoined;
+            if (mDone == job.blocks || mJoined == 0)
+                mFinished.notify_all();
+        }
+    }
+};
+
+// Never destroyed: detached workers may still wait on it while the process ends.
+Pool& ThePool() {
+    static Pool* pool = new Pool;
+    return *pool;
+}
+
+} // namespace
+
+void cWorkerPool::Run(int64_t items, int threads, Block block, void* body) {
+    threads = static_cast<int>(std::min<int64_t>(threads, items));
+    if (threads <= 1 || tInsideTask) {
+        if (items > 0)
+            block(body, 0, items, 0);
+        return;
+    }
+    Pool& pool = ThePool();
+    const std::unique_lock caller(pool.mCaller, std::try_to_lock);
+    if (caller.owns_lock())
+        return pool.Run(items, threads, block, body);
+    // Another host thread has the workers: this one works alone, and so do the operations
+    // its tasks start.
+    tInsideTask = true;
+    block(body, 0, items, 0);
+    tInsideTask = false;
+}
+
+} // namespace Ovidane
