@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -256,4 +258,30 @@ TEST(cImageMathAnalysis, ResultsDoNotDependOnTheThreadCount) {
     const std::vector<float> two = run(2);
     cWorkerThreads::SetCount(0);
     EXPECT_TRUE(one == two);
+}
+
+// Each pixel below the last limit counts in the bin of the first limit above it, for any
+// number of limits: values on a limit, repeated limits, -infinity and NaN included.
+TEST(cImageMathAnalysis, CountsBelowLimitsMatchASortedSearch) {
+    cImageMathGeneric math;
+    const cFloatImagePtr image = MakeImage({37, 5, 3}, Random(11, -60.0f, 5.0f));
+    At(image, 0, 0, 0) = -std::numeric_limits<float>::infinity();
+    At(image, 1, 0, 0) = std::nanf("");
+    for (const std::size_t n : {1, 2, 7, 40}) {
+        std::vector<float> limits;
+        for (std::size_t k = 0; k < n; ++k)
+            limits.push_back(-50.0f * std::pow(0.9f, float(k)));
+        if (n > 3)
+            limits[3] = limits[2]; // a repeated limit
+        At(image, 2, 0, 0) = limits[n / 2]; // a pixel on a limit
+        std::vector<uint64_t> expected(n, 0), counts(n, 1);
+        for (float p : Pixels(image))
+            if (p < limits.back())
+                ++expected[std::size_t(std::upper_bound(limits.begin(), limits.end(), p) -
+                                       limits.begin())];
+        math.CountPixelsBelowLimits(image, limits, counts);
+        for (uint64_t& c : counts)
+            --c; // the counts are added to what the caller holds
+        EXPECT_EQ(counts, expected) << n << " limits";
+    }
 }
