@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -13,6 +14,9 @@ namespace {
 // others, few enough that claiming a block costs nothing next to running it.
 constexpr int64_t kBlocksPerThread = 4;
 
+// How long an idle worker watches for the next job before it sleeps.
+constexpr std::chrono::microseconds kWatch{50};
+
 // Set on a thread while it runs tasks, so that a ForEach inside a task runs inline.
 thread_local bool tInsideTask = false;
 
@@ -23,6 +27,22 @@ struct Job {
     int64_t blocks = 0;
     int threads = 0;
 };
+
+// Operations come in quick succession inside a filter, and a job's last blocks finish
+// moments apart: a thread that would sleep first watches for `ready` a few microseconds.
+// That spares the system calls of a sleep and a wake-up, and holds a core no longer than
+// that when nothing comes. True when `ready` came.
+template <class Ready> bool WatchBriefly(const Ready& ready) {
+    const auto until = std::chrono::steady_clock::now() + kWatch;
+    for (int i = 1; !ready(); ++i) {
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#endif
+        if (i % 64 == 0 && std::chrono::steady_clock::now() > until)
+            return ready();
+    }
+    return true;
+}
 
 class Pool {
 public:
@@ -41,44 +61,52 @@ public:
                 std::thread(&Pool::Serve, this, ++mWorkers).detach();
             mJob = job;
             mNext.store(0, std::memory_order_relaxed);
-            mDone = 0;
-            ++mGeneration;
+            mDone.store(0, std::memory_order_relaxed);
+            mGeneration.fetch_add(1, std::memory_order_relaxed);
         }
         mWake.notify_all();
-        const int64_t done = Work(job, 0);
-        std::unique_lock lock(mMutex);
-        mDone += done;
+        Work(job, 0);
         // Every block done is all the caller needs; a worker still in the job finds no block
-        // left and leaves before the next job resets the state.
-        mFinished.wait(lock, [&] { return mDone == blocks; });
+        // left and leaves before the next job resets the state. The last blocks are usually
+        // moments from done, so the caller watches before it sleeps.
+        const auto allDone = [&] { return mDone.load(std::memory_order_acquire) == blocks; };
+        if (!WatchBriefly(allDone)) {
+            std::unique_lock lock(mMutex);
+            mFinished.wait(lock, allDone);
+        }
     }
 
 private:
-    std::mutex mMutex; // guards everything below but mNext
+    std::mutex mMutex; // guards the job and the counts of workers; see the atomics
     std::condition_variable mWake, mFinished;
     int mWorkers = 0;
-    uint64_t mGeneration = 0;
+    std::atomic<uint64_t> mGeneration{0}; // changed under mMutex, watched without it
     Job mJob;
     int mJoined = 0;
-    int64_t mDone = 0;
-    std::atomic<int64_t> mNext{0};
+    std::atomic<int64_t> mDone{0}; // blocks finished
+    std::atomic<int64_t> mNext{0}; // blocks claimed
 
-    // Runs blocks of the job until none is left; returns how many this thread ran. A task
-    // that throws ends the process, as nothing can unwind the other threads' share.
-    int64_t Work(const Job& job, int worker) noexcept {
+    // Runs blocks of the job until none is left. A task that throws ends the process, as
+    // nothing can unwind the other threads' share.
+    void Work(const Job& job, int worker) noexcept {
         tInsideTask = true;
-        int64_t ran = 0;
-        for (int64_t b; (b = mNext.fetch_add(1, std::memory_order_relaxed)) < job.blocks; ++ran)
+        for (int64_t b; (b = mNext.fetch_add(1, std::memory_order_relaxed)) < job.blocks;) {
             job.block(job.body, b * job.items / job.blocks, (b + 1) * job.items / job.blocks,
                       worker);
+            mDone.fetch_add(1, std::memory_order_release);
+        }
         tInsideTask = false;
-        return ran;
     }
 
     [[noreturn]] void Serve(int worker) {
         std::unique_lock lock(mMutex);
         uint64_t seen = mGeneration;
         for (;;) {
+            if (mGeneration.load(std::memory_order_relaxed) == seen) {
+                lock.unlock();
+                WatchBriefly([&] { return mGeneration.load(std::memory_order_relaxed) != seen; });
+                lock.lock();
+            }
             mWake.wait(lock, [&] { return mGeneration != seen; });
             seen = mGeneration;
             if (worker >= mJob.threads)
@@ -86,12 +114,10 @@ private:
             const Job job = mJob;
             ++mJoined;
             lock.unlock();
-            const int64_t ran = Work(job, worker);
+            Work(job, worker);
             lock.lock();
-            mDone += ran;
             --mJoined;
-            if (mDone == job.blocks || mJoined == 0)
-                mFinished.notify_all();
+            mFinished.notify_all();
         }
     }
 };
