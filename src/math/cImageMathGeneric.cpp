@@ -814,9 +814,13 @@ void cImageMathGeneric::CountPixelsBelowLimits(const cFloatImagePtr& image,
         const std::vector<uint64_t> found = Reduce(
             image->GetDimensions(), std::vector<uint64_t>(limits.size(), 0),
             [&](uint32_t n, std::vector<uint64_t>& partial, const float* p) {
+                // Locals, so that the loop keeps them in registers across its stores.
+                const float* limit = limits.data();
+                const std::size_t count = limits.size();
+                uint64_t* counted = partial.data();
                 for (uint32_t x = 0; x < n; ++x)
                     if (p[x] < top)
-                        ++partial[FirstLimitAbove(limits.data(), limits.size(), p[x])];
+                        ++counted[FirstLimitAbove(limit, count, p[x])];
             },
             [](std::vector<uint64_t>& total, const std::vector<uint64_t>& piece) {
                 for (std::size_t k = 0; k < total.size(); ++k)
