@@ -101,15 +101,17 @@ private:
     [[noreturn]] void Serve(int worker) {
         std::unique_lock lock(mMutex);
         uint64_t seen = mGeneration;
+        bool busy = false; // only a worker that the jobs use watches for the next one
         for (;;) {
-            if (mGeneration.load(std::memory_order_relaxed) == seen) {
+            if (busy && mGeneration.load(std::memory_order_relaxed) == seen) {
                 lock.unlock();
                 WatchBriefly([&] { return mGeneration.load(std::memory_order_relaxed) != seen; });
                 lock.lock();
             }
             mWake.wait(lock, [&] { return mGeneration != seen; });
             seen = mGeneration;
-            if (worker >= mJob.threads)
+            busy = worker < mJob.threads;
+            if (!busy)
                 continue;
             const Job job = mJob;
             ++mJoined;

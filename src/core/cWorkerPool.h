@@ -4,10 +4,10 @@
 
 namespace Ovidane {
 
-// The worker threads that heavy operations fan out over. Idle workers block on a condition
-// variable instead of spinning: a run shares its machine with other processes, and a worker
-// that spins between two operations takes a core that the caller's own thread, or another
-// program, needs.
+// The worker threads that heavy operations fan out over. An idle worker watches for the
+// next operation for a few microseconds, then blocks on a condition variable: a run shares
+// its machine with other processes, and a worker that spins between two operations takes a
+// core that the caller's own thread, or another program, needs.
 //
 // ForEach hands the items out in fixed contiguous blocks, claimed in ascending order by
 // whichever thread is free, the caller's among them; a worker that the system wakes late
