@@ -144,10 +144,12 @@ void cWorkerPool::Run(int64_t items, int threads, Block block, void* body) {
     if (caller.owns_lock())
         return pool.Run(items, threads, block, body);
     // Another host thread has the workers: this one works alone, and so do the operations
-    // its tasks start.
-    tInsideTask = true;
+    // its tasks start, until the work ends or throws.
+    struct Alone {
+        Alone() { tInsideTask = true; }
+        ~Alone() { tInsideTask = false; }
+    } alone;
     block(body, 0, items, 0);
-    tInsideTask = false;
 }
 
 } // namespace Ovidane
