@@ -1,5 +1,11 @@
 // Whole runs through the exported operations, as a host makes them.
 //
+//   SingleSubvolume        a 256 x 256 x 64 16-bit stack restored in one subvolume: the
+//                          process's first call (run this benchmark alone to read it), the
+//                          best warm call, the transform floor of the padded size (two forward
+//                          and one inverse bare FFTW transform, as the filter needs), and the
+//                          plain numpy/scipy script bench/scipy_baseline.py doing the same
+//                          read, pad, Wiener quotient and write, timed in the same run.
 //   LargeStackUnderBudget  a 1024 x 1024 x 64 16-bit stack restored under a memory budget
 //                          that cuts it into several subvolumes: wall time, peak resident
 //                          memory against the budget, and the ratio of the run's time to one
@@ -153,6 +159,75 @@ double BareRoundTrip(const cImageDimensions& size) {
     return best;
 }
 
+// Seconds of the transforms one Wiener restoration needs at this size (image and PSF
+// forward, the quotient inverse), the best of five.
+double WienerFloor(const cImageDimensions& size) {
+    BareTransforms bare(size);
+    double best = 1e30;
+    for (int i = 0; i < 5; ++i) {
+        const Clock::time_point start = Clock::now();
+        bare.Forward(false);
+        bare.Forward(true);
+        bare.Inverse();
+        best = std::min(best, Seconds(start));
+    }
+    return best;
+}
+
+// The best warm seconds of bench/scipy_baseline.py on the same stack and padded size, with
+// the same threads; 0 when the script can't run (no python3-scipy).
+double ScipySeconds(const Run& run, const cImageDimensions& padded, const std::string& out) {
+    const std::string command = "/usr/bin/python3 " OVD_BENCH_DIR "/scipy_baseline.py " +
+                                run.input + " " + std::to_string(run.width) + " " +
+                                std::to_string(run.height) + " " + std::to_string(run.depth) +
+                                " " + std::to_string(padded.x) + " " + std::to_string(padded.y) +
+                                " " + std::to_string(padded.z) + " " + out + " --threads " +
+                                std::to_string(cWorkerThreads::Count()) + " 2>/dev/null";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe)
+        return 0;
+    double seconds = 0;
+    if (std::fscanf(pipe, "scipy_seconds %lf", &seconds) != 1)
+        seconds = 0;
+    pclose(pipe);
+    return seconds;
+}
+
+void SingleSubvolume(benchmark::State& state) {
+    WorkDir dir("ovd-bench-single");
+    Run run{256, 256, 64, dir.File("stack.raw"), dir.File("restored.raw"), dir.Temp()};
+    WriteStack(run.input, run.width, run.height, run.depth);
+    const cImageDimensions padded = CutOf(run)->GetPaddedSize();
+    Clock::time_point start = Clock::now();
+    if (run.Restore() != OVD_RESULT_SUCCESS)
+        state.SkipWithError("the restoration failed");
+    const double first = Seconds(start);
+    double warm = 1e30;
+    for (auto _ : state) {
+        for (int i = 0; i < 5; ++i) {
+            start = Clock::now();
+            if (run.Restore() != OVD_RESULT_SUCCESS)
+                state.SkipWithError("the restoration failed");
+            warm = std::min(warm, Seconds(start));
+        }
+        state.SetIterationTime(warm);
+    }
+    const double floor = WienerFloor(padded);
+    const double scipy = ScipySeconds(run, padded, dir.File("scipy.raw"));
+    state.counters["subvolumes"] = double(run.subvolumes);
+    state.counters["padded_x"] = padded.x;
+    state.counters["padded_y"] = padded.y;
+    state.counters["padded_z"] = padded.z;
+    state.counters["first_s"] = first;
+    state.counters["warm_s"] = warm;
+    state.counters["fft_floor_s"] = floor;
+    state.counters["scipy_s"] = scipy;
+    state.counters["warm/floor"] = warm / floor;
+    state.counters["first/warm"] = first / warm;
+    state.counters["scipy/warm"] = scipy / warm;
+    state.counters["threads"] = cWorkerThreads::Count();
+}
+
 void LargeStackUnderBudget(benchmark::State& state) {
     const int64_t budget = state.range(0) * int64_t(kMB);
     WorkDir dir("ovd-bench-large");
@@ -252,6 +327,8 @@ void DetectionVsRestoration(benchmark::State& state) {
     state.counters["per_evaluation"] = detection / restoration / std::max(evaluations, 1);
 }
 
+// First, so that its first call is the process's first.
+BENCHMARK(SingleSubvolume)->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
 BENCHMARK(LargeStackUnderBudget)
     ->Arg(384)
     ->Arg(512)

@@ -1,5 +1,6 @@
 #include "core/cWorkerThreads.h"
 
+#include <algorithm>
 #include <atomic>
 
 #include "platform/Platform.h"
@@ -13,8 +14,9 @@ int cWorkerThreads::Count() {
     const int requested = sRequested.load(std::memory_order_relaxed);
     if (requested > 0)
         return requested;
-    const int processors = Platform::ProcessorCount();
-    return processors > 0 ? processors : 1;
+    // Asked once: the system answers by reading a file, and every parallel operation asks.
+    static const int processors = std::max(1, Platform::ProcessorCount());
+    return processors;
 }
 
 void cWorkerThreads::SetCount(int count) {

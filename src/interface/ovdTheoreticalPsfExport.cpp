@@ -143,7 +143,7 @@ bool WritePsf(const std::string& file, const cImageDimensions& size, float xSpac
             return false;
         created = !existed;
         writer.Write(centred);
-        const bool closed = writer.Close();
+        const bool closed = writer.CloseDurably();
         if (!closed || !writer.GetLastError().empty())
             throw cException("ovdWriteTheoreticalPsf", file + ": short write", OVD_ERR_FOREIGN);
         return true;

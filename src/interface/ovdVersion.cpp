@@ -36,7 +36,7 @@ OVD_API const char* OVD_CALL ovdGetVersion(void) {
 OVD_API const char* OVD_CALL ovdGetBackEnds(void) {
     static const std::string text =
         std::string("FFT: ") + fftwf_version +
-        " (single precision, OpenMP threads); vectors: " + VectorInstructions() +
+        " (single precision, the library's worker threads); vectors: " + VectorInstructions() +
         " (compiler-vectorised image math)";
     return text.c_str();
 }

@@ -26,10 +26,12 @@ bool cUnmanagedRawFileWriter::OpenEmptied() {
 
 bool cUnmanagedRawFileWriter::Close() {
     ReleaseSliceBuffer();
-    if (!mFile.IsOpen())
-        return true;
-    const bool synced = mFile.Sync();
-    const bool closed = mFile.Close();
+    return mFile.Close();
+}
+
+bool cUnmanagedRawFileWriter::CloseDurably() {
+    const bool synced = !mFile.IsOpen() || mFile.Sync();
+    const bool closed = Close();
     return synced && closed;
 }
 

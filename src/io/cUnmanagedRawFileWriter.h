@@ -21,7 +21,7 @@ namespace Ovidane {
 class cUnmanagedRawFileWriter : public cRasterFileWriter {
 public:
     explicit cUnmanagedRawFileWriter(std::string fileName);
-    // Closes through Close(), so the data reach the disk.
+    // Closes through Close().
     ~cUnmanagedRawFileWriter() override;
 
     // Opens the file for writing at position 0, creating it when missing. An existing file
@@ -33,8 +33,13 @@ public:
     // whatever the caller named (a symbolic link, a file with other links, a device) stays
     // what it was. False when the system refuses the file.
     bool OpenEmptied();
-    // Forces the data to the disk and closes. True when both succeed or nothing was open.
+    // Closes without forcing the data to the disk: the files a run passes between its stages
+    // are read back at once and deleted, and need no durability. True when the system closed
+    // the file or nothing was open.
     bool Close() override;
+    // Forces the data to the disk and closes, for a file the host keeps. True when both
+    // succeed or nothing was open.
+    bool CloseDurably();
 
     // The system's handle, -1 while no file is open.
     int GetHandle() const { return mFile.Descriptor(); }

@@ -32,8 +32,9 @@ cCountedPtr<cUnmanagedRawFileWriter> OpenWriter(const std::string& name) {
 }
 
 // Closes the writer; false when a write came up short or the data didn't reach the disk.
+// These are the files the host keeps, the only ones a run forces to the disk.
 bool CloseWriter(cCountedPtr<cUnmanagedRawFileWriter>& writer) {
-    const bool closed = writer->Close();
+    const bool closed = writer->CloseDurably();
     const bool complete = closed && writer->GetLastError().empty();
     writer = cCountedPtr<cUnmanagedRawFileWriter>();
     return complete;

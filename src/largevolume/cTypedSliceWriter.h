@@ -32,8 +32,8 @@ public:
     // short (a full disk), which GetLastError() then describes.
     bool Write(const cFloatImagePtr& slice, uint32_t type);
 
-    // Closes the file. True when every write reached the file whole and the data reached
-    // the disk.
+    // Closes the file, without forcing it to the disk: these files feed the next stage of
+    // a run. True when every write reached the file whole.
     bool Close();
 
     std::string GetFileName() const { return mWriter->GetFileName(); }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/cWorkerPool.h"
 #include "core/cWorkerThreads.h"
 #include "image/cOvdImage.h"
 
@@ -26,18 +27,15 @@ inline int ThreadsFor(uint64_t pixels) {
 // must write only to its own line.
 template <class LineBody> void ForEachLine(const cImageDimensions& size, LineBody&& line) {
     const int64_t lines = int64_t{size.y} * size.z;
-    const int threads = ThreadsFor(size.Voxels());
-#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
-    for (int64_t l = 0; l < lines; ++l)
+    cWorkerPool::ForEach(lines, ThreadsFor(size.Voxels()), [&](int64_t l, int) {
         line(static_cast<uint32_t>(l % size.y), static_cast<uint32_t>(l / size.y));
+    });
 }
 
 // Calls slice(z) for every slice, slices in parallel.
 template <class SliceBody> void ForEachSlice(const cImageDimensions& size, SliceBody&& slice) {
-    const int threads = ThreadsFor(size.Voxels());
-#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
-    for (int64_t z = 0; z < int64_t{size.z}; ++z)
-        slice(static_cast<uint32_t>(z));
+    cWorkerPool::ForEach(int64_t{size.z}, ThreadsFor(size.Voxels()),
+                         [&](int64_t z, int) { slice(static_cast<uint32_t>(z)); });
 }
 
 // Deterministic reduction over the lines of an image: `line(y, z, partial)` adds one
@@ -51,13 +49,11 @@ Value ReduceLines(const cImageDimensions& size, Value zero, LineBody&& line, Com
     const int64_t linesPerPiece = std::max<int64_t>(1, int64_t(kPiecePixels / size.x));
     const int64_t pieces = (lines + linesPerPiece - 1) / linesPerPiece;
     std::vector<Value> partial(static_cast<std::size_t>(pieces), zero);
-    const int threads = ThreadsFor(size.Voxels());
-#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
-    for (int64_t p = 0; p < pieces; ++p) {
+    cWorkerPool::ForEach(pieces, ThreadsFor(size.Voxels()), [&](int64_t p, int) {
         const int64_t end = std::min(lines, (p + 1) * linesPerPiece);
         for (int64_t l = p * linesPerPiece; l < end; ++l)
             line(static_cast<uint32_t>(l % size.y), static_cast<uint32_t>(l / size.y), partial[p]);
-    }
+    });
     Value total = zero;
     for (const Value& piece : partial)
         combine(total, piece);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "core/cWorkerPool.h"
 #include "core/cWorkerThreads.h"
 #include "math/ImageWalk.h"
 #include "math/cImageMathManager.h"
@@ -31,15 +32,11 @@ bool IsPowerOfTwo(uint32_t v) {
     return v != 0 && (v & (v - 1)) == 0;
 }
 
-// Runs body(line) for lines 0 .. lines - 1 spread over the worker threads in a static
-// partition. Each line writes only its own part of the output, so the result does not
-// depend on the thread count.
+// Runs body(line) for lines 0 .. lines - 1 spread over the worker threads. Each line writes
+// only its own part of the output, so the result does not depend on the thread count.
 template <class Body> void ForEachLine(uint64_t lines, uint64_t valuesPerLine, Body&& body) {
-    const int threads = ImageWalk::ThreadsFor(lines * valuesPerLine);
-    const auto count = static_cast<int64_t>(lines);
-#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
-    for (int64_t line = 0; line < count; ++line)
-        body(static_cast<uint64_t>(line));
+    cWorkerPool::ForEach(static_cast<int64_t>(lines), ImageWalk::ThreadsFor(lines * valuesPerLine),
+                         [&](int64_t line, int) { body(static_cast<uint64_t>(line)); });
 }
 
 // The half-spectrum products into `out`, over `values` interleaved complex numbers; out may
@@ -123,10 +120,9 @@ namespace {
 // woken than there are pieces.
 extern "C" void RunPlanPieces(void* (*work)(char*), char* pieces, std::size_t pieceBytes, int count,
                               void* /*unused*/) {
-    const int threads = std::min(cWorkerThreads::Count(), count);
-#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
-    for (int piece = 0; piece < count; ++piece)
+    cWorkerPool::ForEach(count, cWorkerThreads::Count(), [&](int64_t piece, int) {
         work(pieces + pieceBytes * static_cast<std::size_t>(piece));
+    });
 }
 
 } // namespace

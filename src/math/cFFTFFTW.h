@@ -8,7 +8,7 @@
 
 namespace Ovidane {
 
-// The transform engine on FFTW (single precision, with its OpenMP threads).
+// The transform engine on FFTW (single precision; its threaded plans run on cWorkerPool).
 //
 // Real images take the half-spectrum road: a real-to-complex transform of the whole stack
 // gives X/2 + 1 complex values per line of Y * Z lines, and products and quotients of two

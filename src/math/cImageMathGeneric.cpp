@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/cException.h"
+#include "core/cWorkerPool.h"
 #include "math/FastLogExp.h"
 #include "math/ImageWalk.h"
 
@@ -49,6 +50,20 @@ cImageDimensions SliceExtent(const cImageDimensions& size) {
 // Pixels per axis of a sorted box, both corners included.
 cImageDimensions BoxExtent(const cImageBox& box) {
     return {box.x1 - box.x0 + 1, box.y1 - box.y0 + 1, box.z1 - box.z0 + 1};
+}
+
+// The index of the first of the n >= 1 sorted limits above v (n when none is), as
+// std::upper_bound gives it. Every halving step is a conditional move rather than a branch:
+// the pixels of a restored stack land in the bins in no order a branch predictor could
+// follow, and a mispredicted branch per step cost more than the whole rest of the pass.
+std::size_t FirstLimitAbove(const float* limits, std::size_t n, float v) {
+    const float* base = limits;
+    while (n > 1) {
+        const std::size_t half = n / 2;
+        base = v < base[half] ? base : base + half;
+        n -= half;
+    }
+    return static_cast<std::size_t>(base - limits) + !(v < *base);
 }
 
 // Calls kernel(n, line pointers of the views...) for every line of `extent`, lines spread
@@ -200,10 +215,8 @@ void CopyLines(const cImageDimensions& extent, const cView<float>& in, const cVi
 // Spreads `count` independent work items over the worker threads, as many threads as
 // ImageWalk grants to `pixels` pixels of work.
 template <class Body> void ForEachIndex(uint32_t count, uint64_t pixels, Body&& body) {
-    const int threads = ImageWalk::ThreadsFor(pixels);
-#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
-    for (int64_t i = 0; i < int64_t{count}; ++i)
-        body(static_cast<uint32_t>(i));
+    cWorkerPool::ForEach(int64_t{count}, ImageWalk::ThreadsFor(pixels),
+                         [&](int64_t i, int) { body(static_cast<uint32_t>(i)); });
 }
 
 // Folds `in` into slice 0 of `out`, which holds the start values: axis 1 folds z (slices
@@ -801,10 +814,13 @@ void cImageMathGeneric::CountPixelsBelowLimits(const cFloatImagePtr& image,
         const std::vector<uint64_t> found = Reduce(
             image->GetDimensions(), std::vector<uint64_t>(limits.size(), 0),
             [&](uint32_t n, std::vector<uint64_t>& partial, const float* p) {
+                // Locals, so that the loop keeps them in registers across its stores.
+                const float* limit = limits.data();
+                const std::size_t count = limits.size();
+                uint64_t* counted = partial.data();
                 for (uint32_t x = 0; x < n; ++x)
                     if (p[x] < top)
-                        ++partial[std::size_t(std::upper_bound(limits.begin(), limits.end(), p[x]) -
-                                              limits.begin())];
+                        ++counted[FirstLimitAbove(limit, count, p[x])];
             },
             [](std::vector<uint64_t>& total, const std::vector<uint64_t>& piece) {
                 for (std::size_t k = 0; k < total.size(); ++k)

@@ -3,15 +3,15 @@
 // the wrap-around gap round a box, and the outlines of masks.
 #include "math/cImageMathGeneric.h"
 
-#include <omp.h>
-
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "core/cException.h"
+#include "core/cWorkerPool.h"
 #include "math/ImageWalk.h"
 #include "math/PsfPhase.h"
 
@@ -388,20 +388,19 @@ void cImageMathGeneric::InterpolateBilinear(const cFloatImagePtr& in, const cFlo
 
         for (uint32_t z = 0; z < from.z; ++z) {
             // Along x, each line of slice z on its own: out column i from source columns.
-#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
-            for (int64_t y = 0; y < int64_t{from.y}; ++y) {
+            cWorkerPool::ForEach(int64_t{from.y}, threads, [&](int64_t y, int) {
                 const float* source = in->GetLinePointer(static_cast<uint32_t>(y), z);
                 float* target = firstWork->GetLinePointer(static_cast<uint32_t>(y), 0);
                 for (uint32_t i = 0; i < to.x; ++i)
                     target[i] = passX.Value(i, source);
-            }
+            });
             // Along y, whole lines of firstWork into each line of slice z of secondWork.
-#pragma omp parallel for num_threads(threads) schedule(static) if (threads > 1)
-            for (int64_t i = 0; i < int64_t{to.y}; ++i)
+            cWorkerPool::ForEach(int64_t{to.y}, threads, [&](int64_t i, int) {
                 passY.Combine(
                     static_cast<uint32_t>(i),
                     secondWork->GetLinePointer(static_cast<uint32_t>(i), z), to.x,
                     [&](uint32_t j) { return firstWork->GetLinePointer(j, 0); }, keep);
+            });
         }
         // Along z, lines of secondWork into out, with the three factors taken out again and
         // the result held to the range of the input.
@@ -611,14 +610,19 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
         const int64_t count = static_cast<int64_t>(planes.size());
         if (NZ == 1) {
             // All planes land in target plane 0: they are added in plane order, whichever
-            // thread computed them, so the sum doesn't depend on the thread count.
-#pragma omp parallel for num_threads(threads) schedule(static, 1) ordered if (threads > 1)
-            for (int64_t k = 0; k < count; ++k) {
-                const cScratch& s = scratch[omp_get_thread_num()];
+            // thread computed them, so the sum doesn't depend on the thread count. Planes
+            // are claimed in ascending order, so the one whose turn it is is always being
+            // computed and the wait ends.
+            std::atomic<int64_t> turn{0};
+            cWorkerPool::ForEach(count, threads, [&](int64_t k, int worker) {
+                const cScratch& s = scratch[worker];
                 computePlane(planes[k], s);
-#pragma omp ordered
+                for (int64_t now; (now = turn.load(std::memory_order_acquire)) != k;)
+                    turn.wait(now, std::memory_order_acquire);
                 binPlane(s, 0);
-            }
+                turn.store(k + 1, std::memory_order_release);
+                turn.notify_all();
+            });
             if (confocal)
                 ImageWalk::ForEachLine(targetSize, [&](uint32_t y, uint32_t) {
                     float* line = target->GetLinePointer(y, 0);
@@ -628,10 +632,9 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
             return;
         }
 
-#pragma omp parallel for num_threads(threads) schedule(dynamic, 1) if (threads > 1)
-        for (int64_t k = 0; k < count; ++k) {
+        cWorkerPool::ForEach(count, threads, [&](int64_t k, int worker) {
             const uint32_t p = planes[k];
-            const cScratch& s = scratch[omp_get_thread_num()];
+            const cScratch& s = scratch[worker];
             computePlane(p, s);
             binPlane(s, p);
             NormalizePlane(NY, NX, targetLine(p), 1.0f);
@@ -641,7 +644,7 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                     for (uint32_t x = 0; x < NX; ++x)
                         line[x] *= line[x];
                 }
-        }
+        });
         // Without aberration the PSF is symmetric in z: the planes past the middle are
         // copies, for every modality.
         const auto mirrorPlanes = [&] {
@@ -686,14 +689,13 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
         else if (NA > 1.0f)
             endWeight = 1.0f - (NA - 1.0f) / 0.3999999761581421f;
         const int postThreads = ImageWalk::ThreadsFor(targetSize.Voxels());
-#pragma omp parallel for num_threads(postThreads) schedule(static) if (postThreads > 1)
-        for (int64_t k = 0; k < count; ++k) {
+        cWorkerPool::ForEach(count, postThreads, [&](int64_t k, int) {
             const uint32_t p = planes[k];
             const uint32_t d = p <= half ? p : NZ - p;
             const float weight =
                 1.0f + std::min(static_cast<float>(d) * dz, z0) * (endWeight - 1.0f) / z0;
             NormalizePlane(NY, NX, targetLine(p), weight);
-        }
+        });
         mirrorPlanes();
     });
 }

@@ -35,7 +35,11 @@ MemoryStatus QueryMemoryStatus() {
     return status;
 }
 
-uint32_t CurrentThreadId() { return static_cast<uint32_t>(::syscall(SYS_gettid)); }
+// Kept per thread: the memory pools and logs ask on every image they hand out.
+uint32_t CurrentThreadId() {
+    thread_local const auto id = static_cast<uint32_t>(::syscall(SYS_gettid));
+    return id;
+}
 
 uint32_t CurrentProcessId() { return static_cast<uint32_t>(::getpid()); }
 

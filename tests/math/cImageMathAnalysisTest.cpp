@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <random>
 #include <string>
@@ -69,4 +71,35 @@ TEST(cImageMathAnalysis, ResultsDoNotDependOnTheThreadCount) {
     const std::vector<float> two = run(2);
     cWorkerThreads::SetCount(0);
     EXPECT_TRUE(one == two);
+}
+
+// Each pixel below the last limit counts in the bin of the first limit above it, for the
+// pedestal search's geometric limits and for limits of either sign or over a huge range:
+// values on a limit, repeated limits, -infinity and NaN included.
+TEST(cImageMathAnalysis, CountsBelowLimitsMatchASortedSearch) {
+    cImageMathGeneric math;
+    const cFloatImagePtr image = MakeImage({37, 5, 3}, Random(11, -60.0f, 5.0f));
+    At(image, 0, 0, 0) = -std::numeric_limits<float>::infinity();
+    At(image, 1, 0, 0) = std::nanf("");
+    At(image, 3, 0, 0) = -1e25f;
+    std::vector<std::vector<float>> sets = {{-3.0f}, {-40.0f, 2.0f}, {-1e30f, -7.0f, -1e-20f}};
+    for (const std::size_t n : {2, 7, 40}) {
+        std::vector<float> geometric;
+        for (std::size_t k = 0; k < n; ++k)
+            geometric.push_back(-50.0f * std::pow(0.9f, float(k)));
+        geometric[1] = geometric[0]; // a repeated limit
+        sets.push_back(geometric);
+    }
+    for (const std::vector<float>& limits : sets) {
+        At(image, 2, 0, 0) = limits[limits.size() / 2]; // a pixel on a limit
+        std::vector<uint64_t> expected(limits.size(), 0), counts(limits.size(), 1);
+        for (float p : Pixels(image))
+            if (p < limits.back())
+                ++expected[std::size_t(std::upper_bound(limits.begin(), limits.end(), p) -
+                                       limits.begin())];
+        math.CountPixelsBelowLimits(image, limits, counts);
+        for (uint64_t& c : counts)
+            --c; // the counts are added to what the caller holds
+        EXPECT_EQ(counts, expected) << limits.size() << " limits from " << limits.front();
+    }
 }
