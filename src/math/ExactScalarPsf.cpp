@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/cException.h"
+#include "core/cWorkerPool.h"
 #include "core/cWorkerThreads.h"
 
 namespace Ovidane {
@@ -132,9 +133,9 @@ void GenerateExactScalarPsf(const cFloatImagePtr& psf, const float spacing[3],
     const double argumentStep = 1.0 / 64.0, largestArgument = k * na * double(radii) * dr;
     std::vector<double> besselTable(static_cast<std::size_t>(largestArgument / argumentStep) + 4);
     const int threads = cWorkerThreads::Count();
-#pragma omp parallel for num_threads(threads) schedule(static)
-    for (int64_t n = 0; n < int64_t(besselTable.size()); ++n)
+    cWorkerPool::ForEach(int64_t(besselTable.size()), threads, [&](int64_t n, int) {
         besselTable[std::size_t(n)] = ::j0(double(n) * argumentStep);
+    });
     const auto bessel = [&](double argument) {
         const double at = argument / argumentStep;
         const auto n = static_cast<std::size_t>(at);
@@ -147,11 +148,11 @@ void GenerateExactScalarPsf(const cFloatImagePtr& psf, const float spacing[3],
                     t * (2.0 * p0 - 5.0 * p1 + 4.0 * p2 - p3 + t * (3.0 * (p1 - p2) + p3 - p0)));
     };
     std::vector<float> table(radii * rho.size());
-#pragma omp parallel for num_threads(threads) schedule(static)
-    for (int64_t j = 0; j < int64_t(rho.size()); ++j)
+    cWorkerPool::ForEach(int64_t(rho.size()), threads, [&](int64_t j, int) {
         for (std::size_t i = 0; i < radii; ++i)
             table[std::size_t(j) * radii + i] = float(
                 weight[std::size_t(j)] * bessel(k * na * double(i) * dr * rho[std::size_t(j)]));
+    });
 
     // Plane p lies at z = p·dz, or (p − Z)·dz from the middle on, so that the origin shift
     // puts every plane where its z belongs (the middle one of an even stack lies below
@@ -166,51 +167,51 @@ void GenerateExactScalarPsf(const cFloatImagePtr& psf, const float spacing[3],
     for (uint32_t p = 0; p < size.z; ++p)
         if (aberrated || p <= halfZ)
             planes.push_back(p);
-#pragma omp parallel num_threads(threads)
-    {
-        std::vector<float> profile(radii), re(radii), im(radii);
-#pragma omp for schedule(dynamic)
-        for (int64_t n = 0; n < int64_t(planes.size()); ++n) {
-            const uint32_t p = planes[std::size_t(n)];
-            const double z = planeZ(p);
-            std::fill(re.begin(), re.end(), 0.0f);
-            std::fill(im.begin(), im.end(), 0.0f);
-            for (std::size_t j = 0; j < rho.size(); ++j) {
-                const double phase = k * z * ci[j] + aberration[j];
-                const float c = float(std::cos(phase)), s = float(std::sin(phase));
-                const float* row = &table[j * radii];
+    // Scratch profiles per worker: a task's worker index is never shared at one time.
+    std::vector<std::vector<float>> scratch(std::size_t(threads) * 3, std::vector<float>(radii));
+    cWorkerPool::ForEach(int64_t(planes.size()), threads, [&](int64_t n, int worker) {
+        std::vector<float>& profile = scratch[std::size_t(worker) * 3];
+        std::vector<float>& re = scratch[std::size_t(worker) * 3 + 1];
+        std::vector<float>& im = scratch[std::size_t(worker) * 3 + 2];
+        const uint32_t p = planes[std::size_t(n)];
+        const double z = planeZ(p);
+        std::fill(re.begin(), re.end(), 0.0f);
+        std::fill(im.begin(), im.end(), 0.0f);
+        for (std::size_t j = 0; j < rho.size(); ++j) {
+            const double phase = k * z * ci[j] + aberration[j];
+            const float c = float(std::cos(phase)), s = float(std::sin(phase));
+            const float* row = &table[j * radii];
 #pragma omp simd
-                for (std::size_t i = 0; i < radii; ++i) {
-                    re[i] += row[i] * c;
-                    im[i] += row[i] * s;
-                }
+            for (std::size_t i = 0; i < radii; ++i) {
+                re[i] += row[i] * c;
+                im[i] += row[i] * s;
             }
-            for (std::size_t i = 0; i < radii; ++i)
-                profile[i] = re[i] * re[i] + im[i] * im[i];
-            // A quadrant from the profile, mirrored across the wrap-around.
-            const float fx = float(dx / dr), fy = float(dy / dr);
-            for (uint32_t y = 0; y <= halfY && y < size.y; ++y) {
-                float* line = psf->GetLinePointer(y, p);
-                const float ry = float(y) * fy;
-                for (uint32_t x = 0; x <= halfX && x < size.x; ++x) {
-                    const float rx = float(x) * fx;
-                    line[x] = Profile(profile, std::sqrt(rx * rx + ry * ry));
-                }
-                for (uint32_t x = halfX + 1; x < size.x; ++x)
-                    line[x] = line[size.x - x];
-            }
-            double planeSum = 0;
-            for (uint32_t y = 0; y < size.y; ++y) {
-                float* line = psf->GetLinePointer(y, p);
-                if (y > halfY)
-                    std::copy_n(psf->GetLinePointer(size.y - y, p), size.x, line);
-                for (uint32_t x = 0; x < size.x; ++x)
-                    planeSum += line[x];
-            }
-            planeSums[p] = planeSum;
-            computed[p] = 1;
         }
-    }
+        for (std::size_t i = 0; i < radii; ++i)
+            profile[i] = re[i] * re[i] + im[i] * im[i];
+        // A quadrant from the profile, mirrored across the wrap-around.
+        const float fx = float(dx / dr), fy = float(dy / dr);
+        for (uint32_t y = 0; y <= halfY && y < size.y; ++y) {
+            float* line = psf->GetLinePointer(y, p);
+            const float ry = float(y) * fy;
+            for (uint32_t x = 0; x <= halfX && x < size.x; ++x) {
+                const float rx = float(x) * fx;
+                line[x] = Profile(profile, std::sqrt(rx * rx + ry * ry));
+            }
+            for (uint32_t x = halfX + 1; x < size.x; ++x)
+                line[x] = line[size.x - x];
+        }
+        double planeSum = 0;
+        for (uint32_t y = 0; y < size.y; ++y) {
+            float* line = psf->GetLinePointer(y, p);
+            if (y > halfY)
+                std::copy_n(psf->GetLinePointer(size.y - y, p), size.x, line);
+            for (uint32_t x = 0; x < size.x; ++x)
+                planeSum += line[x];
+        }
+        planeSums[p] = planeSum;
+        computed[p] = 1;
+    });
 
     // The sum is combined plane by plane in plane order, whatever the thread count.
     double sum = 0;
@@ -222,10 +223,9 @@ void GenerateExactScalarPsf(const cFloatImagePtr& psf, const float spacing[3],
     const float scale = float(1.0 / sum);
     // The integrated planes are scaled, then the mirrored ones copied from them.
     for (const bool mirrored : {false, true}) {
-#pragma omp parallel for num_threads(threads) schedule(static)
-        for (int64_t p = 0; p < int64_t(size.z); ++p) {
+        cWorkerPool::ForEach(int64_t(size.z), threads, [&](int64_t p, int) {
             if (bool(computed[std::size_t(p)]) == mirrored)
-                continue;
+                return;
             const uint32_t from = mirrored ? size.z - uint32_t(p) : uint32_t(p);
             for (uint32_t y = 0; y < size.y; ++y) {
                 const float* source = psf->GetLinePointer(y, from);
@@ -233,7 +233,7 @@ void GenerateExactScalarPsf(const cFloatImagePtr& psf, const float spacing[3],
                 for (uint32_t x = 0; x < size.x; ++x)
                     line[x] = mirrored ? source[x] : source[x] * scale;
             }
-        }
+        });
     }
 }
 
