@@ -130,7 +130,7 @@ def _write_raw(array, path):
 def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, noise="auto",
             psf=None, psf_spacing=None, guard_xy=10, guard_z=6, overlap=10, progress=None,
             temp_dir=None, return_psf=False, method="wiener", iterations=None,
-            acceleration="extrapolation", roughness=None, start="data"):
+            acceleration="extrapolation", roughness=None, start="data", phase_object=False):
     """Restores a stack with the library's Wiener filter, or iteratively.
 
     stack: array (z, y, x) of uint8, uint16 or float32. spacing: (x, y, z) in micrometres.
@@ -140,7 +140,8 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
     method: 'wiener' (one pass, fast), 'mlem' (maximum likelihood, best on photon-limited
     data) or 'gold'. iterations, acceleration ('extrapolation' or 'line'), roughness (Good's
     roughness factor) and start ('data', 'wiener', 'flat') tune the iterative methods; None
-    leaves the library's defaults. progress(percent, subvolume, count, minutes_left) sees the
+    leaves the library's defaults. phase_object: the object is a phase object, whose
+    restoration keeps its negative values. progress(percent, subvolume, count, minutes_left) sees the
     whole run's percentage. Returns the restored float32 stack, and the PSF used when
     return_psf is true.
     """
@@ -195,6 +196,7 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
         L.lib.ovdInitStructInvFilterOpsExp(ctypes.byref(exp))
         std.pszOutputFile = output_path.encode()
         std.pszTempDirectory = library_temp.encode()
+        std.bPhaseObject = 1 if phase_object else 0
         exp.fNoiseFactor = _noise_factor(noise)
         exp.sXYGuardBand, exp.sZGuardBand, exp.sOverlap = guard_xy, guard_z, overlap
 
@@ -271,3 +273,15 @@ def set_messages(function):
     else:
         _message_callback = L.MessageCallback(lambda line, _user: function(line.decode(errors="replace")))
     L.lib.ovdSetMessageCallback(_message_callback, None)
+
+
+def set_memory_budget(nbytes):
+    """Holds this process's next runs to nbytes of working memory (the library cuts stacks
+    into subvolumes that fit); None or 0 gives the machine's physical memory back."""
+    L.lib.ovdSetMemoryBudget(0 if nbytes is None else _bounded_int("memory budget", nbytes, 0, 2**63 - 1))
+
+
+def set_worker_threads(count):
+    """Spreads the heavy operations of this process's next runs over count threads; None or
+    0 means all processors. Results do not depend on the count."""
+    L.lib.ovdSetWorkerThreads(0 if count is None else _bounded_int("threads", count, 0, 2**31 - 1))

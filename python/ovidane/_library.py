@@ -146,3 +146,7 @@ lib.ovdSetMessageCallback.restype = None
 lib.ovdWriteTheoreticalPsf.argtypes = ([ctypes.c_char_p] + [ctypes.c_int16] * 3 + [ctypes.c_float] * 6
                                        + [ctypes.c_uint16, ctypes.c_float])
 lib.ovdWriteTheoreticalPsf.restype = ctypes.c_uint16
+lib.ovdSetMemoryBudget.argtypes = [ctypes.c_int64]
+lib.ovdSetMemoryBudget.restype = None
+lib.ovdSetWorkerThreads.argtypes = [ctypes.c_int32]
+lib.ovdSetWorkerThreads.restype = None
