@@ -32,7 +32,6 @@ def _arguments(argv):
     run.add_argument("--spacing", type=float, nargs=3, metavar=("X", "Y", "Z"),
                      help="micrometres; needed when the store records none")
     run.add_argument("--sa", type=float, default=0.0, help="spherical aberration of the PSF")
-    run.add_argument("--brightfield", action="store_true", help="transmitted-light brightfield")
     run.add_argument("--noise", type=_noise, default="low",
                      help="low, medium, high or a regularisation level (default: low)")
     run.add_argument("--method", default="wiener", choices=("wiener", "mlem", "gold"))
@@ -74,7 +73,7 @@ def main(argv=None):
         spacing = tuple(args.spacing) if args.spacing else stored
         budget = None if args.memory_budget is None else args.memory_budget << 20
         plan = dict(spacing=spacing, na=args.na, ri=args.ri, wavelength=args.wavelength,
-                    sa=args.sa, brightfield=args.brightfield, noise=args.noise,
+                    sa=args.sa, noise=args.noise,
                     method=args.method, iterations=args.iterations, guard_xy=args.guard_xy,
                     guard_z=args.guard_z, memory_budget=budget)
         # Everything is checked before a cluster starts or a file is written.

@@ -1,9 +1,11 @@
 """Restoration of chunked volumes (Dask arrays, Zarr stores) as a lazy Dask computation,
 for volumes that outgrow one machine.
 
-    import ovidane.dask, ovidane.omezarr
-    restored = ovidane.dask.restore("stack.zarr", na=1.4, ri=1.515, wavelength=0.52)
-    ovidane.omezarr.write_ome_zarr(restored, "restored.zarr", spacing)
+    import ovidane.dask
+    from ovidane.omezarr import open_ome_zarr, write_ome_zarr
+    stack, spacing = open_ome_zarr("stack.zarr")
+    restored = ovidane.dask.restore(stack, spacing, na=1.4, ri=1.515, wavelength=0.52)
+    write_ome_zarr(restored, "restored.zarr", spacing)
 
 Each task restores a column of chunks: all of the stack's depth, as the library never cuts
 the z axis either (a widefield PSF spreads its light over every plane, and its scale to a
@@ -42,20 +44,16 @@ _PEDESTAL_STEP = float(np.float32(0.9))
 _SEARCH_MARGIN = float(np.float32(0.001))
 
 
-def margin(guard_xy=10):
-    """Pixels of neighbouring chunks that a task restores with its chunk, (z, y, x)."""
-    return (0, 2 * guard_xy, 2 * guard_xy)
-
-
-def restore(data, spacing=None, na=None, ri=None, wavelength=None, *, sa=0.0, brightfield=False,
-            noise="low", method="wiener", iterations=None, acceleration="extrapolation",
+def restore(data, spacing=None, na=None, ri=None, wavelength=None, *, sa=0.0, noise="low", method="wiener", iterations=None, acceleration="extrapolation",
             roughness=None, start="data", guard_xy=10, guard_z=6, memory_budget=None,
             threads=None, temp_dir=None):
     """A lazy Dask array (z, y, x) of float32: data restored chunk by chunk.
 
     data: a Dask array (z, y, x) of uint8, uint16 or float32, or the path of a Zarr store;
     an OME-Zarr store brings its spacing, which `spacing` (x, y, z, micrometres) overrides.
-    The optics and the method options are those of ovidane.restore. noise is a fixed level
+    The optics and the method options are those of ovidane.restore, for widefield
+    fluorescence: a transmitted-light stack is inverted within the range of the whole stack,
+    which a column does not know. noise is a fixed level
     ('low', 'medium', 'high' or a number): an automatic one would be estimated per chunk,
     and chunks restored with different levels would not join. memory_budget (bytes) and
     threads hold each task's run in its worker process (ovidane.set_memory_budget,
@@ -81,12 +79,15 @@ def restore(data, spacing=None, na=None, ri=None, wavelength=None, *, sa=0.0, br
         raise TypeError(f"pixels must be uint8, uint16 or float32, not {array.dtype}")
     if None in (na, ri, wavelength):
         raise ValueError("na, ri and wavelength are required")
-    options = _checked_options(spacing, na, ri, wavelength, sa=sa, brightfield=brightfield,
+    options = _checked_options(spacing, na, ri, wavelength, sa=sa,
                                noise=noise, method=method, iterations=iterations,
                                acceleration=acceleration, roughness=roughness, start=start,
                                guard_xy=guard_xy, guard_z=guard_z, temp_dir=temp_dir)
-    depth = margin(options["guard_xy"])
+    # The margin, (z, y, x): a column has all of z.
+    depth = (0, 2 * options["guard_xy"], 2 * options["guard_xy"])
     _check_chunks(array.chunks, depth)
+    if array.shape[0] > 32767:
+        raise ValueError(f"a stack has at most 32767 slices, not {array.shape[0]}")
     if min(array.shape[1:]) <= options["guard_xy"]:
         raise ValueError(f"the stack must be wider and higher than guard_xy, {options['guard_xy']}")
     if memory_budget is not None:
@@ -125,8 +126,7 @@ def _checked_options(spacing, na, ri, wavelength, *, noise, guard_xy, guard_z, m
     na, ri, wavelength = (_api._finite(n, v) for n, v in
                           (("na", na), ("ri", ri), ("wavelength", wavelength)))
     # The theoretical PSF refuses optics and sampling as a restoration does, at no cost.
-    _api.psf((4, 8, 8), spacing, na, ri, wavelength, sa=sa, brightfield=rest["brightfield"],
-             temp_dir=rest["temp_dir"])
+    _api.psf((4, 8, 8), spacing, na, ri, wavelength, sa=sa, temp_dir=rest["temp_dir"])
     return dict(na=na, ri=ri, wavelength=wavelength, sa=sa, noise=noise, method=method,
                 iterations=iterations, acceleration=acceleration, roughness=roughness,
                 start=start, guard_xy=guard_xy, guard_z=guard_z, **rest)
