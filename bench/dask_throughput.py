@@ -46,12 +46,13 @@ def peak_resident_mb():
 
 def run(workers, store, work, voxels):
     with LocalCluster(n_workers=workers, threads_per_worker=1, processes=True,
-                      dashboard_address=None, silence_logs=50) as cluster, Client(cluster) as client:
+                      dashboard_address=":0", silence_logs=50) as cluster, \
+            Client(cluster) as client:
         warm = da.from_array(np.full((16, 64, 64), 100, np.uint16), chunks=(16, 32, 32))
         ovidane.dask.restore(warm, SPACING, **TASKS, guard_xy=4).compute()
         started = time.perf_counter()
-        write_ome_zarr(ovidane.dask.restore(store, **TASKS), os.path.join(work, f"out{workers}.zarr"),
-                       SPACING)
+        output = os.path.join(work, f"out{workers}.zarr")
+        write_ome_zarr(ovidane.dask.restore(store, **TASKS), output, SPACING)
         seconds = time.perf_counter() - started
         peaks = sorted(client.run(peak_resident_mb).values())
     return seconds, voxels / seconds / 1e6, peaks
@@ -66,8 +67,8 @@ def main():
         store = os.path.join(work, "stack.zarr")
         write_ome_zarr(da.from_array(bead_stack(shape), chunks=chunks), store, SPACING)
         voxels = float(np.prod(shape))
-        print(f"{shape[2]}x{shape[1]}x{shape[0]} uint16, chunks {chunks[2]}x{chunks[1]}x{chunks[0]}, "
-              f"{os.cpu_count()} processors")
+        print(f"{shape[2]}x{shape[1]}x{shape[0]} uint16, chunks "
+              f"{chunks[2]}x{chunks[1]}x{chunks[0]}, {os.cpu_count()} processors")
         print("workers  seconds  Mvoxel/s  speed-up  peak resident per worker (MB)")
         first = None
         for workers in args.workers:

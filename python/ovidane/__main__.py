@@ -54,7 +54,7 @@ def _client(scheduler, threads):
         if workers < 1:
             raise ValueError("local:N needs N of at least 1")
         cluster = LocalCluster(n_workers=workers, threads_per_worker=1, processes=True,
-                               dashboard_address=None)
+                               dashboard_address=":0")
         shared = threads if threads is not None else max(1, (os.cpu_count() or 1) // workers)
         return Client(cluster), cluster, shared
     return Client(scheduler), None, threads

@@ -278,10 +278,12 @@ def set_messages(function):
 def set_memory_budget(nbytes):
     """Holds this process's next runs to nbytes of working memory (the library cuts stacks
     into subvolumes that fit); None or 0 gives the machine's physical memory back."""
-    L.lib.ovdSetMemoryBudget(0 if nbytes is None else _bounded_int("memory budget", nbytes, 0, 2**63 - 1))
+    budget = 0 if nbytes is None else _bounded_int("memory budget", nbytes, 0, 2**63 - 1)
+    L.lib.ovdSetMemoryBudget(budget)
 
 
 def set_worker_threads(count):
     """Spreads the heavy operations of this process's next runs over count threads; None or
     0 means all processors. Results do not depend on the count."""
-    L.lib.ovdSetWorkerThreads(0 if count is None else _bounded_int("threads", count, 0, 2**31 - 1))
+    threads = 0 if count is None else _bounded_int("threads", count, 0, 2**31 - 1)
+    L.lib.ovdSetWorkerThreads(threads)

@@ -44,7 +44,8 @@ _PEDESTAL_STEP = float(np.float32(0.9))
 _SEARCH_MARGIN = float(np.float32(0.001))
 
 
-def restore(data, spacing=None, na=None, ri=None, wavelength=None, *, sa=0.0, noise="low", method="wiener", iterations=None, acceleration="extrapolation",
+def restore(data, spacing=None, na=None, ri=None, wavelength=None, *, sa=0.0, noise="low",
+            method="wiener", iterations=None, acceleration="extrapolation",
             roughness=None, start="data", guard_xy=10, guard_z=6, memory_budget=None,
             threads=None, temp_dir=None):
     """A lazy Dask array (z, y, x) of float32: data restored chunk by chunk.

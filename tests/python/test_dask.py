@@ -25,6 +25,7 @@ OPTICS = dict(na=1.3, ri=1.515, wavelength=0.52)
 SHAPE, CHUNKS = (128, 512, 512), (64, 256, 256)
 # One thread per task, a small budget: the library cuts each column of chunks itself.
 TASKS = dict(OPTICS, noise="medium", threads=1, memory_budget=256 << 20)
+WAIT = 300  # seconds: a run that hangs fails instead
 
 
 def bead_stack(seed=7, count=400, peak=2000.0):
@@ -47,17 +48,17 @@ class DaskRestore(unittest.TestCase):
         cls.store = os.path.join(cls.work.name, "stack.zarr")
         write_ome_zarr(da.from_array(cls.stack, chunks=CHUNKS), cls.store, SPACING)
         cls.cluster = LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
-                                   dashboard_address=None, silence_logs=50)
+                                   dashboard_address=":0", silence_logs=50)
         cls.client = Client(cls.cluster)
         started = time.time()
         cls.restored = ovidane.dask.restore(cls.store, **TASKS)
-        cls.result = cls.restored.compute()
+        cls.result = cls.client.compute(cls.restored).result(timeout=WAIT)
         print(f"cluster {time.time() - started:.1f} s", file=sys.stderr)
 
     @classmethod
     def tearDownClass(cls):
-        cls.client.close()
-        cls.cluster.close()
+        cls.client.close(timeout=WAIT)
+        cls.cluster.close(timeout=WAIT)
         cls.work.cleanup()
 
     def test_cluster_agrees_with_one_process_away_from_the_faces(self):
@@ -81,15 +82,22 @@ class DaskRestore(unittest.TestCase):
         np.testing.assert_array_equal(stored.compute(), self.result)
 
     def test_a_worker_killed_mid_run_leaves_the_result_whole_and_equal(self):
+        # Until the cluster has let go of an earlier run's results, it would hand them back.
+        deadline = time.time() + WAIT
+        while any(self.client.has_what().values()):
+            self.assertLess(time.time(), deadline, "results of an earlier run stay")
+            time.sleep(0.05)
         future = self.client.compute(self.restored)
         while not any(self.client.processing().values()):
+            self.assertFalse(future.done(), "the run ended before a worker could be killed")
+            self.assertLess(time.time(), deadline, "no task started")
             time.sleep(0.05)
         time.sleep(1.5)  # past reading the chunks, into the restorations
         busy = next(w for w, keys in self.client.processing().items() if keys)
         pid = self.client.run(os.getpid, workers=[busy])[busy]
         self.assertFalse(future.done())
         os.kill(pid, signal.SIGKILL)
-        np.testing.assert_array_equal(future.result(timeout=300), self.result)
+        np.testing.assert_array_equal(future.result(timeout=WAIT), self.result)
 
 
 class Refusals(unittest.TestCase):
