@@ -50,10 +50,16 @@ class DaskRestore(unittest.TestCase):
         cls.cluster = LocalCluster(n_workers=2, threads_per_worker=1, processes=True,
                                    dashboard_address=":0", silence_logs=50)
         cls.client = Client(cls.cluster)
+        # The one run on the cluster besides the one that loses a worker: a cluster that
+        # has lost one may keep a task of its next run waiting for ever.
         started = time.time()
         cls.restored = ovidane.dask.restore(cls.store, **TASKS)
-        cls.result = cls.client.compute(cls.restored).result(timeout=WAIT)
+        cls.output = os.path.join(cls.work.name, "restored.zarr")
+        cls.client.compute(write_ome_zarr(cls.restored, cls.output, SPACING, compute=False)
+                           ).result(timeout=WAIT)
         print(f"cluster {time.time() - started:.1f} s", file=sys.stderr)
+        stored, cls.spacing = open_ome_zarr(cls.output)
+        cls.result = stored.compute(scheduler="sync")
 
     @classmethod
     def tearDownClass(cls):
@@ -74,12 +80,7 @@ class DaskRestore(unittest.TestCase):
         difference = np.abs(self.result[inner] - expected[inner]).max() / span
         print(f"difference {100 * difference:.3f}% of the range", file=sys.stderr)
         self.assertLess(difference, 0.01)
-
-        out = os.path.join(self.work.name, "restored.zarr")
-        write_ome_zarr(self.restored, out, SPACING)
-        stored, spacing = open_ome_zarr(out)
-        self.assertEqual(spacing, SPACING)
-        np.testing.assert_array_equal(stored.compute(), self.result)
+        self.assertEqual(self.spacing, SPACING)
 
     def test_a_worker_killed_mid_run_leaves_the_result_whole_and_equal(self):
         # Until the cluster has let go of an earlier run's results, it would hand them back.
