@@ -93,7 +93,7 @@ class DaskRestore(unittest.TestCase):
             self.assertFalse(future.done(), "the run ended before a worker could be killed")
             self.assertLess(time.time(), deadline, "no task started")
             time.sleep(0.05)
-        time.sleep(1.5)  # past reading the chunks, into the restorations
+        time.sleep(0.5)  # into the run
         busy = next(w for w, keys in self.client.processing().items() if keys)
         pid = self.client.run(os.getpid, workers=[busy])[busy]
         self.assertFalse(future.done())
