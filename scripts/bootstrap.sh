@@ -11,6 +11,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libtiff-dev libcli11-dev
   python3 python3-numpy
+  python3-dask python3-distributed python3-zarr
 )
 
 missing=()

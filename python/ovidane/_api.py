@@ -147,7 +147,7 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
             temp_dir=None, return_psf=False, method="wiener", iterations=None,
             acceleration="extrapolation", roughness=None, start="data", object_updates=None,
             psf_updates=None, same_wavelength=False, psf_model="specified", sample_index=None,
-            focus_depth=0.0):
+            focus_depth=0.0, phase_object=False):
     """Restores a stack with the library's Wiener filter, or iteratively.
 
     stack: array (z, y, x) of uint8, uint16 or float32, or (c, z, y, x) for several channels,
@@ -163,7 +163,8 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
     estimate comes back. iterations, acceleration ('extrapolation' or 'line'), roughness
     (Good's roughness factor), start ('data', 'wiener', 'flat') and, for the plane methods,
     object_updates and psf_updates a pass tune the iterative methods; None leaves the
-    library's defaults. progress(percent, subvolume, count, minutes_left) sees the
+    library's defaults. phase_object: the object is a phase object, whose restoration keeps
+    its negative values. progress(percent, subvolume, count, minutes_left) sees the
     whole run's percentage. psf_model, sample_index and focus_depth choose the theoretical
     PSF as in psf(). Returns the restored float32 stack, and the PSF used when return_psf
     is true.
@@ -179,7 +180,8 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
                        method=method, iterations=iterations, acceleration=acceleration,
                        roughness=roughness, start=start, object_updates=object_updates,
                        psf_updates=psf_updates, psf_model=psf_model,
-                       sample_index=sample_index, focus_depth=focus_depth)
+                       sample_index=sample_index, focus_depth=focus_depth,
+                       phase_object=phase_object)
         return np.stack([restore(channel, spacing, na, ri, w, **options)
                          for channel, w in zip(channels, wavelengths)])
     array = _as_stack(stack)
@@ -235,6 +237,7 @@ def restore(stack, spacing, na, ri, wavelength, *, sa=0.0, brightfield=False, no
         L.lib.ovdInitStructInvFilterOpsExp(ctypes.byref(exp))
         std.pszOutputFile = output_path.encode()
         std.pszTempDirectory = library_temp.encode()
+        std.bPhaseObject = 1 if phase_object else 0
         exp.fNoiseFactor = _noise_factor(noise)
         exp.sXYGuardBand, exp.sZGuardBand, exp.sOverlap = guard_xy, guard_z, overlap
 
@@ -333,3 +336,17 @@ def set_messages(function):
     else:
         _message_callback = L.MessageCallback(lambda line, _user: function(line.decode(errors="replace")))
     L.lib.ovdSetMessageCallback(_message_callback, None)
+
+
+def set_memory_budget(nbytes):
+    """Holds this process's next runs to nbytes of working memory (the library cuts stacks
+    into subvolumes that fit); None or 0 gives the machine's physical memory back."""
+    budget = 0 if nbytes is None else _bounded_int("memory budget", nbytes, 0, 2**63 - 1)
+    L.lib.ovdSetMemoryBudget(budget)
+
+
+def set_worker_threads(count):
+    """Spreads the heavy operations of this process's next runs over count threads; None or
+    0 means all processors. Results do not depend on the count."""
+    threads = 0 if count is None else _bounded_int("threads", count, 0, 2**31 - 1)
+    L.lib.ovdSetWorkerThreads(threads)

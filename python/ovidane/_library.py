@@ -171,3 +171,7 @@ lib.ovd3dInverseFilterDetectSAWithPsfModel.argtypes = (
     lib.ovd3dInverseFilterDetectSA.argtypes[:25] + [ctypes.POINTER(PsfModel)]
     + lib.ovd3dInverseFilterDetectSA.argtypes[25:])
 lib.ovd3dInverseFilterDetectSAWithPsfModel.restype = ctypes.c_uint16
+lib.ovdSetMemoryBudget.argtypes = [ctypes.c_int64]
+lib.ovdSetMemoryBudget.restype = None
+lib.ovdSetWorkerThreads.argtypes = [ctypes.c_int32]
+lib.ovdSetWorkerThreads.restype = None
