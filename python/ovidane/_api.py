@@ -60,8 +60,8 @@ def _finite(name, value):
     return number
 
 
-def _iterative_options(method, iterations, acceleration, roughness, start, object_updates,
-                       psf_updates):
+def _iterative_options(method, iterations, acceleration, roughness, start, object_updates=None,
+                       psf_updates=None):
     options = L.IterativeOptions()
     L.lib.ovdInitStructIterativeOps(ctypes.byref(options))
     options.nMethod = _choice("method", method, _METHODS)
