@@ -141,7 +141,7 @@ MUTATIONS = [
     ("src/interface/ovdValidation.cpp", "if (zSpacing < 0.1f * axial)", "if (zSpacing < 0.1f * axial && false)", ["interface"]),
     ("src/interface/cBrentMinimizer.cpp", "e = x >= xm ? a - x : b - x;", "e = x >= xm ? b - x : a - x;", ["interface"]),
     ("src/interface/ovdRestoreExport.cpp", "if (o.nIterations < 0 || o.nIterations > OVD_MAX_ITERATIONS)",
-     "if (o.nIterations < -5 || o.nIterations > OVD_MAX_ITERATIONS)", ["restore"]),
+     "if (o.nIterations < 0 || o.nIterations > 2 * OVD_MAX_ITERATIONS)", ["restore"]),
     ("src/interface/ovdRunSetup.cpp", "return kilobytes >= static_cast<int64_t>(neededKilobytes);",
      "return kilobytes > static_cast<int64_t>(neededKilobytes);", ["interface"]),
     # tools
