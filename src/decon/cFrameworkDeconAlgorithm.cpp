@@ -26,6 +26,19 @@ void cFrameworkDeconAlgorithm::CountPassesAsTheLogSays() {
     mStopCriterion = new cIterativeStopCriterion(mLog);
 }
 
+cIterativeDeconFramework&
+cFrameworkDeconAlgorithm::LoadWithOperations(const cOptimizationPtr& optimization) {
+    cIterativeDeconFramework& framework = *mIterativeFramework;
+    framework.Load();
+    framework.SetPsfFirstGuess(mPsfFirstGuess);
+    framework.SetOptimization(optimization);
+    framework.SetObjectSmoothing(mObjectSmoothing);
+    framework.SetIterationSmoothing(mIterationSmoothing);
+    framework.SetStopCriterion(mStopCriterion);
+    framework.SetObjectFirstGuess(mObjectFirstGuess);
+    return framework;
+}
+
 void cFrameworkDeconAlgorithm::PrepareOperations(cOptimization& optimization) {
     mPsfFirstGuess->SetFileName(mLog->GetParameters().GetString(DEC_SPARAMS_INPUT_PSF_FILE));
     optimization.Initialize();

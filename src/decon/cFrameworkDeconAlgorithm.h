@@ -52,6 +52,10 @@ protected:
     // An iterative method runs DEC_IPARAMS_TOTAL_ITERATIONS passes, as the caller set them,
     // and saves only its result unless the log asks for intermediate files.
     void CountPassesAsTheLogSays();
+    // The framework with the original image loaded and the algorithm's operations handed to
+    // it: PSF first guess, optimization, smoothings, stop criterion, object first guess. An
+    // algorithm's SetUp adds its pre-processing and previews.
+    cIterativeDeconFramework& LoadWithOperations(const cOptimizationPtr& optimization);
     // The last settings of an iterative method: the PSF file's name, then the
     // initialisation of its optimization, smoothings and stop criterion.
     void PrepareOperations(cOptimization& optimization);

@@ -49,14 +49,7 @@ cGoldsDeconAlgorithm::~cGoldsDeconAlgorithm() {
 
 void cGoldsDeconAlgorithm::SetUp() {
     Guard([&] {
-        cIterativeDeconFramework& framework = *mIterativeFramework;
-        framework.Load();
-        framework.SetPsfFirstGuess(mPsfFirstGuess);
-        framework.SetOptimization(mOptimization);
-        framework.SetObjectSmoothing(mObjectSmoothing);
-        framework.SetIterationSmoothing(mIterationSmoothing);
-        framework.SetStopCriterion(mStopCriterion);
-        framework.SetObjectFirstGuess(mObjectFirstGuess);
+        cIterativeDeconFramework& framework = LoadWithOperations(mOptimization);
         AddPsfPreparation(framework, 0.0f);
         framework.SetPreview(mPreview);
     });

@@ -56,14 +56,7 @@ cMlem2DBlindDeconAlgorithm::~cMlem2DBlindDeconAlgorithm() {
 
 void cMlem2DBlindDeconAlgorithm::SetUp() {
     Guard([&] {
-        cIterativeDeconFramework& framework = *mIterativeFramework;
-        framework.Load();
-        framework.SetPsfFirstGuess(mPsfFirstGuess);
-        framework.SetOptimization(mOptimization);
-        framework.SetObjectSmoothing(mObjectSmoothing);
-        framework.SetIterationSmoothing(mIterationSmoothing);
-        framework.SetStopCriterion(mStopCriterion);
-        framework.SetObjectFirstGuess(mObjectFirstGuess);
+        cIterativeDeconFramework& framework = LoadWithOperations(mOptimization);
         // Both estimates start with sum 1.
         framework.AddPsfPreprocessing(new cImageNormalizationConstraint(1.0f));
         framework.AddImagePreprocessing(new cImageNormalizationConstraint(1.0f));

@@ -35,14 +35,7 @@ cMlem2DNonBlindDeconAlgorithm::~cMlem2DNonBlindDeconAlgorithm() {
 
 void cMlem2DNonBlindDeconAlgorithm::SetUp() {
     Guard([&] {
-        cIterativeDeconFramework& framework = *mIterativeFramework;
-        framework.Load();
-        framework.SetPsfFirstGuess(mPsfFirstGuess);
-        framework.SetOptimization(mOptimization);
-        framework.SetObjectSmoothing(mObjectSmoothing);
-        framework.SetIterationSmoothing(mIterationSmoothing);
-        framework.SetStopCriterion(mStopCriterion);
-        framework.SetObjectFirstGuess(mObjectFirstGuess);
+        cIterativeDeconFramework& framework = LoadWithOperations(mOptimization);
         // The start, not the PSF, is scaled to sum 1.
         framework.AddImagePreprocessing(new cImageNormalizationConstraint(1.0f));
         framework.SetPreview(mPreview);

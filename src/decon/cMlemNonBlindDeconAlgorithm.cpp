@@ -53,14 +53,7 @@ cMlemNonBlindDeconAlgorithm::~cMlemNonBlindDeconAlgorithm() {
 void cMlemNonBlindDeconAlgorithm::SetUp() {
     Guard([&] {
         cDeconParameter& p = mLog->GetParameters();
-        cIterativeDeconFramework& framework = *mIterativeFramework;
-        framework.Load();
-        framework.SetPsfFirstGuess(mPsfFirstGuess);
-        framework.SetObjectSmoothing(mObjectSmoothing);
-        framework.SetIterationSmoothing(mIterationSmoothing);
-        framework.SetOptimization(mOptimization);
-        framework.SetStopCriterion(mStopCriterion);
-        framework.SetObjectFirstGuess(mObjectFirstGuess);
+        cIterativeDeconFramework& framework = LoadWithOperations(mOptimization);
 
         if (p.GetFlag(DEC_FPARAMS_MODALITY) == kModalityWideHourglass)
             p.SetReal(DEC_RPARAMS_MINIMUM_RADIUS, kHourglassMinimumRadius);
