@@ -10,6 +10,7 @@
 #include "core/cWorkerPool.h"
 #include "math/FastLogExp.h"
 #include "math/ImageWalk.h"
+#include "math/PassKernels.h"
 
 namespace Ovidane {
 
@@ -641,28 +642,13 @@ void cImageMathGeneric::ExtrapolationGradient(const cFloatImagePtr& object,
         RequireImages("ExtrapolationGradient", {&object, &factor, &lastGradient, &plain, &gradient});
         for (const cFloatImagePtr* other : {&factor, &lastGradient, &plain, &gradient})
             RequireSameSize("ExtrapolationGradient", object, *other);
-        struct Sums {
-            double cross = 0, lastSquare = 0;
-        };
-        const Sums sums = Reduce(
-            object->GetDimensions(), Sums{},
-            [](uint32_t n, Sums& partial, float* x, float* m, float* last, float* p, float* h) {
-                double lineCross = 0, lineSquare = 0;
-#pragma omp simd reduction(+ : lineCross, lineSquare)
-                for (uint32_t i = 0; i < n; ++i) {
-                    const float update = x[i] * m[i];
-                    const float step = m[i] > 0.0f ? FastMath::Log(m[i]) : 0.0f;
-                    const float previous = last[i];
-                    const float g = update * step;
-                    p[i] = update;
-                    h[i] = g;
-                    lineCross += static_cast<double>(g) * previous;
-                    lineSquare += static_cast<double>(previous) * previous;
-                }
-                partial.cross += lineCross;
-                partial.lastSquare += lineSquare;
+        const PassKernels::cGradientSums sums = Reduce(
+            object->GetDimensions(), PassKernels::cGradientSums{},
+            [](uint32_t n, PassKernels::cGradientSums& partial, float* x, float* m, float* last,
+               float* p, float* h) {
+                PassKernels::ExtrapolationGradientLine(n, x, m, last, p, h, partial);
             },
-            [](Sums& total, const Sums& piece) {
+            [](PassKernels::cGradientSums& total, const PassKernels::cGradientSums& piece) {
                 total.cross += piece.cross;
                 total.lastSquare += piece.lastSquare;
             },
@@ -680,17 +666,17 @@ void cImageMathGeneric::ExtrapolateWithFloor(const cFloatImagePtr& plain,
         RequireImages("ExtrapolateWithFloor", {&plain, &previous, &out});
         RequireSameSize("ExtrapolateWithFloor", plain, previous);
         RequireSameSize("ExtrapolateWithFloor", plain, out);
-        const float a = alpha, t = threshold, f = floor, high = maxRatio, low = 1.0f / maxRatio;
-        if (a == 0.0f) {
+        const float f = floor;
+        if (alpha == 0.0f) {
             Unary(plain, out, [=](float p) { return p < f ? f : p; });
             return;
         }
-        Binary(plain, previous, out, [=](float p, float q) {
-            float r = p / q;
-            r = r > high ? high : (r < low ? low : r);
-            const float value = (q <= t || q == 0.0f) ? p : p * FastMath::Exp(a * FastMath::Log(r));
-            return value < f ? f : value;
-        });
+        Walk(
+            plain->GetDimensions(),
+            [=](uint32_t n, float* o, const float* p, const float* q) {
+                PassKernels::ExtrapolateLine(n, p, q, o, alpha, threshold, maxRatio, f);
+            },
+            Whole(out), Whole(plain), Whole(previous));
     });
 }
 

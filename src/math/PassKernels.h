@@ -1,0 +1,39 @@
+#pragma once
+// Line kernels of the heaviest element-wise steps of an iterative pass: the extrapolation's
+// gradient and step, and Good's roughness step. Their logarithms, exponentials and
+// divisions keep a pass busy computing rather than waiting for memory, so each kernel is
+// built for three processor levels (AVX-512, AVX2, the x86-64 baseline) and the loader
+// picks the widest the processor has.
+//
+// Every level computes the same value for every pixel, bit for bit: a lane does what the
+// scalar code does, and multiply-adds are never fused (the build's ISO mode keeps
+// contraction off). The sums keep eight lanes of their own in a fixed order, so they too
+// are the same on every level and for any thread count.
+#include <cstdint>
+
+namespace Ovidane::PassKernels {
+
+struct cGradientSums {
+    double cross = 0, lastSquare = 0;
+};
+
+// p = x · m (the plain update) and h = p · ln m (its log-gradient; 0 where m <= 0); adds
+// Σ h · last and Σ last² to `sums`. p and h are distinct from the inputs.
+void ExtrapolationGradientLine(uint32_t n, const float* x, const float* m, const float* last,
+                               float* p, float* h, cGradientSums& sums);
+
+// out = p · r^alpha with r = p / q held within [1 / maxRatio, maxRatio]; out = p where
+// q <= threshold or q is 0; then held at `floor` or above. out may be p or q.
+void ExtrapolateLine(uint32_t n, const float* p, const float* q, float* out, float alpha,
+                     float threshold, float maxRatio, float floor);
+
+// Good's roughness step on the interior pixels 1 … n - 2 of a line:
+//   e = (beta · r · Σ neighbours of r + e) / (count · beta + 1), held above `guard`,
+// with the neighbours of r the left and right pixel of its own line and the same pixel of
+// the lines above and below, and of the slices before and after unless those are null.
+// e may be r itself: a pixel then sees the already updated pixels before it, as in a plain
+// walk of the line.
+void RoughnessLine(uint32_t n, float* e, const float* r, const float* above, const float* below,
+                   const float* previous, const float* next, float beta, float guard);
+
+} // namespace Ovidane::PassKernels
