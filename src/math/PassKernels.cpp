@@ -19,6 +19,28 @@ constexpr uint32_t kLanes = 8;
 } // namespace
 
 OVD_PROCESSOR_LEVELS
+void MultiplySpectrumLine(const float* a, const float* b, float* out, uint64_t values,
+                          float scale) {
+    for (uint64_t i = 0; i < values; ++i) {
+        const float ar = a[2 * i], ai = a[2 * i + 1];
+        const float br = b[2 * i], bi = b[2 * i + 1];
+        out[2 * i] = (ar * br - ai * bi) * scale;
+        out[2 * i + 1] = (ar * bi + ai * br) * scale;
+    }
+}
+
+OVD_PROCESSOR_LEVELS
+void MultiplyConjugateSpectrumLine(const float* a, const float* b, float* out, uint64_t values,
+                                   float scale) {
+    for (uint64_t i = 0; i < values; ++i) {
+        const float ar = a[2 * i], ai = a[2 * i + 1];
+        const float br = b[2 * i], bi = b[2 * i + 1];
+        out[2 * i] = (ar * br + ai * bi) * scale;
+        out[2 * i + 1] = (ai * br - ar * bi) * scale;
+    }
+}
+
+OVD_PROCESSOR_LEVELS
 void ExtrapolationGradientLine(uint32_t n, const float* __restrict x, const float* __restrict m,
                                const float* __restrict last, float* __restrict p,
                                float* __restrict h, cGradientSums& sums) {

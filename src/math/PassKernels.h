@@ -1,6 +1,7 @@
 #pragma once
-// Line kernels of the heaviest element-wise steps of an iterative pass: the extrapolation's
-// gradient and step, and Good's roughness step. Their logarithms, exponentials and
+// Line kernels of the heaviest element-wise steps of an iterative pass: the spectrum
+// products of its convolutions, the extrapolation's gradient and step, and Good's roughness
+// step. Their logarithms, exponentials and
 // divisions keep a pass busy computing rather than waiting for memory, so each kernel is
 // built for three processor levels (AVX-512, AVX2, the x86-64 baseline) and the loader
 // picks the widest the processor has.
@@ -12,6 +13,13 @@
 #include <cstdint>
 
 namespace Ovidane::PassKernels {
+
+// out = a · b (or a · conj(b)) · scale over `values` interleaved complex numbers; out may be
+// a or b.
+void MultiplySpectrumLine(const float* a, const float* b, float* out, uint64_t values,
+                          float scale);
+void MultiplyConjugateSpectrumLine(const float* a, const float* b, float* out, uint64_t values,
+                                   float scale);
 
 struct cGradientSums {
     double cross = 0, lastSquare = 0;

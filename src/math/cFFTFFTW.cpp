@@ -8,6 +8,7 @@
 #include "core/cWorkerPool.h"
 #include "core/cWorkerThreads.h"
 #include "math/ImageWalk.h"
+#include "math/PassKernels.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -37,28 +38,6 @@ bool IsPowerOfTwo(uint32_t v) {
 template <class Body> void ForEachLine(uint64_t lines, uint64_t valuesPerLine, Body&& body) {
     cWorkerPool::ForEach(static_cast<int64_t>(lines), ImageWalk::ThreadsFor(lines * valuesPerLine),
                          [&](int64_t line, int) { body(static_cast<uint64_t>(line)); });
-}
-
-// The half-spectrum products into `out`, over `values` interleaved complex numbers; out may
-// be b. `scale` carries the 1 / N of the inverse transform that follows, so no separate pass
-// is needed.
-void MultiplyLine(const float* a, const float* b, float* out, uint64_t values, float scale) {
-    for (uint64_t i = 0; i < values; ++i) {
-        const float ar = a[2 * i], ai = a[2 * i + 1];
-        const float br = b[2 * i], bi = b[2 * i + 1];
-        out[2 * i] = (ar * br - ai * bi) * scale;
-        out[2 * i + 1] = (ar * bi + ai * br) * scale;
-    }
-}
-
-void MultiplyConjugateLine(const float* a, const float* b, float* out, uint64_t values,
-                           float scale) {
-    for (uint64_t i = 0; i < values; ++i) {
-        const float ar = a[2 * i], ai = a[2 * i + 1];
-        const float br = b[2 * i], bi = b[2 * i + 1];
-        out[2 * i] = (ar * br + ai * bi) * scale;
-        out[2 * i + 1] = (ai * br - ar * bi) * scale;
-    }
 }
 
 void ScaleLine(const float* b, float* out, uint64_t values, float scale) {
@@ -325,20 +304,20 @@ void cFFTFFTW::MultiplyAndInvert(const KernelLine& kernelLine, const cFloatImage
                                  uint32_t depth) {
     const uint64_t half = mDimensions.x / 2 + 1;
     const float scale = 1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
-    const float* first = mFirstSpectrum;
-    float* second = mSecondSpectrum;
+    // The product replaces the first spectrum: a line written where it was just read costs
+    // the memory no fetch of a fresh line. It carries the 1 / N of the inverse transform.
+    float* first = mFirstSpectrum;
     ForEachLine(uint64_t{mDimensions.y} * depth, half, [&](uint64_t line) {
-        const uint64_t offset = 2 * half * line;
-        float* product = second + offset;
+        float* product = first + 2 * half * line;
         const float* kernel = kernelLine(line);
         if (mode == 2)
-            MultiplyLine(first + offset, kernel, product, half, scale);
+            PassKernels::MultiplySpectrumLine(product, kernel, product, half, scale);
         else if (mode == 1)
-            MultiplyConjugateLine(first + offset, kernel, product, half, scale);
+            PassKernels::MultiplyConjugateSpectrumLine(product, kernel, product, half, scale);
         else
             ScaleLine(kernel, product, half, scale);
     });
-    InverseReal(PlansFor(depth), mSecondSpectrum, result);
+    InverseReal(PlansFor(depth), mFirstSpectrum, result);
 }
 
 void cFFTFFTW::RunConvolve(const cFloatImagePtr& a, const cFloatImagePtr& b,
