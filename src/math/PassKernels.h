@@ -7,8 +7,8 @@
 // picks the widest the processor has.
 //
 // Every level computes the same value for every pixel, bit for bit: a lane does what the
-// scalar code does, and multiply-adds are never fused (the build's ISO mode keeps
-// contraction off). The sums keep eight lanes of their own in a fixed order, so they too
+// scalar code does, and multiply-adds are never fused (the build turns contraction off for
+// this file). The sums keep eight lanes of their own in a fixed order, so they too
 // are the same on every level and for any thread count.
 #include <cstdint>
 
