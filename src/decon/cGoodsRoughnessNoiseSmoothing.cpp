@@ -1,7 +1,9 @@
 #include "decon/cGoodsRoughnessNoiseSmoothing.h"
 
+#include <utility>
+
 #include "core/cException.h"
-#include "math/cImageMathManager.h"
+#include "math/RoughnessStep.h"
 
 namespace Ovidane {
 
@@ -12,17 +14,16 @@ cGoodsRoughnessNoiseSmoothing::cGoodsRoughnessNoiseSmoothing(float factor) {
         mBeta = factor * 0.0001f;
 }
 
-void cGoodsRoughnessNoiseSmoothing::MakeWorkImages(const cImageDimensions& size) {
-    if (mSquareRoot && mSquareRoot->GetDimensions() == size)
+void cGoodsRoughnessNoiseSmoothing::MakeTarget(const cImageDimensions& size) {
+    if (mTarget && mTarget->GetDimensions() == size)
         return;
-    mSquareRoot = new cOvdImage<float>(size, GetObjectName());
-    mWork = new cOvdImage<float>(size, GetObjectName());
+    mTarget = new cOvdImage<float>(size, GetObjectName());
 }
 
 void cGoodsRoughnessNoiseSmoothing::Initialize(const cImageDimensions& size) {
     Guard([&] {
         if (mBeta > 0.0f)
-            MakeWorkImages(size);
+            MakeTarget(size);
     });
 }
 
@@ -32,10 +33,9 @@ void cGoodsRoughnessNoiseSmoothing::Apply(cFloatImagePtr& image, uint32_t /*iter
             Fail("NULL input image in Apply", OVD_ERR_PARAMETER);
         if (!(mBeta > 0.0f))
             return;
-        MakeWorkImages(image->GetDimensions());
-        cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-        math->SquareRootImage(image, mSquareRoot);
-        math->GoodsRoughnessPenalty(image, mSquareRoot, mWork, mBeta);
+        MakeTarget(image->GetDimensions());
+        GoodsRoughnessStep(*image, *mTarget, mBeta);
+        std::swap(image, mTarget);
     });
 }
 

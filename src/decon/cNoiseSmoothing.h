@@ -16,7 +16,8 @@ public:
     // Prepares for images of `size` (a kernel and its transform, say); called once by the
     // algorithm before the run.
     virtual void Initialize(const cImageDimensions& size) = 0;
-    // Smooths `image` in place. `iteration` is the number of the pass just done, counted
+    // Smooths `image`, in place or by handing back another image of the same size and
+    // layout (the caller holds no other pointer to it). `iteration` is the number of the pass just done, counted
     // from 1, so that a smoothing can act on every n-th pass only.
     virtual void Apply(cFloatImagePtr& image, uint32_t iteration) = 0;
 };

@@ -1,6 +1,7 @@
 #include "math/PassKernels.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "math/FastLogExp.h"
 
@@ -96,6 +97,12 @@ void ExtrapolateLine(uint32_t n, const float* p, const float* q, float* out, flo
             oc[i] = value < floor ? floor : value;
         }
     }
+}
+
+OVD_PROCESSOR_LEVELS
+void SquareRootLine(uint32_t n, const float* __restrict in, float* __restrict out) {
+    for (uint32_t i = 0; i < n; ++i)
+        out[i] = in[i] <= 0.0f ? 0.0f : std::sqrt(in[i]);
 }
 
 OVD_PROCESSOR_LEVELS

@@ -35,6 +35,9 @@ void ExtrapolationGradientLine(uint32_t n, const float* x, const float* m, const
 void ExtrapolateLine(uint32_t n, const float* p, const float* q, float* out, float alpha,
                      float threshold, float maxRatio, float floor);
 
+// out = √in where in > 0, else 0.
+void SquareRootLine(uint32_t n, const float* in, float* out);
+
 // Good's roughness step on the interior pixels 1 … n - 2 of a line:
 //   e = (beta · r · Σ neighbours of r + e) / (count · beta + 1), held above `guard`,
 // with the neighbours of r the left and right pixel of its own line and the same pixel of
