@@ -32,8 +32,8 @@ cDeconAlgorithmPtr MakeDeconAlgorithm(const cCountedPtr<cDeconLog>& log, cRestor
 uint32_t ExtraWorkingImages(const cDeconParameter& p, cRestorationKind kind) {
     // The object beside the original, the acceleration's working images (reblurred
     // estimate, factor and new estimate; three work images; the extrapolation's last
-    // object and gradient), Good's two images and the kept PSF transform.
-    constexpr uint32_t kMlem = 10;
+    // object and gradient), the image of Good's step and the kept PSF transform.
+    constexpr uint32_t kMlem = 9;
     switch (kind) {
     case cRestorationKind::Plane:
         return kMlem;
