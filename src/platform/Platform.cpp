@@ -1,6 +1,7 @@
 #include "platform/Platform.h"
 
 #include <chrono>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
@@ -62,6 +63,10 @@ int64_t PeakResidentBytes() {
     if (::getrusage(RUSAGE_SELF, &usage) != 0)
         return -1;
     return int64_t(usage.ru_maxrss) * 1024; // reported in kilobytes
+}
+
+void PreferHugePages(void* region, std::size_t bytes) {
+    ::madvise(region, bytes, MADV_HUGEPAGE);
 }
 
 int ProcessorCount() {

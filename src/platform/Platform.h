@@ -1,6 +1,7 @@
 #pragma once
 // The only door to the operating system. Everything else in the library asks these
 // functions instead of including system headers, so a port touches this pair alone.
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -34,6 +35,11 @@ int64_t ProcessClockMilliseconds();
 
 // The most physical memory this process has held at once so far, in bytes.
 int64_t PeakResidentBytes();
+
+// Asks the system to back [region, region + bytes) with huge pages when it can: a stack-sized
+// buffer then costs hundreds of times fewer page faults when it is first written. A hint:
+// nothing changes where the system has no such pages.
+void PreferHugePages(void* region, std::size_t bytes);
 
 // Number of processors available to this process.
 int ProcessorCount();
