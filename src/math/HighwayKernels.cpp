@@ -5,8 +5,8 @@
 #define HWY_TARGET_INCLUDE "math/HighwayKernels.cpp"
 #include <hwy/foreach_target.h> // IWYU pragma: keep
 
-#include <hwy/highway.h>
 #include <hwy/contrib/math/math-inl.h>
+#include <hwy/highway.h>
 
 #include <algorithm>
 #include <cstring>
@@ -165,7 +165,7 @@ void ComplexProductKernel(float* out, const float* a, const float* b, std::size_
         step(a + 2 * i, b + 2 * i, out + 2 * i);
     if (i < pairs) {
         HWY_ALIGN float ta[2 * kAccumulators] = {}, tb[2 * kAccumulators] = {},
-                        to[2 * kAccumulators];
+                               to[2 * kAccumulators];
         const std::size_t floats = 2 * (pairs - i);
         std::copy_n(a + 2 * i, floats, ta);
         std::copy_n(b + 2 * i, floats, tb);
@@ -353,7 +353,8 @@ void RoughnessLineKernel(float* e, const float* r, const float* above, const flo
                 s = hn::Add(s, Load(next + x, count));
                 s = hn::Add(s, Load(previous + x, count));
             }
-            const V update = hn::Add(hn::Mul(hn::Mul(b, Load(r + x, count)), s), Load(e + x, count));
+            const V update =
+                hn::Add(hn::Mul(hn::Mul(b, Load(r + x, count)), s), Load(e + x, count));
             Store(hn::Mul(update, f), e + x, count);
         });
     }
@@ -465,8 +466,8 @@ void Deinterleave(const float* in, float* re, float* im, std::size_t pairs, floa
 float LineSum(eLineSum kind, const float* a, const float* b, std::size_t n) {
     return HWY_DYNAMIC_DISPATCH(LineSumKernel)(kind, a, b, n);
 }
-float LogLikelihoodGain(const float* data, const float* blurred, const float* direction,
-                        float step, std::size_t n) {
+float LogLikelihoodGain(const float* data, const float* blurred, const float* direction, float step,
+                        std::size_t n) {
     return HWY_DYNAMIC_DISPATCH(LogLikelihoodGainKernel)(data, blurred, direction, step, n);
 }
 void MinMax(const float* p, std::size_t n, float& low, float& high) {
@@ -478,11 +479,11 @@ std::size_t FindFirst(const float* p, std::size_t n, float v) {
 uint64_t CountClosedRange(const float* p, std::size_t n, float low, float high) {
     return HWY_DYNAMIC_DISPATCH(CountClosedRangeKernel)(p, n, low, high);
 }
-void RoughnessLine(float* estimate, const float* reference, const float* above,
-                   const float* below, const float* next, const float* previous, std::size_t n,
-                   float beta, float factor) {
-    HWY_DYNAMIC_DISPATCH(RoughnessLineKernel)(estimate, reference, above, below, next, previous, n,
-                                              beta, factor);
+void RoughnessLine(float* estimate, const float* reference, const float* above, const float* below,
+                   const float* next, const float* previous, std::size_t n, float beta,
+                   float factor) {
+    HWY_DYNAMIC_DISPATCH(RoughnessLineKernel)
+    (estimate, reference, above, below, next, previous, n, beta, factor);
 }
 void FloorAtGuard(float* p, std::size_t n) {
     HWY_DYNAMIC_DISPATCH(FloorAtGuardKernel)(p, n);

@@ -72,8 +72,8 @@ enum class eLineSum : uint8_t { Sum, Squares, Absolute, Product };
 float LineSum(eLineSum kind, const float* a, const float* b, std::size_t n);
 
 // Σ data·ln(max(d / blurred + 1, 1e-20)) - d with d = direction · step, summed as LineSum.
-float LogLikelihoodGain(const float* data, const float* blurred, const float* direction,
-                        float step, std::size_t n);
+float LogLikelihoodGain(const float* data, const float* blurred, const float* direction, float step,
+                        std::size_t n);
 
 // Smallest and largest value of a run, merged into `low` and `high`; NaN pixels are passed
 // over.
@@ -87,9 +87,9 @@ uint64_t CountClosedRange(const float* p, std::size_t n, float low, float high);
 // reference's neighbours (left, right, above, below and, when given, next and previous
 // slice), e = (beta · r · S + e) · factor; then every pixel of e, the two ends included, is
 // raised to at least the guard value.
-void RoughnessLine(float* estimate, const float* reference, const float* above,
-                   const float* below, const float* next, const float* previous, std::size_t n,
-                   float beta, float factor);
+void RoughnessLine(float* estimate, const float* reference, const float* above, const float* below,
+                   const float* next, const float* previous, std::size_t n, float beta,
+                   float factor);
 // Raises every pixel to at least the guard value.
 void FloorAtGuard(float* p, std::size_t n);
 

@@ -27,8 +27,8 @@ constexpr std::size_t kChunk = std::size_t{1} << 16;
 // Runs are cut into chunks of kChunk pixels; the partition depends on the size and the layouts
 // alone, never on the thread count.
 struct cRuns {
-    std::size_t run = 0;   // pixels per run
-    uint32_t runs = 0;     // number of runs
+    std::size_t run = 0;    // pixels per run
+    uint32_t runs = 0;      // number of runs
     std::size_t chunks = 0; // chunks per run
 
     template <class... T> cRuns(const cImageDimensions& size, const cOvdImage<T>*... images) {
@@ -48,11 +48,12 @@ struct cRuns {
 template <class Body, class... T>
 void ForEachRun(const cImageDimensions& size, Body&& body, const cOvdImage<T>*... images) {
     const cRuns runs(size, images...);
-    cWorkerPool::ForEach(runs.Items(), ImageWalk::ThreadsFor(size.Voxels()), [&](int64_t item, int) {
-        const uint32_t z = runs.Slice(item);
-        const std::size_t first = runs.First(item);
-        body(runs.Length(item), (images->GetSlicePointer(z) + first)...);
-    });
+    cWorkerPool::ForEach(runs.Items(), ImageWalk::ThreadsFor(size.Voxels()),
+                         [&](int64_t item, int) {
+                             const uint32_t z = runs.Slice(item);
+                             const std::size_t first = runs.First(item);
+                             body(runs.Length(item), (images->GetSlicePointer(z) + first)...);
+                         });
 }
 
 // Deterministic reduction over the chunks of ForEachRun: body(n, partial, pointers...) folds
@@ -62,11 +63,13 @@ Value ReduceRuns(const cImageDimensions& size, Value zero, Body&& body, Join&& j
                  const cOvdImage<T>*... images) {
     const cRuns runs(size, images...);
     std::vector<Value> partial(static_cast<std::size_t>(runs.Items()), zero);
-    cWorkerPool::ForEach(runs.Items(), ImageWalk::ThreadsFor(size.Voxels()), [&](int64_t item, int) {
-        const uint32_t z = runs.Slice(item);
-        const std::size_t first = runs.First(item);
-        body(runs.Length(item), partial[std::size_t(item)], (images->GetSlicePointer(z) + first)...);
-    });
+    cWorkerPool::ForEach(runs.Items(), ImageWalk::ThreadsFor(size.Voxels()),
+                         [&](int64_t item, int) {
+                             const uint32_t z = runs.Slice(item);
+                             const std::size_t first = runs.First(item);
+                             body(runs.Length(item), partial[std::size_t(item)],
+                                  (images->GetSlicePointer(z) + first)...);
+                         });
     Value total = zero;
     for (const Value& piece : partial)
         join(total, piece);
@@ -110,7 +113,9 @@ void Binary(K::eBinary op, const cFloatImagePtr& a, const cFloatImagePtr& b,
             const cFloatImagePtr& out) {
     ForEachRun(
         a->GetDimensions(),
-        [op](std::size_t n, float* o, const float* p, const float* q) { K::Binary(op, o, p, q, n); },
+        [op](std::size_t n, float* o, const float* p, const float* q) {
+            K::Binary(op, o, p, q, n);
+        },
         out.Get(), a.Get(), b.Get());
 }
 
@@ -135,8 +140,8 @@ void BoxBinary(K::eBinary op, const cFloatImagePtr& a, const cFloatImagePtr& b,
 }
 
 // Slices first … last of `image` times c, one kernel call per slice.
-void ScaleSlices(const cFloatImagePtr& in, const cFloatImagePtr& out, uint32_t first,
-                 uint32_t last, float c) {
+void ScaleSlices(const cFloatImagePtr& in, const cFloatImagePtr& out, uint32_t first, uint32_t last,
+                 float c) {
     const std::size_t plane = std::size_t{in->GetSizeX()} * in->GetSizeY();
     const K::cUnaryArguments arguments{c};
     ImageWalk::ForEachSlice({in->GetSizeX(), in->GetSizeY(), last - first + 1}, [&](uint32_t k) {
@@ -889,13 +894,11 @@ void cImageMathHighway::CopyImageRealToComplex(const cFloatImagePtr& re, const c
         const cImageDimensions& size = out->GetDimensions();
         if (!FitsInterleaved(re, size) || !FitsInterleaved(im, size))
             Fail("Invalid Dimensions in CopyImageRealToComplex", OVD_ERR_PARAMETER);
-        ImageWalk::ForEachLine({size.x, size.y, CommonDepth(size, re, im)},
-                               [&](uint32_t y, uint32_t z) {
-                                   K::Interleave(out->GetLinePointer(y, z),
-                                                 re ? re->GetLinePointer(y, z) : nullptr,
-                                                 im ? im->GetLinePointer(y, z) : nullptr,
-                                                 size.x / 2);
-                               });
+        ImageWalk::ForEachLine(
+            {size.x, size.y, CommonDepth(size, re, im)}, [&](uint32_t y, uint32_t z) {
+                K::Interleave(out->GetLinePointer(y, z), re ? re->GetLinePointer(y, z) : nullptr,
+                              im ? im->GetLinePointer(y, z) : nullptr, size.x / 2);
+            });
     });
 }
 
@@ -907,13 +910,11 @@ void cImageMathHighway::CopyImageComplexToReal(const cFloatImagePtr& in, const c
         const cImageDimensions& size = in->GetDimensions();
         if (!FitsInterleaved(re, size) || !FitsInterleaved(im, size))
             Fail("Invalid Dimensions in CopyImageComplexToReal", OVD_ERR_PARAMETER);
-        ImageWalk::ForEachLine({size.x, size.y, CommonDepth(size, re, im)},
-                               [&](uint32_t y, uint32_t z) {
-                                   K::Deinterleave(in->GetLinePointer(y, z),
-                                                   re ? re->GetLinePointer(y, z) : nullptr,
-                                                   im ? im->GetLinePointer(y, z) : nullptr,
-                                                   size.x / 2, scale);
-                               });
+        ImageWalk::ForEachLine(
+            {size.x, size.y, CommonDepth(size, re, im)}, [&](uint32_t y, uint32_t z) {
+                K::Deinterleave(in->GetLinePointer(y, z), re ? re->GetLinePointer(y, z) : nullptr,
+                                im ? im->GetLinePointer(y, z) : nullptr, size.x / 2, scale);
+            });
     });
 }
 
@@ -1002,8 +1003,8 @@ void cImageMathHighway::ConvertUnsignedShortToReal(const cShortImagePtr& in,
             Fail("Invalid Dimensions in ConvertUnsignedShortToReal", OVD_ERR_PARAMETER);
         ForEachRun(
             in->GetDimensions(),
-            [](std::size_t n, float* o, const uint16_t* p) { K::ShortToFloat(o, p, n); },
-            out.Get(), in.Get());
+            [](std::size_t n, float* o, const uint16_t* p) { K::ShortToFloat(o, p, n); }, out.Get(),
+            in.Get());
     });
 }
 
@@ -1024,7 +1025,8 @@ void cImageMathHighway::TransposeImage(const cFloatImagePtr& in, const cFloatIma
         for (uint32_t z = 0; z < size.z; ++z) {
             const float* from = in->GetSlicePointer(z);
             if (!copy.empty())
-                from = static_cast<const float*>(std::memcpy(copy.data(), from, plane * sizeof(float)));
+                from = static_cast<const float*>(
+                    std::memcpy(copy.data(), from, plane * sizeof(float)));
             float* to = out->GetSlicePointer(z);
             for (uint32_t j = 0; j < rows; ++j)
                 for (uint32_t i = 0; i < columns; ++i) {

@@ -23,50 +23,66 @@ public:
     // `fallback` is the plain image math of the same thread.
     explicit cImageMathHighway(cImageMathPtr fallback);
 
-    void AddImage(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out) override;
+    void AddImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                  const cFloatImagePtr& out) override;
     void AddImageRoi(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out,
-                     const cImageBox& boxA, const cImageBox& boxB, const cImageBox& boxOut) override;
-    void AddImageByConstant(const cFloatImagePtr& a, const float& c, const cFloatImagePtr& out) override;
-    void SubtractImage(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out) override;
+                     const cImageBox& boxA, const cImageBox& boxB,
+                     const cImageBox& boxOut) override;
+    void AddImageByConstant(const cFloatImagePtr& a, const float& c,
+                            const cFloatImagePtr& out) override;
+    void SubtractImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                       const cFloatImagePtr& out) override;
     void AbsoluteValueImage(const cFloatImagePtr& a, const cFloatImagePtr& out) override;
-    void SubtractImageRoi(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out,
-                          const cImageBox& boxA, const cImageBox& boxB, const cImageBox& boxOut) override;
-    void SubtractImageByConstant(const cFloatImagePtr& a, const float& c, const cFloatImagePtr& out) override;
-    void SubtractImageSliceByConstant(const cFloatImagePtr& image, const float& c, const unsigned& z) override;
-    void SubtractImageByConstantAndThreshold(const cFloatImagePtr& image, const float& c, const float& threshold,
-                                             const float& value, int mode) override;
+    void SubtractImageRoi(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                          const cFloatImagePtr& out, const cImageBox& boxA, const cImageBox& boxB,
+                          const cImageBox& boxOut) override;
+    void SubtractImageByConstant(const cFloatImagePtr& a, const float& c,
+                                 const cFloatImagePtr& out) override;
+    void SubtractImageSliceByConstant(const cFloatImagePtr& image, const float& c,
+                                      const unsigned& z) override;
+    void SubtractImageByConstantAndThreshold(const cFloatImagePtr& image, const float& c,
+                                             const float& threshold, const float& value,
+                                             int mode) override;
     void SubtractImageByConstantAndThreshold(const cFloatImagePtr& image, const float& threshold,
                                              const float& value, int mode) override;
-    void MultiplyImage(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out) override;
-    void MultiplyImageRoi(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out,
-                          const cImageBox& boxA, const cImageBox& boxB, const cImageBox& boxOut) override;
-    void MultiplyImageByConstant(const cFloatImagePtr& a, const float& c, const cFloatImagePtr& out) override;
-    void MultiplyImageSliceByConstant(const cFloatImagePtr& image, const float& c, const unsigned& z) override;
-    void MultiplyComplexImage(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out,
-                              const float& scale, int conjugate) override;
+    void MultiplyImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                       const cFloatImagePtr& out) override;
+    void MultiplyImageRoi(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                          const cFloatImagePtr& out, const cImageBox& boxA, const cImageBox& boxB,
+                          const cImageBox& boxOut) override;
+    void MultiplyImageByConstant(const cFloatImagePtr& a, const float& c,
+                                 const cFloatImagePtr& out) override;
+    void MultiplyImageSliceByConstant(const cFloatImagePtr& image, const float& c,
+                                      const unsigned& z) override;
+    void MultiplyComplexImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                              const cFloatImagePtr& out, const float& scale,
+                              int conjugate) override;
     using cImageMathGeneric::MultiplyComplexImage;
-    void DivideImage(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out) override;
+    void DivideImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                     const cFloatImagePtr& out) override;
     void PowerOfImageDivisionWithThreshold(const cFloatImagePtr& a, const cFloatImagePtr& b,
                                            const cFloatImagePtr& out, const float& exponent,
                                            const float& threshold, const float& value) override;
     void SquareRootImage(const cFloatImagePtr& a, const cFloatImagePtr& out) override;
     void SquareImage(const cFloatImagePtr& a, const cFloatImagePtr& out) override;
     void LogImage(const cFloatImagePtr& a, const cFloatImagePtr& out) override;
-    void NormalizeImage(const cFloatImagePtr& a, const cFloatImagePtr& out, const unsigned& firstSlice,
-                        const unsigned& lastSlice, const float& target) override;
+    void NormalizeImage(const cFloatImagePtr& a, const cFloatImagePtr& out,
+                        const unsigned& firstSlice, const unsigned& lastSlice,
+                        const float& target) override;
     using cImageMathGeneric::NormalizeImage;
     void GoodsRoughnessPenalty(const cFloatImagePtr& estimate, const cFloatImagePtr& reference,
                                const cFloatImagePtr& work, const float& beta) override;
 
     float FindMinimumValue(const cFloatImagePtr& image) override;
     float FindMaximumValue(const cFloatImagePtr& image) override;
-    unsigned CountPixelInRange(const cFloatImagePtr& image, const float& low, const float& high) override;
+    unsigned CountPixelInRange(const cFloatImagePtr& image, const float& low,
+                               const float& high) override;
     void FindMaxMinPositionOfMaximumValue(const cFloatImagePtr& image, cImagePosition& upper,
                                           cImagePosition& lower) override;
-    float ComputeLogLikelihoodIncreaseByLineSearch(const cFloatImagePtr& data, const cFloatImagePtr& blurred,
-                                                   const cFloatImagePtr& direction, const cFloatImagePtr& work,
-                                                   const float& step, unsigned x0, unsigned xMargin, unsigned y0,
-                                                   unsigned yMargin, unsigned z0, unsigned zMargin) override;
+    float ComputeLogLikelihoodIncreaseByLineSearch(
+        const cFloatImagePtr& data, const cFloatImagePtr& blurred, const cFloatImagePtr& direction,
+        const cFloatImagePtr& work, const float& step, unsigned x0, unsigned xMargin, unsigned y0,
+        unsigned yMargin, unsigned z0, unsigned zMargin) override;
     double SumImage(const cFloatImagePtr& image) override;
     double SumImageSquared(const cFloatImagePtr& image) override;
     float SumOfImageProduct(const cFloatImagePtr& a, const cFloatImagePtr& b) override;
@@ -74,33 +90,37 @@ public:
     double SumImageSlice(const cFloatImagePtr& image, const unsigned& z) override;
     float AverageImage(const cFloatImagePtr& image) override;
 
-    void NonNegativityCompression(const cFloatImagePtr& a, float originalSum, const cFloatImagePtr& out) override;
+    void NonNegativityCompression(const cFloatImagePtr& a, float originalSum,
+                                  const cFloatImagePtr& out) override;
     void NonNegativityCompressionInverted(const cFloatImagePtr& a, const cFloatImagePtr& out,
                                           float* pedestal) override;
 
     void MinimumProjection(const cFloatImagePtr& in, const cFloatImagePtr& out, int axis) override;
-    void MinimumImage(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out) override;
+    void MinimumImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                      const cFloatImagePtr& out) override;
     void MaximumProjection(const cFloatImagePtr& in, const cFloatImagePtr& out, int axis) override;
-    void MaximumImage(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out) override;
-    void TripleMaximumProjection(const cFloatImagePtr& in, const cFloatImagePtr& xy, const cFloatImagePtr& xz,
-                                 const cFloatImagePtr& zy) override;
+    void MaximumImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
+                      const cFloatImagePtr& out) override;
+    void TripleMaximumProjection(const cFloatImagePtr& in, const cFloatImagePtr& xy,
+                                 const cFloatImagePtr& xz, const cFloatImagePtr& zy) override;
 
     void SetImageToConstant(const cFloatImagePtr& image, float value) override;
     void SetRoiToConstant(const cFloatImagePtr& image, const cImageBox& box, float value) override;
     void CopyImage(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
     void CopyImageRealToComplex(const cFloatImagePtr& re, const cFloatImagePtr& im,
                                 const cFloatImagePtr& out) override;
-    void CopyImageComplexToReal(const cFloatImagePtr& in, const cFloatImagePtr& re, const cFloatImagePtr& im,
-                                const float& scale) override;
+    void CopyImageComplexToReal(const cFloatImagePtr& in, const cFloatImagePtr& re,
+                                const cFloatImagePtr& im, const float& scale) override;
 
     void ConvertRealtoShort(const cFloatImagePtr& in, const cShortImagePtr& out) override;
-    void ConvertRealtoByteRoi(const cFloatImagePtr& in, const cByteImagePtr& out, const cCountedBox& boxIn,
-                              const cCountedBox& boxOut) override;
-    void ConvertRealtoShortRoi(const cFloatImagePtr& in, const cShortImagePtr& out, const cCountedBox& boxIn,
-                               const cCountedBox& boxOut) override;
+    void ConvertRealtoByteRoi(const cFloatImagePtr& in, const cByteImagePtr& out,
+                              const cCountedBox& boxIn, const cCountedBox& boxOut) override;
+    void ConvertRealtoShortRoi(const cFloatImagePtr& in, const cShortImagePtr& out,
+                               const cCountedBox& boxIn, const cCountedBox& boxOut) override;
     void ConvertUnsignedByteToReal(const uint8_t* source, float* target, const int& count) override;
     void ConvertUnsignedByteToReal(const cByteImagePtr& in, const cFloatImagePtr& out) override;
-    void ConvertUnsignedShortToReal(const uint16_t* source, float* target, const int& count) override;
+    void ConvertUnsignedShortToReal(const uint16_t* source, float* target,
+                                    const int& count) override;
     void ConvertUnsignedShortToReal(const cShortImagePtr& in, const cFloatImagePtr& out) override;
 
     void TransposeImage(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
@@ -109,8 +129,10 @@ private:
     cImageMathPtr mFallback;
 
     // The checks of every operation, in the order of the plain back end, with its messages.
-    void RequireImages(const char* operation, std::initializer_list<const cFloatImagePtr*> images) const;
-    void RequireSameSize(const char* operation, const cFloatImagePtr& a, const cFloatImagePtr& b) const;
+    void RequireImages(const char* operation,
+                       std::initializer_list<const cFloatImagePtr*> images) const;
+    void RequireSameSize(const char* operation, const cFloatImagePtr& a,
+                         const cFloatImagePtr& b) const;
     void RequireBoxes(const char* operation, const cFloatImagePtr& a, const cFloatImagePtr& b,
                       const cFloatImagePtr& out, const cImageBox& boxA, const cImageBox& boxB,
                       const cImageBox& boxOut) const;
