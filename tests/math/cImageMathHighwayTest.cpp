@@ -94,7 +94,7 @@ protected:
 struct Operation {
     const char* name;
     std::function<void(cImageMath&, Images, Images, Images)> run;
-    std::function<float(float, float)> vectorRule; // empty: the plain result
+    std::function<float(float, float)> vectorRule = {}; // empty: the plain result
     float tolerance = 0.0f;
 };
 
