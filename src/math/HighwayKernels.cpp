@@ -130,6 +130,10 @@ void UnaryKernel(eUnary op, float* out, const float* a, std::size_t n,
         });
     case eUnary::CopyZeroBelowGuard:
         return run([&](V p) { return hn::IfThenZeroElse(p < guard, p); });
+    case eUnary::Exp:
+        return run([&](V p) { return hn::Exp(d, p); });
+    case eUnary::ZeroAboveElseOne:
+        return run([&](V p) { return hn::IfThenZeroElse(p > threshold, hn::Set(d, 1.0f)); });
     }
 }
 
@@ -330,6 +334,17 @@ uint64_t CountClosedRangeKernel(const float* p, std::size_t n, float low, float 
     return count;
 }
 
+void SetWhereKernel(float* out, const float* squares, float offset, std::size_t n, float limit,
+                    bool below, float value) {
+    const D d;
+    const V o = hn::Set(d, offset), l = hn::Set(d, limit), v = hn::Set(d, value);
+    ForEachVector(n, [&](std::size_t i, std::size_t count) {
+        const V r2 = hn::Add(Load(squares + i, count), o);
+        const auto inside = below ? r2 < l : r2 > l;
+        Store(hn::IfThenElse(inside, v, Load(out + i, count)), out + i, count);
+    });
+}
+
 void FloorAtGuardKernel(float* p, std::size_t n) {
     ForEachVector(n, [&](std::size_t i, std::size_t count) {
         Store(RaiseToGuard(Load(p + i, count)), p + i, count);
@@ -436,6 +451,7 @@ HWY_EXPORT(FindFirstKernel);
 HWY_EXPORT(CountClosedRangeKernel);
 HWY_EXPORT(RoughnessLineKernel);
 HWY_EXPORT(FloorAtGuardKernel);
+HWY_EXPORT(SetWhereKernel);
 HWY_EXPORT(FloatToHalvedShortKernel);
 HWY_EXPORT(FloatToSaturatedByteKernel);
 HWY_EXPORT(ByteToFloatKernel);
@@ -484,6 +500,10 @@ void RoughnessLine(float* estimate, const float* reference, const float* above, 
                    float factor) {
     HWY_DYNAMIC_DISPATCH(RoughnessLineKernel)
     (estimate, reference, above, below, next, previous, n, beta, factor);
+}
+void SetWhere(float* out, const float* squares, float offset, std::size_t n, float limit,
+              bool below, float value) {
+    HWY_DYNAMIC_DISPATCH(SetWhereKernel)(out, squares, offset, n, limit, below, value);
 }
 void FloorAtGuard(float* p, std::size_t n) {
     HWY_DYNAMIC_DISPATCH(FloorAtGuardKernel)(p, n);

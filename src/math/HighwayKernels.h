@@ -41,6 +41,9 @@ enum class eUnary : uint8_t {
     ThresholdAbove,
     // A copy that stores pixels below the guard value as 0.
     CopyZeroBelowGuard,
+    Exp,
+    // 0 where p > threshold, else 1.
+    ZeroAboveElseOne,
 };
 
 struct cUnaryArguments {
@@ -90,6 +93,12 @@ uint64_t CountClosedRange(const float* p, std::size_t n, float low, float high);
 void RoughnessLine(float* estimate, const float* reference, const float* above, const float* below,
                    const float* next, const float* previous, std::size_t n, float beta,
                    float factor);
+// Sets out[x] to value where squares[x] + offset lies below `limit` (below true) or above it
+// (below false), and leaves the other pixels: the pixels of one line of a shape inside or
+// outside a radius, squares holding the squared x distances and offset the squared y distance.
+void SetWhere(float* out, const float* squares, float offset, std::size_t n, float limit,
+              bool below, float value);
+
 // Raises every pixel to at least the guard value.
 void FloorAtGuard(float* p, std::size_t n);
 

@@ -233,6 +233,26 @@ uint32_t CommonDepth(const cImageDimensions& interleaved, const cFloatImagePtr& 
     return depth;
 }
 
+// Shapes are centred on pixel (0, 0, 0) in wrap-around order; index 0 is the origin at every
+// size, so that an axis of one pixel lies on it.
+uint32_t WrapDistance(uint32_t i, uint32_t n) {
+    return i == 0 || uint64_t{2} * i < n ? i : n - i;
+}
+
+int64_t SignedWrapDistance(uint32_t i, uint32_t n) {
+    return i == 0 || uint64_t{2} * i < n ? int64_t{i} : int64_t{i} - int64_t{n};
+}
+
+// The squared lateral distances (index · step)² along an axis of n pixels.
+std::vector<float> SquaredDistances(uint32_t n, float step) {
+    std::vector<float> squares(n);
+    for (uint32_t i = 0; i < n; ++i) {
+        const float distance = static_cast<float>(WrapDistance(i, n)) * step;
+        squares[i] = distance * distance;
+    }
+    return squares;
+}
+
 } // namespace
 
 cImageMathHighway::cImageMathHighway(cImageMathPtr fallback)
@@ -821,6 +841,96 @@ void cImageMathHighway::TripleMaximumProjection(const cFloatImagePtr& in, const 
             float low = p[0], high = p[0];
             K::MinMax(p, s.x, low, high);
             zy->GetLinePointer(y, 0)[z] = high;
+        });
+    });
+}
+
+// ---- Shape generators
+
+// The exponents of a line are laid down first and raised to e in one kernel call; the sum of 1
+// then comes from NormalizeImage over all slices, so no peak factor is needed.
+void cImageMathHighway::Generate3DGaussian(const cFloatImagePtr& image, float dx, float dy,
+                                           float dz, float fwhmX, float fwhmY, float fwhmZ) {
+    Guard([&] {
+        RequireImages("Generate3DGaussian", {&image});
+        const cImageDimensions size = image->GetDimensions();
+        if (size.Voxels() == 0)
+            return;
+        constexpr double kFwhmPerSigma = 2.35457;
+        const float sigmaX = static_cast<float>(fwhmX / kFwhmPerSigma);
+        const float sigmaY = static_cast<float>(fwhmY / kFwhmPerSigma);
+        const float sigmaZ = static_cast<float>(fwhmZ / kFwhmPerSigma);
+        std::vector<float> termX(size.x);
+        for (uint32_t x = 0; x < size.x; ++x) {
+            const float u = static_cast<float>(SignedWrapDistance(x, size.x)) * dx;
+            termX[x] = (u * u) / (2.0f * sigmaX * sigmaX);
+        }
+        ImageWalk::ForEachLine(size, [&](uint32_t y, uint32_t z) {
+            float* line = image->GetLinePointer(y, z);
+            const float v = static_cast<float>(SignedWrapDistance(y, size.y)) * dy;
+            const float w = static_cast<float>(SignedWrapDistance(z, size.z)) * dz;
+            const float termYZ = (v * v) / (2.0f * sigmaY * sigmaY);
+            const float termZ = (w * w) / (2.0f * sigmaZ * sigmaZ);
+            for (uint32_t x = 0; x < size.x; ++x)
+                line[x] = -(termX[x] + termYZ + termZ);
+            K::Unary(K::eUnary::Exp, line, line, size.x, {});
+        });
+        NormalizeImage(image, image, 0u, size.z - 1, 1.0f);
+    });
+}
+
+// r² is laid down in slice 0 once; every other slice is 0 where r² > (a · slope + radius)² and
+// 1 elsewhere, taken from slice 0, which is finished last, in place.
+void cImageMathHighway::Generate3DHourglass(const cFloatImagePtr& image, float dx, float dy,
+                                            float dz, float slope, float radius) {
+    Guard([&] {
+        RequireImages("Generate3DHourglass", {&image});
+        const cImageDimensions size = image->GetDimensions();
+        const std::size_t plane = std::size_t{size.x} * size.y;
+        if (plane == 0 || size.z == 0)
+            return;
+        const std::vector<float> squaresX = SquaredDistances(size.x, dx);
+        const std::vector<float> squaresY = SquaredDistances(size.y, dy);
+        for (uint32_t y = 0; y < size.y; ++y)
+            K::Unary(K::eUnary::AddConstant, image->GetLinePointer(y, 0), squaresX.data(), size.x,
+                     {squaresY[y]});
+        const float* radii = image->GetSlicePointer(0);
+        const auto limit = [&](uint32_t z) {
+            const float reach = static_cast<float>(WrapDistance(z, size.z)) * dz * slope + radius;
+            return reach * reach;
+        };
+        ImageWalk::ForEachSlice({size.x, size.y, size.z - 1}, [&](uint32_t k) {
+            K::Unary(K::eUnary::ZeroAboveElseOne, image->GetSlicePointer(k + 1), radii, plane,
+                     {0.0f, limit(k + 1)});
+        });
+        K::Unary(K::eUnary::ZeroAboveElseOne, image->GetSlicePointer(0), radii, plane,
+                 {0.0f, limit(0)});
+    });
+}
+
+// Mode 2 clears, in the slices with a ≤ minimumZ, the pixels with r² > (a · slope)²; any other
+// mode sets, in the slices with a > minimumZ, the pixels with r² < (a · slope)² + 1e-6 to
+// value. All other pixels keep their values.
+void cImageMathHighway::CreateDoubleTruncatedCone(const cFloatImagePtr& image, float dx, float dy,
+                                                  float dz, float minimumZ, float slope,
+                                                  float value, int mode) {
+    Guard([&] {
+        RequireImages("CreateDoubleTruncatedCone", {&image});
+        const cImageDimensions size = image->GetDimensions();
+        const std::vector<float> squaresX = SquaredDistances(size.x, dx);
+        const std::vector<float> squaresY = SquaredDistances(size.y, dy);
+        const bool clear = mode == 2;
+        ImageWalk::ForEachLine(size, [&](uint32_t y, uint32_t z) {
+            const float a = static_cast<float>(WrapDistance(z, size.z)) * dz;
+            if (clear == (a > minimumZ))
+                return;
+            const float reach = a * slope;
+            float* line = image->GetLinePointer(y, z);
+            if (clear)
+                K::SetWhere(line, squaresX.data(), squaresY[y], size.x, reach * reach, false, 0.0f);
+            else
+                K::SetWhere(line, squaresX.data(), squaresY[y], size.x, reach * reach + 1e-6f, true,
+                            value);
         });
     });
 }

@@ -104,6 +104,13 @@ public:
     void TripleMaximumProjection(const cFloatImagePtr& in, const cFloatImagePtr& xy,
                                  const cFloatImagePtr& xz, const cFloatImagePtr& zy) override;
 
+    void Generate3DGaussian(const cFloatImagePtr& image, float dx, float dy, float dz, float fwhmX,
+                            float fwhmY, float fwhmZ) override;
+    void Generate3DHourglass(const cFloatImagePtr& image, float dx, float dy, float dz, float slope,
+                             float radius) override;
+    void CreateDoubleTruncatedCone(const cFloatImagePtr& image, float dx, float dy, float dz,
+                                   float minimumZ, float slope, float value, int mode) override;
+
     void SetImageToConstant(const cFloatImagePtr& image, float value) override;
     void SetRoiToConstant(const cFloatImagePtr& image, const cImageBox& box, float value) override;
     void CopyImage(const cFloatImagePtr& in, const cFloatImagePtr& out) override;

@@ -364,6 +364,31 @@ TEST_F(HighwayTest, ProjectionsAndSearchesWorkPerLineOrSlice) {
     EXPECT_EQ(Pixels(turned), pairs);
 }
 
+// The shapes of the PSF constraints and the smoothing kernel: the vector forms test squared
+// radii and exponentiate whole lines, which agrees with the plain shapes away from ties.
+TEST_F(HighwayTest, ShapesAgreeWithThePlainOnes) {
+    const cImageDimensions size{13, 10, 7};
+    const cFloatImagePtr plainShape = Make(size), vectorShape = Make(size, true);
+    plain.Generate3DHourglass(plainShape, 0.53f, 0.71f, 1.13f, 0.8f, 0.9f);
+    vector.Generate3DHourglass(vectorShape, 0.53f, 0.71f, 1.13f, 0.8f, 0.9f);
+    EXPECT_EQ(Pixels(vectorShape), Pixels(plainShape));
+
+    const cFloatImagePtr plainCone = Random(size, false), vectorCone = Clone(plainCone, true);
+    plain.CreateDoubleTruncatedCone(plainCone, 0.5f, 0.5f, 1.0f, 1.5f, 0.75f, 8.0f, 1);
+    vector.CreateDoubleTruncatedCone(vectorCone, 0.5f, 0.5f, 1.0f, 1.5f, 0.75f, 8.0f, 1);
+    EXPECT_EQ(Pixels(vectorCone), Pixels(plainCone));
+
+    plain.Generate3DGaussian(plainShape, 0.2f, 0.3f, 0.5f, 0.9f, 0.7f, 1.6f);
+    vector.Generate3DGaussian(vectorShape, 0.2f, 0.3f, 0.5f, 0.9f, 0.7f, 1.6f);
+    const std::vector<float> want = Pixels(plainShape), got = Pixels(vectorShape);
+    double sum = 0;
+    for (std::size_t i = 0; i < got.size(); ++i) {
+        ASSERT_NEAR(got[i], want[i], 1e-6f * want[0] + 2e-6f * want[i]) << i;
+        sum += got[i];
+    }
+    EXPECT_NEAR(sum, 1.0, 1e-6);
+}
+
 // With conjugate 1 the imaginary parts of b are negated in place and stay so: the second call
 // with the same b multiplies by b itself. An odd width leaves the last float of a line alone.
 TEST_F(HighwayTest, ConjugateProductNegatesTheSecondFactorForGood) {
