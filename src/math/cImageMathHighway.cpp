@@ -348,18 +348,11 @@ void cImageMathHighway::AbsoluteValueImage(const cFloatImagePtr& a, const cFloat
     });
 }
 
-// Boxes of one image may overlap without being the same pixels, and a difference written into
-// a box that the next line still reads would be read back; with out equal to a or b the plain
-// walk, pixel by pixel, is the one that holds for any overlap.
 void cImageMathHighway::SubtractImageRoi(const cFloatImagePtr& a, const cFloatImagePtr& b,
                                          const cFloatImagePtr& out, const cImageBox& boxA,
                                          const cImageBox& boxB, const cImageBox& boxOut) {
     Guard([&] {
         RequireBoxes("SubtractImageRoi", a, b, out, boxA, boxB, boxOut);
-        if (out.Get() == a.Get() || out.Get() == b.Get()) {
-            mFallback->SubtractImageRoi(a, b, out, boxA, boxB, boxOut);
-            return;
-        }
         BoxBinary(K::eBinary::Subtract, a, b, out, boxA, boxB, boxOut);
     });
 }
