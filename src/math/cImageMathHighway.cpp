@@ -1111,6 +1111,48 @@ void cImageMathHighway::ConvertUnsignedShortToReal(const cShortImagePtr& in,
     });
 }
 
+// Fills the 4-connected region of slice 0 round the seed whose pixels equal the seed's value,
+// and answers 0. The pixels still to visit wait on a stack of their own, so a region of any
+// shape costs no recursion.
+int cImageMathHighway::FloodFillImage(const cFloatImagePtr& image, int /*unused*/, int seedX,
+                                      int seedY, float value) {
+    return Guard([&] {
+        RequireImages("FloodFillImage", {&image});
+        const cImageDimensions& size = image->GetDimensions();
+        if (seedX < 0 || seedY < 0 || uint32_t(seedX) >= size.x || uint32_t(seedY) >= size.y ||
+            size.z == 0)
+            FailVector("FloodFillImage", "the seed lies outside the image");
+        float* slice = image->GetSlicePointer(0);
+        const std::size_t width = size.x;
+        const std::size_t seed = std::size_t(seedY) * width + std::size_t(seedX);
+        const float old = slice[seed];
+        if (old == value || old != old)
+            return 0;
+        std::vector<std::size_t> pending{seed};
+        slice[seed] = value;
+        while (!pending.empty()) {
+            const std::size_t at = pending.back();
+            pending.pop_back();
+            const std::size_t x = at % width, y = at / width;
+            const auto visit = [&](std::size_t next) {
+                if (slice[next] == old) {
+                    slice[next] = value;
+                    pending.push_back(next);
+                }
+            };
+            if (x > 0)
+                visit(at - 1);
+            if (x + 1 < width)
+                visit(at + 1);
+            if (y > 0)
+                visit(at - width);
+            if (y + 1 < size.y)
+                visit(at + width);
+        }
+        return 0;
+    });
+}
+
 // The transpose moves pairs of pixels: a slice of in is read as y size rows of x size / 2
 // pairs, and out's slice, of the same number of pixels, takes them as x size / 2 rows of y size
 // pairs. So pair i of row j goes to pair j of row i; an odd last column of in is left out.

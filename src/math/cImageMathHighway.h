@@ -130,6 +130,8 @@ public:
                                     const int& count) override;
     void ConvertUnsignedShortToReal(const cShortImagePtr& in, const cFloatImagePtr& out) override;
 
+    int FloodFillImage(const cFloatImagePtr& image, int unused, int seedX, int seedY,
+                       float value) override;
     void TransposeImage(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
 
 private:

@@ -355,6 +355,15 @@ TEST_F(HighwayTest, ProjectionsAndSearchesWorkPerLineOrSlice) {
     EXPECT_EQ((std::vector<uint32_t>{upper.x, upper.y, upper.z}), (std::vector<uint32_t>{2, 2, 2}));
     EXPECT_EQ((std::vector<uint32_t>{lower.x, lower.y, lower.z}), (std::vector<uint32_t>{0, 1, 0}));
 
+    // The flood fill takes the 4-connected pixels of the seed's value in slice 0 only.
+    const cFloatImagePtr region = Make({4, 3, 2}, true, 1.0f);
+    At(region, 1, 0, 0) = At(region, 1, 1, 0) = At(region, 0, 1, 0) = 5.0f; // walls
+    vector.FloodFillImage(region, 0, 3, 2, 7.0f);
+    const std::vector<float> filled = {1, 5, 7, 7, 5, 5, 7, 7, 7, 7, 7, 7};
+    const std::vector<float> after = Pixels(region);
+    EXPECT_EQ(std::vector<float>(after.begin(), after.begin() + 12), filled);
+    EXPECT_EQ(At(region, 0, 0, 1), 1.0f);
+
     // The transpose moves pairs: pair i of row j lands as pair j of row i.
     const cFloatImagePtr grid = Make({4, 3, 1}), turned = Make({3, 4, 1});
     for (uint32_t i = 0; i < 12; ++i)
