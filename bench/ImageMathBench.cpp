@@ -1,8 +1,8 @@
-// The main element-wise operations of the plain image math, each against the cost of
-// moving the same bytes with memcpy in the same run. The counter x_memcpy is the time of
-// one operation divided by the time that memcpy, spread over the same worker threads,
-// needs to read and write as many bytes as the operation reads and writes; 1.0 means the
-// operation runs at copy speed.
+// The element-wise operations of both image math back ends, the plain one and the vector one
+// that every run uses, each against the cost of moving the same bytes with memcpy in the same
+// run. The counter x_memcpy is the time of one operation divided by the time that memcpy,
+// spread over the same worker threads, needs to read and write as many bytes as the
+// operation reads and writes; 1.0 means the operation runs at copy speed.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -15,7 +15,9 @@
 #include <vector>
 
 #include "core/cWorkerThreads.h"
+#include "math/HighwayKernels.h"
 #include "math/cImageMathGeneric.h"
+#include "math/cImageMathHighway.h"
 
 using namespace Ovidane;
 
@@ -105,53 +107,68 @@ std::size_t Bytes(const cImageDimensions& size) {
     return size.Voxels() * sizeof(float);
 }
 
-void AddImage(benchmark::State& state) {
+using Images = const cFloatImagePtr&;
+
+// One operation: the images it needs (a, b with values in the given ranges, out), the bytes it
+// reads and writes in multiples of one image, and the call.
+struct cOperation {
+    const char* name;
+    float bLow, bHigh;
+    int images; // traffic in images: read and written
+    void (*call)(cImageMath& math, Images a, Images b, Images out);
+};
+
+const cOperation kOperations[] = {
+    {"AddImage", -1, 1, 3,
+     [](cImageMath& m, Images a, Images b, Images o) { m.AddImage(a, b, o); }},
+    {"SubtractImage", -1, 1, 3,
+     [](cImageMath& m, Images a, Images b, Images o) { m.SubtractImage(a, b, o); }},
+    {"MultiplyImage", -1, 1, 3,
+     [](cImageMath& m, Images a, Images b, Images o) { m.MultiplyImage(a, b, o); }},
+    // In place, as the restorations mostly call it.
+    {"MultiplyImageByConstant", -1, 1, 2,
+     [](cImageMath& m, Images a, Images, Images) { m.MultiplyImageByConstant(a, 1.0f, a); }},
+    {"DivideImage", 0.5f, 2, 3,
+     [](cImageMath& m, Images a, Images b, Images o) { m.DivideImage(a, b, o); }},
+    {"MaximumImage", -1, 1, 3,
+     [](cImageMath& m, Images a, Images b, Images o) { m.MaximumImage(a, b, o); }},
+    {"SquareRootImage", -1, 1, 2,
+     [](cImageMath& m, Images a, Images, Images o) { m.SquareRootImage(a, o); }},
+    {"LogImage", -1, 1, 2, [](cImageMath& m, Images a, Images, Images o) { m.LogImage(a, o); }},
+    {"Threshold", -1, 1, 2,
+     [](cImageMath& m, Images, Images b, Images) {
+         m.SubtractImageByConstantAndThreshold(b, 0.0f, 0.0f, 0.0f, 1);
+     }},
+    {"CopyImage", -1, 1, 2, [](cImageMath& m, Images a, Images, Images o) { m.CopyImage(a, o); }},
+    // Writes once: the reference copies half an image each way.
+    {"SetImageToConstant", -1, 1, 1,
+     [](cImageMath& m, Images, Images, Images o) { m.SetImageToConstant(o, 0.5f); }},
+    // Interleaved spectra of the given size: x / 2 complex values per line.
+    {"MultiplyComplexImage", -1, 1, 3,
+     [](cImageMath& m, Images a, Images b, Images o) { m.MultiplyComplexImage(a, b, o, 0.5f, 0); }},
+    // Reads the image once.
+    {"SumImage", -1, 1, 1,
+     [](cImageMath& m, Images a, Images, Images) { benchmark::DoNotOptimize(m.SumImage(a)); }},
+    {"SumOfImageProduct", -1, 1, 2,
+     [](cImageMath& m, Images a, Images b, Images) {
+         benchmark::DoNotOptimize(m.SumOfImageProduct(a, b));
+     }},
+    {"FindMaximumValue", -1, 1, 1,
+     [](cImageMath& m, Images a, Images, Images) {
+         benchmark::DoNotOptimize(m.FindMaximumValue(a));
+     }},
+};
+
+void Run(benchmark::State& state, const cOperation& operation, bool vector) {
     const cImageDimensions size = SizeOf(state);
-    cImageMathGeneric math;
-    const cFloatImagePtr a = MakeImage(size, -1, 1), b = MakeImage(size, -1, 1),
+    const cImageMathPtr plain(new cImageMathGeneric);
+    const cImageMathPtr math = vector ? cImageMathPtr(new cImageMathHighway(plain)) : plain;
+    const cFloatImagePtr a = MakeImage(size, -1, 1),
+                         b = MakeImage(size, operation.bLow, operation.bHigh),
                          out = MakeImage(size, 0, 0);
-    Measure(state, 3 * Bytes(size), [&] { math.AddImage(a, b, out); });
-}
-
-void MultiplyImage(benchmark::State& state) {
-    const cImageDimensions size = SizeOf(state);
-    cImageMathGeneric math;
-    const cFloatImagePtr a = MakeImage(size, -1, 1), b = MakeImage(size, -1, 1),
-                         out = MakeImage(size, 0, 0);
-    Measure(state, 3 * Bytes(size), [&] { math.MultiplyImage(a, b, out); });
-}
-
-// In place, as the restorations mostly call it.
-void MultiplyImageByConstant(benchmark::State& state) {
-    const cImageDimensions size = SizeOf(state);
-    cImageMathGeneric math;
-    const cFloatImagePtr a = MakeImage(size, -1, 1);
-    Measure(state, 2 * Bytes(size), [&] { math.MultiplyImageByConstant(a, 1.0f, a); });
-}
-
-void DivideImage(benchmark::State& state) {
-    const cImageDimensions size = SizeOf(state);
-    cImageMathGeneric math;
-    const cFloatImagePtr a = MakeImage(size, -1, 1), b = MakeImage(size, 0.5f, 2),
-                         out = MakeImage(size, 0, 0);
-    Measure(state, 3 * Bytes(size), [&] { math.DivideImage(a, b, out); });
-}
-
-// Reads the image once: the memcpy reference copies half an image, the same bytes in all.
-void SumImage(benchmark::State& state) {
-    const cImageDimensions size = SizeOf(state);
-    cImageMathGeneric math;
-    const cFloatImagePtr a = MakeImage(size, -1, 1);
-    Measure(state, Bytes(size), [&] { benchmark::DoNotOptimize(math.SumImage(a)); });
-}
-
-// Interleaved spectra of the given size: x / 2 complex values per line.
-void MultiplyComplexImage(benchmark::State& state) {
-    const cImageDimensions size = SizeOf(state);
-    cImageMathGeneric math;
-    const cFloatImagePtr a = MakeImage(size, -1, 1), b = MakeImage(size, -1, 1),
-                         out = MakeImage(size, 0, 0);
-    Measure(state, 3 * Bytes(size), [&] { math.MultiplyComplexImage(a, b, out, 0.5f, 1); });
+    Measure(state, operation.images * Bytes(size), [&] { operation.call(*math, a, b, out); });
+    if (vector)
+        state.SetLabel(HighwayKernels::TargetName());
 }
 
 void Sizes(benchmark::internal::Benchmark* bench) {
@@ -161,11 +178,17 @@ void Sizes(benchmark::internal::Benchmark* bench) {
 
 } // namespace
 
-BENCHMARK(AddImage)->Apply(Sizes);
-BENCHMARK(MultiplyImage)->Apply(Sizes);
-BENCHMARK(MultiplyImageByConstant)->Apply(Sizes);
-BENCHMARK(DivideImage)->Apply(Sizes);
-BENCHMARK(SumImage)->Apply(Sizes);
-BENCHMARK(MultiplyComplexImage)->Apply(Sizes);
-
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    for (const cOperation& operation : kOperations)
+        for (const bool vector : {false, true})
+            benchmark::RegisterBenchmark(
+                (std::string(operation.name) + (vector ? "/Highway" : "/Generic")).c_str(),
+                [&operation, vector](benchmark::State& state) { Run(state, operation, vector); })
+                ->Apply(Sizes);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

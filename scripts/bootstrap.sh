@@ -8,6 +8,7 @@ PACKAGES=(
   g++-multilib
   libloki-dev
   libfftw3-dev
+  libhwy-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libtiff-dev libcli11-dev
   python3 python3-numpy

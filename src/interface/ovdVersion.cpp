@@ -4,28 +4,7 @@
 #include <string>
 
 #include "interface/ovdinf01.h"
-
-namespace {
-
-// The widest vector instructions the build may use; the image arithmetic is vectorised by
-// the compiler for these and no other.
-const char* VectorInstructions() {
-#if defined(__AVX512F__)
-    return "AVX-512";
-#elif defined(__AVX2__)
-    return "AVX2";
-#elif defined(__AVX__)
-    return "AVX";
-#elif defined(__SSE2__)
-    return "SSE2";
-#elif defined(__ARM_NEON)
-    return "NEON";
-#else
-    return "scalar";
-#endif
-}
-
-} // namespace
+#include "math/HighwayKernels.h"
 
 extern "C" {
 
@@ -36,8 +15,9 @@ OVD_API const char* OVD_CALL ovdGetVersion(void) {
 OVD_API const char* OVD_CALL ovdGetBackEnds(void) {
     static const std::string text =
         std::string("FFT: ") + fftwf_version +
-        " (single precision, the library's worker threads); vectors: " + VectorInstructions() +
-        " (compiler-vectorised image math)";
+        " (single precision, the library's worker threads); vectors: " +
+        Ovidane::HighwayKernels::TargetName() +
+        " (Google Highway image math, instruction set chosen at run time)";
     return text.c_str();
 }
 

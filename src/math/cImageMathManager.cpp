@@ -3,7 +3,7 @@
 #include "core/cSingletonHolder.h"
 #include "core/cThreadIdManager.h"
 #include "math/cImageMathGeneric.h"
-#include "math/cImageMathVector.h"
+#include "math/cImageMathHighway.h"
 
 namespace Ovidane {
 
@@ -30,8 +30,9 @@ cImageMathPtr cImageMathManager::InstanceFor(uint32_t logicalThreadId) {
     const auto known = mFront.find(logicalThreadId);
     if (known != mFront.end())
         return known->second;
-    mFallback[logicalThreadId] = cImageMathPtr(new cImageMathGeneric);
-    const cImageMathPtr front(new cImageMathVector);
+    const cImageMathPtr fallback(new cImageMathGeneric);
+    mFallback[logicalThreadId] = fallback;
+    const cImageMathPtr front(new cImageMathHighway(fallback));
     mFront[logicalThreadId] = front;
     return front;
 }

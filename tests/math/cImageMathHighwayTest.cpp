@@ -1,0 +1,472 @@
+#include <gtest/gtest.h>
+#include <hwy/targets.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/cException.h"
+#include "core/cWorkerThreads.h"
+#include "math/cImageMathGeneric.h"
+#include "math/cImageMathHighway.h"
+#include "math/cImageMathManager.h"
+
+using namespace Ovidane;
+
+namespace {
+
+using Images = const cFloatImagePtr&;
+
+// The vector back end next to the plain one, on images whose lines are no multiple of any
+// vector width, in both layouts.
+class HighwayTest : public ::testing::Test {
+protected:
+    cFloatImagePtr Make(cImageDimensions size, bool perSlice = false, float value = 0.0f) {
+        const std::size_t plane = std::size_t{size.x} * size.y;
+        if (!perSlice) {
+            auto& pixels = mStorage.emplace_back(plane * size.z, value);
+            return new cFloatImage(pixels.data(), size, Contiguous3D, "test");
+        }
+        std::vector<float*> slices;
+        for (uint32_t z = 0; z < size.z; ++z)
+            slices.push_back(mStorage.emplace_back(plane, value).data());
+        return new cFloatImage(slices.data(), size.x, size.y, size.z, Contiguous2D, "test");
+    }
+
+    // Values round 0 with exact zeros, negatives and values below the guard value among them,
+    // so that every guarded branch is met.
+    cFloatImagePtr Random(cImageDimensions size, bool perSlice) {
+        cFloatImagePtr image = Make(size, perSlice);
+        std::uniform_real_distribution<float> value(-4.0f, 4.0f);
+        const float special[] = {0.0f, -0.0f, 1e-25f, -1e-30f, 1e-20f, 4.0f};
+        std::size_t i = 0;
+        ForEach(image, [&](float& p) {
+            p = i % 7 == 3 ? special[(i / 7) % 6] : value(mRandom);
+            ++i;
+        });
+        return image;
+    }
+
+    cFloatImagePtr Clone(Images image, bool perSlice = false) {
+        cFloatImagePtr copy = Make(image->GetDimensions(), perSlice);
+        const std::vector<float> pixels = Pixels(image);
+        std::size_t i = 0;
+        ForEach(copy, [&](float& p) { p = pixels[i++]; });
+        return copy;
+    }
+
+    static void ForEach(Images image, const std::function<void(float&)>& f) {
+        const cImageDimensions s = image->GetDimensions();
+        for (uint32_t z = 0; z < s.z; ++z)
+            for (uint32_t y = 0; y < s.y; ++y)
+                for (uint32_t x = 0; x < s.x; ++x)
+                    f(image->GetLinePointer(y, z)[x]);
+    }
+
+    static std::vector<float> Pixels(Images image) {
+        std::vector<float> pixels;
+        ForEach(image, [&](float& p) { pixels.push_back(p); });
+        return pixels;
+    }
+
+    static float& At(Images image, uint32_t x, uint32_t y, uint32_t z) {
+        return image->GetLinePointer(y, z)[x];
+    }
+
+    static bool Same(float a, float b) {
+        return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof a) == 0;
+    }
+
+    cImageMathPtr plainPtr{new cImageMathGeneric};
+    cImageMathGeneric& plain = static_cast<cImageMathGeneric&>(*plainPtr);
+    cImageMathHighway vector{plainPtr};
+    std::vector<std::vector<float>> mStorage;
+    std::mt19937 mRandom{7};
+};
+
+// How an operation's vector result must relate to the plain one for input pixels p (of a) and
+// q (of b): equal bits, or the stated vector rule (exact, or within a relative tolerance for
+// the vector logarithm and exponential).
+struct Operation {
+    const char* name;
+    std::function<void(cImageMath&, Images, Images, Images)> run;
+    std::function<float(float, float)> vectorRule = {}; // empty: the plain result
+    float tolerance = 0.0f;
+};
+
+std::vector<Operation> Operations() {
+    const float c = 0.625f;
+    using M = cImageMath&;
+    const auto floor = [](float p) { return p < 1e-20f ? 1e-20f : p; };
+    return {
+        {"AddImage", [](M m, Images a, Images b, Images o) { m.AddImage(a, b, o); }},
+        {"SubtractImage", [](M m, Images a, Images b, Images o) { m.SubtractImage(a, b, o); }},
+        {"MultiplyImage", [](M m, Images a, Images b, Images o) { m.MultiplyImage(a, b, o); }},
+        {"MinimumImage", [](M m, Images a, Images b, Images o) { m.MinimumImage(a, b, o); }},
+        {"MaximumImage", [](M m, Images a, Images b, Images o) { m.MaximumImage(a, b, o); }},
+        {"AddImageByConstant",
+         [c](M m, Images a, Images, Images o) { m.AddImageByConstant(a, c, o); }},
+        {"SubtractImageByConstant",
+         [c](M m, Images a, Images, Images o) { m.SubtractImageByConstant(a, c, o); }},
+        {"MultiplyImageByConstant",
+         [c](M m, Images a, Images, Images o) { m.MultiplyImageByConstant(a, c, o); }},
+        {"AbsoluteValueImage", [](M m, Images a, Images, Images o) { m.AbsoluteValueImage(a, o); }},
+        {"SquareImage", [](M m, Images a, Images, Images o) { m.SquareImage(a, o); }},
+        {"CopyImage", [](M m, Images a, Images, Images o) { m.CopyImage(a, o); }},
+        {"Threshold below",
+         [c](M m, Images a, Images, Images o) {
+             m.CopyImage(a, o);
+             m.SubtractImageByConstantAndThreshold(o, c, 0.5f, 9.0f, 1);
+         }},
+        {"Threshold above, clamp",
+         [](M m, Images a, Images, Images o) {
+             m.CopyImage(a, o);
+             m.SubtractImageByConstantAndThreshold(o, 0.5f, 0.5f, 0);
+         }},
+        {"DivideImage", [](M m, Images a, Images b, Images o) { m.DivideImage(a, b, o); },
+         [](float p, float q) { return p / (q < 1e-20f ? 1e20f : q); }},
+        {"SquareRootImage", [](M m, Images a, Images, Images o) { m.SquareRootImage(a, o); },
+         [floor](float p, float) { return std::sqrt(floor(p)); }},
+        {"LogImage", [](M m, Images a, Images, Images o) { m.LogImage(a, o); },
+         [floor](float p, float) { return std::log(floor(p)); }, 5e-7f},
+        {"PowerOfImageDivisionWithThreshold",
+         [](M m, Images a, Images b, Images o) {
+             m.PowerOfImageDivisionWithThreshold(a, b, o, 1.5f, 0.25f, -3.0f);
+         },
+         [floor](float p, float q) {
+             const float quotient = std::min(p / floor(q), 10.0f);
+             return quotient > 0 ? std::pow(quotient, 1.5f) : 0.0f;
+         },
+         2e-6f},
+    };
+}
+
+// Every element-wise vector form against the plain back end, on lines of odd length in either
+// layout, into a separate out and into a itself.
+TEST_F(HighwayTest, ElementWiseFormsMatchThePlainOnesOrTheirStatedRule) {
+    for (const cImageDimensions size : {cImageDimensions{37, 5, 3}, cImageDimensions{1, 3, 2}}) {
+        for (const bool perSlice : {false, true}) {
+            const cFloatImagePtr a = Random(size, perSlice), b = Random(size, !perSlice);
+            const std::vector<float> pa = Pixels(a), pb = Pixels(b);
+            for (const Operation& op : Operations()) {
+                SCOPED_TRACE(std::string(op.name) + (perSlice ? " per slice" : " one block") +
+                             " width " + std::to_string(size.x));
+                const cFloatImagePtr expected = Make(size, perSlice);
+                op.run(plain, Clone(a), Clone(b), expected);
+                const cFloatImagePtr in = Clone(a, perSlice), divisor = Clone(b), out = Make(size);
+                op.run(vector, in, divisor, out);
+                const std::vector<float> got = Pixels(out), want = Pixels(expected);
+                for (std::size_t i = 0; i < got.size(); ++i) {
+                    if (!op.vectorRule) {
+                        ASSERT_TRUE(Same(got[i], want[i])) << i << ": " << got[i] << " " << want[i];
+                        continue;
+                    }
+                    const float rule = op.vectorRule(pa[i], pb[i]);
+                    if (op.tolerance == 0.0f)
+                        ASSERT_TRUE(Same(got[i], rule)) << i << ": " << got[i] << " " << rule;
+                    else
+                        ASSERT_NEAR(got[i], rule, op.tolerance * std::max(1.0f, std::fabs(rule)))
+                            << i << " for " << pa[i] << ", " << pb[i];
+                }
+                // The vector forms leave a alone (the plain logarithm writes its floor back).
+                EXPECT_EQ(Pixels(in), pa);
+                const cFloatImagePtr inPlace = Clone(a, perSlice);
+                op.run(vector, inPlace, Clone(b), inPlace);
+                const std::vector<float> aliased = Pixels(inPlace);
+                for (std::size_t i = 0; i < got.size(); ++i)
+                    ASSERT_TRUE(Same(aliased[i], got[i])) << "in place, pixel " << i;
+            }
+        }
+    }
+}
+
+// Boxes with their corners in either order, at different places of images in both layouts;
+// a subtraction into one of its inputs takes the plain road and must give the same values.
+TEST_F(HighwayTest, BoxFormsMatchThePlainOnes) {
+    const cImageDimensions size{23, 6, 4};
+    const cImageBox boxA{21, 4, 2, 3, 1, 0}, boxB{18, 3, 3, 0, 0, 1}, boxOut{20, 5, 3, 2, 2, 1};
+    using Call = std::function<void(cImageMath&, Images, Images, Images)>;
+    const std::pair<const char*, Call> calls[] = {
+        {"AddImageRoi", [&](cImageMath& m, Images a, Images b,
+                            Images o) { m.AddImageRoi(a, b, o, boxA, boxB, boxOut); }},
+        {"MultiplyImageRoi", [&](cImageMath& m, Images a, Images b,
+                                 Images o) { m.MultiplyImageRoi(a, b, o, boxA, boxB, boxOut); }},
+        {"SubtractImageRoi", [&](cImageMath& m, Images a, Images b,
+                                 Images o) { m.SubtractImageRoi(a, b, o, boxA, boxB, boxOut); }},
+        {"SubtractImageRoi into b",
+         [&](cImageMath& m, Images a, Images b, Images) {
+             m.SubtractImageRoi(a, b, b, boxA, boxB, boxOut);
+         }},
+        {"SetRoiToConstant",
+         [&](cImageMath& m, Images, Images, Images o) { m.SetRoiToConstant(o, boxOut, -2.5f); }},
+    };
+    const cFloatImagePtr a = Random(size, false), b = Random(size, true);
+    for (const auto& [name, call] : calls) {
+        SCOPED_TRACE(name);
+        const cFloatImagePtr plainB = Clone(b, true), plainOut = Random(size, false);
+        const cFloatImagePtr vectorB = Clone(b, true), vectorOut = Clone(plainOut, true);
+        call(plain, a, plainB, plainOut);
+        call(vector, a, vectorB, vectorOut);
+        EXPECT_EQ(Pixels(vectorOut), Pixels(plainOut));
+        EXPECT_EQ(Pixels(vectorB), Pixels(plainB));
+    }
+}
+
+// Sums: each line in float, the lines in double, so the result doesn't depend on the layout or
+// the thread count and stays close to an exact sum; the extremes equal the plain ones; the
+// count includes its high end.
+TEST_F(HighwayTest, ReductionsAreExactEnoughAndIndependentOfLayoutAndThreads) {
+    const cImageDimensions size{203, 171, 3};
+    const cFloatImagePtr a = Random(size, false), b = Random(size, true);
+    double sum = 0, squares = 0, absolute = 0, product = 0, slice = 0;
+    const std::vector<float> pa = Pixels(a), pb = Pixels(b);
+    for (std::size_t i = 0; i < pa.size(); ++i) {
+        sum += pa[i];
+        squares += double(pa[i]) * pa[i];
+        absolute += std::fabs(pa[i]);
+        product += double(pa[i]) * pb[i];
+        slice += i / (size.x * size.y) == 1 ? pa[i] : 0.0;
+    }
+    const auto reductions = [&](Images image) {
+        return std::vector<double>{vector.SumImage(image),
+                                   vector.SumImageSquared(image),
+                                   vector.AbsoluteSumImage(image),
+                                   vector.SumOfImageProduct(image, b),
+                                   vector.SumImageSlice(image, 1),
+                                   vector.AverageImage(image) * double(pa.size()),
+                                   vector.FindMinimumValue(image),
+                                   vector.FindMaximumValue(image),
+                                   double(vector.CountPixelInRange(image, -1.0f, 4.0f))};
+    };
+    cWorkerThreads::SetCount(1);
+    const std::vector<double> one = reductions(a);
+    cWorkerThreads::SetCount(2);
+    const std::vector<double> two = reductions(a), perSlice = reductions(Clone(a, true));
+    cWorkerThreads::SetCount(0);
+    EXPECT_EQ(one, two);
+    EXPECT_EQ(one, perSlice);
+    const double exact[] = {sum, squares, absolute, product, slice, sum};
+    for (std::size_t k = 0; k < 6; ++k)
+        EXPECT_NEAR(one[k], exact[k], 1e-5 * absolute) << "reduction " << k;
+    EXPECT_EQ(one[6], plain.FindMinimumValue(a));
+    EXPECT_EQ(one[7], plain.FindMaximumValue(a));
+    const std::size_t atHigh = std::count(pa.begin(), pa.end(), 4.0f);
+    ASSERT_GT(atHigh, 0u);
+    EXPECT_EQ(one[8], plain.CountPixelInRange(a, -1.0f, 4.0f) + atHigh);
+}
+
+// The differences of the vector back end that a run can see, one case each.
+TEST_F(HighwayTest, StatedDifferencesFromThePlainBackEnd) {
+    // A range with its ends swapped is a failure of the vector count.
+    const cFloatImagePtr line = Make({5, 1, 1});
+    try {
+        vector.CountPixelInRange(line, 2.0f, 1.0f);
+        ADD_FAILURE() << "no failure";
+    } catch (const cException& e) {
+        EXPECT_EQ(e.GetCode(), 2);
+        EXPECT_EQ(std::string(e.GetMessage()).rfind("Vector Math Error in CountPixelInRange: ", 0),
+                  0u)
+            << e.GetMessage();
+    }
+
+    // Line search: a pixel whose ratio falls below the guard adds data·ln(1e-20) - d; the
+    // others agree with the plain sum.
+    const cImageDimensions s{19, 3, 1};
+    const cFloatImagePtr data = Make(s, false, 2.0f), blurred = Make(s, false, 1.0f),
+                         direction = Make(s, false, 0.5f), work = Make({19, 3, 2});
+    At(direction, 4, 1, 0) = -1.0f; // ratio 0
+    const float withGuard = vector.ComputeLogLikelihoodIncreaseByLineSearch(
+        data, blurred, direction, work, 1.0f, 0, 0, 0, 0, 0, 0);
+    const float without = plain.ComputeLogLikelihoodIncreaseByLineSearch(
+        data, blurred, direction, work, 1.0f, 0, 0, 0, 0, 0, 0);
+    EXPECT_NEAR(withGuard - without, 2.0f * std::log(1e-20f) + 1.0f, 1e-3f);
+
+    // Good's penalty: the floor reaches the borders; the interior agrees with the plain one.
+    const cImageDimensions g{9, 5, 3};
+    const cFloatImagePtr reference = Random(g, false);
+    ForEach(reference, [](float& p) { p = std::fabs(p); });
+    const cFloatImagePtr plainEstimate = Random(g, true),
+                         vectorEstimate = Clone(plainEstimate, false);
+    plain.GoodsRoughnessPenalty(plainEstimate, reference, Make(g), 0.02f);
+    vector.GoodsRoughnessPenalty(vectorEstimate, reference, Make(g), 0.02f);
+    for (uint32_t z = 0; z < g.z; ++z)
+        for (uint32_t y = 0; y < g.y; ++y)
+            for (uint32_t x = 0; x < g.x; ++x) {
+                const float p = At(plainEstimate, x, y, z), v = At(vectorEstimate, x, y, z);
+                if (x == 0 || y == 0 || x + 1 == g.x || y + 1 == g.y)
+                    ASSERT_EQ(v, p < 1e-20f ? 1e-20f : p) << x << " " << y << " " << z;
+                else
+                    ASSERT_NEAR(v, p, 1e-6f * std::fabs(p) + 1e-30f) << x << " " << y << " " << z;
+            }
+
+    // A wider copy between single blocks zeroes what lies below the guard value.
+    const cFloatImagePtr narrow = Make({3, 1, 1}), wide = Make({5, 1, 1}, false, 7.0f);
+    At(narrow, 0, 0, 0) = 1e-21f, At(narrow, 1, 0, 0) = -3.0f, At(narrow, 2, 0, 0) = 2.0f;
+    vector.CopyImage(narrow, wide);
+    EXPECT_EQ(Pixels(wide), (std::vector<float>{0, 0, 2, 0, 0}));
+
+    // Saturating conversions: 16 bits halve the value, ties go to even.
+    const cFloatImagePtr values = Make({6, 1, 1});
+    const float raw[] = {70000.0f, -70000.0f, 5.0f, 3.0f, 300.0f, -4.0f};
+    for (uint32_t x = 0; x < 6; ++x)
+        At(values, x, 0, 0) = raw[x];
+    const cCountedBox box(new cImageBox{5, 0, 0, 0, 0, 0});
+    const cShortImagePtr words(new cOvdImage<uint16_t>({6, 1, 1}, Contiguous3D, "test"));
+    const cByteImagePtr bytes(new cOvdImage<uint8_t>({6, 1, 1}, Contiguous3D, "test"));
+    vector.ConvertRealtoShortRoi(values, words, box, box);
+    vector.ConvertRealtoByteRoi(values, bytes, box, box);
+    const uint16_t wantWords[] = {32767, 0x8000, 2, 2, 150, 0xFFFE};
+    const uint8_t wantBytes[] = {255, 0, 5, 3, 255, 0};
+    for (uint32_t x = 0; x < 6; ++x) {
+        EXPECT_EQ(words->GetLinePointer(0, 0)[x], wantWords[x]) << x;
+        EXPECT_EQ(bytes->GetLinePointer(0, 0)[x], wantBytes[x]) << x;
+    }
+}
+
+// Projections and searches that work per line or per slice in the vector back end.
+TEST_F(HighwayTest, ProjectionsAndSearchesWorkPerLineOrSlice) {
+    const cImageDimensions size{5, 4, 3};
+    const cFloatImagePtr in = Make(size, true, -1.0f);
+    At(in, 2, 1, 0) = 3.0f;
+    const cFloatImagePtr xy = Make({5, 4, 1}), xz = Make({5, 3, 1}), zy = Make({3, 4, 1});
+    vector.TripleMaximumProjection(in, xy, xz, zy);
+    EXPECT_EQ(At(xy, 2, 1, 0), 3.0f);
+    EXPECT_EQ(At(xy, 0, 0, 0), 0.0f); // xy and xz start at 0
+    EXPECT_EQ(At(zy, 0, 1, 0), 3.0f);
+    EXPECT_EQ(At(zy, 2, 3, 0), -1.0f); // zy is the line's own maximum
+
+    // The maximum projection along z starts from the first slice; other axes leave out alone.
+    const cFloatImagePtr folded = Make({5, 4, 1}, false, 9.0f), side = Make({5, 3, 1}, false, 9.0f);
+    vector.MaximumProjection(in, folded, 1);
+    vector.MaximumProjection(in, side, 2);
+    EXPECT_EQ(At(folded, 0, 0, 0), -1.0f);
+    EXPECT_EQ(At(folded, 2, 1, 0), 3.0f);
+    EXPECT_EQ(Pixels(side), std::vector<float>(15, 9.0f));
+
+    // Two maxima in one slice count as one position, the first in line order.
+    At(in, 4, 3, 0) = 3.0f;
+    At(in, 0, 2, 2) = 3.0f;
+    cImagePosition upper{}, lower{};
+    vector.FindMaxMinPositionOfMaximumValue(in, upper, lower);
+    EXPECT_EQ((std::vector<uint32_t>{upper.x, upper.y, upper.z}), (std::vector<uint32_t>{2, 2, 2}));
+    EXPECT_EQ((std::vector<uint32_t>{lower.x, lower.y, lower.z}), (std::vector<uint32_t>{0, 1, 0}));
+
+    // The flood fill takes the 4-connected pixels of the seed's value in slice 0 only.
+    const cFloatImagePtr region = Make({4, 3, 2}, true, 1.0f);
+    At(region, 1, 0, 0) = At(region, 1, 1, 0) = At(region, 0, 1, 0) = 5.0f; // walls
+    vector.FloodFillImage(region, 0, 3, 2, 7.0f);
+    const std::vector<float> filled = {1, 5, 7, 7, 5, 5, 7, 7, 7, 7, 7, 7};
+    const std::vector<float> after = Pixels(region);
+    EXPECT_EQ(std::vector<float>(after.begin(), after.begin() + 12), filled);
+    EXPECT_EQ(At(region, 0, 0, 1), 1.0f);
+
+    // The transpose moves pairs: pair i of row j lands as pair j of row i.
+    const cFloatImagePtr grid = Make({4, 3, 1}), turned = Make({3, 4, 1});
+    for (uint32_t i = 0; i < 12; ++i)
+        grid->GetSlicePointer(0)[i] = float(i);
+    vector.TransposeImage(grid, turned);
+    const std::vector<float> pairs = {0, 1, 4, 5, 8, 9, 2, 3, 6, 7, 10, 11};
+    EXPECT_EQ(Pixels(turned), pairs);
+}
+
+// The shapes of the PSF constraints and the smoothing kernel: the vector forms test squared
+// radii and exponentiate whole lines, which agrees with the plain shapes away from ties.
+TEST_F(HighwayTest, ShapesAgreeWithThePlainOnes) {
+    const cImageDimensions size{13, 10, 7};
+    const cFloatImagePtr plainShape = Make(size), vectorShape = Make(size, true);
+    plain.Generate3DHourglass(plainShape, 0.53f, 0.71f, 1.13f, 0.8f, 0.9f);
+    vector.Generate3DHourglass(vectorShape, 0.53f, 0.71f, 1.13f, 0.8f, 0.9f);
+    EXPECT_EQ(Pixels(vectorShape), Pixels(plainShape));
+
+    const cFloatImagePtr plainCone = Random(size, false), vectorCone = Clone(plainCone, true);
+    plain.CreateDoubleTruncatedCone(plainCone, 0.5f, 0.5f, 1.0f, 1.5f, 0.75f, 8.0f, 1);
+    vector.CreateDoubleTruncatedCone(vectorCone, 0.5f, 0.5f, 1.0f, 1.5f, 0.75f, 8.0f, 1);
+    EXPECT_EQ(Pixels(vectorCone), Pixels(plainCone));
+
+    plain.Generate3DGaussian(plainShape, 0.2f, 0.3f, 0.5f, 0.9f, 0.7f, 1.6f);
+    vector.Generate3DGaussian(vectorShape, 0.2f, 0.3f, 0.5f, 0.9f, 0.7f, 1.6f);
+    const std::vector<float> want = Pixels(plainShape), got = Pixels(vectorShape);
+    double sum = 0;
+    for (std::size_t i = 0; i < got.size(); ++i) {
+        ASSERT_NEAR(got[i], want[i], 1e-6f * want[0] + 2e-6f * want[i]) << i;
+        sum += got[i];
+    }
+    EXPECT_NEAR(sum, 1.0, 1e-6);
+}
+
+// With conjugate 1 the imaginary parts of b are negated in place and stay so: the second call
+// with the same b multiplies by b itself. An odd width leaves the last float of a line alone.
+TEST_F(HighwayTest, ConjugateProductNegatesTheSecondFactorForGood) {
+    for (const uint32_t width : {38u, 37u}) {
+        const cImageDimensions size{width, 3, 2};
+        const cFloatImagePtr a = Random(size, false), b = Random(size, true);
+        const cFloatImagePtr conjugated = Make(size), plainB = Clone(b), once = Make(size);
+        plain.MultiplyComplexImage(a, plainB, conjugated, 0.5f, 1);
+        const cFloatImagePtr vectorB = Clone(b, true), twice = Make(size);
+        vector.MultiplyComplexImage(a, vectorB, once, 0.5f, 1);
+        EXPECT_EQ(Pixels(once), Pixels(conjugated));
+        const cFloatImagePtr direct = Make(size);
+        plain.MultiplyComplexImage(a, b, direct, 0.5f, 0);
+        vector.MultiplyComplexImage(a, vectorB, twice, 0.5f, 1);
+        EXPECT_EQ(Pixels(twice), Pixels(direct));
+
+        // The interleaving copies, with a part missing on either side.
+        const cImageDimensions half{width / 2, 3, 2}, even{2 * half.x, 3, 2};
+        const cFloatImagePtr re = Random(half, true), plainPairs = Make(even, false, 3.0f),
+                             vectorPairs = Make(even, true, 3.0f);
+        plain.CopyImageRealToComplex(re, {}, plainPairs);
+        vector.CopyImageRealToComplex(re, {}, vectorPairs);
+        EXPECT_EQ(Pixels(vectorPairs), Pixels(plainPairs));
+        const cFloatImagePtr plainIm = Make(half), vectorIm = Make(half, true);
+        plain.CopyImageComplexToReal(plainPairs, {}, plainIm, 0.25f);
+        vector.CopyImageComplexToReal(plainPairs, {}, vectorIm, 0.25f);
+        EXPECT_EQ(Pixels(vectorIm), Pixels(plainIm));
+    }
+}
+
+// The kernels are built for several instruction sets and one is chosen at run time; each
+// must give the same bits, lines of odd length and sums included. Only the logarithm and the
+// exponential may differ in the last place, where some sets fuse their multiply-adds.
+TEST_F(HighwayTest, EveryInstructionSetGivesTheSameBits) {
+    const cImageDimensions size{45, 7, 3};
+    const cFloatImagePtr a = Random(size, false), b = Random(size, true);
+    const auto runAll = [&] {
+        std::vector<float> results;
+        for (const Operation& op : Operations()) {
+            if (op.tolerance != 0.0f)
+                continue;
+            const cFloatImagePtr out = Make(size);
+            op.run(vector, a, Clone(b), out);
+            const std::vector<float> pixels = Pixels(out);
+            results.insert(results.end(), pixels.begin(), pixels.end());
+        }
+        results.push_back(float(vector.SumImageSquared(a)));
+        results.push_back(vector.SumOfImageProduct(a, b));
+        results.push_back(float(vector.CountPixelInRange(a, -1.0f, 1.0f)));
+        return results;
+    };
+    std::vector<float> first;
+    std::vector<std::string> tried;
+    for (const int64_t target : hwy::SupportedAndGeneratedTargets()) {
+        hwy::SetSupportedTargetsForTest(target);
+        tried.push_back(hwy::TargetName(target));
+        const std::vector<float> results = runAll();
+        if (first.empty())
+            first = results;
+        EXPECT_EQ(std::memcmp(results.data(), first.data(), first.size() * sizeof(float)), 0)
+            << tried.back();
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    EXPECT_GE(tried.size(), 2u);
+}
+
+TEST(ImageMathManagerTest, HandsOutTheVectorBackEnd) {
+    const cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+    EXPECT_EQ(math->GetObjectName(), "cImageMathHighway");
+}
+
+} // namespace
