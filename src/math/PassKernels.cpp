@@ -1,72 +1,148 @@
-#include "math/PassKernels.h"
+// The pass kernels, compiled once for every instruction set that Highway targets on this
+// architecture; this file includes itself through foreach_target.h once per target, and the
+// HWY_ONCE part at the end holds the entry points that pick a target at run time.
+//
+// A vector lane performs the scalar formula's operations in the scalar formula's order, and
+// the pixels left over at a line's end run the scalar formula itself, so every target gives
+// the same bits as plain scalar code.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "math/PassKernels.cpp"
+#include <hwy/foreach_target.h> // IWYU pragma: keep
 
-#include <algorithm>
+#include <hwy/highway.h>
+
 #include <cmath>
 
 #include "math/FastLogExp.h"
+#include "math/PassKernels.h"
 
-// The loader resolves each kernel once, by the processor's features.
-#define OVD_PROCESSOR_LEVELS __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default")))
-
+HWY_BEFORE_NAMESPACE();
 namespace Ovidane::PassKernels {
-namespace {
+namespace HWY_NAMESPACE {
+namespace hn = hwy::HWY_NAMESPACE;
 
-// Pixels handled at a time: a loop with one heavy expression and one select is all the
-// compiler turns into vector code, so a kernel runs two loops over each chunk, and a chunk
-// stays in the first-level cache between them.
-constexpr uint32_t kChunk = 256;
-constexpr uint32_t kLanes = 8;
+using D = hn::ScalableTag<float>;
+using V = hn::Vec<D>;
 
-} // namespace
+// The comparisons of std::min and std::max, NaN handling included.
+HWY_INLINE V AtLeast(V v, V low) { return hn::IfThenElse(v < low, low, v); }
+HWY_INLINE V AtMost(V v, V high) { return hn::IfThenElse(high < v, high, v); }
 
-OVD_PROCESSOR_LEVELS
-void MultiplySpectrumLine(const float* a, const float* b, float* out, uint64_t values,
-                          float scale) {
-    for (uint64_t i = 0; i < values; ++i) {
-        const float ar = a[2 * i], ai = a[2 * i + 1];
-        const float br = b[2 * i], bi = b[2 * i + 1];
-        out[2 * i] = (ar * br - ai * bi) * scale;
-        out[2 * i + 1] = (ar * bi + ai * br) * scale;
-    }
+// FastMath::Log and FastMath::Exp, lane by lane.
+HWY_INLINE V Log(V x) {
+    const D d;
+    const hn::RebindToSigned<D> di;
+    const hn::RebindToUnsigned<D> du;
+    x = hn::IfThenElse(x < hn::Set(d, 1.17549435e-38f), hn::Set(d, 1.17549435e-38f),
+                       AtMost(x, hn::Set(d, 3.40282347e38f)));
+    const auto bits = hn::BitCast(du, x);
+    V e = hn::ConvertTo(d, hn::Sub(hn::BitCast(di, hn::ShiftRight<23>(bits)), hn::Set(di, 127)));
+    V m = hn::BitCast(d, hn::Or(hn::And(bits, hn::Set(du, 0x007FFFFFu)), hn::Set(du, 0x3F800000u)));
+    const auto high = m > hn::Set(d, 1.41421356f);
+    m = hn::IfThenElse(high, hn::Mul(hn::Set(d, 0.5f), m), m);
+    e = hn::IfThenElse(high, hn::Add(e, hn::Set(d, 1.0f)), e);
+    const V one = hn::Set(d, 1.0f);
+    const V t = hn::Div(hn::Sub(m, one), hn::Add(m, one));
+    const V t2 = hn::Mul(t, t);
+    V series = hn::Add(hn::Set(d, 1.0f / 7), hn::Mul(t2, hn::Set(d, 1.0f / 9)));
+    series = hn::Add(hn::Set(d, 1.0f / 5), hn::Mul(t2, series));
+    series = hn::Add(hn::Set(d, 1.0f / 3), hn::Mul(t2, series));
+    series = hn::Add(one, hn::Mul(t2, series));
+    return hn::Add(hn::Mul(e, hn::Set(d, 0.693147181f)),
+                   hn::Mul(hn::Mul(hn::Set(d, 2.0f), t), series));
 }
 
-OVD_PROCESSOR_LEVELS
-void MultiplyConjugateSpectrumLine(const float* a, const float* b, float* out, uint64_t values,
-                                   float scale) {
-    for (uint64_t i = 0; i < values; ++i) {
-        const float ar = a[2 * i], ai = a[2 * i + 1];
-        const float br = b[2 * i], bi = b[2 * i + 1];
-        out[2 * i] = (ar * br + ai * bi) * scale;
-        out[2 * i + 1] = (ai * br - ar * bi) * scale;
-    }
+HWY_INLINE V Exp(V y) {
+    const D d;
+    const hn::RebindToSigned<D> di;
+    y = hn::IfThenElse(y < hn::Set(d, -87.33f), hn::Set(d, -87.33f), AtMost(y, hn::Set(d, 88.0f)));
+    const V half = hn::IfThenElse(y < hn::Zero(d), hn::Set(d, -0.5f), hn::Set(d, 0.5f));
+    const auto whole = hn::ConvertTo(di, hn::Add(hn::Mul(y, hn::Set(d, 1.44269504f)), half));
+    const V n = hn::ConvertTo(d, whole);
+    const V f = hn::Sub(hn::Sub(y, hn::Mul(n, hn::Set(d, 0.693145752f))),
+                        hn::Mul(n, hn::Set(d, 1.42860677e-6f)));
+    V p = hn::Add(hn::Set(d, 1.0f / 120), hn::Mul(f, hn::Set(d, 1.0f / 720)));
+    p = hn::Add(hn::Set(d, 1.0f / 24), hn::Mul(f, p));
+    p = hn::Add(hn::Set(d, 1.0f / 6), hn::Mul(f, p));
+    p = hn::Add(hn::Set(d, 0.5f), hn::Mul(f, p));
+    p = hn::Add(hn::Set(d, 1.0f), hn::Mul(f, p));
+    p = hn::Add(hn::Set(d, 1.0f), hn::Mul(f, p));
+    const V scale = hn::BitCast(d, hn::ShiftLeft<23>(hn::Add(whole, hn::Set(di, 127))));
+    return hn::Mul(p, scale);
 }
 
-OVD_PROCESSOR_LEVELS
-void ExtrapolationGradientLine(uint32_t n, const float* __restrict x, const float* __restrict m,
-                               const float* __restrict last, float* __restrict p,
-                               float* __restrict h, cGradientSums& sums) {
-    double cross[kLanes] = {}, square[kLanes] = {};
-    for (uint32_t start = 0; start < n; start += kChunk) {
-        const uint32_t count = std::min(kChunk, n - start);
-        for (uint32_t i = start; i < start + count; ++i) {
+// Calls vector(i) for each whole vector of a run of n and scalar(i) for the pixels after.
+template <class Vector, class Scalar>
+HWY_INLINE void ForRun(std::size_t n, Vector&& vector, Scalar&& scalar) {
+    const std::size_t lanes = hn::Lanes(D());
+    std::size_t i = 0;
+    for (; i + lanes <= n; i += lanes)
+        vector(i);
+    for (; i < n; ++i)
+        scalar(i);
+}
+
+// The interleaved products, `conjugate` taking conj(b).
+template <bool conjugate>
+HWY_INLINE void SpectrumProduct(const float* a, const float* b, float* out, std::size_t values,
+                                float scale) {
+    const D d;
+    const V s = hn::Set(d, scale);
+    ForRun(
+        values,
+        [&](std::size_t i) {
+            V ar, ai, br, bi;
+            hn::LoadInterleaved2(d, a + 2 * i, ar, ai);
+            hn::LoadInterleaved2(d, b + 2 * i, br, bi);
+            const V re = conjugate ? hn::Add(hn::Mul(ar, br), hn::Mul(ai, bi))
+                                   : hn::Sub(hn::Mul(ar, br), hn::Mul(ai, bi));
+            const V im = conjugate ? hn::Sub(hn::Mul(ai, br), hn::Mul(ar, bi))
+                                   : hn::Add(hn::Mul(ar, bi), hn::Mul(ai, br));
+            hn::StoreInterleaved2(hn::Mul(re, s), hn::Mul(im, s), d, out + 2 * i);
+        },
+        [&](std::size_t i) {
+            const float ar = a[2 * i], ai = a[2 * i + 1], br = b[2 * i], bi = b[2 * i + 1];
+            const float re = conjugate ? ar * br + ai * bi : ar * br - ai * bi;
+            const float im = conjugate ? ai * br - ar * bi : ar * bi + ai * br;
+            out[2 * i] = re * scale;
+            out[2 * i + 1] = im * scale;
+        });
+}
+
+void MultiplySpectrumLineKernel(const float* a, const float* b, float* out, uint64_t values,
+                                float scale) {
+    SpectrumProduct<false>(a, b, out, values, scale);
+}
+
+void MultiplyConjugateSpectrumLineKernel(const float* a, const float* b, float* out,
+                                         uint64_t values, float scale) {
+    SpectrumProduct<true>(a, b, out, values, scale);
+}
+
+void ExtrapolationGradientLineKernel(uint32_t n, const float* x, const float* m, const float* last,
+                                     float* p, float* h, cGradientSums& sums) {
+    const D d;
+    ForRun(
+        n,
+        [&](std::size_t i) {
+            const V mi = hn::LoadU(d, m + i);
+            const V update = hn::Mul(hn::LoadU(d, x + i), mi);
+            hn::StoreU(update, d, p + i);
+            hn::StoreU(hn::Mul(update, hn::IfThenElseZero(mi > hn::Zero(d), Log(mi))), d, h + i);
+        },
+        [&](std::size_t i) {
             const float update = x[i] * m[i];
-            const float step = FastMath::Log(m[i]);
             p[i] = update;
-            h[i] = update * (m[i] > 0.0f ? step : 0.0f);
-        }
-        // Lane i % 8 takes pixel i of the line, whatever the chunk.
-        uint32_t i = start;
-        for (; i + kLanes <= start + count; i += kLanes)
-            for (uint32_t lane = 0; lane < kLanes; ++lane) {
-                const double previous = last[i + lane];
-                cross[lane] += static_cast<double>(h[i + lane]) * previous;
-                square[lane] += previous * previous;
-            }
-        for (; i < start + count; ++i) {
-            const double previous = last[i];
-            cross[i % kLanes] += static_cast<double>(h[i]) * previous;
-            square[i % kLanes] += previous * previous;
-        }
+            h[i] = update * (m[i] > 0.0f ? FastMath::Log(m[i]) : 0.0f);
+        });
+    // Eight sums in double, pixel i into sum i % 8, joined in a fixed order: the same on
+    // every target.
+    constexpr uint32_t kLanes = 8;
+    double cross[kLanes] = {}, square[kLanes] = {};
+    for (uint32_t i = 0; i < n; ++i) {
+        const double previous = last[i];
+        cross[i % kLanes] += static_cast<double>(h[i]) * previous;
+        square[i % kLanes] += previous * previous;
     }
     double lineCross = 0, lineSquare = 0;
     for (uint32_t lane = 0; lane < kLanes; ++lane) {
@@ -77,52 +153,123 @@ void ExtrapolationGradientLine(uint32_t n, const float* __restrict x, const floa
     sums.lastSquare += lineSquare;
 }
 
-OVD_PROCESSOR_LEVELS
-void ExtrapolateLine(uint32_t n, const float* p, const float* q, float* out, float alpha,
-                     float threshold, float maxRatio, float floor) {
+void ExtrapolateLineKernel(uint32_t n, const float* p, const float* q, float* out, float alpha,
+                           float threshold, float maxRatio, float floor) {
+    const D d;
     const float high = maxRatio, low = 1.0f / maxRatio;
-    float factor[kChunk];
-    for (uint32_t start = 0; start < n; start += kChunk) {
-        const uint32_t count = std::min(kChunk, n - start);
-        const float* pc = p + start;
-        const float* qc = q + start;
-        for (uint32_t i = 0; i < count; ++i) {
-            const float r = std::min(std::max(pc[i] / qc[i], low), high);
-            factor[i] = FastMath::Exp(alpha * FastMath::Log(r));
-        }
-        float* oc = out + start;
-        for (uint32_t i = 0; i < count; ++i) {
-            const float a = pc[i], b = qc[i];
-            const float value = (b <= threshold || b == 0.0f) ? a : a * factor[i];
-            oc[i] = value < floor ? floor : value;
-        }
-    }
+    const V power = hn::Set(d, alpha), t = hn::Set(d, threshold), f = hn::Set(d, floor),
+            vHigh = hn::Set(d, high), vLow = hn::Set(d, low);
+    ForRun(
+        n,
+        [&](std::size_t i) {
+            const V pi = hn::LoadU(d, p + i), qi = hn::LoadU(d, q + i);
+            const V r = AtMost(AtLeast(hn::Div(pi, qi), vLow), vHigh);
+            const V factor = Exp(hn::Mul(power, Log(r)));
+            const auto keep = hn::Or(qi <= t, qi == hn::Zero(d));
+            hn::StoreU(AtLeast(hn::IfThenElse(keep, pi, hn::Mul(pi, factor)), f), d, out + i);
+        },
+        [&](std::size_t i) {
+            const float a = p[i], b = q[i];
+            const float r = std::min(std::max(a / b, low), high);
+            const float value =
+                (b <= threshold || b == 0.0f) ? a : a * FastMath::Exp(alpha * FastMath::Log(r));
+            out[i] = value < floor ? floor : value;
+        });
 }
 
-OVD_PROCESSOR_LEVELS
-void SquareRootLine(uint32_t n, const float* __restrict in, float* __restrict out) {
-    for (uint32_t i = 0; i < n; ++i)
-        out[i] = in[i] <= 0.0f ? 0.0f : std::sqrt(in[i]);
+void SquareRootLineKernel(uint32_t n, const float* in, float* out) {
+    const D d;
+    ForRun(
+        n,
+        [&](std::size_t i) {
+            const V v = hn::LoadU(d, in + i);
+            hn::StoreU(hn::IfThenZeroElse(v <= hn::Zero(d), hn::Sqrt(v)), d, out + i);
+        },
+        [&](std::size_t i) { out[i] = in[i] <= 0.0f ? 0.0f : std::sqrt(in[i]); });
 }
 
-OVD_PROCESSOR_LEVELS
-void RoughnessLine(uint32_t n, float* e, const float* r, const float* above, const float* below,
-                   const float* previous, const float* next, float beta, float guard) {
-    if (!previous || !next) {
-        const float divisor = 4 * beta + 1;
-        for (uint32_t x = 1; x + 1 < n; ++x) {
-            const float s4 = r[x - 1] + r[x + 1] + above[x] + below[x];
-            const float updated = (beta * r[x] * s4 + e[x]) / divisor;
-            e[x] = updated <= guard ? guard : updated;
-        }
+void RoughnessLineKernel(uint32_t n, float* e, const float* r, const float* above,
+                         const float* below, const float* previous, const float* next, float beta,
+                         float guard) {
+    if (n < 3)
+        return;
+    const bool volume = previous && next;
+    const float divisor = (volume ? 6 : 4) * beta + 1;
+    auto sum = [&](std::size_t x) {
+        float s = r[x - 1] + r[x + 1] + above[x] + below[x];
+        return volume ? s + next[x] + previous[x] : s;
+    };
+    auto scalar = [&](std::size_t x) {
+        const float updated = (beta * r[x] * sum(x) + e[x]) / divisor;
+        e[x] = updated <= guard ? guard : updated;
+    };
+    // Smoothing against itself, a pixel sees the updated pixels before it: one at a time.
+    if (e == r) {
+        for (std::size_t x = 1; x + 1 < n; ++x)
+            scalar(x);
         return;
     }
-    const float divisor = 6 * beta + 1;
-    for (uint32_t x = 1; x + 1 < n; ++x) {
-        const float s6 = r[x - 1] + r[x + 1] + above[x] + below[x] + next[x] + previous[x];
-        const float updated = (beta * r[x] * s6 + e[x]) / divisor;
-        e[x] = updated <= guard ? guard : updated;
-    }
+    const D d;
+    const V b = hn::Set(d, beta), g = hn::Set(d, guard), divide = hn::Set(d, divisor);
+    ForRun(
+        n - 2,
+        [&](std::size_t i) {
+            const std::size_t x = i + 1;
+            V s = hn::Add(hn::Add(hn::Add(hn::LoadU(d, r + x - 1), hn::LoadU(d, r + x + 1)),
+                                  hn::LoadU(d, above + x)),
+                          hn::LoadU(d, below + x));
+            if (volume)
+                s = hn::Add(hn::Add(s, hn::LoadU(d, next + x)), hn::LoadU(d, previous + x));
+            const V updated = hn::Div(
+                hn::Add(hn::Mul(hn::Mul(b, hn::LoadU(d, r + x)), s), hn::LoadU(d, e + x)), divide);
+            hn::StoreU(hn::IfThenElse(updated <= g, g, updated), d, e + x);
+        },
+        [&](std::size_t i) { scalar(i + 1); });
+}
+
+// NOLINTNEXTLINE(google-readability-namespace-comments)
+} // namespace HWY_NAMESPACE
+} // namespace Ovidane::PassKernels
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace Ovidane::PassKernels {
+
+HWY_EXPORT(MultiplySpectrumLineKernel);
+HWY_EXPORT(MultiplyConjugateSpectrumLineKernel);
+HWY_EXPORT(ExtrapolationGradientLineKernel);
+HWY_EXPORT(ExtrapolateLineKernel);
+HWY_EXPORT(SquareRootLineKernel);
+HWY_EXPORT(RoughnessLineKernel);
+
+void MultiplySpectrumLine(const float* a, const float* b, float* out, uint64_t values,
+                          float scale) {
+    HWY_DYNAMIC_DISPATCH(MultiplySpectrumLineKernel)(a, b, out, values, scale);
+}
+
+void MultiplyConjugateSpectrumLine(const float* a, const float* b, float* out, uint64_t values,
+                                   float scale) {
+    HWY_DYNAMIC_DISPATCH(MultiplyConjugateSpectrumLineKernel)(a, b, out, values, scale);
+}
+
+void ExtrapolationGradientLine(uint32_t n, const float* x, const float* m, const float* last,
+                               float* p, float* h, cGradientSums& sums) {
+    HWY_DYNAMIC_DISPATCH(ExtrapolationGradientLineKernel)(n, x, m, last, p, h, sums);
+}
+
+void ExtrapolateLine(uint32_t n, const float* p, const float* q, float* out, float alpha,
+                     float threshold, float maxRatio, float floor) {
+    HWY_DYNAMIC_DISPATCH(ExtrapolateLineKernel)(n, p, q, out, alpha, threshold, maxRatio, floor);
+}
+
+void SquareRootLine(uint32_t n, const float* in, float* out) {
+    HWY_DYNAMIC_DISPATCH(SquareRootLineKernel)(n, in, out);
+}
+
+void RoughnessLine(uint32_t n, float* e, const float* r, const float* above, const float* below,
+                   const float* previous, const float* next, float beta, float guard) {
+    HWY_DYNAMIC_DISPATCH(RoughnessLineKernel)(n, e, r, above, below, previous, next, beta, guard);
 }
 
 } // namespace Ovidane::PassKernels
+#endif // HWY_ONCE

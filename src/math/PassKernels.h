@@ -1,15 +1,13 @@
 #pragma once
 // Line kernels of the heaviest element-wise steps of an iterative pass: the spectrum
 // products of its convolutions, the extrapolation's gradient and step, and Good's roughness
-// step. Their logarithms, exponentials and
-// divisions keep a pass busy computing rather than waiting for memory, so each kernel is
-// built for three processor levels (AVX-512, AVX2, the x86-64 baseline) and the loader
-// picks the widest the processor has.
+// step. Their logarithms, exponentials and divisions keep a pass busy computing rather than
+// waiting for memory, so they run on Google Highway, built for every instruction set it
+// targets here and chosen at the first call, as the vector back end's kernels are.
 //
-// Every level computes the same value for every pixel, bit for bit: a lane does what the
-// scalar code does, and multiply-adds are never fused (the build turns contraction off for
-// this file). The sums keep eight lanes of their own in a fixed order, so they too
-// are the same on every level and for any thread count.
+// Unlike those, these compute the plain back end's formulas: every target gives each pixel
+// the bits of the scalar code, and the sums keep eight lanes of their own in a fixed order,
+// so they too are the same on every target and for any thread count.
 #include <cstdint>
 
 namespace Ovidane::PassKernels {
