@@ -133,13 +133,14 @@ protected:
     cImageMathGeneric(const char* objectName, bool balancePsfFocus)
         : cImageMath(objectName), mBalancePsfFocus(balancePsfFocus) {}
 
-private:
-    const bool mBalancePsfFocus = false;
-
     // The checks every operation makes before it writes a pixel, in this order; each
     // fails with a cException of code 2 whose message ends in the operation's name.
     void RequireImages(const char* operation, std::initializer_list<const cFloatImagePtr*> images) const;
     void RequireSameSize(const char* operation, const cFloatImagePtr& a, const cFloatImagePtr& b) const;
+
+private:
+    const bool mBalancePsfFocus = false;
+
     void RequireRoiInside(const char* operation, const cFloatImagePtr& image, const cImageBox& box) const;
     // Box sizes are the differences of the corners as given, before any sorting.
     void RequireSameRoiSize(const char* operation, const cImageBox& a, const cImageBox& b) const;

@@ -260,19 +260,6 @@ cImageMathHighway::cImageMathHighway(cImageMathPtr fallback)
 
 // ---- Checks: the messages and order of the plain back end.
 
-void cImageMathHighway::RequireImages(const char* operation,
-                                      std::initializer_list<const cFloatImagePtr*> images) const {
-    for (const cFloatImagePtr* image : images)
-        if (image->IsNull())
-            Fail(std::string("NULL input image in ") + operation, OVD_ERR_PARAMETER);
-}
-
-void cImageMathHighway::RequireSameSize(const char* operation, const cFloatImagePtr& a,
-                                        const cFloatImagePtr& b) const {
-    if (!(a->GetDimensions() == b->GetDimensions()))
-        Fail(std::string("Invalid Dimensions in ") + operation, OVD_ERR_PARAMETER);
-}
-
 void cImageMathHighway::RequireBoxes(const char* operation, const cFloatImagePtr& a,
                                      const cFloatImagePtr& b, const cFloatImagePtr& out,
                                      const cImageBox& boxA, const cImageBox& boxB,

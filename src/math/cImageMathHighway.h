@@ -137,11 +137,7 @@ public:
 private:
     cImageMathPtr mFallback;
 
-    // The checks of every operation, in the order of the plain back end, with its messages.
-    void RequireImages(const char* operation,
-                       std::initializer_list<const cFloatImagePtr*> images) const;
-    void RequireSameSize(const char* operation, const cFloatImagePtr& a,
-                         const cFloatImagePtr& b) const;
+    // The box and slice checks of the plain back end, with its messages.
     void RequireBoxes(const char* operation, const cFloatImagePtr& a, const cFloatImagePtr& b,
                       const cFloatImagePtr& out, const cImageBox& boxA, const cImageBox& boxB,
                       const cImageBox& boxOut) const;
