@@ -13,8 +13,10 @@
 
 namespace Ovidane::ImageWalk {
 
-// Lines of at most this many pixels in total form one piece of a reduction's partition.
-inline constexpr uint64_t kPiecePixels = 1u << 16;
+// Lines of at most this many pixels in total form one piece of a reduction's partition: a
+// quarter of a 256 x 256 slice, so that the streaming passes, which reduce a slice at a time,
+// share each slice among the threads.
+inline constexpr uint64_t kPiecePixels = 1u << 14;
 
 // Below this many pixels a fan-out costs more than it saves.
 inline constexpr uint64_t kParallelPixels = 1u << 15;

@@ -19,8 +19,9 @@ namespace K = HighwayKernels;
 constexpr float kLargest = 3.4028235e38f;
 
 // Pixels per kernel call when a run is cut into pieces for the worker threads: large enough
-// that a call costs nothing next to its pixels, small enough to share a slice among threads.
-constexpr std::size_t kChunk = std::size_t{1} << 16;
+// that a call costs nothing next to its pixels, small enough to share a slice of the streaming
+// passes (256 x 256 pixels, say) among threads.
+constexpr std::size_t kChunk = std::size_t{1} << 14;
 
 // The runs of an element-wise walk over whole images of one size: the whole stack when every
 // image holds it in one block, else one run per slice (a slice is one piece in either layout).
