@@ -12,8 +12,9 @@ namespace Ovidane {
 namespace {
 
 constexpr float kGuard = 1e-20f;
-// Interior rows a piece of work smooths: its first two lines of roots are extra work, so a
-// piece takes many rows, and still enough pieces that a single plane spreads over threads.
+// Interior rows a piece of work smooths through the whole depth. The roots of the two rows
+// beside a block are taken twice, by both blocks; enough rows keep that small, and still
+// enough blocks that a single plane spreads over the threads.
 constexpr uint32_t kRowsPerPiece = 16;
 
 } // namespace
@@ -29,44 +30,43 @@ void GoodsRoughnessStep(const cFloatImage& estimate, const cFloatImage& out, flo
         });
         return;
     }
-    const uint32_t interior = ny - 2;
-    const uint32_t blocks = (interior + kRowsPerPiece - 1) / kRowsPerPiece;
+    const uint32_t blocks = (ny - 2 + kRowsPerPiece - 1) / kRowsPerPiece;
     const int threads = ImageWalk::ThreadsFor(size.Voxels());
-    // Per thread: three rows of roots of the slice (indexed by row % 3) and the rows of the
-    // slices before and after.
-    std::vector<float> scratch(std::size_t(threads) * 5 * nx);
-    cWorkerPool::ForEach(int64_t{blocks} * nz, threads, [&](int64_t piece, int worker) {
-        const auto z = static_cast<uint32_t>(piece / blocks);
-        const uint32_t first = 1 + static_cast<uint32_t>(piece % blocks) * kRowsPerPiece;
+    // Per thread, the roots of a block's rows and the two beside it, for three slices (slice
+    // z in ring z % 3): walking down the depth, each slice's roots are taken once.
+    const std::size_t sliceFloats = std::size_t(kRowsPerPiece + 2) * nx;
+    std::vector<float> scratch(std::size_t(threads) * 3 * sliceFloats);
+    cWorkerPool::ForEach(int64_t{blocks}, threads, [&](int64_t block, int worker) {
+        const uint32_t first = 1 + static_cast<uint32_t>(block) * kRowsPerPiece;
         const uint32_t end = std::min(first + kRowsPerPiece, ny - 1);
-        float* rows = scratch.data() + std::size_t(worker) * 5 * nx;
-        float* previous = rows + 3 * nx;
-        float* next = rows + 4 * nx;
-        const bool face = z == 0 || z + 1 == nz;
-        auto root = [&](uint32_t y, uint32_t slice, float* to) {
-            PassKernels::SquareRootLine(nx, estimate.GetLinePointer(y, slice), to);
+        float* ring = scratch.data() + std::size_t(worker) * 3 * sliceFloats;
+        // The roots of row y of slice z.
+        auto roots = [&](uint32_t y, uint32_t z) {
+            return ring + std::size_t(z % 3) * sliceFloats + std::size_t(y - (first - 1)) * nx;
         };
-        auto ring = [&](uint32_t y) { return rows + std::size_t(y % 3) * nx; };
-        root(first - 1, z, ring(first - 1));
-        root(first, z, ring(first));
-        for (uint32_t y = first; y < end; ++y) {
-            root(y + 1, z, ring(y + 1));
-            if (!face) {
-                root(y, z - 1, previous);
-                root(y, z + 1, next);
+        auto takeRoots = [&](uint32_t z) {
+            for (uint32_t y = first - 1; y <= end; ++y)
+                PassKernels::SquareRootLine(nx, estimate.GetLinePointer(y, z), roots(y, z));
+        };
+        takeRoots(0);
+        for (uint32_t z = 0; z < nz; ++z) {
+            if (z + 1 < nz)
+                takeRoots(z + 1);
+            const bool face = z == 0 || z + 1 == nz;
+            for (uint32_t y = first; y < end; ++y) {
+                float* smoothed = out.GetLinePointer(y, z);
+                std::memcpy(smoothed, estimate.GetLinePointer(y, z), lineBytes);
+                PassKernels::RoughnessLine(nx, smoothed, roots(y, z), roots(y - 1, z),
+                                           roots(y + 1, z), face ? nullptr : roots(y, z - 1),
+                                           face ? nullptr : roots(y, z + 1), beta, kGuard);
             }
-            float* smoothed = out.GetLinePointer(y, z);
-            std::memcpy(smoothed, estimate.GetLinePointer(y, z), lineBytes);
-            PassKernels::RoughnessLine(nx, smoothed, ring(y), ring(y - 1), ring(y + 1),
-                                       face ? nullptr : previous, face ? nullptr : next, beta,
-                                       kGuard);
+            // The slice's first and last row keep their values.
+            if (first == 1)
+                std::memcpy(out.GetLinePointer(0, z), estimate.GetLinePointer(0, z), lineBytes);
+            if (end == ny - 1)
+                std::memcpy(out.GetLinePointer(ny - 1, z), estimate.GetLinePointer(ny - 1, z),
+                            lineBytes);
         }
-        // The slice's first and last row keep their values.
-        if (first == 1)
-            std::memcpy(out.GetLinePointer(0, z), estimate.GetLinePointer(0, z), lineBytes);
-        if (end == ny - 1)
-            std::memcpy(out.GetLinePointer(ny - 1, z), estimate.GetLinePointer(ny - 1, z),
-                        lineBytes);
     });
 }
 
