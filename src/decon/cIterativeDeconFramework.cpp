@@ -279,7 +279,8 @@ void cIterativeDeconFramework::Finish(int32_t total) {
         parameters.SetReal(DEC_RPARAMS_IMAGE_MAXIMUM, math->FindMaximumValue(mObject));
         parameters.SetReal(DEC_RPARAMS_IMAGE_MINIMUM, math->FindMinimumValue(mObject));
     }
-    WriteImageFile(output, mObject);
+    if (mWritesResultFile)
+        WriteImageFile(output, mObject);
 
     ReportStep(total, total, kStageIteration);
     MessageStream() << "Completed Deconvolution" << '\n' << std::flush;

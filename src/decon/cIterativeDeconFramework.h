@@ -54,6 +54,10 @@ public:
     // that needs the original no more once it has started may ask for it.
     void SetObjectSharesOriginal(bool shares) { mObjectSharesOriginal = shares; }
 
+    // With false, the finish leaves the result in memory only (GetObjectImage) and writes
+    // no result file: for a caller that reduces the result to a number and throws it away.
+    void SetWritesResultFile(bool writes) { mWritesResultFile = writes; }
+
     // Without a handler the run reports nothing and cannot be cancelled.
     void SetStatusUpdateHandler(const cCountedPtr<cStatusUpdateHandler>& handler) {
         mStatusHandler = handler;
@@ -153,6 +157,7 @@ private:
     uint32_t mStepsPerIteration = 0;
 
     bool mObjectSharesOriginal = false;
+    bool mWritesResultFile = true;
 };
 
 } // namespace Ovidane

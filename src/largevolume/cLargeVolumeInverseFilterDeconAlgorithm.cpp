@@ -67,10 +67,15 @@ void cLargeVolumeInverseFilterDeconAlgorithm::PlanSpareMemory() {
     mSharePsf = count > 1;
     const auto kept =
         std::min<int64_t>(int64_t(count), GetSpareRunMemory(imageBytes) / spectrumBytes);
-    for (int64_t i = 0; i < kept; ++i)
-        mImageSpectra.push_back(
-            cFloatImagePtr(new cOvdImage<float>(packed, "cLargeVolumeInverseFilterDeconAlgorithm")));
+    const cImageDimensions plane{size.x, size.y, 1};
+    for (int64_t i = 0; i < kept; ++i) {
+        mImageSpectra.push_back(cFloatImagePtr(
+            new cOvdImage<float>(packed, "cLargeVolumeInverseFilterDeconAlgorithm")));
+        mImagePlanes.push_back(
+            cFloatImagePtr(new cOvdImage<float>(plane, "cLargeVolumeInverseFilterDeconAlgorithm")));
+    }
     mSpectrumFilled.assign(mImageSpectra.size(), false);
+    mBesselTable = new cBesselTable;
 }
 
 int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
@@ -94,11 +99,18 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
                 mAlgorithm->Initialize();
                 mMemoryPrepared = true;
             }
+            if (!mWritesResultFiles)
+                mAlgorithm->GetFramework()->SetWritesResultFile(false);
+            if (auto* theoretical = dynamic_cast<cTheoreticalPsfFirstGuessWithSphericalAberration*>(
+                    mAlgorithm->GetPsfFirstGuess().Get()))
+                theoretical->UseBesselTable(mBesselTable);
             if (mSharePsf)
                 mAlgorithm->SharePsfFirstGuess(psf);
-            if (i < mImageSpectra.size())
+            if (i < mImageSpectra.size()) {
                 mAlgorithm->GetOptimization()->UseImageSpectrum(mImageSpectra[i],
                                                                 mSpectrumFilled[i]);
+                mAlgorithm->GetOptimization()->UseImagePlane(mImagePlanes[i], mSpectrumFilled[i]);
+            }
             // No status callback: the search reports once per evaluation itself.
             mAlgorithm->SetUp();
             mAlgorithm->Prepare();
@@ -143,9 +155,11 @@ double cLargeVolumeInverseFilterDeconAlgorithm::FinishFigureOfMerit(double sum,
 
 uint16_t cLargeVolumeInverseFilterDeconAlgorithm::Blend() {
     return Guard([&]() -> uint16_t {
-        return BlendSubvolumesInto(
-            mLog->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE), mLog, mSubvolumeLogs,
-            mStatistics);
+        if (!mWritesResultFiles)
+            Fail("Blend: the evaluations kept their results in memory and wrote no files",
+                 OVD_ERR_PARAMETER);
+        return BlendSubvolumesInto(mLog->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE),
+                                   mLog, mSubvolumeLogs, mStatistics);
     });
 }
 
@@ -158,6 +172,8 @@ void cLargeVolumeInverseFilterDeconAlgorithm::CleanUp() {
         mSubvolumeLogs = cSubvolumeLogList();
         mImageSpectra.clear();
         mSpectrumFilled.clear();
+        mImagePlanes.clear();
+        mBesselTable = cCountedPtr<cBesselTable>();
         mSharePsf = false;
     });
 }
