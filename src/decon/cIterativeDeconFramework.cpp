@@ -96,7 +96,8 @@ void cIterativeDeconFramework::Load() {
         mOriginal = NewImage(mSize);
         mObject = mObjectSharesOriginal ? mOriginal : NewImage(mSize);
         mPsf = cFloatImagePtr();
-        ReadImageFile(mLog->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE), mOriginal);
+        if (mReadsOriginalFile)
+            ReadImageFile(mLog->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE), mOriginal);
         MessageStream() << mSize.x << " X " << mSize.y << " X " << mSize.z << '\n';
     });
 }
@@ -155,7 +156,8 @@ void cIterativeDeconFramework::Prepare() {
             ReportStep(0, total, kStagePrepared);
         }
         for (const cConstraintPtr& constraint : mImagePreprocessing) {
-            constraint->Apply(mObject);
+            if (mReadsOriginalFile)
+                constraint->Apply(mObject);
             ReportStep(0, total, kStagePrepared);
         }
         mImagePreprocessing.clear();

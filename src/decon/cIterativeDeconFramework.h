@@ -58,6 +58,12 @@ public:
     // no result file: for a caller that reduces the result to a number and throws it away.
     void SetWritesResultFile(bool writes) { mWritesResultFile = writes; }
 
+    // With false, Load makes the images but reads no file into them, and the image
+    // pre-processing is left out: for a method that has what it needs of the original
+    // already (its transform, kept from an earlier restoration of the same file) and
+    // overwrites the object without reading it.
+    void SetReadsOriginalFile(bool reads) { mReadsOriginalFile = reads; }
+
     // Without a handler the run reports nothing and cannot be cancelled.
     void SetStatusUpdateHandler(const cCountedPtr<cStatusUpdateHandler>& handler) {
         mStatusHandler = handler;
@@ -158,6 +164,7 @@ private:
 
     bool mObjectSharesOriginal = false;
     bool mWritesResultFile = true;
+    bool mReadsOriginalFile = true;
 };
 
 } // namespace Ovidane

@@ -75,6 +75,7 @@ void cLargeVolumeInverseFilterDeconAlgorithm::PlanSpareMemory() {
             cFloatImagePtr(new cOvdImage<float>(plane, "cLargeVolumeInverseFilterDeconAlgorithm")));
     }
     mSpectrumFilled.assign(mImageSpectra.size(), false);
+    mRawSums.assign(mImageSpectra.size(), 0.0f);
     mBesselTable = new cBesselTable;
 }
 
@@ -110,13 +111,18 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
                 mAlgorithm->GetOptimization()->UseImageSpectrum(mImageSpectra[i],
                                                                 mSpectrumFilled[i]);
                 mAlgorithm->GetOptimization()->UseImagePlane(mImagePlanes[i], mSpectrumFilled[i]);
+                // With all that the filter takes from the file kept, the file is not read.
+                if (mSpectrumFilled[i])
+                    mAlgorithm->UseKeptOriginal(mRawSums[i]);
             }
             // No status callback: the search reports once per evaluation itself.
             mAlgorithm->SetUp();
             mAlgorithm->Prepare();
             mAlgorithm->Run();
-            if (i < mImageSpectra.size())
+            if (i < mImageSpectra.size()) {
                 mSpectrumFilled[i] = true;
+                mRawSums[i] = mAlgorithm->GetRawSum();
+            }
             const float range = AccumulateFigureOfMerit(mAlgorithm->GetResultImage(), sum);
             if (range > largestRange)
                 largestRange = range;
@@ -173,6 +179,7 @@ void cLargeVolumeInverseFilterDeconAlgorithm::CleanUp() {
         mImageSpectra.clear();
         mSpectrumFilled.clear();
         mImagePlanes.clear();
+        mRawSums.clear();
         mBesselTable = cCountedPtr<cBesselTable>();
         mSharePsf = false;
     });

@@ -33,7 +33,8 @@ class cSubvoluming;
 // transform of each subvolume's image, which does not depend on the aberration, is kept
 // from the first evaluation as far as the run's spare memory allows (GetSpareRunMemory).
 // The figure of merit is the same bit for bit either way. So is it when the search keeps,
-// with each kept transform, the image's plane that K is estimated from, and the radial
+// with each kept transform, the image's plane that K is estimated from and its raw sum (so
+// that later evaluations don't read the subvolume's file again), and the radial
 // Bessel table of the theoretical PSF, which depends on the size and not on the aberration.
 class cLargeVolumeInverseFilterDeconAlgorithm : public cOvdObject {
 public:
@@ -97,6 +98,9 @@ private:
     std::vector<bool> mSpectrumFilled;
     // The sum over z of each kept subvolume's interior planes, for the estimate of K.
     std::vector<cFloatImagePtr> mImagePlanes;
+    // The sum of each kept subvolume's raw data, for its non-negativity step: with the
+    // transform, the plane and the sum kept, later evaluations read no subvolume file.
+    std::vector<float> mRawSums;
     cCountedPtr<cBesselTable> mBesselTable;
 };
 
