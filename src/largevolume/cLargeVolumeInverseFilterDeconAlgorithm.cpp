@@ -141,14 +141,15 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
 float cLargeVolumeInverseFilterDeconAlgorithm::AccumulateFigureOfMerit(const cFloatImagePtr& image,
                                                                        double& sum) {
     cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-    const float maximum = math->FindMaximumValue(image);
-    const float minimum = math->FindMinimumValue(image);
+    float minimum = 0.0f, maximum = 0.0f;
+    math->FindMinimumAndMaximumValue(image, minimum, maximum);
     const float range = maximum - minimum;
     if (!(range > 0.0f))
         return 0.0f;
-    math->NormalizeImage(image, image, minimum, maximum);
-    // The weight is formed in single precision like the range; the sum stays double.
-    sum += math->SumImage(image) * double(std::pow(range, 2.0f));
+    // The sum of the image scaled to 0..1, without writing the scaled image: two passes over
+    // the restored subvolume in place of five. The weight is formed in single precision
+    // like the range; the sum stays double.
+    sum += math->SumNormalizedImage(image, minimum, maximum) * double(std::pow(range, 2.0f));
     return range;
 }
 

@@ -73,8 +73,8 @@ public:
     const cSubvolumeLogList& GetSubvolumeLogs() const { return mSubvolumeLogs; }
 
     // One restored subvolume's contribution: adds S * r^2 to `sum` and answers r, the value
-    // range. Scales `image` to 0..1 in place. A flat image (r = 0) adds nothing and is left
-    // as it is, since it has no range to scale by.
+    // range. `image` stays as it is. A flat image (r = 0) adds nothing, since it has no
+    // range to scale by.
     static float AccumulateFigureOfMerit(const cFloatImagePtr& image, double& sum);
     // The final division by the largest range squared; a stack without any contrast
     // scores 0, so that the search still gets a number to compare.

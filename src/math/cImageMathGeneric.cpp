@@ -786,6 +786,34 @@ float cImageMathGeneric::FindMinimumValue(const cFloatImagePtr& image) {
     });
 }
 
+void cImageMathGeneric::FindMinimumAndMaximumValue(const cFloatImagePtr& image, float& minimum,
+                                                   float& maximum) {
+    Guard([&] {
+        RequireImages("FindMinimumAndMaximumValue", {&image});
+        struct Range {
+            float low, high;
+        };
+        const Range range = Reduce(
+            image->GetDimensions(), Range{kLargest, -kLargest},
+            [](uint32_t n, Range& partial, const float* p) {
+                float low = partial.low, high = partial.high;
+#pragma omp simd reduction(min : low) reduction(max : high)
+                for (uint32_t x = 0; x < n; ++x) {
+                    low = p[x] < low ? p[x] : low;
+                    high = p[x] > high ? p[x] : high;
+                }
+                partial = {low, high};
+            },
+            [](Range& total, Range piece) {
+                total.low = piece.low < total.low ? piece.low : total.low;
+                total.high = piece.high > total.high ? piece.high : total.high;
+            },
+            Whole(image));
+        minimum = range.low;
+        maximum = range.high;
+    });
+}
+
 float cImageMathGeneric::FindMaximumValue(const cFloatImagePtr& image) {
     return Guard([&] {
         RequireImages("FindMaximumValue", {&image});
@@ -836,6 +864,17 @@ double cImageMathGeneric::SumImage(const cFloatImagePtr& image) {
     return Guard([&] {
         RequireImages("SumImage", {&image});
         return SumDouble(image->GetDimensions(), Whole(image), [](float p) { return p; });
+    });
+}
+
+// The same pixels and the same sum as SumImage after NormalizeImage(image, out, low, high):
+// each scaled pixel is the float that the normalisation would store.
+double cImageMathGeneric::SumNormalizedImage(const cFloatImagePtr& image, float low, float high) {
+    return Guard([&] {
+        RequireImages("SumNormalizedImage", {&image});
+        const float range = high - low;
+        return SumDouble(image->GetDimensions(), Whole(image),
+                         [low, range](float p) { return (p - low) / range; });
     });
 }
 
