@@ -1066,14 +1066,28 @@ void cImageMathGeneric::NonNegativityLinearCompression(const cFloatImagePtr& a, 
         if (r <= limit)
             return;
         // The pedestal t starts at nine tenths of the minimum and rises by tenths until
-        // `limit` of the pixels lie between the minimum and t, or until it passes -1.
+        // `limit` of the pixels lie between the minimum and t, or until it passes -1. Every
+        // step it may reach (up to the first past -1, and at least two) is counted in one
+        // pass; the search then runs on the counts: the pixels below step k, which all lie
+        // at or above the minimum, are the counts up to k.
         const double shrink = 0.9f, margin = 0.001f;
-        double t = shrink * m;
+        std::vector<double> steps{shrink * m};
+        while (!(steps.back() > -1.0) || steps.size() < 2)
+            steps.push_back(shrink * steps.back());
+        const std::vector<float> limits(steps.begin(), steps.end());
+        std::vector<uint64_t> counts(limits.size(), 0);
+        CountPixelsBelowLimits(a, limits, counts);
+        std::size_t k = 0;
+        uint64_t below = counts[0];
+        double t = steps[0];
         r = 0.0;
         while (r < limit) {
-            r = CountPixelInRange(a, m, static_cast<float>(t)) / pixels;
-            if (r < limit)
-                t = shrink * t;
+            r = static_cast<double>(below) / pixels;
+            if (r < limit) {
+                ++k;
+                t = steps[k];
+                below += counts[k];
+            }
             if (t > -1.0)
                 r = limit + margin;
         }
