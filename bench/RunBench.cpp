@@ -311,7 +311,7 @@ void DetectionVsRestoration(benchmark::State& state) {
     binned.nSearch = OVD_SA_SEARCH_BINNED;
     // The best of three of each, taken in turns, so that a spell of load on the machine
     // falls on all three alike. A search ends by giving its thread's memory and transform
-    // plans back (as the specified detection does), so an untimed restoration goes before
+    // plans back (the end of every detection), so an untimed restoration goes before
     // each timed call: each finds its plans and pools made, as the process's later calls
     // do, and the restoration is the warm one a host sees.
     double restoration = 1e30, detection = 1e30, binnedDetection = 1e30;
