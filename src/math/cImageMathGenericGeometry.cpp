@@ -624,9 +624,13 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                 for (uint32_t x = halfW + 1; x < W; ++x)
                     row[x] = row[W - x];
             }
-            for (uint32_t y = halfH + 1; y < H; ++y)
-                std::memcpy(s.plane + std::size_t{y} * W, s.plane + std::size_t{H - y} * W,
-                            sizeof(float) * W);
+            // The rows past the middle mirror those before it; only a single plane's sum,
+            // taken over the whole plane, needs them written out. The binning reads the
+            // mirrored row in their place.
+            if (NZ == 1)
+                for (uint32_t y = halfH + 1; y < H; ++y)
+                    std::memcpy(s.plane + std::size_t{y} * W, s.plane + std::size_t{H - y} * W,
+                                sizeof(float) * W);
             if (NZ == 1)
                 NormalizePlane(
                     H, W, [&](uint32_t y) { return s.plane + std::size_t{y} * W; },
@@ -640,7 +644,8 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
             for (uint32_t y = 0; y < NY; ++y) {
                 std::fill_n(blocks, NX, 0.0f);
                 for (uint32_t by = 0; by < S; ++by) {
-                    const float* source = s.plane + (std::size_t{y} * S + by) * W;
+                    const uint32_t row = y * S + by;
+                    const float* source = s.plane + std::size_t{row <= halfH ? row : H - row} * W;
                     for (uint32_t bx = 0; bx < S; ++bx)
                         for (uint32_t x = 0; x < NX; ++x)
                             blocks[x] += source[x * S + bx];
