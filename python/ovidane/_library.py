@@ -87,6 +87,14 @@ class PsfModel(ctypes.Structure):
     ]
 
 
+class SASearch(ctypes.Structure):
+    _fields_ = [
+        ("nSearch", ctypes.c_uint32),
+        ("nBinFactor", ctypes.c_uint32),
+        ("nReserved", ctypes.c_uint32 * 2),
+    ]
+
+
 class StatusRecord(ctypes.Structure):
     _fields_ = [
         ("fPercentDone", ctypes.c_float),
@@ -171,6 +179,12 @@ lib.ovd3dInverseFilterDetectSAWithPsfModel.argtypes = (
     lib.ovd3dInverseFilterDetectSA.argtypes[:25] + [ctypes.POINTER(PsfModel)]
     + lib.ovd3dInverseFilterDetectSA.argtypes[25:])
 lib.ovd3dInverseFilterDetectSAWithPsfModel.restype = ctypes.c_uint16
+lib.ovdInitStructSASearch.argtypes = [ctypes.POINTER(SASearch)]
+lib.ovdInitStructSASearch.restype = ctypes.c_uint16
+lib.ovd3dInverseFilterDetectSAWithSearch.argtypes = (
+    lib.ovd3dInverseFilterDetectSAWithPsfModel.argtypes[:26] + [ctypes.POINTER(SASearch)]
+    + lib.ovd3dInverseFilterDetectSAWithPsfModel.argtypes[26:])
+lib.ovd3dInverseFilterDetectSAWithSearch.restype = ctypes.c_uint16
 lib.ovdSetMemoryBudget.argtypes = [ctypes.c_int64]
 lib.ovdSetMemoryBudget.restype = None
 lib.ovdSetWorkerThreads.argtypes = [ctypes.c_int32]

@@ -65,6 +65,14 @@ cInverseFilterDeconAlgorithm::~cInverseFilterDeconAlgorithm() {
     DeleteOriginalFileIfOwned();
 }
 
+void cInverseFilterDeconAlgorithm::UseKeptOriginal(float rawSum) {
+    Guard([&] {
+        mOriginalKept = true;
+        mRawSum = rawSum;
+        mIterativeFramework->SetReadsOriginalFile(false);
+    });
+}
+
 void cInverseFilterDeconAlgorithm::SetUp() {
     Guard([&] {
         const cDeconParameter& p = mLog->GetParameters();
@@ -108,9 +116,12 @@ void cInverseFilterDeconAlgorithm::SetUp() {
         // For the whole stack the blending makes the result non-negative, after it has
         // joined the subvolumes.
         if (!p.GetBool(DEC_BPARAMS_IS_PHASEOBJECT) && !p.GetBool(DEC_BPARAMS_STACK_ESTIMATES)) {
-            cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-            const float sum = static_cast<float>(math->SumImage(framework.GetOriginalImage()));
-            framework.AddImageConstraint(new cImageNonNegativityLinearCompressionConstraint(sum));
+            if (!mOriginalKept) {
+                cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+                mRawSum = static_cast<float>(math->SumImage(framework.GetOriginalImage()));
+            }
+            framework.AddImageConstraint(
+                new cImageNonNegativityLinearCompressionConstraint(mRawSum));
         }
 
         framework.SetPreview(mPreview);

@@ -40,10 +40,20 @@ public:
 
     cInverseFilterOptimizationPtr GetOptimization() const { return mInverseOptimization; }
 
+    // For a restoration of a file restored before, whose transform and K plane the
+    // optimization has been given filled (UseImageSpectrum, UseImagePlane) and whose raw
+    // sum an earlier SetUp found (GetRawSum): the file is not read again, and the
+    // non-negativity step takes `rawSum`. Before SetUp. The result is the same bit for bit.
+    void UseKeptOriginal(float rawSum);
+    // The sum of the raw data, as SetUp found or was given it; 0 before SetUp.
+    float GetRawSum() const { return mRawSum; }
+
 private:
     cInverseFilterOptimizationPtr mInverseOptimization;
     cOptimizationPtr mOptimization;
     bool mEstimatesStackK = false;
+    bool mOriginalKept = false;
+    float mRawSum = 0.0f;
 };
 
 } // namespace Ovidane

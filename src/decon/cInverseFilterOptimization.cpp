@@ -69,6 +69,11 @@ void cInverseFilterOptimization::UseImageSpectrum(const cFloatImagePtr& spectrum
     mImageSpectrumFilled = filled && !spectrum.IsNull();
 }
 
+void cInverseFilterOptimization::UseImagePlane(const cFloatImagePtr& plane, bool filled) {
+    mImagePlane = plane;
+    mImagePlaneFilled = filled && !plane.IsNull();
+}
+
 float cInverseFilterOptimization::ChooseK(const cFloatImagePtr& original,
                                           const cFloatImagePtr& psf) {
     return Guard([&]() -> float {
@@ -90,12 +95,17 @@ float cInverseFilterOptimization::ChooseK(const cFloatImagePtr& original,
         // the sum of the interior planes of the image and the sum of all planes of the PSF.
         cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
         const cImageDimensions plane{original->GetSizeX(), original->GetSizeY(), 1};
-        cFloatImagePtr imagePlane(new cOvdImage<float>(plane, mObjectName));
         cFloatImagePtr psfPlane(new cOvdImage<float>(plane, mObjectName));
         math->SumProjection(psf, psfPlane, 1, 0, static_cast<int>(psf->GetSizeZ()) - 1);
+        cFloatImagePtr imagePlane;
         if (mStackPlane.IsNull()) {
-            math->SumProjection(original, imagePlane, 1, static_cast<int>(mFirstPlane),
-                                static_cast<int>(mLastPlane));
+            const bool kept = !mImagePlane.IsNull() && mImagePlane->GetDimensions() == plane;
+            imagePlane =
+                kept ? mImagePlane : cFloatImagePtr(new cOvdImage<float>(plane, mObjectName));
+            if (!(kept && mImagePlaneFilled))
+                math->SumProjection(original, imagePlane, 1, static_cast<int>(mFirstPlane),
+                                    static_cast<int>(mLastPlane));
+            mImagePlaneFilled = kept;
         } else {
             imagePlane = mStackPlane;
             const cImageDimensions stack = mStackPlane->GetDimensions();

@@ -36,6 +36,10 @@ public:
     // of the images' size, filled by Apply when `filled` is false and read as it stands
     // when it is true. Results are the same bit for bit; null transforms every time.
     void UseImageSpectrum(const cFloatImagePtr& spectrum, bool filled);
+    // The same for the original's sum over the interior planes, which an estimated K is
+    // estimated from: a plane of the images' x and y size, filled by the estimate when
+    // `filled` is false.
+    void UseImagePlane(const cFloatImagePtr& plane, bool filled);
 
     // A plane of the whole stack (its padded sum over z) that an estimated K is estimated
     // from, in place of the original's interior planes: K then describes the whole stack
@@ -66,6 +70,8 @@ private:
     uint32_t mLastPlane = 0;
     cFloatImagePtr mImageSpectrum;
     bool mImageSpectrumFilled = false;
+    cFloatImagePtr mImagePlane;
+    bool mImagePlaneFilled = false;
     cFloatImagePtr mStackPlane;
     float mAppliedK = 0.0f;
 };

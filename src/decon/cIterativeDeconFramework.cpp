@@ -96,7 +96,8 @@ void cIterativeDeconFramework::Load() {
         mOriginal = NewImage(mSize);
         mObject = mObjectSharesOriginal ? mOriginal : NewImage(mSize);
         mPsf = cFloatImagePtr();
-        ReadImageFile(mLog->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE), mOriginal);
+        if (mReadsOriginalFile)
+            ReadImageFile(mLog->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE), mOriginal);
         MessageStream() << mSize.x << " X " << mSize.y << " X " << mSize.z << '\n';
     });
 }
@@ -155,7 +156,8 @@ void cIterativeDeconFramework::Prepare() {
             ReportStep(0, total, kStagePrepared);
         }
         for (const cConstraintPtr& constraint : mImagePreprocessing) {
-            constraint->Apply(mObject);
+            if (mReadsOriginalFile)
+                constraint->Apply(mObject);
             ReportStep(0, total, kStagePrepared);
         }
         mImagePreprocessing.clear();
@@ -279,7 +281,8 @@ void cIterativeDeconFramework::Finish(int32_t total) {
         parameters.SetReal(DEC_RPARAMS_IMAGE_MAXIMUM, math->FindMaximumValue(mObject));
         parameters.SetReal(DEC_RPARAMS_IMAGE_MINIMUM, math->FindMinimumValue(mObject));
     }
-    WriteImageFile(output, mObject);
+    if (mWritesResultFile)
+        WriteImageFile(output, mObject);
 
     ReportStep(total, total, kStageIteration);
     MessageStream() << "Completed Deconvolution" << '\n' << std::flush;

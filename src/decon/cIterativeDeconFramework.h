@@ -54,6 +54,16 @@ public:
     // that needs the original no more once it has started may ask for it.
     void SetObjectSharesOriginal(bool shares) { mObjectSharesOriginal = shares; }
 
+    // With false, the finish leaves the result in memory only (GetObjectImage) and writes
+    // no result file: for a caller that reduces the result to a number and throws it away.
+    void SetWritesResultFile(bool writes) { mWritesResultFile = writes; }
+
+    // With false, Load makes the images but reads no file into them, and the image
+    // pre-processing is left out: for a method that has what it needs of the original
+    // already (its transform, kept from an earlier restoration of the same file) and
+    // overwrites the object without reading it.
+    void SetReadsOriginalFile(bool reads) { mReadsOriginalFile = reads; }
+
     // Without a handler the run reports nothing and cannot be cancelled.
     void SetStatusUpdateHandler(const cCountedPtr<cStatusUpdateHandler>& handler) {
         mStatusHandler = handler;
@@ -153,6 +163,8 @@ private:
     uint32_t mStepsPerIteration = 0;
 
     bool mObjectSharesOriginal = false;
+    bool mWritesResultFile = true;
+    bool mReadsOriginalFile = true;
 };
 
 } // namespace Ovidane

@@ -122,9 +122,20 @@ void cTheoreticalPsfFirstGuessWithSphericalAberration::Generate(const cFloatImag
 
     // j·J0(2π·ρj·ri) for radius ri = i·Δ/S and frequency ρj = j·dρ: the Bessel function is
     // evaluated once per entry here and shared by every plane.
-    cFloatImagePtr table(new cOvdImage<float>({R, 1, P}, Contiguous3D, GetObjectName()));
     const double besselStep = 6.2831854820251465 / (2.0 * static_cast<double>(N) * S);
-    math->GenerateBesselArray(table, besselStep);
+    const cImageDimensions tableSize{R, 1, P};
+    cFloatImagePtr table;
+    if (mBesselTable && mBesselTable->values && mBesselTable->step == besselStep &&
+        mBesselTable->values->GetDimensions() == tableSize) {
+        table = mBesselTable->values;
+    } else {
+        table = cFloatImagePtr(new cOvdImage<float>(tableSize, Contiguous3D, GetObjectName()));
+        math->GenerateBesselArray(table, besselStep);
+        if (mBesselTable) {
+            mBesselTable->values = table;
+            mBesselTable->step = besselStep;
+        }
+    }
 
     // Where each sub-pixel of the plane's first quadrant falls in the radial table. The
     // rest of the plane is mirrored from this quadrant. The row index is scaled by Δ/sx and

@@ -2,10 +2,19 @@
 #include <cstdint>
 #include <string>
 
+#include "core/cCountedPtr.h"
 #include "core/cImageDimensions.h"
 #include "decon/cPsfFirstGuess.h"
 
 namespace Ovidane {
+
+// The radial Bessel table of the theoretical PSF with the step it was made for. It depends
+// on the PSF's size and optics but not on the aberration, so a caller that computes the
+// PSFs of many aberrations for one size keeps one and hands it to each first guess.
+struct cBesselTable {
+    cFloatImagePtr values;
+    double step = 0.0;
+};
 
 // The PSF of a microscope computed from its optics: a scalar Hankel integral over the pupil
 // with a defocus term and a fourth-order spherical aberration term, evaluated plane by plane
@@ -39,6 +48,11 @@ public:
     // How many sub-pixels per image pixel and axis the lateral planes are computed on.
     unsigned GetOversampling() const;
 
+    // Where the Bessel table is kept between first guesses: filled by the first PSF that
+    // needs it, read by the later ones whose size and optics call for the same table, made
+    // anew (and kept) when they call for another. The PSF is the same bit for bit.
+    void UseBesselTable(const cCountedPtr<cBesselTable>& table) { mBesselTable = table; }
+
 private:
     void Generate(const cFloatImagePtr& psf) const;
 
@@ -52,6 +66,7 @@ private:
     float mAxialScale = 1.0f;
     int mModality = 0;
     bool mComplete = false;
+    cCountedPtr<cBesselTable> mBesselTable;
 };
 
 } // namespace Ovidane

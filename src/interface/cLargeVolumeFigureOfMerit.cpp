@@ -5,7 +5,11 @@
 namespace Ovidane {
 
 cLargeVolumeFigureOfMerit::cLargeVolumeFigureOfMerit(cCountedPtr<cDeconLog> log)
-    : mAlgorithm(new cLargeVolumeInverseFilterDeconAlgorithm(std::move(log))) {}
+    : mAlgorithm(new cLargeVolumeInverseFilterDeconAlgorithm(std::move(log))) {
+    // The search reads its figure from the restored images in memory; the files would only
+    // be written to be overwritten by the next evaluation.
+    mAlgorithm->SetWritesResultFiles(false);
+}
 
 // Releasing the algorithm deletes the files of the cut.
 cLargeVolumeFigureOfMerit::~cLargeVolumeFigureOfMerit() = default;

@@ -37,24 +37,27 @@ uint16_t cSADetectorWithBrent::Detect(float lower, float upper) {
     return Guard([&] { return Search(lower, upper); });
 }
 
+int32_t cSADetectorWithBrent::AccelerationBinFactor(float na, float lambda, float xs, float ys,
+                                                    int32_t width) {
+    // The detector's rule: d is half the lateral cut-off period lambda / (2 NA), the
+    // sampling distance that the optics resolve, and the factor is the spacing over it.
+    const bool opticsInRange = na >= 0.1f && na <= 1.6f && lambda >= 0.1f && lambda <= 10.0f;
+    if (!opticsInRange || width < 128)
+        return 1;
+    const float d = 1.0f / ((2.0f * na / lambda) * 2.0f);
+    const float s = xs < ys ? xs : ys;
+    const auto factor = static_cast<int32_t>(s / d);
+    return factor < 1 ? 1 : factor;
+}
+
 void cSADetectorWithBrent::SetAccelerationBinFactor() {
     cDeconParameter& p = log->GetParameters();
-    const float na = p.GetReal(DEC_RPARAMS_NUMERICAL_APERTURE);
-    const float lambda = p.GetReal(DEC_RPARAMS_EMISSION_WAVELENGTH);
-    // Bin so that a binned pixel stays below a quarter of the lateral cut-off period
-    // lambda / (2 NA): the restoration then still sees every frequency the optics pass.
-    int32_t factor = 1;
-    const bool opticsInRange = na >= 0.1f && na <= 1.6f && lambda >= 0.1f && lambda <= 10.0f;
-    if (opticsInRange && p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH) >= 128) {
-        const float d = 1.0f / ((2.0f * na / lambda) * 2.0f);
-        const float xs = p.GetReal(DEC_RPARAMS_X_SPACING);
-        const float ys = p.GetReal(DEC_RPARAMS_Y_SPACING);
-        const float s = xs < ys ? xs : ys;
-        factor = static_cast<int32_t>(s / d);
-        if (factor < 1)
-            factor = 1;
-    }
-    p.SetInt(DEC_IPARAMS_BINFACTOR, factor);
+    p.SetInt(DEC_IPARAMS_BINFACTOR,
+             AccelerationBinFactor(p.GetReal(DEC_RPARAMS_NUMERICAL_APERTURE),
+                                   p.GetReal(DEC_RPARAMS_EMISSION_WAVELENGTH),
+                                   p.GetReal(DEC_RPARAMS_X_SPACING),
+                                   p.GetReal(DEC_RPARAMS_Y_SPACING),
+                                   p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH)));
 }
 
 uint16_t cSADetectorWithBrent::Search(float lower, float upper) {

@@ -30,6 +30,13 @@ public:
     // or the figure of merit's own code. Counts every call.
     double EvaluateFigureOfMerit(double x, int32_t& error) override;
 
+    // The bin factor of the accelerated search (DEC_BPARAMS_ACCELERATION_SA_DETECTION) for
+    // these optics, spacings and stack width: the smaller lateral spacing over the optics'
+    // sampling distance, truncated, and 1 for optics out of range, a width below 128 or a
+    // quotient below 1. All in single precision.
+    static int32_t AccelerationBinFactor(float numericalAperture, float wavelength,
+                                         float xSpacing, float ySpacing, int32_t width);
+
     double GetResult() const { return result; }
     int32_t GetEvaluationCount() const { return evaluationCount; }
     double GetLowerLimit() const { return lowerLimit; }

@@ -21,6 +21,7 @@ struct ovdDetectArguments {
     uint16_t pixelType = 0; // 0 float, 1 16-bit, 2 8-bit
     float lowerLimit = 0, upperLimit = 0;
     ovdStructPsfModel psfModel{}; // the theoretical PSF's model; zeros: the specified one
+    uint32_t binFactor = 1;       // above 1: the search runs on the stack binned in x and y
     ovdStatusCallback callback = nullptr;
     void* userData = nullptr;
 };

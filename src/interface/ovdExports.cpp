@@ -171,11 +171,34 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSA(
 OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSAWithPsfModel(
     const char* inputFile, const char* tempDirectory, int16_t width, int16_t height, int16_t depth,
     float xSpacing, float ySpacing, float zSpacing, float numericalAperture, float refractiveIndex,
+    float emissionWavelength, uint16_t phaseObject, uint16_t brightfield, uint32_t reserved13,
+    int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap, uint16_t xyMontage,
+    uint16_t pixelType, float lowerLimit, float upperLimit, float* result, uint16_t noiseLevel,
+    uint16_t reserved23, uint16_t reservedFlag, const ovdStructPsfModel* psfModel,
+    ovdHostStatusCallback callback, void* userData) {
+    return ovd3dInverseFilterDetectSAWithSearch(
+        inputFile, tempDirectory, width, height, depth, xSpacing, ySpacing, zSpacing,
+        numericalAperture, refractiveIndex, emissionWavelength, phaseObject, brightfield,
+        reserved13, xyGuardBand, zGuardBand, overlap, xyMontage, pixelType, lowerLimit, upperLimit,
+        result, noiseLevel, reserved23, reservedFlag, psfModel, nullptr, callback, userData);
+}
+
+OVD_API uint16_t OVD_CALL ovdInitStructSASearch(ovdStructSASearch* search) {
+    if (!search)
+        return OVD_RESULT_INVALID_ARGUMENT;
+    *search = ovdStructSASearch{};
+    search->nSearch = OVD_SA_SEARCH_FULL;
+    return OVD_RESULT_SUCCESS;
+}
+
+OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSAWithSearch(
+    const char* inputFile, const char* tempDirectory, int16_t width, int16_t height, int16_t depth,
+    float xSpacing, float ySpacing, float zSpacing, float numericalAperture, float refractiveIndex,
     float emissionWavelength, uint16_t phaseObject, uint16_t brightfield, uint32_t /*reserved13*/,
     int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap, uint16_t xyMontage,
     uint16_t pixelType, float lowerLimit, float upperLimit, float* result, uint16_t noiseLevel,
     uint16_t /*reserved23*/, uint16_t reservedFlag, const ovdStructPsfModel* psfModel,
-    ovdHostStatusCallback callback, void* userData) {
+    const ovdStructSASearch* search, ovdHostStatusCallback callback, void* userData) {
     return ovdReportedCall([&]() -> uint16_t {
         const ovdRunScope scope;
         if (!tempDirectory)
@@ -185,6 +208,12 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSAWithPsfModel(
         if (psfModel)
             model = *psfModel;
         if (const uint16_t code = ovdCheckPsfModel(model))
+            return code;
+        ovdStructSASearch searchOptions;
+        ovdInitStructSASearch(&searchOptions);
+        if (search)
+            searchOptions = *search;
+        if (const uint16_t code = ovdCheckSASearch(searchOptions))
             return code;
         // The converted stack's future name doubles as the output probe of the validation,
         // which empties and deletes it again.
@@ -208,6 +237,11 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSAWithPsfModel(
         // input instead of running a search over no data.
         if (pixelType > OVD_ARG_PIXEL_UINT8)
             return OVD_RESULT_CONVERSION_FAILED;
+        const uint32_t binFactor =
+            ovdSearchBinFactor(searchOptions, width, height, xSpacing, ySpacing,
+                               numericalAperture, emissionWavelength);
+        if (binFactor == 0)
+            return OVD_RESULT_INVALID_ARGUMENT;
 
         ovdDetectArguments a;
         CopyStackAndOptics(list, pixelType, a);
@@ -215,6 +249,7 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSAWithPsfModel(
         a.lowerLimit = lowerLimit;
         a.upperLimit = upperLimit;
         a.psfModel = model;
+        a.binFactor = binFactor;
         a.callback = &ovdHostCallbackAdapter;
         a.userData = bridge.get();
         return ovdDetectSphericalAberration(a, result);

@@ -1,7 +1,9 @@
 #include "interface/ovdValidation.h"
 
 #include "core/cFailureReason.h"
+#include "interface/cSADetectorWithBrent.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstdio>
@@ -254,6 +256,53 @@ uint16_t ovdCheckPsfModel(const ovdStructPsfModel& model) {
         return OVD_RESULT_SUCCESS;
     cFailureReason::Record(reason);
     return OVD_RESULT_INVALID_ARGUMENT;
+}
+
+// A binned stack keeps at least this many pixels in x and y: fewer leave the restorations
+// of the search too little of the object to score.
+constexpr int32_t kSmallestBinnedSize = 16;
+// Below this width or height the automatic choice bins nothing, as the detector's own rule
+// does for the width.
+constexpr int32_t kSmallestAutomaticallyBinned = 128;
+
+uint16_t ovdCheckSASearch(const ovdStructSASearch& search) {
+    const char* reason = nullptr;
+    if (search.nSearch > OVD_SA_SEARCH_BINNED)
+        reason = "unknown aberration search";
+    else if (search.nSearch == OVD_SA_SEARCH_FULL && search.nBinFactor != 0)
+        reason = "the full aberration search bins nothing: its bin factor must be 0";
+    else if (search.nBinFactor == 1 || search.nBinFactor > OVD_MAX_SA_BIN_FACTOR)
+        reason = "the bin factor of the aberration search must be 0 (automatic) or 2 to 8";
+    else if (search.nReserved[0] != 0 || search.nReserved[1] != 0)
+        reason = "the reserved fields of the aberration search must be 0";
+    if (!reason)
+        return OVD_RESULT_SUCCESS;
+    cFailureReason::Record(reason);
+    return OVD_RESULT_INVALID_ARGUMENT;
+}
+
+uint32_t ovdSearchBinFactor(const ovdStructSASearch& search, int16_t width, int16_t height,
+                            float xSpacing, float ySpacing, float numericalAperture,
+                            float emissionWavelength) {
+    if (search.nSearch == OVD_SA_SEARCH_FULL)
+        return 1;
+    const int32_t shorter = std::min<int32_t>(width, height);
+    if (search.nBinFactor == 0) {
+        if (shorter < kSmallestAutomaticallyBinned)
+            return 1;
+        // At least 2, the smallest factor that saves work; the detector's rule where it asks
+        // for more; never so much that the binned stack falls below its smallest size.
+        const int32_t rule = cSADetectorWithBrent::AccelerationBinFactor(
+            numericalAperture, emissionWavelength, xSpacing, ySpacing, width);
+        return static_cast<uint32_t>(std::min<int32_t>(
+            {std::max(2, rule), OVD_MAX_SA_BIN_FACTOR, shorter / kSmallestBinnedSize}));
+    }
+    if (shorter / static_cast<int32_t>(search.nBinFactor) < kSmallestBinnedSize) {
+        cFailureReason::Record("the bin factor " + std::to_string(search.nBinFactor) +
+                               " leaves fewer than 16 pixels of the stack in x or y");
+        return 0;
+    }
+    return search.nBinFactor;
 }
 
 } // namespace Ovidane

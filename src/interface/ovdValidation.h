@@ -16,6 +16,18 @@ std::string ovdResolvePsfFileName(const ovdStructInvFilterPsf* psf);
 // A PSF model record outside its ranges answers 2 and records the reason; 0 when sound.
 uint16_t ovdCheckPsfModel(const ovdStructPsfModel& model);
 
+// A search record outside its ranges answers 2 and records the reason; 0 when sound. The
+// stack's size is checked against the bin factor separately (ovdSearchBinFactor), once the
+// stack itself has passed validation.
+uint16_t ovdCheckSASearch(const ovdStructSASearch& search);
+
+// The bin factor a sound search record asks for on a validated stack: 1 for the full
+// search, the record's factor, or the automatic one; 0, with the reason recorded, for a
+// factor that leaves fewer than 16 pixels in x or y.
+uint32_t ovdSearchBinFactor(const ovdStructSASearch& search, int16_t width, int16_t height,
+                            float xSpacing, float ySpacing, float numericalAperture,
+                            float emissionWavelength);
+
 // Sampling against the optics: 17/18 for x or y spacing too large/small, 19/20 for z.
 uint16_t ovdCheckResolution(float xSpacing, float ySpacing, float zSpacing, float numericalAperture,
                             float refractiveIndex, float emissionWavelength);

@@ -313,6 +313,43 @@ OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSAWithPsfModel(
     uint16_t reserved23, uint16_t reservedFlag, const ovdStructPsfModel* psfModel,
     ovdHostStatusCallback callback, void* userData);
 
+/* The aberration search. The full search (the search of ovd3dInverseFilterDetectSA)
+ * restores the whole stack at every candidate aberration. The binned search first sums
+ * each slice of the stack over blocks of nBinFactor by nBinFactor pixels (the x and y
+ * spacings grow by the factor; z is kept) and searches on that smaller stack: the same scan
+ * and Brent steps on evaluations that cost a fraction of the full ones, for an estimate
+ * that is coarser (the README measures both on a bead calibration stack). */
+enum { OVD_SA_SEARCH_FULL = 0, OVD_SA_SEARCH_BINNED = 1 };
+/* The largest bin factor a binned search takes. */
+#define OVD_MAX_SA_BIN_FACTOR 8
+
+/* The search; ovdInitStructSASearch sets the defaults. 16 bytes in any build. */
+typedef struct ovdStructSASearch {
+    uint32_t nSearch;      /*  0: OVD_SA_SEARCH_*; default full */
+    uint32_t nBinFactor;   /*  4: binned search: 2 to OVD_MAX_SA_BIN_FACTOR, and at most a
+                                  sixteenth of the stack's width and height; 0 (the
+                                  default): 2, or the larger factor of the detector's own
+                                  rule for stacks sampled coarser than the optics resolve,
+                                  and no binning at all for a stack less than 128 pixels
+                                  wide or high. Must be 0 for the full search */
+    uint32_t nReserved[2]; /*  8: must be 0 */
+} ovdStructSASearch;
+
+/* Sets the defaults above; returns 0 (2 for a null record). */
+OVD_API uint16_t OVD_CALL ovdInitStructSASearch(ovdStructSASearch* search);
+
+/* ovd3dInverseFilterDetectSAWithPsfModel with the search of `search` (null: the full
+ * search). Answers its codes, and 2 for a search record outside the ranges above. The bin
+ * factor in use goes out as a message line. */
+OVD_API uint16_t OVD_CALL ovd3dInverseFilterDetectSAWithSearch(
+    const char* inputFile, const char* tempDirectory, int16_t width, int16_t height, int16_t depth,
+    float xSpacing, float ySpacing, float zSpacing, float numericalAperture, float refractiveIndex,
+    float emissionWavelength, uint16_t phaseObject, uint16_t brightfield, uint32_t reserved13,
+    int16_t xyGuardBand, int16_t zGuardBand, int16_t overlap, uint16_t xyMontage,
+    uint16_t pixelType, float lowerLimit, float upperLimit, float* result, uint16_t noiseLevel,
+    uint16_t reserved23, uint16_t reservedFlag, const ovdStructPsfModel* psfModel,
+    const ovdStructSASearch* search, ovdHostStatusCallback callback, void* userData);
+
 /* Iterative restoration. ovd3dRestore restores a stack like ovd3dInverseFilter, with the
  * same records, cut and blending, by the method that this record chooses. */
 enum {

@@ -67,10 +67,16 @@ void cLargeVolumeInverseFilterDeconAlgorithm::PlanSpareMemory() {
     mSharePsf = count > 1;
     const auto kept =
         std::min<int64_t>(int64_t(count), GetSpareRunMemory(imageBytes) / spectrumBytes);
-    for (int64_t i = 0; i < kept; ++i)
-        mImageSpectra.push_back(
-            cFloatImagePtr(new cOvdImage<float>(packed, "cLargeVolumeInverseFilterDeconAlgorithm")));
+    const cImageDimensions plane{size.x, size.y, 1};
+    for (int64_t i = 0; i < kept; ++i) {
+        mImageSpectra.push_back(cFloatImagePtr(
+            new cOvdImage<float>(packed, "cLargeVolumeInverseFilterDeconAlgorithm")));
+        mImagePlanes.push_back(
+            cFloatImagePtr(new cOvdImage<float>(plane, "cLargeVolumeInverseFilterDeconAlgorithm")));
+    }
     mSpectrumFilled.assign(mImageSpectra.size(), false);
+    mRawSums.assign(mImageSpectra.size(), 0.0f);
+    mBesselTable = new cBesselTable;
 }
 
 int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
@@ -94,17 +100,29 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
                 mAlgorithm->Initialize();
                 mMemoryPrepared = true;
             }
+            if (!mWritesResultFiles)
+                mAlgorithm->GetFramework()->SetWritesResultFile(false);
+            if (auto* theoretical = dynamic_cast<cTheoreticalPsfFirstGuessWithSphericalAberration*>(
+                    mAlgorithm->GetPsfFirstGuess().Get()))
+                theoretical->UseBesselTable(mBesselTable);
             if (mSharePsf)
                 mAlgorithm->SharePsfFirstGuess(psf);
-            if (i < mImageSpectra.size())
+            if (i < mImageSpectra.size()) {
                 mAlgorithm->GetOptimization()->UseImageSpectrum(mImageSpectra[i],
                                                                 mSpectrumFilled[i]);
+                mAlgorithm->GetOptimization()->UseImagePlane(mImagePlanes[i], mSpectrumFilled[i]);
+                // With all that the filter takes from the file kept, the file is not read.
+                if (mSpectrumFilled[i])
+                    mAlgorithm->UseKeptOriginal(mRawSums[i]);
+            }
             // No status callback: the search reports once per evaluation itself.
             mAlgorithm->SetUp();
             mAlgorithm->Prepare();
             mAlgorithm->Run();
-            if (i < mImageSpectra.size())
+            if (i < mImageSpectra.size()) {
                 mSpectrumFilled[i] = true;
+                mRawSums[i] = mAlgorithm->GetRawSum();
+            }
             const float range = AccumulateFigureOfMerit(mAlgorithm->GetResultImage(), sum);
             if (range > largestRange)
                 largestRange = range;
@@ -123,14 +141,15 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
 float cLargeVolumeInverseFilterDeconAlgorithm::AccumulateFigureOfMerit(const cFloatImagePtr& image,
                                                                        double& sum) {
     cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-    const float maximum = math->FindMaximumValue(image);
-    const float minimum = math->FindMinimumValue(image);
+    float minimum = 0.0f, maximum = 0.0f;
+    math->FindMinimumAndMaximumValue(image, minimum, maximum);
     const float range = maximum - minimum;
     if (!(range > 0.0f))
         return 0.0f;
-    math->NormalizeImage(image, image, minimum, maximum);
-    // The weight is formed in single precision like the range; the sum stays double.
-    sum += math->SumImage(image) * double(std::pow(range, 2.0f));
+    // The sum of the image scaled to 0..1, without writing the scaled image: two passes over
+    // the restored subvolume in place of five. The weight is formed in single precision
+    // like the range; the sum stays double.
+    sum += math->SumNormalizedImage(image, minimum, maximum) * double(std::pow(range, 2.0f));
     return range;
 }
 
@@ -143,9 +162,11 @@ double cLargeVolumeInverseFilterDeconAlgorithm::FinishFigureOfMerit(double sum,
 
 uint16_t cLargeVolumeInverseFilterDeconAlgorithm::Blend() {
     return Guard([&]() -> uint16_t {
-        return BlendSubvolumesInto(
-            mLog->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE), mLog, mSubvolumeLogs,
-            mStatistics);
+        if (!mWritesResultFiles)
+            Fail("Blend: the evaluations kept their results in memory and wrote no files",
+                 OVD_ERR_PARAMETER);
+        return BlendSubvolumesInto(mLog->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE),
+                                   mLog, mSubvolumeLogs, mStatistics);
     });
 }
 
@@ -158,6 +179,9 @@ void cLargeVolumeInverseFilterDeconAlgorithm::CleanUp() {
         mSubvolumeLogs = cSubvolumeLogList();
         mImageSpectra.clear();
         mSpectrumFilled.clear();
+        mImagePlanes.clear();
+        mRawSums.clear();
+        mBesselTable = cCountedPtr<cBesselTable>();
         mSharePsf = false;
     });
 }

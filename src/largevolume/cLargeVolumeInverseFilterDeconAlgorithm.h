@@ -6,6 +6,7 @@
 #include "core/cCountedPtr.h"
 #include "core/cDeconLog.h"
 #include "core/cOvdObject.h"
+#include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
 #include "image/cOvdImage.h"
 #include "largevolume/SubvolumeLogList.h"
 
@@ -31,7 +32,10 @@ class cSubvoluming;
 // of each evaluation is made for the first subvolume and copied for the others, and the
 // transform of each subvolume's image, which does not depend on the aberration, is kept
 // from the first evaluation as far as the run's spare memory allows (GetSpareRunMemory).
-// The figure of merit is the same bit for bit either way.
+// The figure of merit is the same bit for bit either way. So is it when the search keeps,
+// with each kept transform, the image's plane that K is estimated from and its raw sum (so
+// that later evaluations don't read the subvolume's file again), and the radial
+// Bessel table of the theoretical PSF, which depends on the size and not on the aberration.
 class cLargeVolumeInverseFilterDeconAlgorithm : public cOvdObject {
 public:
     // `log` describes the whole stack; its SUBVOLUME_WIDTH/HEIGHT/DEPTH are the stack's size.
@@ -49,6 +53,11 @@ public:
 
     double GetResult() const { return mResult; }
 
+    // With false, the subvolumes' restorations stay in memory and no result file is
+    // written: what the search needs is the figure of merit, and each evaluation would
+    // otherwise write the whole stack once. Blend then has nothing to join and fails.
+    void SetWritesResultFiles(bool writes) { mWritesResultFiles = writes; }
+
     // Joins the subvolume results of the latest Evaluate into DEC_SPARAMS_OUTPUT_IMAGE_FILE
     // of the log, as a restoration run does. The search itself does not need it.
     uint16_t Blend();
@@ -64,8 +73,8 @@ public:
     const cSubvolumeLogList& GetSubvolumeLogs() const { return mSubvolumeLogs; }
 
     // One restored subvolume's contribution: adds S * r^2 to `sum` and answers r, the value
-    // range. Scales `image` to 0..1 in place. A flat image (r = 0) adds nothing and is left
-    // as it is, since it has no range to scale by.
+    // range. `image` stays as it is. A flat image (r = 0) adds nothing, since it has no
+    // range to scale by.
     static float AccumulateFigureOfMerit(const cFloatImagePtr& image, double& sum);
     // The final division by the largest range squared; a stack without any contrast
     // scores 0, so that the search still gets a number to compare.
@@ -78,6 +87,7 @@ private:
     int32_t mWidth = 0, mHeight = 0, mDepth = 0;
     bool mMemoryPrepared = false;
     bool mSharePsf = false;
+    bool mWritesResultFiles = true;
     cCountedPtr<cSubvoluming> mSubvoluming;
     cCountedPtr<cDeconLog> mLog;
     cSubvolumeLogList mSubvolumeLogs;
@@ -86,6 +96,12 @@ private:
     std::vector<cFloatImagePtr> mImageSpectra;
     // Whether each kept transform has been made; only a finished restoration sets it.
     std::vector<bool> mSpectrumFilled;
+    // The sum over z of each kept subvolume's interior planes, for the estimate of K.
+    std::vector<cFloatImagePtr> mImagePlanes;
+    // The sum of each kept subvolume's raw data, for its non-negativity step: with the
+    // transform, the plane and the sum kept, later evaluations read no subvolume file.
+    std::vector<float> mRawSums;
+    cCountedPtr<cBesselTable> mBesselTable;
 };
 
 } // namespace Ovidane

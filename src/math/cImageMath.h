@@ -119,6 +119,9 @@ public:
     // ---- Reductions and searches
     virtual float FindMinimumValue(const cFloatImagePtr& image) = 0;
     virtual float FindMaximumValue(const cFloatImagePtr& image) = 0;
+    // Both in one pass over the image, equal to the two above.
+    virtual void FindMinimumAndMaximumValue(const cFloatImagePtr& image, float& minimum,
+                                            float& maximum) = 0;
     virtual float EstimateForegroundThreshold(const cFloatImagePtr& image) = 0;
     virtual unsigned CountPixelInRange(const cFloatImagePtr& image, const float& low, const float& high) = 0;
     // A histogram against ascending limits: counts[k] grows by the pixels below limits[k]
@@ -137,6 +140,9 @@ public:
     virtual void CalculateRadialProfile(const cFloatImagePtr& re, const cFloatImagePtr& im,
                                         cCountedArray<float> profile) = 0;
     virtual double SumImage(const cFloatImagePtr& image) = 0;
+    // The sum of the image scaled as NormalizeImage(image, out, low, high) scales it, equal
+    // bit for bit to that NormalizeImage followed by SumImage(out); the image stays as it is.
+    virtual double SumNormalizedImage(const cFloatImagePtr& image, float low, float high) = 0;
     virtual double SumImageSquared(const cFloatImagePtr& image) = 0;
     virtual float SumOfImageProduct(const cFloatImagePtr& a, const cFloatImagePtr& b) = 0;
     virtual double AbsoluteSumImage(const cFloatImagePtr& image) = 0;

@@ -772,6 +772,34 @@ float cImageMathGeneric::FindMinimumValue(const cFloatImagePtr& image) {
     });
 }
 
+void cImageMathGeneric::FindMinimumAndMaximumValue(const cFloatImagePtr& image, float& minimum,
+                                                   float& maximum) {
+    Guard([&] {
+        RequireImages("FindMinimumAndMaximumValue", {&image});
+        struct Range {
+            float low, high;
+        };
+        const Range range = Reduce(
+            image->GetDimensions(), Range{kLargest, -kLargest},
+            [](uint32_t n, Range& partial, const float* p) {
+                float low = partial.low, high = partial.high;
+#pragma omp simd reduction(min : low) reduction(max : high)
+                for (uint32_t x = 0; x < n; ++x) {
+                    low = p[x] < low ? p[x] : low;
+                    high = p[x] > high ? p[x] : high;
+                }
+                partial = {low, high};
+            },
+            [](Range& total, Range piece) {
+                total.low = piece.low < total.low ? piece.low : total.low;
+                total.high = piece.high > total.high ? piece.high : total.high;
+            },
+            Whole(image));
+        minimum = range.low;
+        maximum = range.high;
+    });
+}
+
 float cImageMathGeneric::FindMaximumValue(const cFloatImagePtr& image) {
     return Guard([&] {
         RequireImages("FindMaximumValue", {&image});
@@ -822,6 +850,17 @@ double cImageMathGeneric::SumImage(const cFloatImagePtr& image) {
     return Guard([&] {
         RequireImages("SumImage", {&image});
         return SumDouble(image->GetDimensions(), Whole(image), [](float p) { return p; });
+    });
+}
+
+// The same pixels and the same sum as SumImage after NormalizeImage(image, out, low, high):
+// each scaled pixel is the float that the normalisation would store.
+double cImageMathGeneric::SumNormalizedImage(const cFloatImagePtr& image, float low, float high) {
+    return Guard([&] {
+        RequireImages("SumNormalizedImage", {&image});
+        const float range = high - low;
+        return SumDouble(image->GetDimensions(), Whole(image),
+                         [low, range](float p) { return (p - low) / range; });
     });
 }
 
@@ -1013,14 +1052,28 @@ void cImageMathGeneric::NonNegativityLinearCompression(const cFloatImagePtr& a, 
         if (r <= limit)
             return;
         // The pedestal t starts at nine tenths of the minimum and rises by tenths until
-        // `limit` of the pixels lie between the minimum and t, or until it passes -1.
+        // `limit` of the pixels lie between the minimum and t, or until it passes -1. Every
+        // step it may reach (up to the first past -1, and at least two) is counted in one
+        // pass; the search then runs on the counts: the pixels below step k, which all lie
+        // at or above the minimum, are the counts up to k.
         const double shrink = 0.9f, margin = 0.001f;
-        double t = shrink * m;
+        std::vector<double> steps{shrink * m};
+        while (!(steps.back() > -1.0) || steps.size() < 2)
+            steps.push_back(shrink * steps.back());
+        const std::vector<float> limits(steps.begin(), steps.end());
+        std::vector<uint64_t> counts(limits.size(), 0);
+        CountPixelsBelowLimits(a, limits, counts);
+        std::size_t k = 0;
+        uint64_t below = counts[0];
+        double t = steps[0];
         r = 0.0;
         while (r < limit) {
-            r = CountPixelInRange(a, m, static_cast<float>(t)) / pixels;
-            if (r < limit)
-                t = shrink * t;
+            r = static_cast<double>(below) / pixels;
+            if (r < limit) {
+                ++k;
+                t = steps[k];
+                below += counts[k];
+            }
             if (t > -1.0)
                 r = limit + margin;
         }

@@ -55,6 +55,8 @@ public:
                               float maxRatio, float floor) override;
     float FindMinimumValue(const cFloatImagePtr& image) override;
     float FindMaximumValue(const cFloatImagePtr& image) override;
+    void FindMinimumAndMaximumValue(const cFloatImagePtr& image, float& minimum,
+                                    float& maximum) override;
     float EstimateForegroundThreshold(const cFloatImagePtr& image) override;
     unsigned CountPixelInRange(const cFloatImagePtr& image, const float& low, const float& high) override;
     void CountPixelsBelowLimits(const cFloatImagePtr& image, const std::vector<float>& limits,
@@ -63,6 +65,7 @@ public:
     float ComputeLogLikelihoodIncreaseByLineSearch(const cFloatImagePtr& data, const cFloatImagePtr& blurred, const cFloatImagePtr& direction, const cFloatImagePtr& work, const float& step, unsigned x0, unsigned xMargin, unsigned y0, unsigned yMargin, unsigned z0, unsigned zMargin) override;
     void CalculateRadialProfile(const cFloatImagePtr& re, const cFloatImagePtr& im, cCountedArray<float> profile) override;
     double SumImage(const cFloatImagePtr& image) override;
+    double SumNormalizedImage(const cFloatImagePtr& image, float low, float high) override;
     double SumImageSquared(const cFloatImagePtr& image) override;
     float SumOfImageProduct(const cFloatImagePtr& a, const cFloatImagePtr& b) override;
     double AbsoluteSumImage(const cFloatImagePtr& image) override;

@@ -293,6 +293,53 @@ void NormalizePlane(uint32_t lines, uint32_t length, PlaneLine&& line, float tar
     }
 }
 
+// NormalizePlane for up to kPlaneGroup planes of one image at once, plane planes[i] to
+// targets[i]. Each plane's sum is formed exactly as NormalizePlane forms it, in its own line
+// order, so every plane comes out the same bit for bit; the sums of the group run side by
+// side, so that their additions, each waiting on the one before in its own plane, overlap.
+// A lone plane's sum is one chain of dependent double additions, which is what bounds the
+// theoretical PSF's time.
+constexpr int kPlaneGroup = 4;
+
+template <class PlaneLine>
+void NormalizePlaneGroup(uint32_t lines, uint32_t length, const uint32_t* planes, int count,
+                         PlaneLine&& line, const float* targets) {
+    if (count < kPlaneGroup) {
+        for (int i = 0; i < count; ++i)
+            NormalizePlane(lines, length, [&](uint32_t l) { return line(planes[i], l); },
+                           targets[i]);
+        return;
+    }
+    double sums[kPlaneGroup] = {0.0, 0.0, 0.0, 0.0};
+    for (uint32_t l = 0; l < lines; ++l) {
+        const float* p0 = line(planes[0], l);
+        const float* p1 = line(planes[1], l);
+        const float* p2 = line(planes[2], l);
+        const float* p3 = line(planes[3], l);
+        for (uint32_t x = 0; x < length; ++x) {
+            sums[0] += p0[x];
+            sums[1] += p1[x];
+            sums[2] += p2[x];
+            sums[3] += p3[x];
+        }
+    }
+    for (int i = 0; i < kPlaneGroup; ++i) {
+        const uint32_t plane = planes[i];
+        const auto lineOf = [&](uint32_t l) { return line(plane, l); };
+        if (static_cast<float>(sums[i]) == 0.0f) {
+            // As NormalizePlane: a plane that sums to 0 is set flat.
+            NormalizePlane(lines, length, lineOf, targets[i]);
+            continue;
+        }
+        const float factor = static_cast<float>(static_cast<double>(targets[i]) / sums[i]);
+        for (uint32_t l = 0; l < lines; ++l) {
+            float* p = lineOf(l);
+            for (uint32_t x = 0; x < length; ++x)
+                p[x] *= factor;
+        }
+    }
+}
+
 bool IsConfocal(int modality) {
     return modality == 3 || modality == 5; // confocal and multi-photon: intensity squared
 }
@@ -510,9 +557,6 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
             if (!(SA == 0.0f && p > half))
                 planes.push_back(p);
 
-        const auto targetLine = [&](uint32_t z) {
-            return [&target, z](uint32_t y) { return target->GetLinePointer(y, z); };
-        };
         ImageWalk::ForEachLine(targetSize, [&](uint32_t y, uint32_t z) {
             std::fill_n(target->GetLinePointer(y, z), NX, 0.0f);
         });
@@ -580,9 +624,13 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                 for (uint32_t x = halfW + 1; x < W; ++x)
                     row[x] = row[W - x];
             }
-            for (uint32_t y = halfH + 1; y < H; ++y)
-                std::memcpy(s.plane + std::size_t{y} * W, s.plane + std::size_t{H - y} * W,
-                            sizeof(float) * W);
+            // The rows past the middle mirror those before it; only a single plane's sum,
+            // taken over the whole plane, needs them written out. The binning reads the
+            // mirrored row in their place.
+            if (NZ == 1)
+                for (uint32_t y = halfH + 1; y < H; ++y)
+                    std::memcpy(s.plane + std::size_t{y} * W, s.plane + std::size_t{H - y} * W,
+                                sizeof(float) * W);
             if (NZ == 1)
                 NormalizePlane(
                     H, W, [&](uint32_t y) { return s.plane + std::size_t{y} * W; },
@@ -596,7 +644,8 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
             for (uint32_t y = 0; y < NY; ++y) {
                 std::fill_n(blocks, NX, 0.0f);
                 for (uint32_t by = 0; by < S; ++by) {
-                    const float* source = s.plane + (std::size_t{y} * S + by) * W;
+                    const uint32_t row = y * S + by;
+                    const float* source = s.plane + std::size_t{row <= halfH ? row : H - row} * W;
                     for (uint32_t bx = 0; bx < S; ++bx)
                         for (uint32_t x = 0; x < NX; ++x)
                             blocks[x] += source[x * S + bx];
@@ -637,14 +686,29 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
             const cScratch& s = scratch[worker];
             computePlane(p, s);
             binPlane(s, p);
-            NormalizePlane(NY, NX, targetLine(p), 1.0f);
-            if (confocal)
+        });
+        // Each plane scaled to sum `weight(p)`, the planes in groups (NormalizePlaneGroup).
+        const auto planeLine = [&](uint32_t p, uint32_t y) { return target->GetLinePointer(y, p); };
+        const int64_t groups = (count + kPlaneGroup - 1) / kPlaneGroup;
+        const auto normalizeGroups = [&](int groupThreads, auto&& weight) {
+            cWorkerPool::ForEach(groups, groupThreads, [&](int64_t g, int) {
+                const int64_t first = g * kPlaneGroup;
+                const int n = static_cast<int>(std::min<int64_t>(kPlaneGroup, count - first));
+                float targets[kPlaneGroup];
+                for (int i = 0; i < n; ++i)
+                    targets[i] = weight(planes[first + i]);
+                NormalizePlaneGroup(NY, NX, planes.data() + first, n, planeLine, targets);
+            });
+        };
+        normalizeGroups(threads, [](uint32_t) { return 1.0f; });
+        if (confocal)
+            cWorkerPool::ForEach(count, threads, [&](int64_t k, int) {
                 for (uint32_t y = 0; y < NY; ++y) {
-                    float* line = target->GetLinePointer(y, p);
+                    float* line = target->GetLinePointer(y, planes[k]);
                     for (uint32_t x = 0; x < NX; ++x)
                         line[x] *= line[x];
                 }
-        });
+            });
         // Without aberration the PSF is symmetric in z: the planes past the middle are
         // copies, for every modality.
         const auto mirrorPlanes = [&] {
@@ -689,12 +753,9 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
         else if (NA > 1.0f)
             endWeight = 1.0f - (NA - 1.0f) / 0.3999999761581421f;
         const int postThreads = ImageWalk::ThreadsFor(targetSize.Voxels());
-        cWorkerPool::ForEach(count, postThreads, [&](int64_t k, int) {
-            const uint32_t p = planes[k];
+        normalizeGroups(postThreads, [&](uint32_t p) {
             const uint32_t d = p <= half ? p : NZ - p;
-            const float weight =
-                1.0f + std::min(static_cast<float>(d) * dz, z0) * (endWeight - 1.0f) / z0;
-            NormalizePlane(NY, NX, targetLine(p), weight);
+            return 1.0f + std::min(static_cast<float>(d) * dz, z0) * (endWeight - 1.0f) / z0;
         });
         mirrorPlanes();
     });

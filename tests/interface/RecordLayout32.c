@@ -85,6 +85,11 @@ OVD_AT(ovdStructPsfModel, fDepth, 8);
 OVD_AT(ovdStructPsfModel, nReserved, 12);
 OVD_SIZE(ovdStructPsfModel, 16);
 
+OVD_AT(ovdStructSASearch, nSearch, 0);
+OVD_AT(ovdStructSASearch, nBinFactor, 4);
+OVD_AT(ovdStructSASearch, nReserved, 8);
+OVD_SIZE(ovdStructSASearch, 16);
+
 /* Field widths that the offsets alone do not pin down. */
 static_assert(sizeof(((ovdStructInvFilterImage*)0)->nReserved) == 12, "image reserved bytes");
 static_assert(sizeof(((ovdStructInvFilterOpsStd*)0)->bPhaseObject) == 1, "8-bit flag");

@@ -11,6 +11,7 @@ for name in ovd3dInverseFilter DLL_OVD_3DIF ovd3dInverseFilterDetectSA \
             ovdInitStructInvFilterOpsStd ovdInitStructInvFilterOpsExp \
             ovd3dRestore ovdInitStructIterativeOps ovdGetLastErrorMessage \
             ovdInitStructPsfModel ovdWriteTheoreticalPsfModel ovd3dRestoreWithPsfModel \
-            ovd3dInverseFilterDetectSAWithPsfModel; do
+            ovd3dInverseFilterDetectSAWithPsfModel ovdInitStructSASearch \
+            ovd3dInverseFilterDetectSAWithSearch; do
   printf '%s\n' "$symbols" | grep -qx "$name" || { echo "missing export $name"; exit 1; }
 done

@@ -25,6 +25,8 @@ struct DetectCall {
     float* result = &estimate;
     ovdHostStatusCallback callback = nullptr;
     void* userData = nullptr;
+    // Set: the call goes through the search extension with this record.
+    const ovdStructSASearch* search = nullptr;
 
     explicit DetectCall(std::size_t bytes = 16 * 16 * 4 * 2) {
         std::vector<char> data(bytes, 1);
@@ -32,22 +34,53 @@ struct DetectCall {
     }
 
     uint16_t Call() {
+        if (search)
+            return ovd3dInverseFilterDetectSAWithSearch(
+                input.c_str(), tempDirectory, 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f,
+                0, 0, 0, 4, 2, 4, 1, pixelType, lower, upper, result, 0, 0, reservedFlag, nullptr,
+                search, callback, userData);
         return ovd3dInverseFilterDetectSA(
             input.c_str(), tempDirectory, 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0,
             0, 4, 2, 4, 1, pixelType, lower, upper, result, 0, 0, reservedFlag, callback, userData);
     }
 };
 
+// Search records: the field values of the cases below.
+ovdStructSASearch SearchRecord(uint32_t search, uint32_t binFactor, uint32_t reserved = 0) {
+    ovdStructSASearch record;
+    EXPECT_EQ(ovdInitStructSASearch(&record), OVD_RESULT_SUCCESS);
+    EXPECT_EQ(record.nSearch, uint32_t(OVD_SA_SEARCH_FULL));
+    record.nSearch = search;
+    record.nBinFactor = binFactor;
+    record.nReserved[1] = reserved;
+    return record;
+}
+
 } // namespace
 
 // Refused requests and inputs that cannot be converted leave the estimate and the temporary
-// directory as they were; without a known pixel type no search is started.
+// directory as they were; without a known pixel type no search is started. A search record
+// is refused for what no search could do: an unknown search, a bin factor outside 2 to 8 or
+// on the full search, reserved fields that aren't 0, and a factor that would leave the
+// 16 x 16 stack fewer than 16 pixels wide.
 TEST(ovdDetectSphericalAberrationTest, RefusedRequestsLeaveEstimateAndTemporaryDirectoryAlone) {
+    static const ovdStructSASearch unknown = SearchRecord(2, 0),
+                                   binnedFull = SearchRecord(OVD_SA_SEARCH_FULL, 2),
+                                   factorOne = SearchRecord(OVD_SA_SEARCH_BINNED, 1),
+                                   factorNine = SearchRecord(OVD_SA_SEARCH_BINNED, 9),
+                                   reserved = SearchRecord(OVD_SA_SEARCH_BINNED, 0, 1),
+                                   tooCoarse = SearchRecord(OVD_SA_SEARCH_BINNED, 2);
     struct Case {
         void (*spoil)(DetectCall&);
         uint16_t code;
     };
     const Case cases[] = {
+        {[](DetectCall& c) { c.search = &unknown; }, OVD_RESULT_INVALID_ARGUMENT},
+        {[](DetectCall& c) { c.search = &binnedFull; }, OVD_RESULT_INVALID_ARGUMENT},
+        {[](DetectCall& c) { c.search = &factorOne; }, OVD_RESULT_INVALID_ARGUMENT},
+        {[](DetectCall& c) { c.search = &factorNine; }, OVD_RESULT_INVALID_ARGUMENT},
+        {[](DetectCall& c) { c.search = &reserved; }, OVD_RESULT_INVALID_ARGUMENT},
+        {[](DetectCall& c) { c.search = &tooCoarse; }, OVD_RESULT_INVALID_ARGUMENT},
         {[](DetectCall& c) { c.tempDirectory = nullptr; }, OVD_RESULT_INVALID_ARGUMENT},
         {[](DetectCall& c) { c.lower = 5.0f, c.upper = -5.0f; }, OVD_RESULT_INVALID_ARGUMENT},
         {[](DetectCall& c) { c.reservedFlag = 2; }, OVD_RESULT_INVALID_ARGUMENT},
@@ -67,6 +100,7 @@ TEST(ovdDetectSphericalAberrationTest, RefusedRequestsLeaveEstimateAndTemporaryD
     DetectCall noResult;
     noResult.result = nullptr;
     EXPECT_EQ(noResult.Call(), OVD_RESULT_INVALID_ARGUMENT);
+    EXPECT_EQ(ovdInitStructSASearch(nullptr), OVD_RESULT_INVALID_ARGUMENT);
 }
 
 namespace {

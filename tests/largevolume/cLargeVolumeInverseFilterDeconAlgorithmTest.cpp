@@ -144,12 +144,14 @@ TEST(LargeVolumeInverseFilter, EvaluationsRestoreEverySubvolumeOfOneCutAtTheLogs
 TEST(LargeVolumeInverseFilter, SharedPsfAndKeptTransformsFollowTheSpareMemoryAndChangeNoScore) {
     Search search;
     search.log->GetParameters().SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, 287500); // 3 x 3
-    // The same cut three times over: all transforms kept (no host budget), two kept, none.
+    // The same cut four times over: all transforms kept (no host budget), two kept, none,
+    // and all kept by a search that writes no result files.
     std::vector<cCountedPtr<cLargeVolumeInverseFilterDeconAlgorithm>> searches;
     std::vector<std::size_t> kept;
-    for (int variant = 0; variant < 3; ++variant) {
+    for (int variant = 0; variant < 4; ++variant) {
         searches.push_back(new cLargeVolumeInverseFilterDeconAlgorithm(search.log));
-        if (variant > 0) {
+        searches.back()->SetWritesResultFiles(variant != 3);
+        if (variant == 1 || variant == 2) {
             const cImageDimensions size = PaddedSizeOf(searches[0]->GetSubvolumeLogs());
             const auto image = int64_t(size.Voxels() * 4);
             const int64_t spectrum = image / size.x * (size.x + 2);
@@ -161,7 +163,7 @@ TEST(LargeVolumeInverseFilter, SharedPsfAndKeptTransformsFollowTheSpareMemoryAnd
         ASSERT_EQ(searches.back()->GetSubvolumeLogs()->size(), 9u);
         kept.push_back(searches.back()->GetKeptSpectrumCount());
     }
-    EXPECT_EQ(kept, (std::vector<std::size_t>{9, 2, 0}));
+    EXPECT_EQ(kept, (std::vector<std::size_t>{9, 2, 0, 9}));
 
     // Evaluations that fill the kept transforms, read them, and come back to a value.
     cDeconParameter& p = search.log->GetParameters();
@@ -174,7 +176,12 @@ TEST(LargeVolumeInverseFilter, SharedPsfAndKeptTransformsFollowTheSpareMemoryAnd
         }
         EXPECT_EQ(scores[1], scores[0]) << aberration;
         EXPECT_EQ(scores[2], scores[0]) << aberration;
+        EXPECT_EQ(scores[3], scores[0]) << aberration;
     }
+    // Its result files are still the empty ones that naming them made.
+    for (const auto& log : *searches[3]->GetSubvolumeLogs())
+        EXPECT_EQ(fs::file_size(log->GetParameters().GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE)), 0u);
+    EXPECT_THROW(searches[3]->Blend(), std::exception);
     // The restored subvolumes themselves, against each restored on its own from scratch,
     // with a PSF of its own.
     for (std::size_t i = 0; i < 9; ++i) {

@@ -249,6 +249,21 @@ TEST_F(ImageMathTest, ReductionsAccumulateAsSpecifiedOverBothLayouts) {
         EXPECT_EQ(math.CountPixelInRange(a, -1.0f, 0.5f), inRange);
     }
 
+    // The one-pass forms equal the passes they stand for, bit for bit, also over an image of
+    // several pieces of the partition, and leave the image alone.
+    for (const cImageDimensions& shape : {size, cImageDimensions{301, 250, 3}}) {
+        const cFloatImagePtr a = Random(shape, shape.z > 3);
+        const std::vector<float> before = Pixels(a);
+        float low = 0.0f, high = 0.0f;
+        math.FindMinimumAndMaximumValue(a, low, high);
+        EXPECT_EQ(low, math.FindMinimumValue(a));
+        EXPECT_EQ(high, math.FindMaximumValue(a));
+        const cFloatImagePtr scaled = Make(shape);
+        math.NormalizeImage(a, scaled, low, high);
+        EXPECT_EQ(math.SumNormalizedImage(a, low, high), math.SumImage(scaled));
+        EXPECT_TRUE(Pixels(a) == before);
+    }
+
     // The image sums keep what a float sum would lose: 2^25 + 4095 ones.
     const cFloatImagePtr big = Make({64, 64, 1}, false, 1.0f);
     At(big, 0, 0, 0) = 33554432.0f;

@@ -66,6 +66,10 @@ expect 2 "--min and --max must be finite" -- "$ovd" detect-sa "${raw[@]:0:1}" "$
   --min nan --max nan
 expect 2 "--min and --max must be finite" -- "$ovd" detect-sa "${raw[@]:0:1}" "${raw[@]:2}" \
   --min 5 --max -5
+expect 105 "--bin-factor: Value 65538 not in range" -- "$ovd" detect-sa "${raw[@]:0:1}" \
+  "${raw[@]:2}" --bin-factor 65538
+expect 1 "the bin factor 2 leaves fewer than 16 pixels" -- "$ovd" detect-sa "${raw[@]:0:1}" \
+  "${raw[@]:2}" --bin-factor 2
 
 # Options of other deconvolution tools are answered with what to type instead.
 for case in "--float|--output-type" "--bg 100|subtract a known offset" "--background=5|--bg: ovd" \

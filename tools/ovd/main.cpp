@@ -366,6 +366,8 @@ struct DetectOptions {
     ResourceOptions resources;
     MessageOptions messages;
     float lower = -10.0f, upper = 10.0f;
+    bool fast = false;
+    int binFactor = 0; // 0: the library's choice
 };
 
 int RunDetect(const DetectOptions& o) {
@@ -373,6 +375,12 @@ int RunDetect(const DetectOptions& o) {
     if (!std::isfinite(o.lower) || !std::isfinite(o.upper) || o.lower > o.upper)
         throw StackError("--min and --max must be finite numbers, --min not above --max");
     const ovdStructPsfModel model = PsfModelOf(o.psfModel);
+    ovdStructSASearch search;
+    ovdInitStructSASearch(&search);
+    if (o.fast || o.binFactor != 0) {
+        search.nSearch = OVD_SA_SEARCH_BINNED;
+        search.nBinFactor = uint32_t(o.binFactor);
+    }
     RefuseSharedFiles({{"IN", o.input}}, {{"--log", o.messages.logFile}});
     RunLog log(o.messages);
     ApplyResources(o.resources);
@@ -386,14 +394,14 @@ int RunDetect(const DetectOptions& o) {
     const Stopwatch searching;
     {
         Progress progress("searching");
-        code = ovd3dInverseFilterDetectSAWithPsfModel(
+        code = ovd3dInverseFilterDetectSAWithSearch(
             input.rawPath.c_str(), libraryTemp.c_str(), int16_t(input.shape.width),
             int16_t(input.shape.height), int16_t(input.shape.depth), input.spacing.x,
             input.spacing.y, input.spacing.z, o.optics.na, o.optics.ri,
             o.optics.WavelengthMicrometres(), 0, o.optics.Brightfield() ? 1 : 0, 0,
             int16_t(o.cut.guardXY), int16_t(o.cut.guardZ), int16_t(o.cut.overlap), 1,
             ArgumentPixelTypeOf(input.shape.type), o.lower, o.upper, &estimate, 0, 0, 0, &model,
-            &Progress::OnHostStatus, &progress);
+            &search, &Progress::OnHostStatus, &progress);
     }
     if (code != OVD_RESULT_SUCCESS)
         return LibraryResult(code);
@@ -479,6 +487,14 @@ int main(int argc, char** argv) {
     AddPsfModelOptions(detectCommand, detect.psfModel);
     detectCommand->add_option("--min", detect.lower, "lower limit of the estimate")->capture_default_str();
     detectCommand->add_option("--max", detect.upper, "upper limit of the estimate")->capture_default_str();
+    detectCommand->add_flag("--fast", detect.fast,
+                            "binned search: the stack binned in x and y, several times faster, "
+                            "less accurate (see README)");
+    detectCommand
+        ->add_option("--bin-factor", detect.binFactor,
+                     "binned search: x and y bin factor, 2-8 (implies --fast; default: chosen "
+                     "from the stack and optics)")
+        ->check(CLI::Range(2, OVD_MAX_SA_BIN_FACTOR));
     detectCommand->add_option("--temp-dir", detect.tempDir, "where temporary files go (default: system temp)");
     AddResourceOptions(detectCommand, detect.resources);
     AddMessageOptions(detectCommand, detect.messages);
