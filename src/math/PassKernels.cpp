@@ -177,56 +177,6 @@ void ExtrapolateLineKernel(uint32_t n, const float* p, const float* q, float* ou
         });
 }
 
-void SquareRootLineKernel(uint32_t n, const float* in, float* out) {
-    const D d;
-    ForRun(
-        n,
-        [&](std::size_t i) {
-            const V v = hn::LoadU(d, in + i);
-            hn::StoreU(hn::IfThenZeroElse(v <= hn::Zero(d), hn::Sqrt(v)), d, out + i);
-        },
-        [&](std::size_t i) { out[i] = in[i] <= 0.0f ? 0.0f : std::sqrt(in[i]); });
-}
-
-void RoughnessLineKernel(uint32_t n, float* e, const float* r, const float* above,
-                         const float* below, const float* previous, const float* next, float beta,
-                         float guard) {
-    if (n < 3)
-        return;
-    const bool volume = previous && next;
-    const float divisor = (volume ? 6 : 4) * beta + 1;
-    auto sum = [&](std::size_t x) {
-        float s = r[x - 1] + r[x + 1] + above[x] + below[x];
-        return volume ? s + next[x] + previous[x] : s;
-    };
-    auto scalar = [&](std::size_t x) {
-        const float updated = (beta * r[x] * sum(x) + e[x]) / divisor;
-        e[x] = updated <= guard ? guard : updated;
-    };
-    // Smoothing against itself, a pixel sees the updated pixels before it: one at a time.
-    if (e == r) {
-        for (std::size_t x = 1; x + 1 < n; ++x)
-            scalar(x);
-        return;
-    }
-    const D d;
-    const V b = hn::Set(d, beta), g = hn::Set(d, guard), divide = hn::Set(d, divisor);
-    ForRun(
-        n - 2,
-        [&](std::size_t i) {
-            const std::size_t x = i + 1;
-            V s = hn::Add(hn::Add(hn::Add(hn::LoadU(d, r + x - 1), hn::LoadU(d, r + x + 1)),
-                                  hn::LoadU(d, above + x)),
-                          hn::LoadU(d, below + x));
-            if (volume)
-                s = hn::Add(hn::Add(s, hn::LoadU(d, next + x)), hn::LoadU(d, previous + x));
-            const V updated = hn::Div(
-                hn::Add(hn::Mul(hn::Mul(b, hn::LoadU(d, r + x)), s), hn::LoadU(d, e + x)), divide);
-            hn::StoreU(hn::IfThenElse(updated <= g, g, updated), d, e + x);
-        },
-        [&](std::size_t i) { scalar(i + 1); });
-}
-
 // NOLINTNEXTLINE(google-readability-namespace-comments)
 } // namespace HWY_NAMESPACE
 } // namespace Ovidane::PassKernels
@@ -239,8 +189,6 @@ HWY_EXPORT(MultiplySpectrumLineKernel);
 HWY_EXPORT(MultiplyConjugateSpectrumLineKernel);
 HWY_EXPORT(ExtrapolationGradientLineKernel);
 HWY_EXPORT(ExtrapolateLineKernel);
-HWY_EXPORT(SquareRootLineKernel);
-HWY_EXPORT(RoughnessLineKernel);
 
 void MultiplySpectrumLine(const float* a, const float* b, float* out, uint64_t values,
                           float scale) {
@@ -260,15 +208,6 @@ void ExtrapolationGradientLine(uint32_t n, const float* x, const float* m, const
 void ExtrapolateLine(uint32_t n, const float* p, const float* q, float* out, float alpha,
                      float threshold, float maxRatio, float floor) {
     HWY_DYNAMIC_DISPATCH(ExtrapolateLineKernel)(n, p, q, out, alpha, threshold, maxRatio, floor);
-}
-
-void SquareRootLine(uint32_t n, const float* in, float* out) {
-    HWY_DYNAMIC_DISPATCH(SquareRootLineKernel)(n, in, out);
-}
-
-void RoughnessLine(uint32_t n, float* e, const float* r, const float* above, const float* below,
-                   const float* previous, const float* next, float beta, float guard) {
-    HWY_DYNAMIC_DISPATCH(RoughnessLineKernel)(n, e, r, above, below, previous, next, beta, guard);
 }
 
 } // namespace Ovidane::PassKernels

@@ -1,7 +1,6 @@
 #pragma once
 // Line kernels of the heaviest element-wise steps of an iterative pass: the spectrum
-// products of its convolutions, the extrapolation's gradient and step, and Good's roughness
-// step. Their logarithms, exponentials and divisions keep a pass busy computing rather than
+// products of its convolutions and the extrapolation's gradient and step. Their logarithms, exponentials and divisions keep a pass busy computing rather than
 // waiting for memory, so they run on Google Highway, built for every instruction set it
 // targets here and chosen at the first call, as the vector back end's kernels are.
 //
@@ -32,17 +31,5 @@ void ExtrapolationGradientLine(uint32_t n, const float* x, const float* m, const
 // q <= threshold or q is 0; then held at `floor` or above. out may be p or q.
 void ExtrapolateLine(uint32_t n, const float* p, const float* q, float* out, float alpha,
                      float threshold, float maxRatio, float floor);
-
-// out = √in where in > 0, else 0.
-void SquareRootLine(uint32_t n, const float* in, float* out);
-
-// Good's roughness step on the interior pixels 1 … n - 2 of a line:
-//   e = (beta · r · Σ neighbours of r + e) / (count · beta + 1), held above `guard`,
-// with the neighbours of r the left and right pixel of its own line and the same pixel of
-// the lines above and below, and of the slices before and after unless those are null.
-// e may be r itself: a pixel then sees the already updated pixels before it, as in a plain
-// walk of the line.
-void RoughnessLine(uint32_t n, float* e, const float* r, const float* above, const float* below,
-                   const float* previous, const float* next, float beta, float guard);
 
 } // namespace Ovidane::PassKernels

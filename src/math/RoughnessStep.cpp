@@ -6,12 +6,11 @@
 
 #include "core/cWorkerPool.h"
 #include "math/ImageWalk.h"
-#include "math/PassKernels.h"
+#include "math/HighwayKernels.h"
 
 namespace Ovidane {
 namespace {
 
-constexpr float kGuard = 1e-20f;
 // Interior rows a piece of work smooths through the whole depth. The roots of the two rows
 // beside a block are taken twice, by both blocks; enough rows keep that small, and still
 // enough blocks that a single plane spreads over the threads.
@@ -20,16 +19,22 @@ constexpr uint32_t kRowsPerPiece = 16;
 } // namespace
 
 void GoodsRoughnessStep(const cFloatImage& estimate, const cFloatImage& out, float beta) {
+    namespace K = HighwayKernels;
     const cImageDimensions size = estimate.GetDimensions();
     const uint32_t nx = size.x, ny = size.y, nz = size.z;
     const std::size_t lineBytes = std::size_t{nx} * sizeof(float);
+    // A line that keeps its values, held at the guard value.
+    auto keep = [&](uint32_t y, uint32_t z) {
+        float* line = out.GetLinePointer(y, z);
+        std::memcpy(line, estimate.GetLinePointer(y, z), lineBytes);
+        K::FloorAtGuard(line, nx);
+    };
     if (nx < 3 || ny < 3) {
-        // No pixel lies off the border of its slice.
-        ImageWalk::ForEachLine(size, [&](uint32_t y, uint32_t z) {
-            std::memcpy(out.GetLinePointer(y, z), estimate.GetLinePointer(y, z), lineBytes);
-        });
+        ImageWalk::ForEachLine(size, keep);
         return;
     }
+    const float inPlane = 1.0f / (beta * 4.0f + 1.0f);
+    const float inVolume = 1.0f / (beta * 6.0f + 1.0f);
     const uint32_t blocks = (ny - 2 + kRowsPerPiece - 1) / kRowsPerPiece;
     const int threads = ImageWalk::ThreadsFor(size.Voxels());
     // Per thread, the roots of a block's rows and the two beside it, for three slices (slice
@@ -46,7 +51,8 @@ void GoodsRoughnessStep(const cFloatImage& estimate, const cFloatImage& out, flo
         };
         auto takeRoots = [&](uint32_t z) {
             for (uint32_t y = first - 1; y <= end; ++y)
-                PassKernels::SquareRootLine(nx, estimate.GetLinePointer(y, z), roots(y, z));
+                K::Unary(K::eUnary::GuardedSquareRoot, roots(y, z), estimate.GetLinePointer(y, z),
+                         nx, {});
         };
         takeRoots(0);
         for (uint32_t z = 0; z < nz; ++z) {
@@ -56,16 +62,15 @@ void GoodsRoughnessStep(const cFloatImage& estimate, const cFloatImage& out, flo
             for (uint32_t y = first; y < end; ++y) {
                 float* smoothed = out.GetLinePointer(y, z);
                 std::memcpy(smoothed, estimate.GetLinePointer(y, z), lineBytes);
-                PassKernels::RoughnessLine(nx, smoothed, roots(y, z), roots(y - 1, z),
-                                           roots(y + 1, z), face ? nullptr : roots(y, z - 1),
-                                           face ? nullptr : roots(y, z + 1), beta, kGuard);
+                K::RoughnessLine(smoothed, roots(y, z), roots(y - 1, z), roots(y + 1, z),
+                                 face ? nullptr : roots(y, z + 1), face ? nullptr : roots(y, z - 1),
+                                 nx, beta, face ? inPlane : inVolume);
             }
             // The slice's first and last row keep their values.
             if (first == 1)
-                std::memcpy(out.GetLinePointer(0, z), estimate.GetLinePointer(0, z), lineBytes);
+                keep(0, z);
             if (end == ny - 1)
-                std::memcpy(out.GetLinePointer(ny - 1, z), estimate.GetLinePointer(ny - 1, z),
-                            lineBytes);
+                keep(ny - 1, z);
         }
     });
 }

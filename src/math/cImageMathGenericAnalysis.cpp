@@ -10,7 +10,6 @@
 
 #include "core/cException.h"
 #include "math/ImageWalk.h"
-#include "math/PassKernels.h"
 #include "math/cImageMathGeneric.h"
 
 namespace Ovidane {
@@ -193,15 +192,31 @@ void cImageMathGeneric::GoodsRoughnessPenalty(const cFloatImagePtr& estimate,
             return; // no pixel lies off the border of its slice
         // The first and last slice (and the only slice of a plane) see their four in-plane
         // neighbours; the slices between see the two axial ones as well.
+        const float inPlane = 4 * beta + 1;
+        const float inVolume = 6 * beta + 1;
+        const float b = beta;
         auto line = [&](uint32_t y, uint32_t z) {
             if (y == 0 || y + 1 == size.y)
                 return;
-            const bool face = z == 0 || z + 1 == size.z;
-            PassKernels::RoughnessLine(
-                size.x, estimate->GetLinePointer(y, z), reference->GetLinePointer(y, z),
-                reference->GetLinePointer(y - 1, z), reference->GetLinePointer(y + 1, z),
-                face ? nullptr : reference->GetLinePointer(y, z - 1),
-                face ? nullptr : reference->GetLinePointer(y, z + 1), beta, kGuard);
+            float* e = estimate->GetLinePointer(y, z);
+            const float* r = reference->GetLinePointer(y, z);
+            const float* above = reference->GetLinePointer(y - 1, z);
+            const float* below = reference->GetLinePointer(y + 1, z);
+            if (z == 0 || z + 1 == size.z) {
+                for (uint32_t x = 1; x + 1 < size.x; ++x) {
+                    const float s4 = r[x - 1] + r[x + 1] + above[x] + below[x];
+                    const float updated = (b * r[x] * s4 + e[x]) / inPlane;
+                    e[x] = updated <= kGuard ? kGuard : updated;
+                }
+                return;
+            }
+            const float* next = reference->GetLinePointer(y, z + 1);
+            const float* previous = reference->GetLinePointer(y, z - 1);
+            for (uint32_t x = 1; x + 1 < size.x; ++x) {
+                const float s6 = r[x - 1] + r[x + 1] + above[x] + below[x] + next[x] + previous[x];
+                const float updated = (b * r[x] * s6 + e[x]) / inVolume;
+                e[x] = updated <= kGuard ? kGuard : updated;
+            }
         };
         if (estimate.Get() == reference.Get()) {
             // Penalising against itself, a pixel sees the already updated neighbours before

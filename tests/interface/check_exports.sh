@@ -13,5 +13,5 @@ for name in ovd3dInverseFilter DLL_OVD_3DIF ovd3dInverseFilterDetectSA \
             ovdInitStructPsfModel ovdWriteTheoreticalPsfModel ovd3dRestoreWithPsfModel \
             ovd3dInverseFilterDetectSAWithPsfModel ovdInitStructSASearch \
             ovd3dInverseFilterDetectSAWithSearch; do
-  printf '%s\n' "$symbols" | grep -qx "$name" || { echo "missing export $name"; exit 1; }
+  grep -qx "$name" <<<"$symbols" || { echo "missing export $name"; exit 1; }
 done

@@ -35,7 +35,7 @@ void CheckAgainstScalarFormulas() {
                            last = RandomLine(n, 3, -5.0f, 5.0f), q = RandomLine(n, 4, 0.0f, 400.0f);
         q[0] = 0.0f;           // no ratio: the plain update stands
         m[n / 2] = 0.0f;       // no logarithm: a zero gradient
-        std::vector<float> p(n), h(n), out(n), e = RandomLine(n, 5, 0.0f, 9.0f);
+        std::vector<float> p(n), h(n), out(n);
         PassKernels::cGradientSums sums;
         PassKernels::ExtrapolationGradientLine(n, x.data(), m.data(), last.data(), p.data(),
                                                h.data(), sums);
@@ -55,36 +55,6 @@ void CheckAgainstScalarFormulas() {
         EXPECT_NEAR(sums.cross, cross, 1e-12 * std::abs(cross) + 1e-12);
         EXPECT_NEAR(sums.lastSquare, square, 1e-12 * square);
 
-        // Good's step on an inner line of a volume, then on a face line; e may be r itself.
-        const std::vector<float> r = RandomLine(n, 6, 0.0f, 3.0f), up = RandomLine(n, 7, 0.0f, 3.0f),
-                                 down = RandomLine(n, 8, 0.0f, 3.0f),
-                                 before = RandomLine(n, 9, 0.0f, 3.0f),
-                                 after = RandomLine(n, 10, 0.0f, 3.0f);
-        for (const bool face : {false, true}) {
-            std::vector<float> smoothed = e;
-            PassKernels::RoughnessLine(n, smoothed.data(), r.data(), up.data(), down.data(),
-                                       face ? nullptr : before.data(), face ? nullptr : after.data(),
-                                       0.01f, 1e-20f);
-            for (uint32_t i = 0; i < n; ++i) {
-                if (i == 0 || i + 1 >= n) {
-                    ASSERT_EQ(smoothed[i], e[i]);
-                    continue;
-                }
-                float sum = r[i - 1] + r[i + 1] + up[i] + down[i];
-                if (!face)
-                    sum = sum + after[i] + before[i];
-                const float divisor = (face ? 4 : 6) * 0.01f + 1;
-                ASSERT_EQ(smoothed[i], std::fmax((0.01f * r[i] * sum + e[i]) / divisor, 1e-20f));
-            }
-        }
-        std::vector<float> self = r, expected = r;
-        for (uint32_t i = 1; i + 1 < n; ++i)
-            expected[i] = std::fmax(
-                (0.01f * expected[i] * (expected[i - 1] + expected[i + 1] + up[i] + down[i]) +
-                 expected[i]) / (4 * 0.01f + 1), 1e-20f);
-        PassKernels::RoughnessLine(n, self.data(), self.data(), up.data(), down.data(), nullptr,
-                                   nullptr, 0.01f, 1e-20f);
-        EXPECT_EQ(self, expected);
     }
 }
 

@@ -2,17 +2,18 @@
 
 #include "math/RoughnessStep.h"
 #include "math/cImageMathGeneric.h"
+#include "math/cImageMathHighway.h"
 #include "support/TestImages.h"
 
 using namespace Ovidane;
 using namespace OvidaneTest;
 
-// The one-walk step must give what the square roots and the penalty of the plain back end
+// The one-walk step must give what the square roots and the penalty of the vector back end
 // give, bit for bit: on a plane, on two slices (faces only), across the row blocks of a
 // tall slice, on slices too narrow to have an interior, and with pixels at or below zero.
 TEST(RoughnessStep, EqualsSquareRootThenPenaltyBitForBit) {
     const cImageDimensions sizes[] = {{7, 5, 1}, {9, 6, 2}, {5, 40, 4}, {2, 6, 3}, {33, 19, 5}};
-    cImageMathGeneric math;
+    cImageMathHighway math(new cImageMathGeneric);
     for (const cImageDimensions& size : sizes) {
         SCOPED_TRACE(testing::Message() << size.x << "x" << size.y << "x" << size.z);
         const cFloatImagePtr estimate = Random(size, 3, -0.5f, 50.0f);
