@@ -1,8 +1,9 @@
 #pragma once
 // Line kernels of the heaviest element-wise steps of an iterative pass: the spectrum
-// products of its convolutions and the extrapolation's gradient and step. Their logarithms, exponentials and divisions keep a pass busy computing rather than
-// waiting for memory, so they run on Google Highway, built for every instruction set it
-// targets here and chosen at the first call, as the vector back end's kernels are.
+// products of its convolutions and the extrapolation's gradient and step. Their logarithms,
+// exponentials and divisions keep a pass busy computing rather than waiting for memory, so
+// they run on Google Highway, built for every instruction set it targets here and chosen at
+// the first call, as the vector back end's kernels are.
 //
 // Unlike those, these compute the plain back end's formulas: every target gives each pixel
 // the bits of the scalar code, and the sums keep eight lanes of their own in a fixed order,
