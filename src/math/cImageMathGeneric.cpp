@@ -361,6 +361,22 @@ void cImageMathGeneric::RequireSameSize(const char* operation, const cFloatImage
         Fail(std::string("Invalid Dimensions in ") + operation, OVD_ERR_PARAMETER);
 }
 
+void cImageMathGeneric::RequireLineSearchImages(const cFloatImagePtr& data,
+                                                const cFloatImagePtr& blurred,
+                                                const cFloatImagePtr& direction,
+                                                const cFloatImagePtr& work) const {
+    const char* name = "ComputeLogLikelihoodIncreaseByLineSearch";
+    RequireImages(name, {&data, &blurred, &direction, &work});
+    RequireSameSize(name, data, blurred);
+    RequireSameSize(name, data, direction);
+    const cImageDimensions& size = data->GetDimensions();
+    const cImageDimensions& workSize = work->GetDimensions();
+    const bool workFits =
+        size.z == 1 ? workSize.x == size.x && workSize.y == size.y : workSize == size;
+    if (!workFits)
+        Fail(std::string("Invalid Dimensions in ") + name, OVD_ERR_PARAMETER);
+}
+
 void cImageMathGeneric::RequireRoiInside(const char* operation, const cFloatImagePtr& image,
                                          const cImageBox& box) const {
     if (!image->IsRoiInside(box))
@@ -1334,23 +1350,20 @@ void cImageMathGeneric::CopyImageSlice(const cFloatImagePtr& in, const unsigned&
     });
 }
 
-namespace {
-// Inputs of the split form must have half the width of the interleaved image and at least
-// its lines.
-bool FitsInterleaved(const cFloatImagePtr& split, const cImageDimensions& interleaved) {
+bool cImageMathGeneric::FitsInterleaved(const cFloatImagePtr& split,
+                                        const cImageDimensions& interleaved) {
     return split.IsNull() ||
            (uint64_t{split->GetSizeX()} * 2 == interleaved.x && split->GetSizeY() >= interleaved.y);
 }
 
-uint32_t CommonDepth(const cImageDimensions& interleaved, const cFloatImagePtr& a,
-                     const cFloatImagePtr& b) {
+uint32_t cImageMathGeneric::InterleavedDepth(const cImageDimensions& interleaved,
+                                             const cFloatImagePtr& re, const cFloatImagePtr& im) {
     uint32_t depth = interleaved.z;
-    for (const cFloatImagePtr* split : {&a, &b})
+    for (const cFloatImagePtr* split : {&re, &im})
         if (!split->IsNull())
             depth = std::min(depth, (*split)->GetSizeZ());
     return depth;
 }
-} // namespace
 
 // out's lines take (re, im) pairs; a missing part is 0.
 void cImageMathGeneric::CopyImageRealToComplex(const cFloatImagePtr& re, const cFloatImagePtr& im,
@@ -1369,7 +1382,7 @@ void cImageMathGeneric::CopyImageRealToComplex(const cFloatImagePtr& re, const c
                 for (uint32_t x = 0; x < pairs; ++x)
                     slot[2 * x] = 0.0f;
         };
-        ImageWalk::ForEachLine({size.x, size.y, CommonDepth(size, re, im)},
+        ImageWalk::ForEachLine({size.x, size.y, InterleavedDepth(size, re, im)},
                                [&](uint32_t y, uint32_t z) {
                                    float* line = out->GetLinePointer(y, z);
                                    put(line, re ? re->GetLinePointer(y, z) : nullptr);
@@ -1393,7 +1406,7 @@ void cImageMathGeneric::CopyImageComplexToReal(const cFloatImagePtr& in, const c
                 for (uint32_t x = 0; x < pairs; ++x)
                     target[x] = slot[2 * x] * s;
         };
-        ImageWalk::ForEachLine({size.x, size.y, CommonDepth(size, re, im)},
+        ImageWalk::ForEachLine({size.x, size.y, InterleavedDepth(size, re, im)},
                                [&](uint32_t y, uint32_t z) {
                                    const float* line = in->GetLinePointer(y, z);
                                    take(line, re ? re->GetLinePointer(y, z) : nullptr);

@@ -140,6 +140,15 @@ protected:
     // fails with a cException of code 2 whose message ends in the operation's name.
     void RequireImages(const char* operation, std::initializer_list<const cFloatImagePtr*> images) const;
     void RequireSameSize(const char* operation, const cFloatImagePtr& a, const cFloatImagePtr& b) const;
+    // The line search's images: data, blurred and direction of one size; work of that size,
+    // or of its slice's for a single plane (it holds two slices).
+    void RequireLineSearchImages(const cFloatImagePtr& data, const cFloatImagePtr& blurred,
+                                 const cFloatImagePtr& direction, const cFloatImagePtr& work) const;
+    // A split side of a complex copy has half the width of the interleaved image and at least
+    // its lines (a missing side always fits); the copy covers the slices all sides have.
+    static bool FitsInterleaved(const cFloatImagePtr& split, const cImageDimensions& interleaved);
+    static uint32_t InterleavedDepth(const cImageDimensions& interleaved, const cFloatImagePtr& re,
+                                     const cFloatImagePtr& im);
 
 private:
     const bool mBalancePsfFocus = false;

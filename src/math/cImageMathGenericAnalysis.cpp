@@ -296,18 +296,9 @@ float cImageMathGeneric::ComputeLogLikelihoodIncreaseByLineSearch(
     const cFloatImagePtr& work, const float& step, unsigned x0, unsigned xMargin, unsigned y0,
     unsigned yMargin, unsigned z0, unsigned zMargin) {
     return Guard([&] {
-        const char* name = "ComputeLogLikelihoodIncreaseByLineSearch";
-        RequireImages(name, {&data, &blurred, &direction, &work});
-        RequireSameSize(name, data, blurred);
-        RequireSameSize(name, data, direction);
-        // work isn't read here, but every back end takes the same arguments: it holds two
-        // slices, so a single plane asks for a match in x and y only.
+        // work isn't read here, but every back end takes the same arguments.
+        RequireLineSearchImages(data, blurred, direction, work);
         const cImageDimensions& size = data->GetDimensions();
-        const cImageDimensions& workSize = work->GetDimensions();
-        const bool workFits =
-            size.z == 1 ? workSize.x == size.x && workSize.y == size.y : workSize == size;
-        if (!workFits)
-            Fail(std::string("Invalid Dimensions in ") + name, OVD_ERR_PARAMETER);
 
         // Only the pixels inside the guard bands count.
         const cImageDimensions region{InnerExtent(size.x, x0, xMargin),

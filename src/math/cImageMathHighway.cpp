@@ -218,24 +218,6 @@ void FoldSlices(const cFloatImagePtr& in, const cFloatImagePtr& out, int axis, K
     });
 }
 
-// Inputs of the split side of a complex copy have half the width of the interleaved image and
-// at least its lines.
-bool FitsInterleaved(const cFloatImagePtr& split, const cImageDimensions& interleaved) {
-    return split.IsNull() ||
-           (uint64_t{split->GetSizeX()} * 2 == interleaved.x && split->GetSizeY() >= interleaved.y);
-}
-
-uint32_t CommonDepth(const cImageDimensions& interleaved, const cFloatImagePtr& a,
-                     const cFloatImagePtr& b) {
-    uint32_t depth = interleaved.z;
-    for (const cFloatImagePtr* split : {&a, &b})
-        if (!split->IsNull())
-            depth = std::min(depth, (*split)->GetSizeZ());
-    return depth;
-}
-
-// Shapes are centred on pixel (0, 0, 0) in wrap-around order; index 0 is the origin at every
-// size, so that an axis of one pixel lies on it.
 uint32_t WrapDistance(uint32_t i, uint32_t n) {
     return i == 0 || uint64_t{2} * i < n ? i : n - i;
 }
@@ -657,16 +639,8 @@ float cImageMathHighway::ComputeLogLikelihoodIncreaseByLineSearch(
     const cFloatImagePtr& work, const float& step, unsigned x0, unsigned xMargin, unsigned y0,
     unsigned yMargin, unsigned z0, unsigned zMargin) {
     return Guard([&] {
-        const char* name = "ComputeLogLikelihoodIncreaseByLineSearch";
-        RequireImages(name, {&data, &blurred, &direction, &work});
-        RequireSameSize(name, data, blurred);
-        RequireSameSize(name, data, direction);
+        RequireLineSearchImages(data, blurred, direction, work);
         const cImageDimensions& size = data->GetDimensions();
-        const cImageDimensions& workSize = work->GetDimensions();
-        const bool workFits =
-            size.z == 1 ? workSize.x == size.x && workSize.y == size.y : workSize == size;
-        if (!workFits)
-            Fail(std::string("Invalid Dimensions in ") + name, OVD_ERR_PARAMETER);
         const auto inner = [](uint32_t n, uint32_t first, uint32_t margin) {
             return first + margin >= n ? 0u : n - margin - first;
         };
@@ -986,7 +960,7 @@ void cImageMathHighway::CopyImageRealToComplex(const cFloatImagePtr& re, const c
         if (!FitsInterleaved(re, size) || !FitsInterleaved(im, size))
             Fail("Invalid Dimensions in CopyImageRealToComplex", OVD_ERR_PARAMETER);
         ImageWalk::ForEachLine(
-            {size.x, size.y, CommonDepth(size, re, im)}, [&](uint32_t y, uint32_t z) {
+            {size.x, size.y, InterleavedDepth(size, re, im)}, [&](uint32_t y, uint32_t z) {
                 K::Interleave(out->GetLinePointer(y, z), re ? re->GetLinePointer(y, z) : nullptr,
                               im ? im->GetLinePointer(y, z) : nullptr, size.x / 2);
             });
@@ -1002,7 +976,7 @@ void cImageMathHighway::CopyImageComplexToReal(const cFloatImagePtr& in, const c
         if (!FitsInterleaved(re, size) || !FitsInterleaved(im, size))
             Fail("Invalid Dimensions in CopyImageComplexToReal", OVD_ERR_PARAMETER);
         ImageWalk::ForEachLine(
-            {size.x, size.y, CommonDepth(size, re, im)}, [&](uint32_t y, uint32_t z) {
+            {size.x, size.y, InterleavedDepth(size, re, im)}, [&](uint32_t y, uint32_t z) {
                 K::Deinterleave(in->GetLinePointer(y, z), re ? re->GetLinePointer(y, z) : nullptr,
                                 im ? im->GetLinePointer(y, z) : nullptr, size.x / 2, scale);
             });
