@@ -10,33 +10,21 @@
 #include <string>
 #include <vector>
 
+#include "ImageMathTestImages.h"
 #include "core/cException.h"
 #include "core/cWorkerThreads.h"
 #include "math/FastLogExp.h"
 #include "math/cImageMathGeneric.h"
 
 using namespace Ovidane;
+using namespace OvidaneTest;
 
 namespace {
 
-using Images = const cFloatImagePtr&;
-
-// Images over memory of the test's own: one piece for the whole stack, or one piece per
-// slice, so that every operation meets both layouts and lines that do not follow each
-// other in memory.
-class ImageMathTest : public ::testing::Test {
+// The plain back end on both layouts of images.
+class ImageMathTest : public ImageMathTestImages {
 protected:
-    cFloatImagePtr Make(cImageDimensions size, bool perSlice = false, float value = 0.0f) {
-        const std::size_t plane = std::size_t{size.x} * size.y;
-        if (!perSlice) {
-            auto& pixels = mStorage.emplace_back(plane * size.z, value);
-            return new cFloatImage(pixels.data(), size, Contiguous3D, "test");
-        }
-        std::vector<float*> slices;
-        for (uint32_t z = 0; z < size.z; ++z)
-            slices.push_back(mStorage.emplace_back(plane, value).data());
-        return new cFloatImage(slices.data(), size.x, size.y, size.z, Contiguous2D, "test");
-    }
+    ImageMathTest() : ImageMathTestImages(20240611) {}
 
     cFloatImagePtr Random(cImageDimensions size, bool perSlice, float low = -4.0f,
                           float high = 4.0f) {
@@ -49,37 +37,6 @@ protected:
         return image;
     }
 
-    cFloatImagePtr Clone(Images image, bool perSlice = false) {
-        cFloatImagePtr copy = Make(image->GetDimensions(), perSlice);
-        const std::vector<float> pixels = Pixels(image);
-        std::size_t i = 0;
-        ForEach(copy, [&](float& p) { p = pixels[i++]; });
-        return copy;
-    }
-
-    static void ForEach(Images image, const std::function<void(float&)>& f) {
-        const cImageDimensions s = image->GetDimensions();
-        for (uint32_t z = 0; z < s.z; ++z)
-            for (uint32_t y = 0; y < s.y; ++y)
-                for (uint32_t x = 0; x < s.x; ++x)
-                    f(image->GetLinePointer(y, z)[x]);
-    }
-
-    static std::vector<float> Pixels(Images image) {
-        std::vector<float> pixels;
-        ForEach(image, [&](float& p) { pixels.push_back(p); });
-        return pixels;
-    }
-
-    static float& At(Images image, uint32_t x, uint32_t y, uint32_t z) {
-        return image->GetLinePointer(y, z)[x];
-    }
-
-    // Same float, NaN included.
-    static bool Same(float a, float b) {
-        return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof a) == 0;
-    }
-
     template <class Call> static void ExpectFailure(Call call) {
         try {
             call();
@@ -90,9 +47,6 @@ protected:
     }
 
     cImageMathGeneric math;
-    // Moving a vector keeps its buffer, so the images' pixels stay where they are.
-    std::vector<std::vector<float>> mStorage;
-    std::mt19937 mRandom{20240611};
 };
 
 // One element-wise operation: how to run it on (a, b) into out, and what one pixel of out

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "ImageMathTestImages.h"
 #include "core/cException.h"
 #include "core/cWorkerThreads.h"
 #include "math/cImageMathGeneric.h"
@@ -16,26 +17,15 @@
 #include "math/cImageMathManager.h"
 
 using namespace Ovidane;
+using namespace OvidaneTest;
 
 namespace {
 
-using Images = const cFloatImagePtr&;
-
 // The vector back end next to the plain one, on images whose lines are no multiple of any
 // vector width, in both layouts.
-class HighwayTest : public ::testing::Test {
+class HighwayTest : public ImageMathTestImages {
 protected:
-    cFloatImagePtr Make(cImageDimensions size, bool perSlice = false, float value = 0.0f) {
-        const std::size_t plane = std::size_t{size.x} * size.y;
-        if (!perSlice) {
-            auto& pixels = mStorage.emplace_back(plane * size.z, value);
-            return new cFloatImage(pixels.data(), size, Contiguous3D, "test");
-        }
-        std::vector<float*> slices;
-        for (uint32_t z = 0; z < size.z; ++z)
-            slices.push_back(mStorage.emplace_back(plane, value).data());
-        return new cFloatImage(slices.data(), size.x, size.y, size.z, Contiguous2D, "test");
-    }
+    HighwayTest() : ImageMathTestImages(7) {}
 
     // Values round 0 with exact zeros, negatives and values below the guard value among them,
     // so that every guarded branch is met.
@@ -51,41 +41,9 @@ protected:
         return image;
     }
 
-    cFloatImagePtr Clone(Images image, bool perSlice = false) {
-        cFloatImagePtr copy = Make(image->GetDimensions(), perSlice);
-        const std::vector<float> pixels = Pixels(image);
-        std::size_t i = 0;
-        ForEach(copy, [&](float& p) { p = pixels[i++]; });
-        return copy;
-    }
-
-    static void ForEach(Images image, const std::function<void(float&)>& f) {
-        const cImageDimensions s = image->GetDimensions();
-        for (uint32_t z = 0; z < s.z; ++z)
-            for (uint32_t y = 0; y < s.y; ++y)
-                for (uint32_t x = 0; x < s.x; ++x)
-                    f(image->GetLinePointer(y, z)[x]);
-    }
-
-    static std::vector<float> Pixels(Images image) {
-        std::vector<float> pixels;
-        ForEach(image, [&](float& p) { pixels.push_back(p); });
-        return pixels;
-    }
-
-    static float& At(Images image, uint32_t x, uint32_t y, uint32_t z) {
-        return image->GetLinePointer(y, z)[x];
-    }
-
-    static bool Same(float a, float b) {
-        return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof a) == 0;
-    }
-
     cImageMathPtr plainPtr{new cImageMathGeneric};
     cImageMathGeneric& plain = static_cast<cImageMathGeneric&>(*plainPtr);
     cImageMathHighway vector{plainPtr};
-    std::vector<std::vector<float>> mStorage;
-    std::mt19937 mRandom{7};
 };
 
 // How an operation's vector result must relate to the plain one for input pixels p (of a) and
