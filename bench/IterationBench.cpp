@@ -107,6 +107,43 @@ BENCHMARK(MlemPass)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
+// One convolution with a kept PSF, as a pass makes two, against one bare forward and one
+// bare inverse transform of the same size.
+void KeptKernelConvolution(benchmark::State& state) {
+    const cImageDimensions size{uint32_t(state.range(0)), uint32_t(state.range(1)),
+                                uint32_t(state.range(2))};
+    cFFTManager& fft = cFFTManager::Instance();
+    fft.ReleaseThreadInstances();
+    fft.AddInstance(size, 1, 3);
+    fft.InitializePlans();
+    cFloatImagePtr image = RandomImage(size, 1, 90.0f, 400.0f);
+    cFloatImagePtr result = RandomImage(size, 2, 0.0f, 1.0f);
+    cFloatImagePtr kept = RandomImage(cImageDimensions{size.x + 2, size.y, size.z}, 3, 0, 1);
+    fft.KeepKernel(RandomImage(size, 4, 0.0f, 1.0f), kept);
+    BareTransforms bare(size);
+    fft.ConvolveKept(image, kept, result, 2);
+    double convolutionTotal = 0, bareTotal = 0;
+    for (auto _ : state) {
+        const Clock::time_point start = Clock::now();
+        fft.ConvolveKept(image, kept, result, 2);
+        const double seconds = Seconds(start);
+        state.SetIterationTime(seconds);
+        convolutionTotal += seconds;
+        const Clock::time_point bareStart = Clock::now();
+        bare.Forward(false);
+        bare.Inverse();
+        bareTotal += Seconds(bareStart);
+    }
+    state.counters["bare_ms"] = 1e3 * bareTotal / double(state.iterations());
+    state.counters["ratio"] = convolutionTotal / bareTotal;
+    fft.ReleaseThreadInstances();
+}
+
+BENCHMARK(KeptKernelConvolution)
+    ->Args({288, 288, 80})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
 // One pass of a plane method as a run makes it (Good's step included) against four bare
 // transforms of the plane: ML-EM of a plane with one update (two convolutions with the kept
 // PSF transform: four transforms) and the blind method with one PSF and one object update

@@ -23,7 +23,7 @@ void cGoldsMethodOptimization::Apply(cFloatImagePtr& object, cFloatImagePtr& ori
 
         cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
         const cFloatImagePtr& W = mWorkImage;
-        cFFTManager::Instance().ConvolveHalfSpectrum(object, mPsfTransform.Of(psf), W, 2);
+        cFFTManager::Instance().ConvolveKept(object, mPsfTransform.Of(psf), W, 2);
         math->DivideImage(original, W, W);
         math->MultiplyImage(object, W, W);
         // Below 0, not below 1e-20: a pixel that is 0 stays 0, as the ratio method has it.

@@ -11,7 +11,7 @@ const cFloatImagePtr& cKeptPsfTransform::Of(const cFloatImagePtr& psf) {
         transforms.GetPackedDimensions(psf->GetDimensions(), packed);
         if (mSpectrum.IsNull() || !(mSpectrum->GetDimensions() == packed))
             mSpectrum = new cFloatImage(packed, Contiguous3D, "cKeptPsfTransform");
-        transforms.ForwardHalfSpectrum(psf, mSpectrum);
+        transforms.KeepKernel(psf, mSpectrum);
         mPsf = psf.Get();
     }
     return mSpectrum;

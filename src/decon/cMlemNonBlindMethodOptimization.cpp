@@ -75,7 +75,7 @@ void cMlemNonBlindMethodOptimization::Update(cFloatImagePtr& object, cFloatImage
 
     const cFloatImagePtr& psfTransform = mPsfTransform.Of(psf);
     cFloatImagePtr reblurred = mAcceleration->GetReblurredImage();
-    transforms.ConvolveHalfSpectrum(object, psfTransform, reblurred, 2);
+    transforms.ConvolveKept(object, psfTransform, reblurred, 2);
     if (subPixels)
         transforms.Convolve(reblurred, mKernel, reblurred, 2);
     timer.Done(" seconds for first Convolution");
@@ -86,7 +86,7 @@ void cMlemNonBlindMethodOptimization::Update(cFloatImagePtr& object, cFloatImage
         math->GenerateGridMask(factor, mSubPixelXY, mSubPixelZ);
     timer.Done(" seconds to Divide");
 
-    transforms.ConvolveHalfSpectrum(factor, psfTransform, factor, 1);
+    transforms.ConvolveKept(factor, psfTransform, factor, 1);
     if (subPixels)
         transforms.Convolve(factor, mKernel, factor, 2);
     timer.Done(" seconds for second Convolution");

@@ -55,6 +55,15 @@ public:
     // result is the same, bit for bit, as Convolve with the kernel itself.
     virtual void ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePtr& spectrum,
                                       const cFloatImagePtr& result, int mode) = 0;
+    // A kernel kept for convolving with again and again, in whatever order the instance
+    // convolves with fastest; kept is a contiguous image of the packed size, and nothing but
+    // ConvolveKept of an instance of the kernel's size reads it.
+    virtual void KeepKernel(const cFloatImagePtr& kernel, const cFloatImagePtr& kept) = 0;
+    // Convolve (mode 2) or correlate (mode 1) with a kept kernel; other modes are refused.
+    // The result is Convolve's within float rounding (a stack is transformed in another
+    // order), and the same for any thread count. result may be a.
+    virtual void ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
+                              const cFloatImagePtr& result, int mode) = 0;
     // The inverse: a packed half spectrum back to a real image, divided by the pixel count.
     virtual void InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) = 0;
     // Convolve whose kernel b may lie in an image with longer lines (the packed width

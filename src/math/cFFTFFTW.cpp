@@ -176,10 +176,14 @@ void cFFTFFTW::InitializePlans() {
         const std::size_t x = mDimensions.x, y = mDimensions.y, z = mDimensions.z;
         // One spectrum: X/2 + 1 complex values per line; the two spectra together also hold
         // the X * Y * Z complex values of a full complex transform.
-        const std::size_t spectrumFloats = RoundUp(2 * (x / 2 + 1) * y * z);
-        const std::size_t stageFloats = RoundUp(x * y * z);
+        // The sliced convolution's spectrum has its slices on whole cache lines.
+        const std::size_t spectrumFloats = std::max(
+            RoundUp(2 * (x / 2 + 1) * y * z), cSlicedConvolution::SpectrumFloats(mDimensions));
+        const std::size_t stageFloats =
+            std::max(RoundUp(x * y * z), cSlicedConvolution::StageFloats(mDimensions));
         // Each work image is one block, whose size the memory manager counts in 32 bits.
-        if (2 * spectrumFloats + kAlignFloats > UINT32_MAX)
+        if (2 * spectrumFloats + kAlignFloats > UINT32_MAX ||
+            stageFloats + kAlignFloats > UINT32_MAX)
             Fail("Invalid Dimensions in InitializePlans", 2);
         mStore = new cFloatImage(
             cImageDimensions{static_cast<uint32_t>(2 * spectrumFloats + kAlignFloats), 1, 1},
@@ -192,17 +196,21 @@ void cFFTFFTW::InitializePlans() {
         mStagePixels = AlignedStart(mStage->GetSlicePointer(0));
         mPlanAlignment = fftwf_alignment_of(mStagePixels);
 
+        bool sliced = true;
         {
             const PlannerLock lock;
             PreparePlanner();
             MakePlans(mVolume, mDimensions.z);
-            if (mDimensions.z > 1)
+            if (mDimensions.z > 1) {
                 MakePlans(mPlane, 1);
+                sliced = mSliced.Plan(mDimensions, mFirstSpectrum, mStagePixels);
+                PreparePlanner();
+            }
         }
         for (const cPlanSet* plans : {&mVolume, &mPlane}) {
             if (plans->depth == 0)
                 continue;
-            if (!plans->forwardReal || !plans->inverseReal || !plans->forwardComplex ||
+            if (!sliced || !plans->forwardReal || !plans->inverseReal || !plans->forwardComplex ||
                 !plans->inverseComplex) {
                 ReleasePlans();
                 Fail("IPP Math Error in InitializePlans: FFTW could not make a plan", 2);
@@ -222,6 +230,7 @@ void cFFTFFTW::ReleasePlans() {
             const PlannerLock lock;
             DestroyPlans(mVolume);
             DestroyPlans(mPlane);
+            mSliced.Release();
         }
         mFirstSpectrum = mSecondSpectrum = mStagePixels = nullptr;
         mStore = nullptr;
@@ -348,6 +357,42 @@ void cFFTFFTW::ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePt
                                              static_cast<uint32_t>(line / y));
             },
             *result, mode, depth);
+    });
+}
+
+// A stack's kernel is kept in the sliced convolution's order; a plane's as its half
+// spectrum, which the plane convolution reads as it lies.
+void cFFTFFTW::KeepKernel(const cFloatImagePtr& kernel, const cFloatImagePtr& kept) {
+    Guard([&] {
+        CheckNotNull("KeepKernel", {kernel.Get(), kept.Get()});
+        const uint32_t depth = CommonDepth("KeepKernel", {kernel.Get()});
+        if (!FitsPacked(*kept, depth) || !kept->IsContiguous3D())
+            Fail("Invalid Dimensions in KeepKernel", 2);
+        EnsurePlans();
+        if (depth == 1) {
+            ForwardHalfSpectrum(kernel, kept);
+            return;
+        }
+        mSliced.Keep(*kernel, kept->GetSlicePointer(0), mFirstSpectrum, mStagePixels);
+    });
+}
+
+void cFFTFFTW::ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
+                            const cFloatImagePtr& result, int mode) {
+    Guard([&] {
+        CheckNotNull("ConvolveKept", {a.Get(), kept.Get(), result.Get()});
+        const uint32_t depth = CommonDepth("ConvolveKept", {a.Get(), result.Get()});
+        if (!FitsPacked(*kept, depth) || !kept->IsContiguous3D())
+            Fail("Invalid Dimensions in ConvolveKept", 2);
+        if (mode != 1 && mode != 2)
+            Fail("Invalid Mode in ConvolveKept", 2);
+        EnsurePlans();
+        if (depth == 1) {
+            ConvolveHalfSpectrum(a, kept, result, mode);
+            return;
+        }
+        mSliced.Convolve(*a, kept->GetSlicePointer(0), *result, mode == 1, mFirstSpectrum,
+                         mStagePixels);
     });
 }
 

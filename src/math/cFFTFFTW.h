@@ -5,6 +5,7 @@
 
 #include "core/ClassLevelLockable.h"
 #include "math/cFFT.h"
+#include "math/cSlicedConvolution.h"
 
 namespace Ovidane {
 
@@ -64,6 +65,9 @@ public:
     void InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
     void ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePtr& spectrum,
                               const cFloatImagePtr& result, int mode) override;
+    void KeepKernel(const cFloatImagePtr& kernel, const cFloatImagePtr& kept) override;
+    void ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
+                      const cFloatImagePtr& result, int mode) override;
 
     bool HasPlans() const { return mVolume.forwardReal != nullptr; }
 
@@ -122,6 +126,7 @@ private:
     int mSecond;
     cPlanSet mVolume;
     cPlanSet mPlane; // only for Z above 1; a single-plane instance uses mVolume
+    cSlicedConvolution mSliced; // convolutions with a kept kernel, for Z above 1
     cFloatImagePtr mStore;
     cFloatImagePtr mStage;
     float* mFirstSpectrum = nullptr;

@@ -125,6 +125,15 @@ void cFFTManager::ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImag
     });
 }
 
+void cFFTManager::KeepKernel(const cFloatImagePtr& kernel, const cFloatImagePtr& kept) {
+    Guard([&] { InstanceFor(kernel, "KeepKernel")->KeepKernel(kernel, kept); });
+}
+
+void cFFTManager::ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
+                               const cFloatImagePtr& result, int mode) {
+    Guard([&] { InstanceFor(a, "ConvolveKept")->ConvolveKept(a, kept, result, mode); });
+}
+
 // The lookup names the operation Convolve, as the regular convolution does.
 void cFFTManager::ConvolveOTF(const cFloatImagePtr& a, const cFloatImagePtr& b,
                               const cFloatImagePtr& result, int mode) {

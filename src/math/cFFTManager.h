@@ -49,6 +49,11 @@ public:
     // Convolve with a kernel given by its half spectrum; served by the instance of a's size.
     void ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePtr& spectrum,
                               const cFloatImagePtr& result, int mode);
+    // A kernel kept for ConvolveKept, and the convolution with it; served by the instance of
+    // the kernel's (a's) size.
+    void KeepKernel(const cFloatImagePtr& kernel, const cFloatImagePtr& kept);
+    void ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
+                      const cFloatImagePtr& result, int mode);
     void ConvolveOTF(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& result,
                      int mode);
     void FFTPacked(const cFloatImagePtr& in, const cFloatImagePtr& out, int direction);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/cException.h"
+#include "core/cWorkerThreads.h"
 #include "math/cFFTManager.h"
 #include "support/TestImages.h"
 
@@ -144,6 +145,37 @@ TEST_F(cFFTManagerTest, KeptSpectraGiveTheDirectResultBitForBit) {
     EXPECT_NE(FailureOf([&] { fft.WienerFilterSpectrum(a, a, a, 0.1f); }), "");
 }
 
+// A kept kernel convolves as the direct call does, within float rounding: stacks with odd
+// widths (slices off the plans' alignment), more columns than one batch with a shorter last
+// one, and a plane; in place, both modes, and the same bits for any thread count.
+TEST_F(cFFTManagerTest, KeptKernelsConvolveAsTheDirectCall) {
+    const cImageDimensions sizes[] = {{15, 6, 4}, {300, 7, 5}, {15, 6, 1}};
+    Prepare({sizes[0], sizes[1]});
+    cFFTManager& fft = cFFTManager::Instance();
+    const int threads = cWorkerThreads::Count();
+    for (const cImageDimensions& size : sizes) {
+        const cFloatImagePtr kernel = RandomImage(size, 71);
+        const cFloatImagePtr kept = Constant({size.x + 2, size.y, size.z}, 7.0f);
+        fft.KeepKernel(kernel, kept);
+        for (int mode : {1, 2}) {
+            const cFloatImagePtr image = RandomImage(size, 72), direct = MakeImage(size);
+            fft.Convolve(image, kernel, direct, mode);
+            std::vector<float> first;
+            for (int count : {1, 2, 7}) {
+                cWorkerThreads::SetCount(count);
+                const cFloatImagePtr result = RandomImage(size, 72);
+                fft.ConvolveKept(result, kept, result, mode);
+                EXPECT_LT(RelativeError(Pixels(result), Pixels(direct)), 1e-5)
+                    << size.x << "x" << size.y << "x" << size.z << " mode " << mode;
+                if (first.empty())
+                    first = Pixels(result);
+                EXPECT_EQ(Pixels(result), first) << count << " threads";
+            }
+            cWorkerThreads::SetCount(threads);
+        }
+    }
+}
+
 TEST_F(cFFTManagerTest, ImagesInAnyLayoutOrAlignmentGiveIdenticalResults) {
     const cImageDimensions size{12, 10, 6};
     Prepare({size});
@@ -225,6 +257,8 @@ TEST_F(cFFTManagerTest, MissingOrMismatchedInputsAreRefused) {
     const cFloatImagePtr deeper = MakeImage({8, 8, 5}), narrow = MakeImage({6, 8, 4});
     for (const auto& call : std::initializer_list<std::function<void()>>{
              [&] { fft.WienerFilter(a, none, b, 0.1f); }, [&] { fft.FFTFwd(a, none, a, none); },
-             [&] { fft.Convolve(a, deeper, b, 2); }, [&] { fft.ConvolveOTF(a, narrow, b, 2); }})
+             [&] { fft.Convolve(a, deeper, b, 2); }, [&] { fft.ConvolveOTF(a, narrow, b, 2); },
+             [&] { fft.KeepKernel(a, b); }, [&] { fft.ConvolveKept(a, b, b, 2); },
+             [&] { fft.ConvolveKept(a, MakeImage({10, 8, 4}), b, 3); }})
         EXPECT_NE(FailureOf(call), "");
 }

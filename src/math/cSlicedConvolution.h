@@ -1,0 +1,66 @@
+#pragma once
+#include <cstdint>
+#include <fftw3.h>
+
+#include "core/cImageDimensions.h"
+#include "image/cOvdImage.h"
+
+namespace Ovidane {
+
+// A convolution of a stack with a kept half spectrum, taken slice by slice.
+//
+// A pair of 3D transforms passes the whole spectrum through memory four times (each slice,
+// then the columns along z, both ways) and the product with the kernel twice more. Here
+// the slices are transformed one by one; then, a batch of columns at a time, the transform
+// along z, the product and the inverse along z run while the batch sits in cache; then the
+// slices are transformed back. The spectrum crosses memory twice, and the kernel, kept in
+// the order the batches read it, once.
+//
+// Every slice and every batch is transformed by the same single-threaded plan, whichever
+// thread takes it, so the result does not depend on the thread count. The spectrum's slices
+// start on cache-line boundaries, and an image slice that FFTW's plans cannot read where it
+// lies passes through the stage.
+class cSlicedConvolution {
+public:
+    cSlicedConvolution() = default;
+    cSlicedConvolution(const cSlicedConvolution&) = delete;
+    cSlicedConvolution& operator=(const cSlicedConvolution&) = delete;
+
+    // Floats of the spectrum scratch and of the stage that Plan and Run need for `size`.
+    static std::size_t SpectrumFloats(const cImageDimensions& size);
+    static std::size_t StageFloats(const cImageDimensions& size);
+
+    // Makes the plans on the given scratch (aligned to 64 bytes), under the planner lock;
+    // false when FFTW could not make one. Release frees them, under the lock too.
+    bool Plan(const cImageDimensions& size, float* spectrum, float* stage);
+    void Release();
+    bool HasPlans() const { return mSliceForward != nullptr; }
+
+    // The kernel's spectrum, in the order Convolve reads it: batch by batch, each batch's
+    // columns slice after slice (2 (X/2+1) Y Z floats from `kept`).
+    void Keep(const cFloatImage& kernel, float* kept, float* spectrum, float* stage) const;
+    // result = in convolved with the kept kernel, or correlated with it (`conjugate`).
+    // in and result may be one image.
+    void Convolve(const cFloatImage& in, const float* kept, const cFloatImage& result,
+                  bool conjugate, float* spectrum, float* stage) const;
+
+private:
+    void ForwardSlices(const cFloatImage& in, float* spectrum, float* stage) const;
+    void InverseSlices(float* spectrum, const cFloatImage& out, float* stage) const;
+    // Runs body(first, count) for every batch of columns, batches in parallel, with the
+    // batch transformed along z (in place) before it; `inverse` transforms it back after.
+    template <class Body> void ForEachBatch(float* spectrum, bool inverse, Body&& body) const;
+
+    cImageDimensions mSize{1, 1, 1};
+    uint64_t mHalf = 0;        // complex values per line of the spectrum
+    uint64_t mSliceStride = 0; // floats from one spectrum slice to the next
+    uint64_t mStageStride = 0; // floats from one stage slice to the next
+    fftwf_plan mSliceForward = nullptr;
+    fftwf_plan mSliceInverse = nullptr;
+    fftwf_plan mColumnsForward = nullptr; // along z, a batch of columns
+    fftwf_plan mColumnsInverse = nullptr;
+    fftwf_plan mTailForward = nullptr; // the last, shorter batch
+    fftwf_plan mTailInverse = nullptr;
+};
+
+} // namespace Ovidane
