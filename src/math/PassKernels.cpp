@@ -136,10 +136,31 @@ void ExtrapolationGradientLineKernel(uint32_t n, const float* x, const float* m,
             h[i] = update * (m[i] > 0.0f ? FastMath::Log(m[i]) : 0.0f);
         });
     // Eight sums in double, pixel i into sum i % 8, joined in a fixed order: the same on
-    // every target.
+    // every target. Whole groups of eight run in vectors of doubles, lane j of the group's
+    // k-th vector being sum k * lanes + j.
     constexpr uint32_t kLanes = 8;
-    double cross[kLanes] = {}, square[kLanes] = {};
-    for (uint32_t i = 0; i < n; ++i) {
+    const hn::CappedTag<double, kLanes> dd;
+    const hn::Rebind<float, decltype(dd)> df;
+    constexpr std::size_t kMaxVectors = kLanes;
+    const std::size_t lanes = hn::Lanes(dd), vectors = kLanes / lanes;
+    using VD = hn::Vec<decltype(dd)>;
+    VD crossVectors[kMaxVectors], squareVectors[kMaxVectors];
+    for (std::size_t k = 0; k < vectors; ++k)
+        crossVectors[k] = squareVectors[k] = hn::Zero(dd);
+    uint32_t i = 0;
+    for (; i + kLanes <= n; i += kLanes)
+        for (std::size_t k = 0; k < vectors; ++k) {
+            const VD previous = hn::PromoteTo(dd, hn::LoadU(df, last + i + k * lanes));
+            const VD gradient = hn::PromoteTo(dd, hn::LoadU(df, h + i + k * lanes));
+            crossVectors[k] = hn::Add(crossVectors[k], hn::Mul(gradient, previous));
+            squareVectors[k] = hn::Add(squareVectors[k], hn::Mul(previous, previous));
+        }
+    double cross[kLanes], square[kLanes];
+    for (std::size_t k = 0; k < vectors; ++k) {
+        hn::StoreU(crossVectors[k], dd, cross + k * lanes);
+        hn::StoreU(squareVectors[k], dd, square + k * lanes);
+    }
+    for (; i < n; ++i) {
         const double previous = last[i];
         cross[i % kLanes] += static_cast<double>(h[i]) * previous;
         square[i % kLanes] += previous * previous;
