@@ -61,8 +61,8 @@ bool cSlicedConvolution::Plan(const cImageDimensions& size, float* spectrum, flo
     const int stride = static_cast<int>(mSliceStride / 2);
     // Every piece runs on one worker thread; the pieces are spread over the workers here.
     fftwf_plan_with_nthreads(1);
-    mSliceForward = fftwf_plan_dft_r2c_2d(y, x, stage, Complex(spectrum),
-                                          FFTW_ESTIMATE | FFTW_PRESERVE_INPUT);
+    mSliceForward =
+        fftwf_plan_dft_r2c_2d(y, x, stage, Complex(spectrum), FFTW_ESTIMATE | FFTW_PRESERVE_INPUT);
     mSliceInverse = fftwf_plan_dft_c2r_2d(y, x, Complex(spectrum), stage, FFTW_ESTIMATE);
     const int batch = static_cast<int>(std::min(kBatch, columns));
     mColumnsForward = PlanColumns(z, batch, stride, spectrum, FFTW_FORWARD);
@@ -87,8 +87,7 @@ void cSlicedConvolution::Release() {
     }
 }
 
-void cSlicedConvolution::ForwardSlices(const cFloatImage& in, float* spectrum,
-                                       float* stage) const {
+void cSlicedConvolution::ForwardSlices(const cFloatImage& in, float* spectrum, float* stage) const {
     const uint64_t slicePixels = uint64_t{mSize.x} * mSize.y;
     cWorkerPool::ForEach(mSize.z, ImageWalk::ThreadsFor(mSize.Voxels()), [&](int64_t z, int) {
         float* source = in.GetSlicePointer(static_cast<uint32_t>(z));

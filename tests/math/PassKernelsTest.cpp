@@ -33,8 +33,8 @@ void CheckAgainstScalarFormulas() {
         SCOPED_TRACE(n);
         std::vector<float> x = RandomLine(n, 1, 0.0f, 400.0f), m = RandomLine(n, 2, -0.2f, 3.0f),
                            last = RandomLine(n, 3, -5.0f, 5.0f), q = RandomLine(n, 4, 0.0f, 400.0f);
-        q[0] = 0.0f;           // no ratio: the plain update stands
-        m[n / 2] = 0.0f;       // no logarithm: a zero gradient
+        q[0] = 0.0f;     // no ratio: the plain update stands
+        m[n / 2] = 0.0f; // no logarithm: a zero gradient
         std::vector<float> p(n), h(n), out(n);
         PassKernels::cGradientSums sums;
         PassKernels::ExtrapolationGradientLine(n, x.data(), m.data(), last.data(), p.data(),

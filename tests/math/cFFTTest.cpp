@@ -36,9 +36,7 @@ double RelativeError(const std::vector<float>& actual, const std::vector<float>&
 class cFFTManagerTest : public ::testing::Test {
 protected:
     void SetUp() override { cFFTManager::Instance().ReleaseThreadInstances(); }
-    void TearDown() override {
-        cFFTManager::Instance().ReleaseThreadInstances();
-    }
+    void TearDown() override { cFFTManager::Instance().ReleaseThreadInstances(); }
     static void Prepare(std::initializer_list<cImageDimensions> sizes) {
         cFFTManager& manager = cFFTManager::Instance();
         for (const cImageDimensions& size : sizes)
