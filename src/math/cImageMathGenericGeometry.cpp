@@ -13,6 +13,7 @@
 #include "core/cException.h"
 #include "core/cWorkerPool.h"
 #include "math/ImageWalk.h"
+#include "math/PsfKernels.h"
 #include "math/PsfPhase.h"
 
 namespace Ovidane {
@@ -602,14 +603,9 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                                      s.sine);
             std::fill_n(s.real, R, 0.0f);
             std::fill_n(s.imaginary, R, 0.0f);
-            for (uint32_t j = 0; j < P; ++j) {
-                const float* row = tableLines[j];
-                const float c = s.cosine[j], sn = s.sine[j];
-                for (uint32_t i = 0; i < R; ++i) {
-                    s.real[i] += c * row[i];
-                    s.imaginary[i] += sn * row[i];
-                }
-            }
+            for (uint32_t j = 0; j < P; ++j)
+                PsfKernels::AddPupilTerm(tableLines[j], s.cosine[j], s.sine[j], s.real,
+                                         s.imaginary, R);
             for (uint32_t i = 0; i < R; ++i)
                 s.intensity[i] = s.real[i] * s.real[i] + s.imaginary[i] * s.imaginary[i];
             for (uint32_t y = 0; y <= halfH; ++y) {
@@ -637,8 +633,8 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                     p == 0 ? 1.0f : 2.0f);
         };
         // Adds the S by S blocks of the oversampled plane to target plane tp. Each block is
-        // summed from 0 in row order, then column order; a whole target line of blocks is
-        // formed at once, so that the innermost loops run along the line.
+        // summed from 0 row by row, each row's sub-pixels in column order; a whole target
+        // line of blocks is formed at once.
         const auto binPlane = [&](const cScratch& s, uint32_t tp) {
             float* blocks = s.blocks;
             for (uint32_t y = 0; y < NY; ++y) {
@@ -646,9 +642,7 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                 for (uint32_t by = 0; by < S; ++by) {
                     const uint32_t row = y * S + by;
                     const float* source = s.plane + std::size_t{row <= halfH ? row : H - row} * W;
-                    for (uint32_t bx = 0; bx < S; ++bx)
-                        for (uint32_t x = 0; x < NX; ++x)
-                            blocks[x] += source[x * S + bx];
+                    PsfKernels::AddRowBlocks(source, blocks, NX, S);
                 }
                 float* line = target->GetLinePointer(y, tp);
                 for (uint32_t x = 0; x < NX; ++x)
