@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <random>
+#include <utility>
 
 #include "BareTransforms.h"
 #include "core/cMessageSink.h"
@@ -45,13 +46,37 @@ cFloatImagePtr RandomImage(const cImageDimensions& size, unsigned seed, float lo
     return image;
 }
 
-void MlemPass(benchmark::State& state) {
-    const cImageDimensions size{uint32_t(state.range(0)), uint32_t(state.range(1)),
-                                uint32_t(state.range(2))};
+// The transform service with one planned instance of `size` on this thread.
+cFFTManager& PlannedTransforms(const cImageDimensions& size) {
     cFFTManager& fft = cFFTManager::Instance();
     fft.ReleaseThreadInstances();
     fft.AddInstance(size, 1, 3);
     fft.InitializePlans();
+    return fft;
+}
+
+// Times `work` in every iteration, and `bare` right after it; sets the iteration's time to
+// the work's and answers the two totals.
+template <class Work, class Bare>
+std::pair<double, double> TimeAgainstBare(benchmark::State& state, Work&& work, Bare&& bare) {
+    double workTotal = 0, bareTotal = 0;
+    for (auto _ : state) {
+        const Clock::time_point start = Clock::now();
+        work();
+        const double seconds = Seconds(start);
+        state.SetIterationTime(seconds);
+        workTotal += seconds;
+        const Clock::time_point bareStart = Clock::now();
+        bare();
+        bareTotal += Seconds(bareStart);
+    }
+    return {workTotal, bareTotal};
+}
+
+void MlemPass(benchmark::State& state) {
+    const cImageDimensions size{uint32_t(state.range(0)), uint32_t(state.range(1)),
+                                uint32_t(state.range(2))};
+    cFFTManager& fft = PlannedTransforms(size);
     cFloatImagePtr original = RandomImage(size, 1, 90.0f, 400.0f);
     cFloatImagePtr object = RandomImage(size, 2, 90.0f, 400.0f);
     cFloatImagePtr psf = RandomImage(size, 3, 0.0f, 1.0f);
@@ -77,20 +102,12 @@ void MlemPass(benchmark::State& state) {
     bare.Forward(false);
     bare.Inverse();
     const uint64_t imagesBefore = cMemoryManagerContainer::AllocationCount();
-    double passTotal = 0, bareTotal = 0;
-    for (auto _ : state) {
-        const Clock::time_point start = Clock::now();
-        runPass();
-        const double seconds = Seconds(start);
-        state.SetIterationTime(seconds);
-        passTotal += seconds;
-        const Clock::time_point bareStart = Clock::now();
-        bare.Forward(false);
-        bare.Inverse();
-        bare.Forward(false);
-        bare.Inverse();
-        bareTotal += Seconds(bareStart);
-    }
+    const auto [passTotal, bareTotal] = TimeAgainstBare(state, runPass, [&] {
+        for (int i = 0; i < 2; ++i) {
+            bare.Forward(false);
+            bare.Inverse();
+        }
+    });
     const double passes = double(state.iterations());
     state.counters["bare_ms"] = 1e3 * bareTotal / passes;
     state.counters["ratio"] = passTotal / bareTotal;
@@ -112,28 +129,18 @@ BENCHMARK(MlemPass)
 void KeptKernelConvolution(benchmark::State& state) {
     const cImageDimensions size{uint32_t(state.range(0)), uint32_t(state.range(1)),
                                 uint32_t(state.range(2))};
-    cFFTManager& fft = cFFTManager::Instance();
-    fft.ReleaseThreadInstances();
-    fft.AddInstance(size, 1, 3);
-    fft.InitializePlans();
+    cFFTManager& fft = PlannedTransforms(size);
     cFloatImagePtr image = RandomImage(size, 1, 90.0f, 400.0f);
     cFloatImagePtr result = RandomImage(size, 2, 0.0f, 1.0f);
     cFloatImagePtr kept = RandomImage(cImageDimensions{size.x + 2, size.y, size.z}, 3, 0, 1);
     fft.KeepKernel(RandomImage(size, 4, 0.0f, 1.0f), kept);
     BareTransforms bare(size);
-    fft.ConvolveKept(image, kept, result, 2);
-    double convolutionTotal = 0, bareTotal = 0;
-    for (auto _ : state) {
-        const Clock::time_point start = Clock::now();
-        fft.ConvolveKept(image, kept, result, 2);
-        const double seconds = Seconds(start);
-        state.SetIterationTime(seconds);
-        convolutionTotal += seconds;
-        const Clock::time_point bareStart = Clock::now();
+    const auto convolve = [&] { fft.ConvolveKept(image, kept, result, 2); };
+    convolve();
+    const auto [convolutionTotal, bareTotal] = TimeAgainstBare(state, convolve, [&] {
         bare.Forward(false);
         bare.Inverse();
-        bareTotal += Seconds(bareStart);
-    }
+    });
     state.counters["bare_ms"] = 1e3 * bareTotal / double(state.iterations());
     state.counters["ratio"] = convolutionTotal / bareTotal;
     fft.ReleaseThreadInstances();
@@ -151,10 +158,7 @@ BENCHMARK(KeptKernelConvolution)
 void PlanePass(benchmark::State& state) {
     const cImageDimensions size{uint32_t(state.range(0)), uint32_t(state.range(0)), 1};
     const bool blind = state.range(1) != 0;
-    cFFTManager& fft = cFFTManager::Instance();
-    fft.ReleaseThreadInstances();
-    fft.AddInstance(size, 1, 3);
-    fft.InitializePlans();
+    cFFTManager& fft = PlannedTransforms(size);
     cFloatImagePtr original = RandomImage(size, 1, 90.0f, 400.0f);
     cFloatImagePtr object = RandomImage(size, 2, 90.0f, 400.0f);
     cFloatImagePtr psf = RandomImage(size, 3, 0.0f, 1.0f);
@@ -181,20 +185,12 @@ void PlanePass(benchmark::State& state) {
     BareTransforms bare(size);
     runPass();
     runPass();
-    double passTotal = 0, bareTotal = 0;
-    for (auto _ : state) {
-        const Clock::time_point start = Clock::now();
-        runPass();
-        const double seconds = Seconds(start);
-        state.SetIterationTime(seconds);
-        passTotal += seconds;
-        const Clock::time_point bareStart = Clock::now();
+    const auto [passTotal, bareTotal] = TimeAgainstBare(state, runPass, [&] {
         for (int i = 0; i < 2; ++i) {
             bare.Forward(false);
             bare.Inverse();
         }
-        bareTotal += Seconds(bareStart);
-    }
+    });
     state.counters["four_bare_ms"] = 1e3 * bareTotal / double(state.iterations());
     state.counters["ratio"] = passTotal / bareTotal;
     state.counters["threads"] = cWorkerThreads::Count();
