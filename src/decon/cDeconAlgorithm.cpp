@@ -33,6 +33,7 @@
 #include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
 #include "image/cMemoryRequest.h"
 #include "math/cFFTManager.h"
+#include "platform/MemoryFiles.h"
 
 namespace Ovidane {
 
@@ -52,7 +53,7 @@ void cDeconAlgorithm::DeleteOriginalFileIfOwned() {
     if (p.GetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE)) {
         const std::string& name = p.GetString(DEC_SPARAMS_ORIGINAL_FILE);
         if (!name.empty())
-            (void)std::remove(name.c_str());
+            (void)Platform::RemoveFile(name);
     }
 }
 

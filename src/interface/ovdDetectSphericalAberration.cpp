@@ -14,6 +14,7 @@
 #include "interface/ovdRunSetup.h"
 #include "largevolume/SubvolumeMemoryBudget.h"
 #include "math/cFFTManager.h"
+#include "platform/MemoryFiles.h"
 
 namespace Ovidane {
 namespace {
@@ -76,7 +77,7 @@ bool BringInputToFloat(const ovdDetectArguments& a, cDeconParameter& p) {
                          : ovdConvertToFloatFile<uint8_t>(a.inputFile, a.convertedFile, a.width,
                                                           a.height, a.depth);
     if (code != 0) {
-        std::remove(a.convertedFile.c_str());
+        Platform::RemoveFile(a.convertedFile);
         return false;
     }
     p.SetString(DEC_SPARAMS_ORIGINAL_FILE, a.convertedFile);
@@ -92,7 +93,7 @@ uint16_t ovdDetectSphericalAberration(const ovdDetectArguments& a, float* result
         const std::string& name;
         ~RemoveConvertedCopy() {
             if (!name.empty())
-                std::remove(name.c_str());
+                Platform::RemoveFile(name);
         }
     } removeConvertedCopy{a.convertedFile};
 

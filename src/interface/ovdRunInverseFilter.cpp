@@ -12,7 +12,10 @@
 #include "interface/ovdRunSetup.h"
 #include "io/cTempFileGenerator.h"
 #include "largevolume/SubvolumeMemoryBudget.h"
+#include "largevolume/cSubvoluming.h"
 #include "math/cFFT.h"
+#include "platform/MemoryFiles.h"
+#include "platform/MemoryFiles.h"
 
 namespace Ovidane {
 namespace {
@@ -27,7 +30,8 @@ int32_t NoiseLevelFlag(uint16_t level) {
     }
 }
 
-// Brings an 8-bit or 16-bit stack to a float file in the temporary directory.
+// Brings an 8-bit or 16-bit stack to a float file in the temporary directory, or to a
+// memory file.
 template <class Source>
 uint16_t ConvertInput(const ovdRunArguments& a, ovdRunState& state) {
     // The estimate is computed as the conversion's own size check always was: in 32-bit
@@ -35,17 +39,18 @@ uint16_t ConvertInput(const ovdRunArguments& a, ovdRunState& state) {
     // subvolume stage tests the disk again with exact sizes.
     const uint32_t neededKilobytes =
         uint32_t(a.width) * uint32_t(a.height) * uint32_t(a.depth) * 4u / 1000u;
-    if (!ovdCheckDiskSpace(neededKilobytes, a.tempDirectory)) {
+    cTempFileGenerator& generator = cTempFileGenerator::Instance();
+    if (!generator.IsInMemory() && !ovdCheckDiskSpace(neededKilobytes, a.tempDirectory)) {
         cFailureReason::Record("the temporary directory's disk has less room than the float copy "
                                "of the input needs (" +
                                std::to_string(neededKilobytes) + " kB), or its space is unknown");
         return OVD_RESULT_CANNOT_CREATE_FILE;
     }
-    const char* name = cTempFileGenerator::Instance().Generate();
+    const char* name = generator.Generate();
     if (!name)
         return OVD_RESULT_CONVERSION_FAILED;
     if (ovdConvertToFloatFile<Source>(a.inputFile, name, a.width, a.height, a.depth) != 0) {
-        std::remove(name);
+        Platform::RemoveFile(name);
         return OVD_RESULT_CONVERSION_FAILED;
     }
     state.floatInputFile = name;
@@ -232,16 +237,44 @@ uint16_t RefuseValuesNoRunCanUse(const ovdRunArguments& a) {
     return OVD_RESULT_SUCCESS;
 }
 
+// The bytes of the run's temporary files when it keeps them in memory, else 0. A run of
+// one subvolume keeps the float copy of its stack, the padded subvolume and its results
+// in memory when they fit into what the budget leaves beyond the working images: its
+// files then cost no system calls, page cache or disk. A cut stays on disk: its files
+// together are about the stack's size, which is why it was cut.
+double TemporaryFilesInMemory(const ovdRunArguments& a, const ovdRunState& state) {
+    cCountedPtr<cSubvoluming> cut = new cSubvoluming();
+    cut->SetLog(state.log);
+    cSubvoluming::cPlannedFiles planned;
+    // A stack that can't be cut is refused, with its reason, by the cut itself later.
+    if (!cut->PlanFiles(planned, false) || planned.subvolumes != 1)
+        return 0;
+    const double stack = double(std::max<int16_t>(a.width, 0)) * std::max<int16_t>(a.height, 0) *
+                         std::max<int16_t>(a.depth, 0) * sizeof(float);
+    const double converted = a.pixelType == OVD_ARG_PIXEL_FLOAT32 ? 0.0 : stack;
+    const double files = converted + planned.subvolumeBytes * (1.0 + planned.states);
+    const double spare = double(GetSpareRunMemory(int64_t(planned.subvolumeBytes)));
+    return files <= spare ? files : 0;
+}
+
 } // namespace
 
 uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& a, ovdRunState& state) {
     if (const uint16_t code = RefuseValuesNoRunCanUse(a))
         return code;
     state.log = new cDeconLog();
-    cTempFileGenerator::Instance().SetDirectory(a.tempDirectory);
-    state.log->GetParameters().SetString(DEC_SPARAMS_TEMP_DIRECTORY, a.tempDirectory);
+    cTempFileGenerator& generator = cTempFileGenerator::Instance();
+    generator.SetDirectory(a.tempDirectory);
+    cDeconParameter& p = state.log->GetParameters();
+    p.SetString(DEC_SPARAMS_TEMP_DIRECTORY, a.tempDirectory);
     state.floatInputFile = a.inputFile;
     state.converted = false;
+    FillParameters(a, state);
+    p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, ovdSubvolumeMemorySize(a, p));
+    const double memoryFiles = TemporaryFilesInMemory(a, state);
+    generator.SetInMemory(memoryFiles > 0);
+    // Chunks kept from earlier runs beyond what this one may hold go back to the system.
+    Platform::cMemoryFile::KeepPooledAtMost(uint64_t(memoryFiles));
 
     uint16_t result = OVD_RESULT_SUCCESS;
     switch (a.pixelType) {
@@ -252,7 +285,7 @@ uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& a, ovdRunState& state) 
     }
     if (result != OVD_RESULT_SUCCESS)
         return result;
-    FillParameters(a, state);
+    p.SetString(DEC_SPARAMS_ORIGINAL_FILE, state.floatInputFile);
     return OVD_RESULT_SUCCESS;
 }
 

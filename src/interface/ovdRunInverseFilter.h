@@ -72,9 +72,10 @@ struct ovdRunState {
     cSubvolumeLogList subvolumeLogs; // the cut, once it exists
 };
 
-// The set-up half: disk test and conversion, then the whole parameter log. Answers 0, or
-// 5 (too little temporary disk, nothing written) or 9 (conversion failed or unknown pixel
-// type; a half-written copy is deleted).
+// The set-up half: the whole parameter log, the choice of memory files for a run whose
+// temporary files fit into memory, disk test and conversion. Answers 0, or 5 (too little
+// temporary disk, nothing written) or 9 (conversion failed or unknown pixel type; a
+// half-written copy is deleted).
 uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& arguments, ovdRunState& state);
 
 // The second half: the cut into subvolumes, one restoration per subvolume, the blending
@@ -82,6 +83,10 @@ uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& arguments, ovdRunState&
 // the code of the cut when it fails (the converted copy is then deleted), else that of the
 // blending. Failures inside a restoration leave as exceptions.
 uint16_t ovdRunInverseFilterStages(const ovdRunArguments& arguments, ovdRunState& state);
+
+// The share of memory one subvolume of the run may use: the cut is sized for the working
+// images of the chosen method.
+int64_t ovdSubvolumeMemorySize(const ovdRunArguments& arguments, const cDeconParameter& parameters);
 
 // Deletes what a run that ended by a failure or a cancel leaves in the temporary
 // directory: the converted copy of the input and the files of the cut.

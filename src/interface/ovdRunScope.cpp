@@ -4,11 +4,16 @@
 
 namespace Ovidane {
 
-ovdRunScope::ovdRunScope() : mFirstName(cTempFileGenerator::Instance().GetNameCount()) {}
+// A call starts with files on disk; a run that chooses memory files says so in its set-up.
+// A call made from a status callback restores the mode of the run it interrupted.
+ovdRunScope::ovdRunScope()
+    : mFirstName(cTempFileGenerator::Instance().GetNameCount()),
+      mInMemory(cTempFileGenerator::Instance().SetInMemory(false)) {}
 
 ovdRunScope::~ovdRunScope() {
     try {
         cTempFileGenerator::Instance().DeleteSince(mFirstName);
+        cTempFileGenerator::Instance().SetInMemory(mInMemory);
     } catch (...) {
     }
 }

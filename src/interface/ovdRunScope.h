@@ -10,7 +10,8 @@ namespace Ovidane {
 // memory pools are process-wide services, so a second call waits here until the first has
 // ended. The lock is re-entrant, so a call made from a status callback does not deadlock.
 // When the scope ends, every temporary file named during the call is deleted: a call that
-// fails, however early, leaves nothing behind, and one that succeeds nothing either.
+// fails, however early, leaves nothing behind, and one that succeeds nothing either. Memory
+// files (a run's choice) are deleted the same way.
 class ovdRunScope : private ClassLevelLockable<ovdRunScope> {
 public:
     ovdRunScope();
@@ -21,6 +22,7 @@ public:
 private:
     ClassLevelLockable<ovdRunScope>::Lock mLock;
     std::size_t mFirstName;
+    bool mInMemory; // the generator's mode before the call
 };
 
 } // namespace Ovidane

@@ -13,6 +13,7 @@
 
 #include "core/cFailureReason.h"
 #include "platform/Platform.h"
+#include "platform/cRawFileHandle.h"
 
 namespace Ovidane {
 namespace {
@@ -53,9 +54,11 @@ int ovdConvertToFloatFile(const std::string& input, const std::string& output, i
         File in(std::fopen(input.c_str(), "rb"));
         if (!in)
             return ConversionFailed(7, input + ": cannot be read", errno);
-        File out(std::fopen(output.c_str(), "wb"));
-        if (!out)
-            return ConversionFailed(8, FloatCopyNotWritten(output), errno);
+        // Through a raw handle: the copy may be a memory file.
+        Platform::cRawFileHandle out;
+        if (!out.Open(output, Platform::cRawFileHandle::Access::Truncate))
+            return ConversionFailed(8, FloatCopyNotWritten(output) + " (" + out.ErrorText() + ")",
+                                    0);
         for (int z = 0; z < depth; ++z) {
             if (std::fread(source.data(), sizeof(Source), sliceElements, in.get()) != sliceElements)
                 return ConversionFailed(7,
@@ -63,11 +66,14 @@ int ovdConvertToFloatFile(const std::string& input, const std::string& output, i
                                             std::to_string(z + 1) + " of " + std::to_string(depth),
                                         0);
             std::copy(source.begin(), source.end(), target.begin()); // by value, no scaling
-            if (std::fwrite(target.data(), sizeof(float), sliceElements, out.get()) != sliceElements)
-                return ConversionFailed(8, FloatCopyNotWritten(output), errno);
+            const std::size_t bytes = sliceElements * sizeof(float);
+            if (out.Write(target.data(), bytes) != bytes)
+                return ConversionFailed(
+                    8, FloatCopyNotWritten(output) + " (" + out.ErrorText() + ")", 0);
         }
-        if (std::fflush(out.get()) != 0)
-            return ConversionFailed(8, FloatCopyNotWritten(output), errno);
+        if (!out.Close())
+            return ConversionFailed(8, FloatCopyNotWritten(output) + " (" + out.ErrorText() + ")",
+                                    0);
         return 0;
     } catch (...) {
         return 1;

@@ -14,6 +14,7 @@
 #include "largevolume/cImageStatistics.h"
 #include "largevolume/cSubvoluming.h"
 #include "math/cImageMathManager.h"
+#include "platform/MemoryFiles.h"
 
 namespace Ovidane {
 namespace {
@@ -28,7 +29,7 @@ cRestorationKind KindOf(uint32_t method) {
 
 void DeleteConvertedInput(ovdRunState& state) {
     if (state.converted)
-        std::remove(state.floatInputFile.c_str());
+        Platform::RemoveFile(state.floatInputFile);
     state.converted = false;
 }
 
@@ -125,12 +126,11 @@ void RecordStackCause(const cImageStatistics& statistics) {
 
 } // namespace
 
-uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state) {
-    cDeconParameter& p = state.log->GetParameters();
-    // The cut is sized for the working images of the chosen method.
-    p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE,
-               GetSubvolumeMemoryBudget(1, ExtraWorkingImages(p, KindOf(a.method))));
+int64_t ovdSubvolumeMemorySize(const ovdRunArguments& a, const cDeconParameter& p) {
+    return GetSubvolumeMemoryBudget(1, ExtraWorkingImages(p, KindOf(a.method)));
+}
 
+uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state) {
     // The statistics of the whole stack outlive the cut: the blending's last pass reads
     // them as well.
     cCountedPtr<cImageStatistics> statistics =

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "core/cSingletonHolder.h"
+#include "platform/MemoryFiles.h"
 #include "platform/Platform.h"
 
 namespace Ovidane {
@@ -30,6 +31,12 @@ const char* cTempFileGenerator::Generate() {
         std::to_string(Platform::CurrentProcessId()) + "_";
     for (;;) {
         const std::string name = prefix + std::to_string(++sCounter);
+        if (mInMemory) {
+            if (!Platform::MemoryFiles::Create(name))
+                continue;
+            mNames.push_back(name);
+            return mNames.back().c_str();
+        }
         // Exclusive creation: an existing file is never taken over, even one that appears
         // between a test for it and the creation.
         std::FILE* file = std::fopen(name.c_str(), "wbx");
@@ -43,6 +50,18 @@ const char* cTempFileGenerator::Generate() {
     }
 }
 
+bool cTempFileGenerator::SetInMemory(bool inMemory) {
+    Lock lock;
+    const bool before = mInMemory;
+    mInMemory = inMemory;
+    return before;
+}
+
+bool cTempFileGenerator::IsInMemory() {
+    Lock lock;
+    return mInMemory;
+}
+
 void cTempFileGenerator::DeleteAll() { DeleteSince(0); }
 
 std::size_t cTempFileGenerator::GetNameCount() {
@@ -53,7 +72,7 @@ std::size_t cTempFileGenerator::GetNameCount() {
 void cTempFileGenerator::DeleteSince(std::size_t mark) {
     Lock lock;
     while (mNames.size() > mark) {
-        std::remove(mNames.back().c_str());
+        Platform::RemoveFile(mNames.back());
         // Erasing at the end keeps the names handed out before the mark valid.
         mNames.pop_back();
     }

@@ -15,6 +15,9 @@ namespace Ovidane {
 // already exists is skipped, never overwritten. The names a run made are deleted when the
 // run ends (DeleteSince), and any still left when the generator goes (at unloading); since
 // no other process can make the same name, neither deletes another process's file.
+//
+// In memory mode the names are those of memory files (platform/MemoryFiles.h): the same
+// names, read and written through the same handles, but nothing in the directory.
 class cTempFileGenerator : public cOvdObject, private ClassLevelLockable<cTempFileGenerator> {
 public:
     cTempFileGenerator();
@@ -29,6 +32,10 @@ public:
     // The name stays valid as long as the generator.
     const char* Generate();
 
+    // Whether the next names are memory files; answers the mode before.
+    bool SetInMemory(bool inMemory);
+    bool IsInMemory();
+
     // Deletes every file named so far and forgets the names.
     void DeleteAll();
 
@@ -40,6 +47,7 @@ public:
 private:
     static inline uint64_t sCounter = 0;
     std::string mDirectory;
+    bool mInMemory = false;
     std::deque<std::string> mNames; // a deque keeps handed-out pointers valid
 };
 

@@ -5,6 +5,7 @@
 #include "core/DeconKeys.h"
 #include "largevolume/cBlending.h"
 #include "largevolume/cImageStatistics.h"
+#include "platform/MemoryFiles.h"
 
 namespace Ovidane {
 
@@ -25,11 +26,11 @@ void DeleteSubvolumeFiles(const cSubvolumeLogList& logs) {
         return;
     for (const cCountedPtr<cDeconLog>& log : *logs) {
         const cDeconParameter& p = log->GetParameters();
-        std::remove(p.GetString(DEC_SPARAMS_ORIGINAL_FILE).c_str());
+        Platform::RemoveFile(p.GetString(DEC_SPARAMS_ORIGINAL_FILE));
         const std::string result = p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE);
         if (!result.empty()) {
-            std::remove(result.c_str());
-            std::remove((result + "_psf").c_str());
+            Platform::RemoveFile(result);
+            Platform::RemoveFile(result + "_psf");
         }
     }
 }

@@ -9,6 +9,7 @@
 #include "largevolume/cLargeVolumeProcessingFramework.h"
 #include "largevolume/cTLBInversion.h"
 #include "math/cImageMathManager.h"
+#include "platform/MemoryFiles.h"
 
 namespace Ovidane {
 
@@ -404,7 +405,7 @@ int cBlending::PostProcess(const std::string& name) {
             // is read from, so the pass reads a copy moved aside and writes the state anew. Only
             // the aberration search bins, and its stacks are files of the library's own naming.
             const std::string aside = state + ".1";
-            std::remove(aside.c_str());
+            Platform::RemoveFile(aside);
             if (std::rename(state.c_str(), aside.c_str()) != 0)
                 return kOutputFailed;
 
@@ -421,15 +422,15 @@ int cBlending::PostProcess(const std::string& name) {
             framework->Close();
             if (result != 0) {
                 // The state as it was blended is better than a half-written one.
-                std::remove(state.c_str());
+                Platform::RemoveFile(state);
                 std::rename(aside.c_str(), state.c_str());
                 return result;
             }
-            std::remove(aside.c_str());
+            Platform::RemoveFile(aside);
         }
         framework->Close();
         if (bin > 1)
-            std::remove(ratioFile.c_str());
+            Platform::RemoveFile(ratioFile);
         return 0;
     });
 }

@@ -1,4 +1,5 @@
 #include "largevolume/cSubvolumeAccessor.h"
+#include "platform/MemoryFiles.h"
 
 #include <cstdio>
 
@@ -94,9 +95,9 @@ void cSubvolumeAccessor::OpenPsfFile(const std::string& name, const cCountedPtr<
 void cSubvolumeAccessor::CloseAndDelete() {
     Guard([&] {
         Close();
-        std::remove(mResultFile.c_str());
+        Platform::RemoveFile(mResultFile);
         if (mOpenFile != mResultFile)
-            std::remove(mOpenFile.c_str());
+            Platform::RemoveFile(mOpenFile);
     });
 }
 

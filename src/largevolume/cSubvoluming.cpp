@@ -286,7 +286,7 @@ void cSubvoluming::ReportProgress(int16_t subvolume, int16_t count) {
     mStatusHandler->Update(mProgress, 0, 0, subvolume, count, 0);
 }
 
-bool cSubvoluming::CheckDiskSpace() {
+bool cSubvoluming::PlanFiles(cPlannedFiles& planned, bool recordRefusal) {
     return Guard([&] {
         if (!mLog)
             return false;
@@ -309,21 +309,33 @@ bool cSubvoluming::CheckDiskSpace() {
         }
         calculator->SetImageSize(size);
         if (calculator->CalculateSubvolumes() != 0 || calculator->CalculateGuardBands() != 0) {
-            RecordCutRefused(parameters, size);
+            if (recordRefusal)
+                RecordCutRefused(parameters, size);
             return false;
         }
+        const cImageDimensions count = calculator->GetSubvolumeCount();
+        planned.subvolumes = double(count.x) * count.y * count.z;
+        planned.subvolumeBytes = double(calculator->GetPaddedSize().Voxels()) * sizeof(float);
+        const int32_t total = parameters.GetInt(DEC_IPARAMS_TOTAL_ITERATIONS);
+        const int32_t interval = parameters.GetInt(DEC_IPARAMS_SAVE_INTERVAL);
+        planned.states = interval > 0 ? std::max(total / interval, 1) : 1;
+        return true;
+    });
+}
 
+bool cSubvoluming::CheckDiskSpace() {
+    return Guard([&] {
+        cPlannedFiles planned;
+        if (!PlanFiles(planned, true))
+            return false;
+        // Memory files take no room on disk.
+        if (cTempFileGenerator::Instance().IsInMemory())
+            return true;
         // Each subvolume has a padded input file and a result file for the final result and for
         // every saved iteration; four files' worth each leaves room for the saved PSFs and the
         // output.
-        const cImageDimensions count = calculator->GetSubvolumeCount();
-        const double files = double(count.x) * count.y * count.z;
-        const double fileBytes = double(calculator->GetPaddedSize().Voxels()) * sizeof(float);
-        const int32_t total = parameters.GetInt(DEC_IPARAMS_TOTAL_ITERATIONS);
-        const int32_t interval = parameters.GetInt(DEC_IPARAMS_SAVE_INTERVAL);
-        const double states = interval > 0 ? std::max(total / interval, 1) : 1;
-        const double need = states * files * fileBytes * 4.0;
-
+        const double need = planned.states * planned.subvolumes * planned.subvolumeBytes * 4.0;
+        const cDeconParameter& parameters = mLog->GetParameters();
         const int64_t free = GetFreeDiskBytes(parameters.GetString(DEC_SPARAMS_TEMP_DIRECTORY));
         if (free >= 0 && double(free) >= need)
             return true;

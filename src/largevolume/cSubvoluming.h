@@ -52,7 +52,17 @@ public:
     virtual int ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz);
     // Whether the temporary directory's disk holds every subvolume file the run will
     // write, asked before anything is written; false when the free space can't be told.
+    // Always true while the temporary files are memory files.
     virtual bool CheckDiskSpace();
+
+    // The cut the run will make, in the terms of its temporary files: subvolumes, the bytes
+    // of one padded subvolume (its input file, and each of its results), and the results
+    // each subvolume saves. False when the stack can't be cut, the reason recorded when
+    // `recordRefusal`.
+    struct cPlannedFiles {
+        double subvolumes = 0, subvolumeBytes = 0, states = 1;
+    };
+    bool PlanFiles(cPlannedFiles& planned, bool recordRefusal);
 
     // Appends a constraint to the list; ProcessSubvolume rebuilds the list for each
     // subvolume.

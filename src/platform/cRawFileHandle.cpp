@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/MemoryFiles.h"
+
 namespace Ovidane::Platform {
 
 static_assert(sizeof(off_t) >= 8, "file offsets must be 64-bit");
@@ -63,6 +65,13 @@ cRawFileHandle::~cRawFileHandle() {
 
 bool cRawFileHandle::Open(const std::string& name, Access access) {
     Close();
+    if (cMemoryFilePtr memory = MemoryFiles::Find(name)) {
+        if (access == Access::Truncate)
+            memory->SetSize(0);
+        mMemory = std::move(memory);
+        mPosition = 0;
+        return true;
+    }
     int flags = access == Access::Read ? (O_RDONLY | O_CLOEXEC) : (O_WRONLY | O_CREAT | O_CLOEXEC);
     // The system ignores the truncation for devices and pipes, which hold no old bytes.
     if (access == Access::Truncate)
@@ -81,8 +90,11 @@ bool cRawFileHandle::Open(const std::string& name, Access access) {
 }
 
 bool cRawFileHandle::Close() {
-    if (mDescriptor < 0)
+    mMemory.reset();
+    if (mDescriptor < 0) {
+        mPosition = 0;
         return true;
+    }
     // The descriptor is gone after close() whatever it answers, EINTR included; calling it
     // again could close a descriptor that another thread has been given meanwhile.
     const int result = ::close(mDescriptor);
@@ -96,6 +108,8 @@ bool cRawFileHandle::Close() {
 }
 
 bool cRawFileHandle::Sync() {
+    if (mMemory)
+        return true; // nothing to force out
     int result;
     do {
         result = ::fdatasync(mDescriptor);
@@ -109,6 +123,13 @@ bool cRawFileHandle::Sync() {
 }
 
 std::size_t cRawFileHandle::Read(void* buffer, std::size_t bytes) {
+    if (mMemory) {
+        const std::size_t read = mMemory->Read(mPosition, buffer, bytes);
+        if (read < bytes)
+            mErrorText = "Unexpected end of file";
+        mPosition += read;
+        return read;
+    }
     auto* target = static_cast<char*>(buffer);
     const Transferred t = TransferAll(bytes, [&](std::size_t done, std::size_t piece) {
         return ::pread(mDescriptor, target + done, piece, static_cast<off_t>(mPosition + done));
@@ -122,6 +143,13 @@ std::size_t cRawFileHandle::Read(void* buffer, std::size_t bytes) {
 }
 
 std::size_t cRawFileHandle::Write(const void* buffer, std::size_t bytes) {
+    if (mMemory) {
+        const std::size_t written = mMemory->Write(mPosition, buffer, bytes);
+        if (written < bytes)
+            mErrorText = "Out of memory for a temporary file held in memory";
+        mPosition += written;
+        return written;
+    }
     const auto* source = static_cast<const char*>(buffer);
     const Transferred t = TransferAll(bytes, [&](std::size_t done, std::size_t piece) {
         return ::pwrite(mDescriptor, source + done, piece, static_cast<off_t>(mPosition + done));
@@ -134,6 +162,8 @@ std::size_t cRawFileHandle::Write(const void* buffer, std::size_t bytes) {
 }
 
 int64_t cRawFileHandle::Size() {
+    if (mMemory)
+        return static_cast<int64_t>(mMemory->Size());
     struct stat status {};
     if (::fstat(mDescriptor, &status) != 0) {
         RecordSystemError(errno);
@@ -143,6 +173,12 @@ int64_t cRawFileHandle::Size() {
 }
 
 bool cRawFileHandle::SetSize(uint64_t bytes) {
+    if (mMemory) {
+        if (mMemory->SetSize(bytes))
+            return true;
+        mErrorText = "Out of memory for a temporary file held in memory";
+        return false;
+    }
     int result;
     do {
         result = ::ftruncate(mDescriptor, static_cast<off_t>(bytes));

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/cMemoryFile.h"
+
 namespace Ovidane::Platform {
 
 class cRawFileHandle {
@@ -26,8 +28,9 @@ public:
     cRawFileHandle(const cRawFileHandle&) = delete;
     cRawFileHandle& operator=(const cRawFileHandle&) = delete;
 
-    // Opens `name`; a file that is open already is closed first. The position is 0.
-    // False when the system refuses the file; ErrorText() then says why.
+    // Opens `name`: the memory file of that name if there is one (MemoryFiles.h), else the
+    // file on disk; a file that is open already is closed first. The position is 0. False
+    // when the system refuses the file; ErrorText() then says why.
     bool Open(const std::string& name, Access access);
     // True when no file was open or the system closed it. The handle is closed afterwards
     // in either case.
@@ -35,8 +38,8 @@ public:
     // Forces what was written to the storage device.
     bool Sync();
 
-    bool IsOpen() const { return mDescriptor >= 0; }
-    // The system's handle, -1 while no file is open.
+    bool IsOpen() const { return mDescriptor >= 0 || mMemory; }
+    // The system's handle, -1 while no file or a memory file is open.
     int Descriptor() const { return mDescriptor; }
 
     // The position is this object's own: every transfer names its offset to the system,
@@ -64,6 +67,7 @@ private:
     void RecordSystemError(int error);
 
     int mDescriptor = -1;
+    cMemoryFilePtr mMemory;
     uint64_t mPosition = 0;
     std::string mErrorText;
 };

@@ -114,12 +114,15 @@ TEST(LastErrorMessage, FullTemporaryDiskDuringConversionIsSaidToBeFull) {
     const std::string temp = mountPoint.Path().string();
     call.std.pszTempDirectory = temp.c_str();
     // The disk test before the conversion is told of ample room, as a disk that fills up
-    // under the run would have shown.
+    // under the run would have shown. A budget of 1 MB leaves the temporary files no memory:
+    // they go to the disk.
     Ovidane::ovdSetDiskSpaceQuery(&AmpleSpace);
+    ovdSetMemoryBudget(1 << 20);
     ovdSetMessageCallback(nullptr, nullptr);
     const uint16_t code = Restore(call);
     const std::string reason = ovdGetLastErrorMessage();
     ovdSetMessagesToStandardOutput();
+    ovdSetMemoryBudget(0);
     Ovidane::ovdSetDiskSpaceQuery(nullptr);
     ::umount(mountPoint.Path().c_str());
     EXPECT_EQ(code, OVD_RESULT_CONVERSION_FAILED);

@@ -24,11 +24,16 @@ struct StatusSeen {
     std::vector<ovdStructInvFilterStatus> reports;
     bool cancelAtFirst = false;
     std::string removeAtSecond; // a file deleted at the first report of subvolume 2
+    std::string watched;        // a directory whose files are counted at every report
+    std::size_t mostFiles = 0;
 };
 
 uint16_t RecordStatus(ovdStructInvFilterStatus* status, void* user) {
     auto* seen = static_cast<StatusSeen*>(user);
     seen->reports.push_back(*status);
+    if (!seen->watched.empty())
+        seen->mostFiles = std::max<std::size_t>(
+            seen->mostFiles, std::distance(fs::directory_iterator(seen->watched), {}));
     if (status->sSubvolume == 2 && !seen->removeAtSecond.empty())
         std::remove(seen->removeAtSecond.c_str());
     return seen->cancelAtFirst ? 0 : OVD_STATUS_CONTINUE;
@@ -320,10 +325,15 @@ TEST(RunStages, CutRestorationMatchesTheUncutOneAwayFromTheFaces) {
         };
         Job whole(beads), cut(beads);
         StatusSeen wholeSeen, cutSeen;
+        wholeSeen.watched = whole.temp.Path().string();
+        cutSeen.watched = cut.temp.Path().string();
         ASSERT_EQ(restore(whole, wholeSeen, 0), OVD_RESULT_SUCCESS);
         ASSERT_FALSE(wholeSeen.reports.empty());
         EXPECT_EQ(wholeSeen.reports.back().sSubvolumeCount, 1);
         ASSERT_EQ(restore(cut, cutSeen, kCuttingBudget), OVD_RESULT_SUCCESS);
+        // One subvolume keeps its temporary files in memory; a cut writes them to disk.
+        EXPECT_EQ(wholeSeen.mostFiles, 0u);
+        EXPECT_GT(cutSeen.mostFiles, 0u);
 
         // Status reports name each subvolume, from 1 to the count, in order.
         ASSERT_FALSE(cutSeen.reports.empty());

@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "io/cTempFileGenerator.h"
+#include "platform/MemoryFiles.h"
+#include "platform/cRawFileHandle.h"
 
 using namespace Ovidane;
 namespace fs = std::filesystem;
@@ -101,4 +105,63 @@ TEST(cTempFileGenerator, MissingDirectoryGivesNull) {
     cTempFileGenerator generator;
     generator.SetDirectory("/nonexistent-ovidane-dir/sub");
     EXPECT_EQ(generator.Generate(), nullptr);
+}
+
+// In memory mode a name is a memory file: nothing appears in the directory, the raw handle
+// reads and writes it as a file (across chunks, with a gap that reads as zeros, emptied by
+// a truncating open, shortened and lengthened), and deleting it gives its chunks to the
+// pool that the next files take from.
+TEST(cTempFileGenerator, MemoryNamesAreFilesThatTheDirectoryNeverSees) {
+    const fs::path dir = FreshDirectory("ovd-tempgen-memory-");
+    constexpr std::size_t kChunk = Platform::cMemoryFile::kChunkBytes;
+    Platform::cMemoryFile::KeepPooledAtMost(0);
+    {
+        cTempFileGenerator generator;
+        generator.SetDirectory(dir.string());
+        EXPECT_FALSE(generator.SetInMemory(true));
+        const std::string name = generator.Generate();
+        EXPECT_EQ(fs::path(name).parent_path(), dir);
+        EXPECT_FALSE(fs::exists(name));
+        EXPECT_EQ(Platform::FileBytes(name), 0);
+
+        std::vector<char> bytes(kChunk + 1000);
+        for (std::size_t i = 0; i < bytes.size(); ++i)
+            bytes[i] = char(i % 251 + 1);
+        Platform::cRawFileHandle file;
+        ASSERT_TRUE(file.Open(name, Platform::cRawFileHandle::Access::Write));
+        file.Seek(kChunk - 500); // past the end: the gap reads as zeros
+        ASSERT_EQ(file.Write(bytes.data(), bytes.size()), bytes.size());
+        EXPECT_EQ(file.Size(), int64_t(2 * kChunk + 500));
+        file.Close();
+
+        ASSERT_TRUE(file.Open(name, Platform::cRawFileHandle::Access::Read));
+        std::vector<char> back(2 * kChunk + 600, 'x');
+        EXPECT_EQ(file.Read(back.data(), back.size()), 2 * kChunk + 500); // short at the end
+        EXPECT_EQ(std::count(back.begin(), back.begin() + (kChunk - 500), 0), long(kChunk - 500));
+        EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), back.begin() + (kChunk - 500)));
+        EXPECT_TRUE(file.SetSize(10));
+        EXPECT_TRUE(file.SetSize(20));
+        file.Seek(0);
+        EXPECT_EQ(file.Read(back.data(), 20), 20u);
+        EXPECT_EQ(std::count(back.begin() + 10, back.begin() + 20, 0), 10);
+        EXPECT_TRUE(file.Sync());
+        ASSERT_TRUE(file.Open(name, Platform::cRawFileHandle::Access::Truncate));
+        EXPECT_EQ(file.Size(), 0);
+        file.Close();
+        EXPECT_GE(Platform::cMemoryFile::PooledBytes(), 2 * kChunk);
+
+        generator.SetInMemory(false);
+        const std::string onDisk = generator.Generate();
+        EXPECT_TRUE(fs::exists(onDisk));
+        generator.DeleteAll();
+        EXPECT_EQ(Platform::FileBytes(name), -1);
+        EXPECT_FALSE(fs::exists(onDisk));
+        EXPECT_FALSE(Platform::RemoveFile(name));
+    }
+    EXPECT_GE(Platform::cMemoryFile::PooledBytes(), 2 * kChunk);
+    Platform::cMemoryFile::KeepPooledAtMost(kChunk);
+    EXPECT_EQ(Platform::cMemoryFile::PooledBytes(), kChunk);
+    Platform::cMemoryFile::KeepPooledAtMost(0);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 0);
+    fs::remove_all(dir);
 }

@@ -87,9 +87,12 @@ TEST(cImageMathAnalysis, CountsBelowLimitsMatchASortedSearch) {
         std::vector<float> geometric;
         for (std::size_t k = 0; k < n; ++k)
             geometric.push_back(-50.0f * std::pow(0.9f, float(k)));
+        sets.push_back(geometric);
         geometric[1] = geometric[0]; // a repeated limit
         sets.push_back(geometric);
     }
+    // Limits that start as a geometric series and then leave it.
+    sets.push_back({-50.0f, -45.0f, -44.9f, -10.0f, -9.99f, -1.0f, 0.0f});
     for (const std::vector<float>& limits : sets) {
         At(image, 2, 0, 0) = limits[limits.size() / 2]; // a pixel on a limit
         std::vector<uint64_t> expected(limits.size(), 0), counts(limits.size(), 1);
