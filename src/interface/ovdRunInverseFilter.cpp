@@ -252,7 +252,10 @@ double TemporaryFilesInMemory(const ovdRunArguments& a, const ovdRunState& state
     const double stack = double(std::max<int16_t>(a.width, 0)) * std::max<int16_t>(a.height, 0) *
                          std::max<int16_t>(a.depth, 0) * sizeof(float);
     const double converted = a.pixelType == OVD_ARG_PIXEL_FLOAT32 ? 0.0 : stack;
-    const double files = converted + planned.subvolumeBytes * (1.0 + planned.states);
+    // Each file ends in a part-filled chunk.
+    const double fileCount = (converted > 0 ? 1.0 : 0.0) + 1.0 + planned.states;
+    const double files = converted + planned.subvolumeBytes * (1.0 + planned.states) +
+                         fileCount * double(Platform::cMemoryFile::kChunkBytes);
     const double spare = double(GetSpareRunMemory(int64_t(planned.subvolumeBytes)));
     return files <= spare ? files : 0;
 }
