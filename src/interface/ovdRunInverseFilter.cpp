@@ -15,7 +15,6 @@
 #include "largevolume/cSubvoluming.h"
 #include "math/cFFT.h"
 #include "platform/MemoryFiles.h"
-#include "platform/MemoryFiles.h"
 
 namespace Ovidane {
 namespace {
@@ -237,12 +236,12 @@ uint16_t RefuseValuesNoRunCanUse(const ovdRunArguments& a) {
     return OVD_RESULT_SUCCESS;
 }
 
-// The bytes of the run's temporary files when it keeps them in memory, else 0. A run of
-// one subvolume keeps the float copy of its stack, the padded subvolume and its results
-// in memory when they fit into what the budget leaves beyond the working images: its
-// files then cost no system calls, page cache or disk. A cut stays on disk: its files
-// together are about the stack's size, which is why it was cut.
-double TemporaryFilesInMemory(const ovdRunArguments& a, const ovdRunState& state) {
+// What a run of one subvolume keeps in memory: the float copy of its stack, the padded
+// subvolume and its results as memory files, when they fit into what the budget leaves
+// beyond the working images; their cost in system calls, page cache and disk is then saved.
+// A cut stays on disk: its files together are about the stack's size, which is why it was
+// cut. The answer is the files' bytes, 0 for files on disk.
+double MemoryFileBytes(const ovdRunArguments& a, const ovdRunState& state) {
     cCountedPtr<cSubvoluming> cut = new cSubvoluming();
     cut->SetLog(state.log);
     cSubvoluming::cPlannedFiles planned;
@@ -274,9 +273,10 @@ uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& a, ovdRunState& state) 
     state.converted = false;
     FillParameters(a, state);
     p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, ovdSubvolumeMemorySize(a, p));
-    const double memoryFiles = TemporaryFilesInMemory(a, state);
+    const double memoryFiles = MemoryFileBytes(a, state);
     generator.SetInMemory(memoryFiles > 0);
-    // Chunks kept from earlier runs beyond what this one may hold go back to the system.
+    // Chunks that earlier runs kept beyond what this one may hold go back to the system;
+    // after a cut, all of them.
     Platform::cMemoryFile::KeepPooledAtMost(uint64_t(memoryFiles));
 
     uint16_t result = OVD_RESULT_SUCCESS;
