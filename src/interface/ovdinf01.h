@@ -15,7 +15,11 @@
  * another thread's call runs waits until that one has ended, then runs with its own
  * directory. The wait is as long as the other run. Each call deletes the temporary files it
  * named when it ends, whatever its result; temporary names carry the process id, so
- * processes that share a directory never touch each other's files.
+ * processes that share a directory never touch each other's files. A restoration of one
+ * subvolume whose temporary files fit into the memory its budget leaves beyond the working
+ * images keeps them in memory instead of the directory; the process then keeps that memory
+ * (at most those files' size) for the next such run, and a run that cuts its stack gives it
+ * back.
  *
  * Record layout: natural alignment, no packing. In a 32-bit build the offsets and sizes
  * noted at each field are the binary format and hold exactly. In a 64-bit build the
