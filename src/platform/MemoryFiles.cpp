@@ -14,8 +14,10 @@ struct cRegistry {
 };
 
 cRegistry& Registry() {
-    static cRegistry registry;
-    return registry;
+    // Never destroyed: the temporary-file generator deletes what is left at the end of the
+    // process, possibly after this file's statics have gone.
+    static cRegistry* registry = new cRegistry;
+    return *registry;
 }
 
 } // namespace

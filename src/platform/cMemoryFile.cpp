@@ -33,15 +33,12 @@ struct cChunkPool {
         std::lock_guard<std::mutex> hold(lock);
         chunks.insert(chunks.end(), given.begin(), given.end());
     }
-    ~cChunkPool() {
-        for (char* chunk : chunks)
-            std::free(chunk);
-    }
 };
 
 cChunkPool& Pool() {
-    static cChunkPool pool;
-    return pool;
+    // Never destroyed: files that go at the end of the process still give their chunks back.
+    static cChunkPool* pool = new cChunkPool;
+    return *pool;
 }
 
 } // namespace
