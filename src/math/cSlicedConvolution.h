@@ -7,7 +7,7 @@
 
 namespace Ovidane {
 
-// A convolution of a stack with a kept half spectrum, taken slice by slice.
+// A convolution of a stack with a kept kernel, taken slice by slice.
 //
 // A pair of 3D transforms passes the whole spectrum through memory four times (each slice,
 // then the columns along z, both ways) and the product with the kernel twice more. Here
@@ -26,7 +26,7 @@ public:
     cSlicedConvolution(const cSlicedConvolution&) = delete;
     cSlicedConvolution& operator=(const cSlicedConvolution&) = delete;
 
-    // Floats of the spectrum scratch and of the stage that Plan and Run need for `size`.
+    // Floats of the spectrum scratch and of the stage that the plans and transforms need.
     static std::size_t SpectrumFloats(const cImageDimensions& size);
     static std::size_t StageFloats(const cImageDimensions& size);
 
