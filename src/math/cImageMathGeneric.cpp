@@ -744,9 +744,10 @@ void cImageMathGeneric::NormalizeImage(const cFloatImagePtr& a, const cFloatImag
             Fail("Invalid Input in NormalizeImage", OVD_ERR_PARAMETER);
         if (firstSlice > lastSlice)
             return;
+        // The slice sums and the scaling of a whole stack are the back end's own operations.
         double sum = 0.0;
         for (uint32_t z = firstSlice; z <= lastSlice; ++z)
-            sum += SliceSum(a, z);
+            sum += SumImageSlice(a, z);
         const cImageDimensions range{a->GetSizeX(), a->GetSizeY(), lastSlice - firstSlice + 1};
         const cView<float> from = Slice(a, firstSlice), to = Slice(out, firstSlice);
         if (static_cast<float>(sum) == 0.0f) {
@@ -754,7 +755,10 @@ void cImageMathGeneric::NormalizeImage(const cFloatImagePtr& a, const cFloatImag
             return;
         }
         const float factor = static_cast<float>(target / sum);
-        Walk(range, PerPixel([factor](float p) { return p * factor; }), to, from);
+        if (range.z == a->GetSizeZ())
+            MultiplyImageByConstant(a, factor, out);
+        else
+            Walk(range, PerPixel([factor](float p) { return p * factor; }), to, from);
     });
 }
 

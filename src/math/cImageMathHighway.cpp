@@ -140,17 +140,6 @@ void BoxBinary(K::eBinary op, const cFloatImagePtr& a, const cFloatImagePtr& b,
         At(out, SortedBox(boxOut)), At(a, sa), At(b, SortedBox(boxB)));
 }
 
-// Slices first … last of `image` times c, one kernel call per slice.
-void ScaleSlices(const cFloatImagePtr& in, const cFloatImagePtr& out, uint32_t first, uint32_t last,
-                 float c) {
-    const std::size_t plane = std::size_t{in->GetSizeX()} * in->GetSizeY();
-    const K::cUnaryArguments arguments{c};
-    ImageWalk::ForEachSlice({in->GetSizeX(), in->GetSizeY(), last - first + 1}, [&](uint32_t k) {
-        K::Unary(K::eUnary::MultiplyConstant, out->GetSlicePointer(first + k),
-                 in->GetSlicePointer(first + k), plane, arguments);
-    });
-}
-
 // Σ of a line sum over the lines of one slice or of the whole image, each line summed in float
 // by the kernel and the lines added in double in the fixed order of ImageWalk's partition.
 double SumLines(const cFloatImagePtr& image, K::eLineSum kind, const cFloatImagePtr& other,
@@ -491,30 +480,6 @@ void cImageMathHighway::LogImage(const cFloatImagePtr& a, const cFloatImagePtr& 
         RequireImages("LogImage", {&a, &out});
         RequireSameSize("LogImage", a, out);
         Unary(K::eUnary::GuardedLog, a, out);
-    });
-}
-
-void cImageMathHighway::NormalizeImage(const cFloatImagePtr& a, const cFloatImagePtr& out,
-                                       const unsigned& firstSlice, const unsigned& lastSlice,
-                                       const float& target) {
-    Guard([&] {
-        RequireImages("NormalizeImage", {&a, &out});
-        RequireSameSize("NormalizeImage", a, out);
-        if (lastSlice >= a->GetSizeZ())
-            Fail("Invalid Input in NormalizeImage", OVD_ERR_PARAMETER);
-        if (firstSlice > lastSlice)
-            return;
-        double sum = 0.0;
-        for (uint32_t z = firstSlice; z <= lastSlice; ++z)
-            sum += SumLines(a, K::eLineSum::Sum, {}, z, 1);
-        if (static_cast<float>(sum) == 0.0f) {
-            const float flat = target / static_cast<float>(a->GetElementsPerBlock());
-            const std::size_t plane = std::size_t{a->GetSizeX()} * a->GetSizeY();
-            for (uint32_t z = firstSlice; z <= lastSlice; ++z)
-                std::fill_n(out->GetSlicePointer(z), plane, flat);
-            return;
-        }
-        ScaleSlices(a, out, firstSlice, lastSlice, static_cast<float>(target / sum));
     });
 }
 

@@ -66,10 +66,6 @@ public:
     void SquareRootImage(const cFloatImagePtr& a, const cFloatImagePtr& out) override;
     void SquareImage(const cFloatImagePtr& a, const cFloatImagePtr& out) override;
     void LogImage(const cFloatImagePtr& a, const cFloatImagePtr& out) override;
-    void NormalizeImage(const cFloatImagePtr& a, const cFloatImagePtr& out,
-                        const unsigned& firstSlice, const unsigned& lastSlice,
-                        const float& target) override;
-    using cImageMathGeneric::NormalizeImage;
     void GoodsRoughnessPenalty(const cFloatImagePtr& estimate, const cFloatImagePtr& reference,
                                const cFloatImagePtr& work, const float& beta) override;
 
