@@ -56,9 +56,12 @@ int ovdConvertToFloatFile(const std::string& input, const std::string& output, i
             return ConversionFailed(7, input + ": cannot be read", errno);
         // Through a raw handle: the copy may be a memory file.
         Platform::cRawFileHandle out;
-        if (!out.Open(output, Platform::cRawFileHandle::Access::Truncate))
+        const auto notWritten = [&] {
             return ConversionFailed(8, FloatCopyNotWritten(output) + " (" + out.ErrorText() + ")",
                                     0);
+        };
+        if (!out.Open(output, Platform::cRawFileHandle::Access::Truncate))
+            return notWritten();
         for (int z = 0; z < depth; ++z) {
             if (std::fread(source.data(), sizeof(Source), sliceElements, in.get()) != sliceElements)
                 return ConversionFailed(7,
@@ -68,12 +71,10 @@ int ovdConvertToFloatFile(const std::string& input, const std::string& output, i
             std::copy(source.begin(), source.end(), target.begin()); // by value, no scaling
             const std::size_t bytes = sliceElements * sizeof(float);
             if (out.Write(target.data(), bytes) != bytes)
-                return ConversionFailed(
-                    8, FloatCopyNotWritten(output) + " (" + out.ErrorText() + ")", 0);
+                return notWritten();
         }
         if (!out.Close())
-            return ConversionFailed(8, FloatCopyNotWritten(output) + " (" + out.ErrorText() + ")",
-                                    0);
+            return notWritten();
         return 0;
     } catch (...) {
         return 1;
