@@ -1,6 +1,8 @@
 #include "largevolume/cBlending.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <tuple>
 
 #include "decon/cImageNonNegativityLinearCompressionConstraint.h"
 #include "io/cUnmanagedRawFileWriter.h"
@@ -139,7 +141,9 @@ uint16_t cBlending::Blend() {
 void cBlending::SetUpImages(const cImageDimensions& tile, const cImageDimensions& output) {
     mTileImage = cFloatImagePtr();
     mOutputImage = cFloatImagePtr();
-    mTileImage = new cOvdImage<float>(tile, Contiguous3D, GetObjectName());
+    mBlendedSlab = -1;
+    if (tile.x > 0)
+        mTileImage = new cOvdImage<float>(tile, Contiguous3D, GetObjectName());
     mOutputImage = new cOvdImage<float>(output, Contiguous3D, GetObjectName());
 }
 
@@ -155,13 +159,34 @@ int cBlending::InitBlendImages() {
         if (nx == 0 || ny == 0 || (nx > 1 && mOverlap >= mSize.x) ||
             (ny > 1 && mOverlap >= mSize.y))
             Fail("Invalid Dimensions in InitBlendImages", 2);
-        // Tiles advance by their size less the overlap; the output can come out wider than the
-        // stack, since interior sizes are rounded up, and the writes cut it.
-        const cImageDimensions tile{static_cast<uint32_t>(mSize.x * nx),
-                                    static_cast<uint32_t>(mSize.y * ny), 1};
-        const cImageDimensions output{static_cast<uint32_t>(mSize.x * nx - (nx - 1) * mOverlap),
-                                      static_cast<uint32_t>(mSize.y * ny - (ny - 1) * mOverlap), 1};
-        SetUpImages(tile, output);
+        // Tiles advance by their size less the overlap. Interior sizes are rounded up, so
+        // the tiles may reach past the stack; what lies beyond it is never read.
+        const cImageDimensions slice = BlendedSliceSize();
+        if (slice.x == 0 || slice.y == 0 || mSize.x * nx - (nx - 1) * mOverlap < slice.x ||
+            mSize.y * ny - (ny - 1) * mOverlap < slice.y)
+            Fail("Invalid Dimensions in InitBlendImages", 2);
+        mWeighted = (nx > 1 || ny > 1) && mOverlap > 0;
+        mSlab = 1;
+        mTileOrder.clear();
+        for (std::size_t i = 0; i < mAccessors.size(); ++i)
+            mTileOrder.push_back(i);
+        // Tiles are added in rows, as the seams' sums were defined.
+        std::sort(mTileOrder.begin(), mTileOrder.end(), [&](std::size_t a, std::size_t b) {
+            const cImageDimensions& p = mAccessors[a]->GetIndex();
+            const cImageDimensions& q = mAccessors[b]->GetIndex();
+            return std::tie(p.z, p.y, p.x) < std::tie(q.z, q.y, q.x);
+        });
+        // A stack restored in one piece is blended whole when it takes no more than one
+        // working image of the run: every look and the write then read the one blend, in a
+        // few passes over the whole stack instead of many small ones per slice.
+        const cDeconParameter& p = mLog->GetParameters();
+        const uint32_t depth = first.GetInteriorSize().z;
+        const double stackBytes = double(slice.x) * slice.y * depth * sizeof(float);
+        if (mAccessors.size() == 1 && !p.GetBool(DEC_BPARAMS_IS_2D) &&
+            stackBytes <= double(p.GetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE)))
+            mSlab = depth;
+        const cImageDimensions tile{mWeighted ? mSize.x : 0, mSize.y, mSlab};
+        SetUpImages(tile, {slice.x, slice.y, mSlab});
         mMaskCreator->Setup(mCounts, mSize, mOverlap);
         return 0;
     });
@@ -177,6 +202,7 @@ int cBlending::InitPsfBlend() {
         mCounts = first.GetSubvolumeCount();
         mSize = {first.GetPaddedSize().x, first.GetPaddedSize().y, 1};
         const cImageDimensions mosaic{mSize.x * mCounts.x, mSize.y * mCounts.y, 1};
+        mSlab = 1;
         SetUpImages(mosaic, mosaic);
         return 0;
     });
@@ -204,11 +230,11 @@ cImageDimensions cBlending::BlendedSliceSize() const {
 }
 
 int cBlending::WriteStates(const std::string& name, const cSavedStates& states, uint32_t slices,
-                           const std::string& savedSuffix, const cSliceMaker& makeSlice) {
+                           const std::string& savedSuffix, const cSlabMaker& makeSlab) {
     cCountedPtr<cUnmanagedRawFileWriter> writer = OpenWriter(name);
     for (int32_t i = 0; i < states.total;) {
-        for (uint32_t z = 0; z < slices; ++z)
-            if (int result = makeSlice(z, *writer))
+        for (uint32_t z = 0; z < slices; z += mSlab)
+            if (int result = makeSlab(z, *writer))
                 return result;
         const bool written = CloseWriter(writer);
         for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
@@ -227,19 +253,10 @@ int cBlending::WriteStates(const std::string& name, const cSavedStates& states, 
     return 0;
 }
 
-cImageDimensions cBlending::CheckedSliceSize(const char* operation) const {
-    const cImageDimensions slice = BlendedSliceSize();
-    if (!mOutputImage || slice.x == 0 || slice.y == 0 || slice.x > mOutputImage->GetSizeX() ||
-        slice.y > mOutputImage->GetSizeY())
-        Fail(std::string("Invalid Dimensions in ") + operation, 2);
-    return slice;
-}
-
 int cBlending::BlendVolume(const std::string& name) {
     return Guard([&] {
-        if (mAccessors.empty())
+        if (mAccessors.empty() || !mOutputImage)
             return 1;
-        const cImageDimensions slice = CheckedSliceSize("BlendVolume");
         // Tiles are joined in x and y only. Subvolumes stacked in z would all land in the one
         // mosaic of a slice; the cut never makes them for a run, and they are refused rather than
         // joined wrongly.
@@ -247,77 +264,59 @@ int cBlending::BlendVolume(const std::string& name) {
             if (accessor->GetSubvolumeCount().z > 1)
                 Fail("Invalid Dimensions in BlendVolume", 2);
         const uint32_t depth = mAccessors.front()->GetInteriorSize().z;
-        const auto blendSlice = [&](uint32_t z) {
-            for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
-                accessor->ReadSlice(z, mTileImage);
-            return BlendSlice();
-        };
-        if (int result = LookAtTheBlendedStack(depth, slice, blendSlice))
+        const auto blendSlab = [&](uint32_t z) { return BlendSlab(z, false); };
+        if (int result = LookAtTheBlendedStack(depth, blendSlab))
             return result;
         return WriteStates(name, SavedStates(mLog->GetParameters(), DEC_IPARAMS_SAVE_INTERVAL),
                            depth, "_I", [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
-                               if (int result = blendSlice(z))
-                                   return result;
-                               if (mNonNegativity)
-                                   mNonNegativity->Apply(mOutputImage);
-                               // One write per slice, each row cut to the stack's width.
-                               writer.WriteRegion(mOutputImage, 0, 0, 0, slice.x - 1, slice.y - 1,
-                                                  0);
-                               return 0;
+                               return WriteSlab(z, false, writer);
                            });
     });
 }
 
 int cBlending::Blend2D(const std::string& name) {
     return Guard([&] {
-        if (mAccessors.empty())
+        if (mAccessors.empty() || !mOutputImage)
             return 1;
-        const cImageDimensions slice = CheckedSliceSize("Blend2D");
         // Each stack slice was restored on its own, as its own set of subvolumes, all with the
         // settings of the first.
         const cSavedStates states =
             SavedStates(mSubvolumeLogs->front()->GetParameters(), DEC_IPARAMS_SAVE_INTERVAL);
-        const auto blendSlice = [&](uint32_t z) {
-            ReadPlane(z);
-            return BlendSlice();
-        };
-        if (int result = LookAtTheBlendedStack(StackDepth(), slice, blendSlice))
+        const auto blendPlane = [&](uint32_t z) { return BlendSlab(z, true); };
+        if (int result = LookAtTheBlendedStack(StackDepth(), blendPlane))
             return result;
-        return WriteStates(
-            name, states, StackDepth(), "_I", [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
-                if (int result = blendSlice(z))
-                    return result;
-                if (mNonNegativity)
-                    mNonNegativity->Apply(mOutputImage);
-                writer.WriteRegion(mOutputImage, 0, 0, 0, slice.x - 1, slice.y - 1, 0);
-                return 0;
-            });
+        return WriteStates(name, states, StackDepth(), "_I",
+                           [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
+                               return WriteSlab(z, true, writer);
+                           });
     });
 }
 
-int cBlending::LookAtTheBlendedStack(uint32_t slices, const cImageDimensions& slice,
-                                     const std::function<int(uint32_t z)>& blendSlice) {
+int cBlending::WriteSlab(uint32_t z, bool plane, cUnmanagedRawFileWriter& writer) {
+    if (int result = BlendSlab(z, plane))
+        return result;
+    if (mNonNegativity)
+        mNonNegativity->Apply(mOutputImage);
+    // The slab is spent: the next blend of these slices, of a saved state's files, is new.
+    mBlendedSlab = -1;
+    writer.Write(mOutputImage);
+    return 0;
+}
+
+int cBlending::LookAtTheBlendedStack(uint32_t slices,
+                                     const std::function<int(uint32_t z)>& blendSlab) {
     if (!mNonNegativity)
         return 0;
-    // The output image may reach past the stack's width and height; only the stack's own
-    // pixels count.
-    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-    const bool whole = mOutputImage->GetSizeX() == slice.x && mOutputImage->GetSizeY() == slice.y;
-    const cFloatImagePtr own =
-        whole ? mOutputImage : cFloatImagePtr(new cOvdImage<float>(slice, GetObjectName()));
-    const cImageBox box{0, 0, 0, slice.x - 1, slice.y - 1, 0};
     for (int look = 1; look <= 2; ++look) {
         if (look == 2 && !mNonNegativity->NeedsPedestal())
             break;
-        for (uint32_t z = 0; z < slices; ++z) {
-            if (int result = blendSlice(z))
+        for (uint32_t z = 0; z < slices; z += mSlab) {
+            if (int result = blendSlab(z))
                 return result;
-            if (!whole)
-                math->CopyRectangularRoi(mOutputImage, own, box, box);
             if (look == 1)
-                mNonNegativity->FirstLook(own);
+                mNonNegativity->FirstLook(mOutputImage);
             else
-                mNonNegativity->SecondLook(own);
+                mNonNegativity->SecondLook(mOutputImage);
         }
     }
     return 0;
@@ -334,31 +333,47 @@ uint32_t cBlending::StackDepth() const {
     return depth > 0 ? static_cast<uint32_t>(depth) : 0u;
 }
 
-int cBlending::BlendSlice() {
+int cBlending::BlendSlab(uint32_t z, bool plane) {
     return Guard([&] {
+        // A stack blended whole is blended once for all its looks.
+        if (mBlendedSlab == int64_t{z})
+            return 0;
         cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-        math->SetImageToConstant(mOutputImage, 0.0f);
-        const uint32_t sx = mSize.x, sy = mSize.y, o = mOverlap;
-        const bool plainCopy = (mCounts.x == 1 && mCounts.y == 1) || o == 0;
-        const cImageBox wholeMask{0, 0, 0, sx - 1, sy - 1, 0};
-        for (uint32_t iy = 0; iy < mCounts.y; ++iy) {
-            for (uint32_t ix = 0; ix < mCounts.x; ++ix) {
-                const cImageBox source{ix * sx,           iy * sy,           0,
-                                       (ix + 1) * sx - 1, (iy + 1) * sy - 1, 0};
-                const uint32_t tx = (sx - o) * ix, ty = (sy - o) * iy;
-                const cImageBox target{tx, ty, 0, tx + sx - 1, ty + sy - 1, 0};
-                if (plainCopy) {
-                    math->CopyRectangularRoi(mTileImage, mOutputImage, source, target);
-                } else {
-                    // Weighted in place in the mosaic, then added: where tiles overlap the output
-                    // is the sum of their weighted values.
-                    cFloatImagePtr mask = mMaskCreator->GetMask(ix, iy);
-                    math->MultiplyImageRoi(mTileImage, mask, mTileImage, source, wholeMask, source);
-                    math->AddImageRoi(mTileImage, mOutputImage, mOutputImage, source, target,
-                                      target);
-                }
+        const cImageDimensions out = mOutputImage->GetDimensions();
+        const uint32_t last = mSlab - 1;
+        if (mWeighted)
+            math->SetImageToConstant(mOutputImage, 0.0f);
+        for (std::size_t i : mTileOrder) {
+            cSubvolumeAccessor& accessor = *mAccessors[i];
+            const cImageDimensions& index = accessor.GetIndex();
+            if (plane && index.z != z)
+                continue;
+            // The tile's place in the stack, and the part of it that lies inside.
+            const uint64_t tx = uint64_t{mSize.x - mOverlap} * index.x;
+            const uint64_t ty = uint64_t{mSize.y - mOverlap} * index.y;
+            if (tx >= out.x || ty >= out.y)
+                continue;
+            const uint32_t x0 = static_cast<uint32_t>(tx), y0 = static_cast<uint32_t>(ty);
+            const uint32_t w = std::min(mSize.x, out.x - x0), h = std::min(mSize.y, out.y - y0);
+            const cImageBox target{x0, y0, 0, x0 + w - 1, y0 + h - 1, last};
+            const uint32_t first = plane ? 0 : z;
+            if (!mWeighted) {
+                accessor.ReadInterior(first, mOutputImage, target);
+                continue;
             }
+            // Weighted in place, then added: where tiles overlap the output is the sum of
+            // their weighted values.
+            const cImageBox part{0, 0, 0, w - 1, h - 1, last};
+            accessor.ReadInterior(first, mTileImage, part);
+            const cFloatImagePtr mask = mMaskCreator->GetMask(index.x, index.y);
+            const cImageBox maskPart{0, 0, 0, w - 1, h - 1, 0};
+            for (uint32_t k = 0; k <= last; ++k) {
+                const cImageBox slice{0, 0, k, w - 1, h - 1, k};
+                math->MultiplyImageRoi(mTileImage, mask, mTileImage, slice, maskPart, slice);
+            }
+            math->AddImageRoi(mTileImage, mOutputImage, mOutputImage, part, target, target);
         }
+        mBlendedSlab = z;
         return 0;
     });
 }

@@ -21,12 +21,13 @@ namespace Ovidane {
 class cImageStatistics;
 
 // Puts the restored subvolumes back together into the output stack. It works one stack
-// slice at a time: the matching interior slice of every subvolume goes into a mosaic (the
-// tile image), each tile is weighted by its seam masks, and the tiles are added into the
-// output slice at positions that overlap by the subvolume overlap. Only slices are ever in
-// memory. A last pass over the written file then undoes what the preparation did to the
-// whole stack (inversion of transmitted-light data, binning). Subvolume PSFs, when saved,
-// are laid side by side into one PSF file without weights.
+// slice at a time: the matching interior slice of every subvolume is weighted by its seam
+// masks and added into the output slice at positions that overlap by the subvolume overlap
+// (without overlap, copied in place). Only slices are in memory, except for a stack restored
+// in one piece that takes no more than one working image: that is blended whole, once. A
+// last pass over the written file then undoes what the preparation did to the whole stack
+// (inversion of transmitted-light data, binning). Subvolume PSFs, when saved, are laid side
+// by side into one PSF file without weights.
 //
 // Use: SetStatistics, SetSubvolumeLogs, SetLog (a copy of the run's log whose
 // DEC_SPARAMS_ORIGINAL_FILE names the output), optionally SetStatusCallback, Blend. The
@@ -62,7 +63,6 @@ public:
     int InitBlendImages();
     int BlendVolume(const std::string& name);
     int Blend2D(const std::string& name);
-    int BlendSlice();
     int PostProcess(const std::string& name);
     int InitPsfBlend();
     int BlendPsfVolume(const std::string& name);
@@ -82,21 +82,24 @@ private:
         int32_t total = 1;
     };
     static cSavedStates SavedStates(const cDeconParameter& parameters, DecIntKey intervalKey);
-    // Makes slice z of the stack being written and writes it; 0 or a step's code.
-    using cSliceMaker = std::function<int(uint32_t z, cUnmanagedRawFileWriter& writer)>;
-    // Writes `name` and one "_I" sibling per saved state, `slices` slices each. After each
-    // stack the subvolume files it came from are deleted and the next state's files,
-    // the result names followed by `savedSuffix` and the iteration, are opened.
+    // Makes the slab of the stack being written that starts at slice z and writes it; 0 or a
+    // step's code.
+    using cSlabMaker = std::function<int(uint32_t z, cUnmanagedRawFileWriter& writer)>;
+    // Writes `name` and one "_I" sibling per saved state, `slices` slices each, a slab at a
+    // time. After each stack the subvolume files it came from are deleted and the next
+    // state's files, the result names followed by `savedSuffix` and the iteration, are opened.
     int WriteStates(const std::string& name, const cSavedStates& states, uint32_t slices,
-                    const std::string& savedSuffix, const cSliceMaker& makeSlice);
-    // The blended slice size, checked against the output image.
-    cImageDimensions CheckedSliceSize(const char* operation) const;
-    // With a whole-stack non-negativity step: blends the `slices` slices (blendSlice(z)
-    // leaves slice z in the output image) and lets the step look at them, once or twice,
-    // before anything is written. 0 or the code of a failed blend.
-    int LookAtTheBlendedStack(uint32_t slices, const cImageDimensions& slice,
-                              const std::function<int(uint32_t z)>& blendSlice);
-    // Every subvolume of stack slice z reads its one plane into the mosaic.
+                    const std::string& savedSuffix, const cSlabMaker& makeSlab);
+    // Blends the slab of stack slices from z into the output image; with `plane`, stack
+    // plane z from the subvolumes restored for it. 0 or a step's code.
+    int BlendSlab(uint32_t z, bool plane);
+    // Blends, makes non-negative and writes the slab from z.
+    int WriteSlab(uint32_t z, bool plane, cUnmanagedRawFileWriter& writer);
+    // With a whole-stack non-negativity step: blends the `slices` slices slab by slab
+    // (blendSlab(z) leaves the slab from z in the output image) and lets the step look at
+    // them, once or twice, before anything is written. 0 or the code of a failed blend.
+    int LookAtTheBlendedStack(uint32_t slices, const std::function<int(uint32_t z)>& blendSlab);
+    // Every subvolume of stack slice z reads its one plane into the mosaic of PSFs.
     void ReadPlane(uint32_t z);
     uint32_t StackDepth() const;
     // Width and height of the blended stack: the stack's size, over the bin factor.
@@ -107,9 +110,19 @@ private:
     cSubvolumeLogList mSubvolumeLogs;
     cCountedPtr<cDeconLog> mLog;
     cCountedPtr<cBlendingMaskCreator> mMaskCreator;
+    // One subvolume's interior, for weighting (none when tiles are copied); for PSFs, the
+    // mosaic.
     cFloatImagePtr mTileImage;
+    // A slab of the blended stack, at the stack's width and height.
     cFloatImagePtr mOutputImage;
     std::vector<cCountedPtr<cSubvolumeAccessor>> mAccessors;
+    // The accessors in the order their tiles are added: by plane, row and column.
+    std::vector<std::size_t> mTileOrder;
+    // Slices per slab: the stack's depth, or 1.
+    uint32_t mSlab = 1;
+    // The first slice of the slab blended into the output image, -1 when there is none.
+    int64_t mBlendedSlab = -1;
+    bool mWeighted = false;
     uint32_t mOverlap = 0;
     cImageDimensions mCounts{1, 1, 1};
     cImageDimensions mSize{1, 1, 1};

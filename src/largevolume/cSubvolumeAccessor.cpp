@@ -59,21 +59,34 @@ void cSubvolumeAccessor::ReadSlice(uint32_t z, const cFloatImagePtr& mosaic) {
     Guard([&] {
         if (!mosaic)
             Fail("NULL input image in ReadSlice", 2);
-        if (!mReader)
-            Fail("No open file in ReadSlice", 2);
-        if (z >= mInterior.z)
-            Fail("Invalid Dimensions in ReadSlice", 2);
         const uint64_t x0 = uint64_t{mIndex.x} * mInterior.x;
         const uint64_t y0 = uint64_t{mIndex.y} * mInterior.y;
         if (x0 + mInterior.x > mosaic->GetSizeX() || y0 + mInterior.y > mosaic->GetSizeY())
             Fail("Roi out of bounds in ReadSlice", 2);
-        // The reader takes whole file slices and copies the interior's rows out of them.
-        const uint32_t tx = static_cast<uint32_t>(x0);
-        const uint32_t ty = static_cast<uint32_t>(y0);
-        mReader->ReadRegion(mosaic, mLowBand.x, mLowBand.y, mLowBand.z + z,
-                            mLowBand.x + mInterior.x - 1, mLowBand.y + mInterior.y - 1,
-                            mLowBand.z + z, tx, ty, 0, tx + mInterior.x - 1, ty + mInterior.y - 1,
-                            0);
+        const uint32_t tx = static_cast<uint32_t>(x0), ty = static_cast<uint32_t>(y0);
+        ReadInterior(z, mosaic, {tx, ty, 0, tx + mInterior.x - 1, ty + mInterior.y - 1, 0});
+    });
+}
+
+void cSubvolumeAccessor::ReadInterior(uint32_t z, const cFloatImagePtr& image,
+                                      const cImageBox& box) {
+    Guard([&] {
+        if (!image)
+            Fail("NULL input image in ReadInterior", 2);
+        if (!mReader)
+            Fail("No open file in ReadInterior", 2);
+        if (box.x1 < box.x0 || box.y1 < box.y0 || box.z1 < box.z0 ||
+            box.x1 - box.x0 >= mInterior.x || box.y1 - box.y0 >= mInterior.y ||
+            uint64_t{z} + (box.z1 - box.z0) >= mInterior.z)
+            Fail("Invalid Dimensions in ReadInterior", 2);
+        if (box.x1 >= image->GetSizeX() || box.y1 >= image->GetSizeY() ||
+            box.z1 >= image->GetSizeZ())
+            Fail("Roi out of bounds in ReadInterior", 2);
+        // The reader takes whole file slices and copies the box's rows out of them.
+        const uint32_t z0 = mLowBand.z + z;
+        mReader->ReadRegion(image, mLowBand.x, mLowBand.y, z0, mLowBand.x + (box.x1 - box.x0),
+                            mLowBand.y + (box.y1 - box.y0), z0 + (box.z1 - box.z0), box.x0,
+                            box.y0, box.z0, box.x1, box.y1, box.z1);
     });
 }
 

@@ -30,6 +30,10 @@ public:
     // columns index.x * interior.x onwards, rows index.y * interior.y onwards, slice 0. A
     // short read leaves the missing pixels as they were and is noted by the reader.
     void ReadSlice(uint32_t z, const cFloatImagePtr& mosaic);
+    // Copies interior slices z onwards into `box` of the image: the interior's first rows,
+    // columns and slices, as many as the box has. The box may be smaller than the interior
+    // (the part of a tile that lies inside the stack), never larger.
+    void ReadInterior(uint32_t z, const cFloatImagePtr& image, const cImageBox& box);
 
     // Closes the open file and opens `name`, a file of the padded size: the result of a
     // saved iteration.
