@@ -1,4 +1,5 @@
 #include "math/cImageMathGeneric.h"
+#include "math/cLimitCells.h"
 
 #include <algorithm>
 #include <cmath>
@@ -51,20 +52,6 @@ cImageDimensions SliceExtent(const cImageDimensions& size) {
 // Pixels per axis of a sorted box, both corners included.
 cImageDimensions BoxExtent(const cImageBox& box) {
     return {box.x1 - box.x0 + 1, box.y1 - box.y0 + 1, box.z1 - box.z0 + 1};
-}
-
-// The index of the first of the n >= 1 sorted limits above v (n when none is), as
-// std::upper_bound gives it. Every halving step is a conditional move rather than a branch:
-// the pixels of a restored stack land in the bins in no order a branch predictor could
-// follow, and a mispredicted branch per step cost more than the whole rest of the pass.
-std::size_t FirstLimitAbove(const float* limits, std::size_t n, float v) {
-    const float* base = limits;
-    while (n > 1) {
-        const std::size_t half = n / 2;
-        base = v < base[half] ? base : base + half;
-        n -= half;
-    }
-    return static_cast<std::size_t>(base - limits) + !(v < *base);
 }
 
 // Calls kernel(n, line pointers of the views...) for every line of `extent`, lines spread
@@ -844,17 +831,14 @@ void cImageMathGeneric::CountPixelsBelowLimits(const cFloatImagePtr& image,
             Fail("Invalid limits in CountPixelsBelowLimits", OVD_ERR_PARAMETER);
         if (limits.empty())
             return;
-        const float top = limits.back();
+        // A value at or above the top limit, or NaN, falls into the extra last bin.
+        const cLimitCells cells(limits);
         const std::vector<uint64_t> found = Reduce(
-            image->GetDimensions(), std::vector<uint64_t>(limits.size(), 0),
+            image->GetDimensions(), std::vector<uint64_t>(limits.size() + 1, 0),
             [&](uint32_t n, std::vector<uint64_t>& partial, const float* p) {
-                // Locals, so that the loop keeps them in registers across its stores.
-                const float* limit = limits.data();
-                const std::size_t count = limits.size();
                 uint64_t* counted = partial.data();
                 for (uint32_t x = 0; x < n; ++x)
-                    if (p[x] < top)
-                        ++counted[FirstLimitAbove(limit, count, p[x])];
+                    ++counted[cells.Bin(p[x])];
             },
             [](std::vector<uint64_t>& total, const std::vector<uint64_t>& piece) {
                 for (std::size_t k = 0; k < total.size(); ++k)

@@ -75,13 +75,17 @@ TEST(cImageMathAnalysis, ResultsDoNotDependOnTheThreadCount) {
 
 // Each pixel below the last limit counts in the bin of the first limit above it, for the
 // pedestal search's geometric limits and for limits of either sign or over a huge range:
-// values on a limit, repeated limits, -infinity and NaN included.
+// values on a limit, repeated limits, limits closer than the lookup's cells, signed zeros,
+// subnormals, infinities and NaN included.
 TEST(cImageMathAnalysis, CountsBelowLimitsMatchASortedSearch) {
     cImageMathGeneric math;
     const cFloatImagePtr image = MakeImage({37, 5, 3}, Random(11, -60.0f, 5.0f));
     At(image, 0, 0, 0) = -std::numeric_limits<float>::infinity();
     At(image, 1, 0, 0) = std::nanf("");
     At(image, 3, 0, 0) = -1e25f;
+    At(image, 4, 0, 0) = -0.0f;
+    At(image, 5, 0, 0) = -1e-42f; // subnormal
+    At(image, 6, 0, 0) = std::numeric_limits<float>::infinity();
     std::vector<std::vector<float>> sets = {{-3.0f}, {-40.0f, 2.0f}, {-1e30f, -7.0f, -1e-20f}};
     for (const std::size_t n : {2, 7, 40}) {
         std::vector<float> geometric;
@@ -93,6 +97,7 @@ TEST(cImageMathAnalysis, CountsBelowLimitsMatchASortedSearch) {
     }
     // Limits that start as a geometric series and then leave it.
     sets.push_back({-50.0f, -45.0f, -44.9f, -10.0f, -9.99f, -1.0f, 0.0f});
+    sets.push_back({-1e-40f, -0.0f, 1e-41f, 3.0f});
     for (const std::vector<float>& limits : sets) {
         At(image, 2, 0, 0) = limits[limits.size() / 2]; // a pixel on a limit
         std::vector<uint64_t> expected(limits.size(), 0), counts(limits.size(), 1);
