@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "core/cException.h"
+#include "core/cWorkerPool.h"
+#include "math/ImageWalk.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -46,33 +48,76 @@ cAxisRun AxisRun(uint32_t offset, uint32_t w, uint32_t planeSize, uint32_t image
             static_cast<uint32_t>(start + first)};
 }
 
-cImageBox Rows(uint32_t first, uint32_t count, uint32_t width) {
-    return {0, first, 0, width - 1, first + count - 1, 0};
-}
+// The work plane of one slice: the padded slice widened by both guard bands, filled from an
+// image slice and its edges, faded towards its faces and folded with period P. The steps, in
+// their order, are pixel operations of plain float products and sums, so the padding is the
+// same float for float on any thread and back end.
+struct cSlicePadding {
+    cImageDimensions P, L, H, W;
+    cAxisRun runX, runY;
+    std::vector<float> rampX, rampY;
+    uint32_t planeX, planeY;
 
-cImageBox Columns(uint32_t first, uint32_t count, uint32_t height) {
-    return {first, 0, 0, first + count - 1, height - 1, 0};
-}
+    // Fills slice z of `result` from slice zs of `image`, working in `plane`.
+    void operator()(const cFloatImage& image, uint32_t zs, cFloatImage& result, uint32_t z,
+                    float* plane) const {
+        const auto row = [&](uint32_t y) { return plane + std::size_t{y} * planeX; };
+        // Fill: the image's own pixels, then its edge columns and rows repeated out to the
+        // plane's faces.
+        const uint32_t run = runX.last - runX.first + 1;
+        for (uint32_t y = runY.first; y <= runY.last; ++y) {
+            const float* from = image.GetLinePointer(runY.source + (y - runY.first), zs);
+            float* line = row(y);
+            std::copy(from + runX.source, from + runX.source + run, line + runX.first);
+            std::fill(line, line + runX.first, line[runX.first]);
+            std::fill(line + runX.last + 1, line + planeX, line[runX.last]);
+        }
+        for (uint32_t y = 0; y < runY.first; ++y)
+            std::copy(row(runY.first), row(runY.first) + planeX, row(y));
+        for (uint32_t y = runY.last + 1; y < planeY; ++y)
+            std::copy(row(runY.last), row(runY.last) + planeX, row(y));
 
-cImageBox Whole(const cFloatImagePtr& plane) {
-    return {0, 0, 0, plane->GetSizeX() - 1, plane->GetSizeY() - 1, 0};
-}
+        // Fade: the first W lines rise from 0, the W lines from P on fall to 0.
+        const auto scaleRow = [&](uint32_t y, float weight) {
+            for (float* v = row(y); v != row(y) + planeX; ++v)
+                *v *= weight;
+        };
+        for (uint32_t k = 0; k < W.y; ++k)
+            scaleRow(k, rampY[k]);
+        for (uint32_t k = 0; k < W.y; ++k)
+            scaleRow(P.y + k, rampY[W.y - 1 - k]);
+        for (uint32_t y = 0; y < planeY && W.x > 0; ++y) {
+            float* line = row(y);
+            for (uint32_t k = 0; k < W.x; ++k)
+                line[k] *= rampX[k];
+            for (uint32_t k = 0; k < W.x; ++k)
+                line[P.x + k] *= rampX[W.x - 1 - k];
+        }
 
-// A band of the work plane's weights, laid out so that a fade is one multiplication of
-// boxes: along y, `count` rows of `length` pixels, row k holding the ramp's entry k (rising)
-// or w − 1 − k (falling); along x the same in columns.
-cFloatImagePtr WeightBand(const std::vector<float>& ramp, uint32_t w, uint32_t length, bool alongY,
-                          bool rising, const std::string& owner) {
-    const cImageDimensions size =
-        alongY ? cImageDimensions{length, w, 1} : cImageDimensions{w, length, 1};
-    cFloatImagePtr band(new cFloatImage(size, owner));
-    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-    for (uint32_t k = 0; k < w; ++k) {
-        const float weight = rising ? ramp[k] : ramp[w - 1 - k];
-        math->SetRoiToConstant(band, alongY ? Rows(k, 1, length) : Columns(k, 1, length), weight);
+        // Fold with period P: what lies beyond the padded slice's high face comes back at its
+        // low face and the other way round. Each line lands exactly one period away, also
+        // where the two bands differ in width, so the rising and the falling weight that
+        // meet on a line are r[k] and r[W − 1 − k] and sum to 1.
+        const auto addRow = [&](uint32_t from, uint32_t to) {
+            for (uint32_t x = 0; x < planeX; ++x)
+                row(to)[x] = row(from)[x] + row(to)[x];
+        };
+        for (uint32_t k = 0; k < L.y; ++k)
+            addRow(H.y + P.y + k, H.y + k);
+        for (uint32_t k = 0; k < H.y; ++k)
+            addRow(k, P.y + k);
+        for (uint32_t y = 0; y < planeY; ++y) {
+            float* line = row(y);
+            for (uint32_t k = 0; k < L.x; ++k)
+                line[H.x + k] = line[H.x + P.x + k] + line[H.x + k];
+            for (uint32_t k = 0; k < H.x; ++k)
+                line[P.x + k] = line[k] + line[P.x + k];
+        }
+
+        for (uint32_t y = 0; y < P.y; ++y)
+            std::copy(row(H.y + y) + H.x, row(H.y + y) + H.x + P.x, result.GetLinePointer(y, z));
     }
-    return band;
-}
+};
 
 // Slice z of image seen as an image of its own, without a copy.
 cFloatImagePtr SliceView(const cFloatImagePtr& image, uint32_t z, const std::string& owner) {
@@ -122,89 +167,20 @@ cSubvolumeInterpolationConstraint::InterpolateSubVolume(const cFloatImagePtr& im
             // stands at image column offset.x − W.x + x, so the padded slice, from plane
             // column H.x on, starts L.x columns below the interior; below it lie H.x columns
             // and above it L.x columns of data to fold in. Rows likewise.
-            const uint32_t planeX = P.x + W.x;
-            const uint32_t planeY = P.y + W.y;
-            cFloatImagePtr plane(new cFloatImage(cImageDimensions{planeX, planeY, 1}, owner));
-            const std::vector<float> rampX = Ramp(W.x);
-            const std::vector<float> rampY = Ramp(W.y);
-            cFloatImagePtr riseY, fallY, riseX, fallX;
-            if (W.y > 0) {
-                riseY = WeightBand(rampY, W.y, planeX, true, true, owner);
-                fallY = WeightBand(rampY, W.y, planeX, true, false, owner);
-            }
-            if (W.x > 0) {
-                riseX = WeightBand(rampX, W.x, planeY, false, true, owner);
-                fallX = WeightBand(rampX, W.x, planeY, false, false, owner);
-            }
-            const cAxisRun runX = AxisRun(mOffset.x, W.x, planeX, source.x);
-            const cAxisRun runY = AxisRun(mOffset.y, W.y, planeY, source.y);
-            const cImageBox padded{H.x, H.y, 0, H.x + P.x - 1, H.y + P.y - 1, 0};
-
-            cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-            for (uint32_t z = L.z; z < L.z + core; ++z) {
+            cSlicePadding padding{P, L, H, W, {}, {}, Ramp(W.x), Ramp(W.y), P.x + W.x, P.y + W.y};
+            padding.runX = AxisRun(mOffset.x, W.x, padding.planeX, source.x);
+            padding.runY = AxisRun(mOffset.y, W.y, padding.planeY, source.y);
+            // The slices are independent: one parallel pass, each thread in its own plane.
+            const int threads = ImageWalk::ThreadsFor(P.Voxels());
+            std::vector<std::vector<float>> planes(
+                std::size_t(threads), std::vector<float>(std::size_t{padding.planeX} * padding.planeY));
+            cWorkerPool::ForEach(int64_t{core}, threads, [&](int64_t i, int worker) {
+                const uint32_t z = L.z + static_cast<uint32_t>(i);
                 const int64_t wanted = int64_t{mOffset.z} + z - L.z;
                 const uint32_t zs =
                     static_cast<uint32_t>(std::clamp<int64_t>(wanted, 0, int64_t{source.z} - 1));
-
-                // Fill: the image's own pixels, then its edge columns and rows repeated
-                // out to the plane's faces.
-                const cImageBox from{runX.source,
-                                     runY.source,
-                                     zs,
-                                     runX.source + (runX.last - runX.first),
-                                     runY.source + (runY.last - runY.first),
-                                     zs};
-                math->CopyRectangularRoi(image, plane, from,
-                                         {runX.first, runY.first, 0, runX.last, runY.last, 0});
-                const cImageBox firstColumn{runX.first, runY.first, 0, runX.first, runY.last, 0};
-                const cImageBox lastColumn{runX.last, runY.first, 0, runX.last, runY.last, 0};
-                for (uint32_t x = 0; x < runX.first; ++x)
-                    math->CopyRectangularRoi(plane, plane, firstColumn,
-                                             {x, runY.first, 0, x, runY.last, 0});
-                for (uint32_t x = runX.last + 1; x < planeX; ++x)
-                    math->CopyRectangularRoi(plane, plane, lastColumn,
-                                             {x, runY.first, 0, x, runY.last, 0});
-                for (uint32_t y = 0; y < runY.first; ++y)
-                    math->CopyRectangularRoi(plane, plane, Rows(runY.first, 1, planeX),
-                                             Rows(y, 1, planeX));
-                for (uint32_t y = runY.last + 1; y < planeY; ++y)
-                    math->CopyRectangularRoi(plane, plane, Rows(runY.last, 1, planeX),
-                                             Rows(y, 1, planeX));
-
-                // Fade: the first W lines rise from 0, the W lines from P on fall to 0.
-                if (W.y > 0) {
-                    math->MultiplyImageRoi(plane, riseY, plane, Rows(0, W.y, planeX), Whole(riseY),
-                                           Rows(0, W.y, planeX));
-                    math->MultiplyImageRoi(plane, fallY, plane, Rows(P.y, W.y, planeX),
-                                           Whole(fallY), Rows(P.y, W.y, planeX));
-                }
-                if (W.x > 0) {
-                    math->MultiplyImageRoi(plane, riseX, plane, Columns(0, W.x, planeY),
-                                           Whole(riseX), Columns(0, W.x, planeY));
-                    math->MultiplyImageRoi(plane, fallX, plane, Columns(P.x, W.x, planeY),
-                                           Whole(fallX), Columns(P.x, W.x, planeY));
-                }
-
-                // Fold with period P: what lies beyond the padded slice's high face comes
-                // back at its low face and the other way round. Each line lands exactly one
-                // period away, also where the two bands differ in width, so the rising and
-                // the falling weight that meet on a line are r[k] and r[W − 1 − k] and sum
-                // to 1.
-                if (L.y > 0)
-                    math->AddImageRoi(plane, plane, plane, Rows(H.y + P.y, L.y, planeX),
-                                      Rows(H.y, L.y, planeX), Rows(H.y, L.y, planeX));
-                if (H.y > 0)
-                    math->AddImageRoi(plane, plane, plane, Rows(0, H.y, planeX),
-                                      Rows(P.y, H.y, planeX), Rows(P.y, H.y, planeX));
-                if (L.x > 0)
-                    math->AddImageRoi(plane, plane, plane, Columns(H.x + P.x, L.x, planeY),
-                                      Columns(H.x, L.x, planeY), Columns(H.x, L.x, planeY));
-                if (H.x > 0)
-                    math->AddImageRoi(plane, plane, plane, Columns(0, H.x, planeY),
-                                      Columns(P.x, H.x, planeY), Columns(P.x, H.x, planeY));
-
-                math->CopyRectangularRoi(plane, result, padded, {0, 0, z, P.x - 1, P.y - 1, z});
-            }
+                padding(*image, zs, *result, z, planes[std::size_t(worker)].data());
+            });
         }
 
         if (W.z == 0)
