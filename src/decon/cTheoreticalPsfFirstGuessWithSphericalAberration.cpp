@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <typeinfo>
 
 #include "core/cCountedArray.h"
 #include "core/cException.h"
+#include "decon/cPsfCache.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -85,6 +87,20 @@ void cTheoreticalPsfFirstGuessWithSphericalAberration::Apply(cFloatImagePtr& psf
 
 void cTheoreticalPsfFirstGuessWithSphericalAberration::Generate(const cFloatImagePtr& psf) const {
     const cImageDimensions size = psf->GetDimensions();
+    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+    const cPsfCache::cKey key{size,
+                              mSpacingX,
+                              mSpacingY,
+                              mSpacingZ,
+                              mAxialScale,
+                              mNumericalAperture,
+                              mRefractiveIndex,
+                              mLambda,
+                              mSphericalAberration,
+                              mModality,
+                              typeid(*math.Get())};
+    if (cPsfCache::Fetch(key, psf))
+        return;
     const uint32_t NX = size.x, NY = size.y, NZ = size.z;
     const float sx = mSpacingX, sy = mSpacingY;
     const float NA = mNumericalAperture, n = mRefractiveIndex, lambda = mLambda;
@@ -117,8 +133,6 @@ void cTheoreticalPsfFirstGuessWithSphericalAberration::Generate(const cFloatImag
     const uint32_t P =
         2 * static_cast<uint32_t>(std::trunc((NA / lambda) / frequencyStep + 0.5f)) + 4;
     const float dRho = frequencyStep * 0.5f;
-
-    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
 
     // j·J0(2π·ρj·ri) for radius ri = i·Δ/S and frequency ρj = j·dρ: the Bessel function is
     // evaluated once per entry here and shared by every plane.
@@ -191,6 +205,10 @@ void cTheoreticalPsfFirstGuessWithSphericalAberration::Generate(const cFloatImag
     const float threshold = *psf->GetPixelPointer(0, 0, 0) * kThresholdFraction;
     math->SubtractImageByConstantAndThreshold(psf, threshold, 0.0f, 1);
     math->NormalizeImage(psf, psf, 0u, NZ - 1, 1.0f);
+    // A caller that shares a Bessel table computes the PSFs of many aberrations, each once:
+    // keeping them would only cost copies.
+    if (!mBesselTable)
+        cPsfCache::Store(key, psf);
 }
 
 } // namespace Ovidane

@@ -9,6 +9,7 @@
 #include "core/DeconKeys.h"
 #include "core/cFailureReason.h"
 #include "decon/cLoadFilePsfFirstGuess.h"
+#include "decon/cPsfCache.h"
 #include "interface/ovdRunSetup.h"
 #include "io/cTempFileGenerator.h"
 #include "largevolume/SubvolumeMemoryBudget.h"
@@ -236,18 +237,27 @@ uint16_t RefuseValuesNoRunCanUse(const ovdRunArguments& a) {
     return OVD_RESULT_SUCCESS;
 }
 
-// What a run of one subvolume keeps in memory: the float copy of its stack, the padded
-// subvolume and its results as memory files, when they fit into what the budget leaves
-// beyond the working images; their cost in system calls, page cache and disk is then saved.
-// A cut stays on disk: its files together are about the stack's size, which is why it was
-// cut. The answer is the files' bytes, 0 for files on disk.
-double MemoryFileBytes(const ovdRunArguments& a, const ovdRunState& state) {
+// What a run may keep in memory beyond its working images. `files`: a run of one subvolume
+// keeps the float copy of its stack, the padded subvolume and its results as memory files,
+// when they fit into what the budget leaves beyond the working images; their cost in system
+// calls, page cache and disk is then saved. A cut stays on disk: its files together are about
+// the stack's size, which is why it was cut; files is then 0. `rest`: what is left beyond
+// the files, for the PSF that the process keeps for its next run.
+struct cSpareMemory {
+    double files = 0.0;
+    double rest = 0.0;
+};
+
+cSpareMemory SpareMemory(const ovdRunArguments& a, const ovdRunState& state) {
     cCountedPtr<cSubvoluming> cut = new cSubvoluming();
     cut->SetLog(state.log);
     cSubvoluming::cPlannedFiles planned;
     // A stack that can't be cut is refused, with its reason, by the cut itself later.
-    if (!cut->PlanFiles(planned, false) || planned.subvolumes != 1)
-        return 0;
+    if (!cut->PlanFiles(planned, false))
+        return {};
+    const double spare = double(GetSpareRunMemory(int64_t(planned.subvolumeBytes)));
+    if (planned.subvolumes != 1)
+        return {0.0, spare};
     const double stack = double(std::max<int16_t>(a.width, 0)) * std::max<int16_t>(a.height, 0) *
                          std::max<int16_t>(a.depth, 0) * sizeof(float);
     const double converted = a.pixelType == OVD_ARG_PIXEL_FLOAT32 ? 0.0 : stack;
@@ -255,8 +265,9 @@ double MemoryFileBytes(const ovdRunArguments& a, const ovdRunState& state) {
     const double fileCount = (converted > 0 ? 1.0 : 0.0) + 1.0 + planned.states;
     const double files = converted + planned.subvolumeBytes * (1.0 + planned.states) +
                          fileCount * double(Platform::cMemoryFile::kChunkBytes);
-    const double spare = double(GetSpareRunMemory(int64_t(planned.subvolumeBytes)));
-    return files <= spare ? files : 0;
+    if (files > spare)
+        return {0.0, spare};
+    return {files, spare - files};
 }
 
 } // namespace
@@ -273,11 +284,12 @@ uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& a, ovdRunState& state) 
     state.converted = false;
     FillParameters(a, state);
     p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, ovdSubvolumeMemorySize(a, p));
-    const double memoryFiles = MemoryFileBytes(a, state);
-    generator.SetInMemory(memoryFiles > 0);
+    const cSpareMemory spare = SpareMemory(a, state);
+    generator.SetInMemory(spare.files > 0);
     // Chunks that earlier runs kept beyond what this one may hold go back to the system;
     // after a cut, all of them.
-    Platform::cMemoryFile::KeepPooledAtMost(uint64_t(memoryFiles));
+    Platform::cMemoryFile::KeepPooledAtMost(uint64_t(spare.files));
+    cPsfCache::KeepAtMost(uint64_t(spare.rest));
 
     uint16_t result = OVD_RESULT_SUCCESS;
     switch (a.pixelType) {

@@ -7,6 +7,7 @@
 
 #include "core/DeconKeys.h"
 #include "core/cException.h"
+#include "decon/cPsfCache.h"
 #include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
 #include "math/cImageMathManager.h"
 #include "support/TestImages.h"
@@ -222,4 +223,44 @@ TEST(cTheoreticalPsfFirstGuessWithSphericalAberration, AberratedPsfKeepsItsBrigh
         EXPECT_NEAR(Sum(psf), 1.0, 1e-4);
         EXPECT_EQ(Maximum(psf), At(psf, 0, 0, 0)) << aberration;
     }
+}
+
+// The process keeps the last PSF for the next request with the same optics: a repeated
+// request gets the same bits, a changed aberration its own PSF; the keeping itself hands a
+// PSF out only for a key equal in every field, and keeps none beyond its allowance.
+TEST(cTheoreticalPsfFirstGuessWithSphericalAberration, KeptPsfServesOnlyTheSameRequest) {
+    cPsfCache::KeepAtMost(uint64_t{1} << 30);
+    const cImageDimensions size{24, 20, 12};
+    Optics optics;
+    const std::vector<float> made = Pixels(Compute(optics, size, 0.1f, 0.2f));
+    EXPECT_EQ(Pixels(Compute(optics, size, 0.1f, 0.2f)), made);
+    optics.sphericalAberration = 0.5f;
+    EXPECT_NE(Pixels(Compute(optics, size, 0.1f, 0.2f)), made);
+
+    cPsfCache::cKey key{size, 0.1f, 0.1f, 0.2f, 1.0f, 1.4f, 1.515f, 0.52f, 0.0f, 1, typeid(int)};
+    const cFloatImagePtr kept = Random(size, 3, 0.0f, 1.0f);
+    cPsfCache::Store(key, kept);
+    std::vector<cPsfCache::cKey> others(10, key);
+    others[0].size.z = 13;
+    others[1].spacingX = 0.11f;
+    others[2].spacingY = 0.11f;
+    others[3].spacingZ = 0.21f;
+    others[4].axialScale = 1.1f;
+    others[5].numericalAperture = 1.3f;
+    others[6].refractiveIndex = 1.33f;
+    others[7].wavelength = 0.6f;
+    others[8].sphericalAberration = -0.0f; // another bit pattern of the same number
+    others[9].backEnd = typeid(float);
+    const cFloatImagePtr fetched = Constant(size, 0.0f);
+    for (std::size_t i = 0; i < others.size(); ++i)
+        EXPECT_FALSE(cPsfCache::Fetch(others[i], fetched)) << "field " << i;
+    EXPECT_EQ(Pixels(fetched), std::vector<float>(size.Voxels(), 0.0f));
+    ASSERT_TRUE(cPsfCache::Fetch(key, fetched));
+    EXPECT_EQ(Pixels(fetched), Pixels(kept));
+
+    cPsfCache::KeepAtMost(size.Voxels() * sizeof(float) - 1); // lets go of the kept one
+    EXPECT_FALSE(cPsfCache::Fetch(key, fetched));
+    cPsfCache::Store(key, kept); // too large to keep
+    EXPECT_FALSE(cPsfCache::Fetch(key, fetched));
+    cPsfCache::KeepAtMost(0);
 }

@@ -1,0 +1,100 @@
+#include "decon/cPsfCache.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <vector>
+
+#include "math/ImageWalk.h"
+
+namespace Ovidane {
+
+namespace {
+
+struct cKept {
+    std::mutex lock;
+    uint64_t allowance = 0;
+    bool filled = false;
+    cPsfCache::cKey key;
+    std::vector<float> pixels;
+};
+
+// Never destroyed: a host's run may end after the process began to shut down.
+cKept& Kept() {
+    static cKept* kept = new cKept;
+    return *kept;
+}
+
+bool Same(float a, float b) {
+    return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b);
+}
+
+uint64_t BytesOf(const cImageDimensions& size) {
+    return size.Voxels() * sizeof(float);
+}
+
+// Copies between the image's lines and the contiguous pixels, lines spread over the threads.
+template <class Copy> void ForEachImageLine(const cFloatImagePtr& image, Copy&& copy) {
+    const cImageDimensions size = image->GetDimensions();
+    ImageWalk::ForEachLine(size, [&](uint32_t y, uint32_t z) {
+        copy(image->GetLinePointer(y, z), (std::size_t{z} * size.y + y) * size.x, size.x);
+    });
+}
+
+} // namespace
+
+bool cPsfCache::cKey::operator==(const cKey& o) const {
+    return size == o.size && Same(spacingX, o.spacingX) && Same(spacingY, o.spacingY) &&
+           Same(spacingZ, o.spacingZ) && Same(axialScale, o.axialScale) &&
+           Same(numericalAperture, o.numericalAperture) &&
+           Same(refractiveIndex, o.refractiveIndex) && Same(wavelength, o.wavelength) &&
+           Same(sphericalAberration, o.sphericalAberration) && modality == o.modality &&
+           backEnd == o.backEnd;
+}
+
+bool cPsfCache::Fetch(const cKey& key, const cFloatImagePtr& psf) {
+    cKept& kept = Kept();
+    std::lock_guard<std::mutex> hold(kept.lock);
+    if (!kept.filled || !psf || !(kept.key == key) || !(psf->GetDimensions() == key.size))
+        return false;
+    const float* pixels = kept.pixels.data();
+    ForEachImageLine(psf, [&](float* line, std::size_t at, std::size_t n) {
+        std::memcpy(line, pixels + at, n * sizeof(float));
+    });
+    return true;
+}
+
+void cPsfCache::Store(const cKey& key, const cFloatImagePtr& psf) {
+    cKept& kept = Kept();
+    std::lock_guard<std::mutex> hold(kept.lock);
+    if (!psf || !(psf->GetDimensions() == key.size) || BytesOf(key.size) > kept.allowance)
+        return;
+    kept.filled = false;
+    try {
+        kept.pixels.resize(key.size.Voxels());
+    } catch (const std::bad_alloc&) {
+        // Keeping is a saving, never a need: the run goes on without it.
+        std::vector<float>().swap(kept.pixels);
+        return;
+    }
+    float* pixels = kept.pixels.data();
+    ForEachImageLine(psf, [&](const float* line, std::size_t at, std::size_t n) {
+        std::memcpy(pixels + at, line, n * sizeof(float));
+    });
+    kept.key = key;
+    kept.filled = true;
+}
+
+void cPsfCache::KeepAtMost(uint64_t bytes) {
+    cKept& kept = Kept();
+    std::lock_guard<std::mutex> hold(kept.lock);
+    kept.allowance = bytes;
+    if (kept.pixels.size() * sizeof(float) > bytes) {
+        kept.filled = false;
+        std::vector<float>().swap(kept.pixels);
+    }
+}
+
+} // namespace Ovidane
