@@ -33,6 +33,12 @@ cLimitCells::cLimitCells(const std::vector<float>& limits)
         // Within one sign the bit patterns of a cell are one range of values; negative
         // floats grow more negative as their bits grow.
         const float low = std::min(a, b), high = std::max(a, b);
+        // Most cells lie wholly below or above the limits: no search for those.
+        if (n == 0 || high < limits.front() || low > limits.back()) {
+            cell = {std::numeric_limits<float>::infinity(), n == 0 || high < limits.front() ? 0 : n,
+                    0};
+            continue;
+        }
         const auto first = std::lower_bound(limits.begin(), limits.end(), low);
         const auto end = std::upper_bound(limits.begin(), limits.end(), high);
         cell.base = static_cast<uint32_t>(first - limits.begin());
