@@ -109,6 +109,31 @@ HWY_INLINE void SpectrumProduct(const float* a, const float* b, float* out, std:
         });
 }
 
+void WienerSpectrumLineKernel(const float* g, const float* h, float* out, uint64_t values,
+                              float k, float scale) {
+    const D d;
+    const V s = hn::Set(d, scale), kv = hn::Set(d, k);
+    ForRun(
+        values,
+        [&](std::size_t i) {
+            V gr, gi, hr, hi;
+            hn::LoadInterleaved2(d, g + 2 * i, gr, gi);
+            hn::LoadInterleaved2(d, h + 2 * i, hr, hi);
+            const V t = hn::Add(hn::Add(hn::Mul(hr, hr), hn::Mul(hi, hi)), kv);
+            const V qr = hn::Div(hr, t), qi = hn::Div(hn::Neg(hi), t);
+            const V re = hn::Sub(hn::Mul(gr, qr), hn::Mul(gi, qi));
+            const V im = hn::Add(hn::Mul(gr, qi), hn::Mul(gi, qr));
+            hn::StoreInterleaved2(hn::Mul(re, s), hn::Mul(im, s), d, out + 2 * i);
+        },
+        [&](std::size_t i) {
+            const float gr = g[2 * i], gi = g[2 * i + 1], hr = h[2 * i], hi = h[2 * i + 1];
+            const float t = (hr * hr + hi * hi) + k;
+            const float qr = hr / t, qi = -hi / t;
+            out[2 * i] = (gr * qr - gi * qi) * scale;
+            out[2 * i + 1] = (gr * qi + gi * qr) * scale;
+        });
+}
+
 void MultiplySpectrumLineKernel(const float* a, const float* b, float* out, uint64_t values,
                                 float scale) {
     SpectrumProduct<false>(a, b, out, values, scale);
@@ -206,10 +231,16 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace Ovidane::PassKernels {
 
+HWY_EXPORT(WienerSpectrumLineKernel);
 HWY_EXPORT(MultiplySpectrumLineKernel);
 HWY_EXPORT(MultiplyConjugateSpectrumLineKernel);
 HWY_EXPORT(ExtrapolationGradientLineKernel);
 HWY_EXPORT(ExtrapolateLineKernel);
+
+void WienerSpectrumLine(const float* g, const float* h, float* out, uint64_t values, float k,
+                        float scale) {
+    HWY_DYNAMIC_DISPATCH(WienerSpectrumLineKernel)(g, h, out, values, k, scale);
+}
 
 void MultiplySpectrumLine(const float* a, const float* b, float* out, uint64_t values,
                           float scale) {

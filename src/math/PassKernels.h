@@ -19,6 +19,11 @@ void MultiplySpectrumLine(const float* a, const float* b, float* out, uint64_t v
 void MultiplyConjugateSpectrumLine(const float* a, const float* b, float* out, uint64_t values,
                                    float scale);
 
+// out = g · conj(h) / (|h|² + k) · scale, the regularised inverse filter, over `values`
+// interleaved complex numbers; out may be g or h.
+void WienerSpectrumLine(const float* g, const float* h, float* out, uint64_t values, float k,
+                        float scale);
+
 struct cGradientSums {
     double cross = 0, lastSquare = 0;
 };

@@ -53,19 +53,6 @@ void ScaleLine(const float* b, float* out, uint64_t values, float scale) {
 //                      by t + 0i rounds to exactly these values)
 //   r = g * q          then scaled by 1 / N for the inverse transform
 // A frequency where t is 0 gives what float division gives (infinities or NaN).
-void WienerLine(const float* g, float* h, uint64_t values, float k, float scale) {
-    for (uint64_t i = 0; i < values; ++i) {
-        const float gr = g[2 * i], gi = g[2 * i + 1];
-        const float hr = h[2 * i], hi = h[2 * i + 1];
-        float t = hr * hr + hi * hi;
-        t = t + k;
-        const float qr = hr / t;
-        const float qi = -hi / t;
-        h[2 * i] = (gr * qr - gi * qi) * scale;
-        h[2 * i + 1] = (gr * qi + gi * qr) * scale;
-    }
-}
-
 std::string Message(const char* prefix, const char* operation) {
     return std::string(prefix) + operation;
 }
@@ -427,7 +414,8 @@ void cFFTFFTW::RunWiener(const ImageLine& imageLine, const cFloatImage& b,
     const float scale = 1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
     float* h = mSecondSpectrum;
     ForEachLine(uint64_t{mDimensions.y} * depth, half, [&](uint64_t line) {
-        WienerLine(imageLine(line), h + 2 * half * line, half, k, scale);
+        float* hLine = h + 2 * half * line;
+        PassKernels::WienerSpectrumLine(imageLine(line), hLine, hLine, half, k, scale);
     });
     InverseReal(plans, mSecondSpectrum, result);
 }

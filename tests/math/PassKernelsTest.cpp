@@ -53,6 +53,18 @@ void CheckAgainstScalarFormulas() {
                 q[i] <= 1e-3f ? x[i] : x[i] * FastMath::Exp(0.7f * FastMath::Log(r));
             ASSERT_EQ(out[i], std::fmax(extrapolated, 1e-20f));
         }
+        // The regularised inverse filter, n interleaved complex values.
+        const std::vector<float> g = RandomLine(2 * n, 5, -50.0f, 50.0f),
+                                 kernel = RandomLine(2 * n, 6, -1.0f, 1.0f);
+        std::vector<float> filtered(2 * n);
+        PassKernels::WienerSpectrumLine(g.data(), kernel.data(), filtered.data(), n, 0.01f, 0.5f);
+        for (uint32_t i = 0; i < n; ++i) {
+            const float hr = kernel[2 * i], hi = kernel[2 * i + 1];
+            const float t = (hr * hr + hi * hi) + 0.01f;
+            const float qr = hr / t, qi = -hi / t;
+            ASSERT_EQ(filtered[2 * i], (g[2 * i] * qr - g[2 * i + 1] * qi) * 0.5f);
+            ASSERT_EQ(filtered[2 * i + 1], (g[2 * i] * qi + g[2 * i + 1] * qr) * 0.5f);
+        }
         double cross = 0, square = 0;
         for (int lane = 0; lane < 8; ++lane) {
             cross += crossLanes[lane];
