@@ -426,6 +426,13 @@ void cFFTFFTW::WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
         CheckNotNull("WienerFilter", {a.Get(), b.Get(), result.Get()});
         const uint32_t depth = CommonDepth("WienerFilter", {a.Get(), b.Get(), result.Get()});
         EnsurePlans();
+        if (depth > 1) {
+            // Slice by slice, as a convolution with a kept kernel: the PSF's spectrum is kept
+            // in the store's second half, which the sliced transforms leave alone.
+            mSliced.Keep(*b, mSecondSpectrum, mFirstSpectrum, mStagePixels);
+            mSliced.Wiener(*a, mSecondSpectrum, *result, k, mFirstSpectrum, mStagePixels);
+            return;
+        }
         ForwardReal(*a, PlansFor(depth), mFirstSpectrum);
         const uint64_t values = 2 * (mDimensions.x / 2 + 1);
         const float* g = mFirstSpectrum;

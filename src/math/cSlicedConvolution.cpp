@@ -150,23 +150,38 @@ void cSlicedConvolution::Keep(const cFloatImage& kernel, float* kept, float* spe
     });
 }
 
-void cSlicedConvolution::Convolve(const cFloatImage& in, const float* kept,
-                                  const cFloatImage& result, bool conjugate, float* spectrum,
-                                  float* stage) const {
-    const float scale = 1.0f / static_cast<float>(mSize.Voxels());
+template <class LineOp>
+void cSlicedConvolution::Filter(const cFloatImage& in, const float* kept, const cFloatImage& result,
+                                float* spectrum, float* stage, LineOp&& lineOp) const {
     ForwardSlices(in, spectrum, stage);
     ForEachBatch(spectrum, true, [&](uint64_t first, uint64_t count) {
         const float* kernel = kept + 2 * first * mSize.z;
         for (uint32_t z = 0; z < mSize.z; ++z) {
             float* values = spectrum + z * mSliceStride + 2 * first;
-            const float* k = kernel + 2 * count * z;
-            if (conjugate)
-                PassKernels::MultiplyConjugateSpectrumLine(values, k, values, count, scale);
-            else
-                PassKernels::MultiplySpectrumLine(values, k, values, count, scale);
+            lineOp(values, kernel + 2 * count * z, count);
         }
     });
     InverseSlices(spectrum, result, stage);
+}
+
+void cSlicedConvolution::Convolve(const cFloatImage& in, const float* kept,
+                                  const cFloatImage& result, bool conjugate, float* spectrum,
+                                  float* stage) const {
+    const float scale = 1.0f / static_cast<float>(mSize.Voxels());
+    Filter(in, kept, result, spectrum, stage, [&](float* values, const float* k, uint64_t n) {
+        if (conjugate)
+            PassKernels::MultiplyConjugateSpectrumLine(values, k, values, n, scale);
+        else
+            PassKernels::MultiplySpectrumLine(values, k, values, n, scale);
+    });
+}
+
+void cSlicedConvolution::Wiener(const cFloatImage& in, const float* kept, const cFloatImage& result,
+                                float k, float* spectrum, float* stage) const {
+    const float scale = 1.0f / static_cast<float>(mSize.Voxels());
+    Filter(in, kept, result, spectrum, stage, [&](float* values, const float* h, uint64_t n) {
+        PassKernels::WienerSpectrumLine(values, h, values, n, k, scale);
+    });
 }
 
 } // namespace Ovidane

@@ -43,6 +43,9 @@ public:
     // in and result may be one image.
     void Convolve(const cFloatImage& in, const float* kept, const cFloatImage& result,
                   bool conjugate, float* spectrum, float* stage) const;
+    // result = in filtered by the regularised inverse of the kept kernel with constant k.
+    void Wiener(const cFloatImage& in, const float* kept, const cFloatImage& result, float k,
+                float* spectrum, float* stage) const;
 
 private:
     void ForwardSlices(const cFloatImage& in, float* spectrum, float* stage) const;
@@ -50,6 +53,11 @@ private:
     // Runs body(first, count) for every batch of columns, batches in parallel, with the
     // batch transformed along z (in place) before it; `inverse` transforms it back after.
     template <class Body> void ForEachBatch(float* spectrum, bool inverse, Body&& body) const;
+    // Transforms in, calls lineOp(values, kernel values, count) on each run of the spectrum
+    // with the kept kernel's matching run, and transforms back into result.
+    template <class LineOp>
+    void Filter(const cFloatImage& in, const float* kept, const cFloatImage& result,
+                float* spectrum, float* stage, LineOp&& lineOp) const;
 
     cImageDimensions mSize{1, 1, 1};
     uint64_t mHalf = 0;        // complex values per line of the spectrum
