@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <mutex>
 #include <new>
 #include <vector>
 
-#include "math/ImageWalk.h"
+#include "decon/KeptPixels.h"
 
 namespace Ovidane {
 
@@ -35,14 +34,6 @@ uint64_t BytesOf(const cImageDimensions& size) {
     return size.Voxels() * sizeof(float);
 }
 
-// Copies between the image's lines and the contiguous pixels, lines spread over the threads.
-template <class Copy> void ForEachImageLine(const cFloatImagePtr& image, Copy&& copy) {
-    const cImageDimensions size = image->GetDimensions();
-    ImageWalk::ForEachLine(size, [&](uint32_t y, uint32_t z) {
-        copy(image->GetLinePointer(y, z), (std::size_t{z} * size.y + y) * size.x, size.x);
-    });
-}
-
 } // namespace
 
 bool cPsfCache::cKey::operator==(const cKey& o) const {
@@ -59,10 +50,7 @@ bool cPsfCache::Fetch(const cKey& key, const cFloatImagePtr& psf) {
     std::lock_guard<std::mutex> hold(kept.lock);
     if (!kept.filled || !psf || !(kept.key == key) || !(psf->GetDimensions() == key.size))
         return false;
-    const float* pixels = kept.pixels.data();
-    ForEachImageLine(psf, [&](float* line, std::size_t at, std::size_t n) {
-        std::memcpy(line, pixels + at, n * sizeof(float));
-    });
+    KeptPixels::Restore(kept.pixels, psf);
     return true;
 }
 
@@ -73,16 +61,12 @@ void cPsfCache::Store(const cKey& key, const cFloatImagePtr& psf) {
         return;
     kept.filled = false;
     try {
-        kept.pixels.resize(key.size.Voxels());
+        KeptPixels::Store(psf, kept.pixels);
     } catch (const std::bad_alloc&) {
         // Keeping is a saving, never a need: the run goes on without it.
         std::vector<float>().swap(kept.pixels);
         return;
     }
-    float* pixels = kept.pixels.data();
-    ForEachImageLine(psf, [&](const float* line, std::size_t at, std::size_t n) {
-        std::memcpy(pixels + at, line, n * sizeof(float));
-    });
     kept.key = key;
     kept.filled = true;
 }

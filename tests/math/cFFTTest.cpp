@@ -112,7 +112,8 @@ TEST_F(cFFTManagerTest, ConvolveOTFReadsTheKernelFromLongerLines) {
     EXPECT_EQ(Pixels(image), Pixels(expected));
 }
 
-// A kept half spectrum gives the same bits as the direct call, in place too. An odd width
+// A kept half spectrum, or a kept PSF kernel, gives the same bits as the direct call, in
+// place too. An odd width
 // leaves a spare float in each packed line that must not be read as spectrum.
 TEST_F(cFFTManagerTest, KeptSpectraGiveTheDirectResultBitForBit) {
     const cImageDimensions size{15, 6, 4}, plane{15, 6, 1};
@@ -131,11 +132,16 @@ TEST_F(cFFTManagerTest, KeptSpectraGiveTheDirectResultBitForBit) {
         }
         const cFloatImagePtr image = RandomImage(each, 51);
         fft.ForwardHalfSpectrum(image, spectrum);
+        const cFloatImagePtr keptPsf = Constant({each.x + 2, each.y, each.z}, 7.0f);
+        fft.KeepKernel(psf, keptPsf);
         for (float k : {0.0f, 0.03f}) {
             const cFloatImagePtr direct = MakeImage(each), kept = MakeImage(each);
             fft.WienerFilter(image, psf, direct, k);
             fft.WienerFilterSpectrum(spectrum, psf, kept, k);
             EXPECT_EQ(Pixels(kept), Pixels(direct)) << "z " << each.z << " k " << k;
+            const cFloatImagePtr viaKernel = RandomImage(each, 51);
+            fft.WienerFilterKept(viaKernel, keptPsf, viaKernel, k);
+            EXPECT_EQ(Pixels(viaKernel), Pixels(direct)) << "kept kernel, z " << each.z;
         }
     }
     const cFloatImagePtr a = MakeImage(size);
@@ -257,6 +263,7 @@ TEST_F(cFFTManagerTest, MissingOrMismatchedInputsAreRefused) {
              [&] { fft.WienerFilter(a, none, b, 0.1f); }, [&] { fft.FFTFwd(a, none, a, none); },
              [&] { fft.Convolve(a, deeper, b, 2); }, [&] { fft.ConvolveOTF(a, narrow, b, 2); },
              [&] { fft.KeepKernel(a, b); }, [&] { fft.ConvolveKept(a, b, b, 2); },
-             [&] { fft.ConvolveKept(a, MakeImage({10, 8, 4}), b, 3); }})
+             [&] { fft.ConvolveKept(a, MakeImage({10, 8, 4}), b, 3); },
+             [&] { fft.WienerFilterKept(a, b, b, 0.1f); }})
         EXPECT_NE(FailureOf(call), "");
 }

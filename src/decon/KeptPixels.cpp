@@ -1,0 +1,52 @@
+#include "decon/KeptPixels.h"
+
+#include <cstring>
+
+#include "math/ImageWalk.h"
+
+namespace Ovidane::KeptPixels {
+
+namespace {
+
+// Calls line(image line, the same line among the pixels, its length) for every line.
+template <class Line> void ForEachImageLine(const cFloatImagePtr& image, Line&& line) {
+    const cImageDimensions size = image->GetDimensions();
+    ImageWalk::ForEachLine(size, [&](uint32_t y, uint32_t z) {
+        line(image->GetLinePointer(y, z), (std::size_t{z} * size.y + y) * size.x, size.x);
+    });
+}
+
+} // namespace
+
+void Store(const cFloatImagePtr& image, std::vector<float>& pixels) {
+    pixels.resize(image->GetDimensions().Voxels());
+    float* kept = pixels.data();
+    ForEachImageLine(image, [&](const float* line, std::size_t at, std::size_t n) {
+        std::memcpy(kept + at, line, n * sizeof(float));
+    });
+}
+
+void Restore(const std::vector<float>& pixels, const cFloatImagePtr& image) {
+    const float* kept = pixels.data();
+    ForEachImageLine(image, [&](float* line, std::size_t at, std::size_t n) {
+        std::memcpy(line, kept + at, n * sizeof(float));
+    });
+}
+
+bool Equal(const cFloatImagePtr& image, const std::vector<float>& pixels) {
+    const cImageDimensions size = image->GetDimensions();
+    if (pixels.size() != size.Voxels())
+        return false;
+    // One flag per line, each written by the line's own thread.
+    std::vector<char> differs(std::size_t{size.y} * size.z, 0);
+    const float* kept = pixels.data();
+    ForEachImageLine(image, [&](const float* line, std::size_t at, std::size_t n) {
+        differs[at / size.x] = std::memcmp(line, kept + at, n * sizeof(float)) != 0;
+    });
+    for (char d : differs)
+        if (d)
+            return false;
+    return true;
+}
+
+} // namespace Ovidane::KeptPixels

@@ -1,0 +1,21 @@
+#pragma once
+#include <vector>
+
+#include "image/cOvdImage.h"
+
+namespace Ovidane {
+
+// Plain copies of an image's pixels, x fastest, that the process keeps from one run to the
+// next outside the pixel memory pools (which a run may give back at its end). Lines are
+// spread over the worker threads.
+namespace KeptPixels {
+
+// pixels = the image's pixels (resized to fit).
+void Store(const cFloatImagePtr& image, std::vector<float>& pixels);
+// The image's pixels = pixels, which hold as many.
+void Restore(const std::vector<float>& pixels, const cFloatImagePtr& image);
+// True when pixels hold exactly the image's pixels, bit for bit.
+bool Equal(const cFloatImagePtr& image, const std::vector<float>& pixels);
+
+} // namespace KeptPixels
+} // namespace Ovidane
