@@ -7,6 +7,9 @@
 #include <mutex>
 #include <thread>
 
+#include "core/cWorkerThreads.h"
+#include "platform/Platform.h"
+
 namespace Ovidane {
 namespace {
 
@@ -129,6 +132,15 @@ Pool& ThePool() {
     static Pool* pool = new Pool;
     return *pool;
 }
+
+// The platform layer's parallel loops (large copies of files held in memory) run here.
+[[maybe_unused]] const bool kPlatformLoopInstalled = [] {
+    Platform::SetParallelLoop([](int64_t count, void* context, Platform::ParallelBody body) {
+        cWorkerPool::ForEach(count, cWorkerThreads::Count(),
+                             [&](int64_t item, int) { body(context, item); });
+    });
+    return true;
+}();
 
 } // namespace
 

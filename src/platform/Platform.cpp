@@ -1,5 +1,6 @@
 #include "platform/Platform.h"
 
+#include <atomic>
 #include <chrono>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -72,6 +73,23 @@ void PreferHugePages(void* region, std::size_t bytes) {
 int ProcessorCount() {
     const long n = ::sysconf(_SC_NPROCESSORS_ONLN);
     return n > 0 ? static_cast<int>(n) : 1;
+}
+
+namespace {
+std::atomic<ParallelLoop> gParallelLoop{nullptr};
+} // namespace
+
+void SetParallelLoop(ParallelLoop loop) {
+    gParallelLoop.store(loop);
+}
+
+void RunParallel(int64_t count, void* context, ParallelBody body) {
+    if (const ParallelLoop loop = gParallelLoop.load()) {
+        loop(count, context, body);
+        return;
+    }
+    for (int64_t item = 0; item < count; ++item)
+        body(context, item);
 }
 
 } // namespace Ovidane::Platform

@@ -44,6 +44,14 @@ void PreferHugePages(void* region, std::size_t bytes);
 // Number of processors available to this process.
 int ProcessorCount();
 
+// A loop whose items may run on several threads at once: body(context, item) for every item
+// in [0, count). The platform layer has no threads of its own; the worker pool above it
+// installs its loop at load time, and until then the items run in order on the caller.
+using ParallelBody = void (*)(void* context, int64_t item);
+using ParallelLoop = void (*)(int64_t count, void* context, ParallelBody body);
+void SetParallelLoop(ParallelLoop loop);
+void RunParallel(int64_t count, void* context, ParallelBody body);
+
 // A re-entrant mutex: the same thread may lock it again while it holds it.
 class cRecursiveMutex {
 public:

@@ -23,8 +23,8 @@ struct cChunkPool {
                 return chunk;
             }
         }
-        auto* chunk =
-            static_cast<char*>(std::aligned_alloc(cMemoryFile::kChunkBytes, cMemoryFile::kChunkBytes));
+        auto* chunk = static_cast<char*>(
+            std::aligned_alloc(cMemoryFile::kChunkBytes, cMemoryFile::kChunkBytes));
         if (chunk)
             PreferHugePages(chunk, cMemoryFile::kChunkBytes);
         return chunk;
@@ -47,19 +47,39 @@ cMemoryFile::~cMemoryFile() {
     Pool().Give(mChunks);
 }
 
+template <class Copy>
+void cMemoryFile::ForEachPiece(uint64_t offset, std::size_t bytes, Copy&& copy) const {
+    if (bytes == 0)
+        return;
+    // One piece per chunk touched; a large transfer spreads its pieces over the threads.
+    const uint64_t firstChunk = offset / kChunkBytes;
+    const int64_t pieces =
+        static_cast<int64_t>((offset + bytes - 1) / kChunkBytes - firstChunk + 1);
+    auto piece = [&](int64_t i) {
+        const uint64_t chunk = firstChunk + static_cast<uint64_t>(i);
+        const uint64_t begin = std::max<uint64_t>(offset, chunk * kChunkBytes);
+        const uint64_t end = std::min<uint64_t>(offset + bytes, (chunk + 1) * kChunkBytes);
+        copy(mChunks[chunk] + begin % kChunkBytes, static_cast<std::size_t>(begin - offset),
+             static_cast<std::size_t>(end - begin));
+    };
+    if (bytes < kParallelBytes) {
+        for (int64_t i = 0; i < pieces; ++i)
+            piece(i);
+        return;
+    }
+    RunParallel(pieces, &piece,
+                [](void* context, int64_t i) { (*static_cast<decltype(piece)*>(context))(i); });
+}
+
 std::size_t cMemoryFile::Read(uint64_t offset, void* buffer, std::size_t bytes) const {
     std::lock_guard<std::mutex> hold(mLock);
     if (offset >= mSize)
         return 0;
     bytes = static_cast<std::size_t>(std::min<uint64_t>(bytes, mSize - offset));
     auto* target = static_cast<char*>(buffer);
-    for (std::size_t done = 0; done < bytes;) {
-        const uint64_t at = offset + done;
-        const std::size_t within = static_cast<std::size_t>(at % kChunkBytes);
-        const std::size_t piece = std::min(bytes - done, kChunkBytes - within);
-        std::memcpy(target + done, mChunks[at / kChunkBytes] + within, piece);
-        done += piece;
-    }
+    ForEachPiece(offset, bytes, [&](const char* at, std::size_t done, std::size_t n) {
+        std::memcpy(target + done, at, n);
+    });
     return bytes;
 }
 
@@ -73,13 +93,9 @@ std::size_t cMemoryFile::Write(uint64_t offset, const void* buffer, std::size_t 
     if (offset > mSize)
         Zero(mSize, offset);
     const auto* source = static_cast<const char*>(buffer);
-    for (std::size_t done = 0; done < bytes;) {
-        const uint64_t at = offset + done;
-        const std::size_t within = static_cast<std::size_t>(at % kChunkBytes);
-        const std::size_t piece = std::min(bytes - done, kChunkBytes - within);
-        std::memcpy(mChunks[at / kChunkBytes] + within, source + done, piece);
-        done += piece;
-    }
+    ForEachPiece(offset, bytes, [&](char* at, std::size_t done, std::size_t n) {
+        std::memcpy(at, source + done, n);
+    });
     mSize = std::max<uint64_t>(mSize, offset + bytes);
     return bytes;
 }

@@ -33,6 +33,12 @@ public:
     static uint64_t PooledBytes();
 
 private:
+    // Transfers of this size and more are copied by several threads.
+    static constexpr std::size_t kParallelBytes = std::size_t{4} << 20;
+
+    // Calls copy(chunk memory, offset within the transfer, bytes) for the part of each
+    // chunk that [offset, offset + bytes) covers; the chunks must exist.
+    template <class Copy> void ForEachPiece(uint64_t offset, std::size_t bytes, Copy&& copy) const;
     // Chunks for `bytes`; false when memory runs out.
     bool Reserve(uint64_t bytes);
     void Zero(uint64_t from, uint64_t to);

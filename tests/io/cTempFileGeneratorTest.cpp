@@ -124,19 +124,20 @@ TEST(cTempFileGenerator, MemoryNamesAreFilesThatTheDirectoryNeverSees) {
         EXPECT_FALSE(fs::exists(name));
         EXPECT_EQ(Platform::FileBytes(name), 0);
 
-        std::vector<char> bytes(kChunk + 1000);
+        // Large enough to be copied by several threads.
+        std::vector<char> bytes(2 * kChunk + 1000);
         for (std::size_t i = 0; i < bytes.size(); ++i)
             bytes[i] = char(i % 251 + 1);
         Platform::cRawFileHandle file;
         ASSERT_TRUE(file.Open(name, Platform::cRawFileHandle::Access::Write));
         file.Seek(kChunk - 500); // past the end: the gap reads as zeros
         ASSERT_EQ(file.Write(bytes.data(), bytes.size()), bytes.size());
-        EXPECT_EQ(file.Size(), int64_t(2 * kChunk + 500));
+        EXPECT_EQ(file.Size(), int64_t(3 * kChunk + 500));
         file.Close();
 
         ASSERT_TRUE(file.Open(name, Platform::cRawFileHandle::Access::Read));
-        std::vector<char> back(2 * kChunk + 600, 'x');
-        EXPECT_EQ(file.Read(back.data(), back.size()), 2 * kChunk + 500); // short at the end
+        std::vector<char> back(3 * kChunk + 600, 'x');
+        EXPECT_EQ(file.Read(back.data(), back.size()), 3 * kChunk + 500); // short at the end
         EXPECT_EQ(std::count(back.begin(), back.begin() + (kChunk - 500), 0), long(kChunk - 500));
         EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), back.begin() + (kChunk - 500)));
         EXPECT_TRUE(file.SetSize(10));
