@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <tuple>
 
+#include "core/cWorkerPool.h"
 #include "decon/cImageNonNegativityLinearCompressionConstraint.h"
 #include "io/cUnmanagedRawFileWriter.h"
 #include "largevolume/cBinning.h"
 #include "largevolume/cImageStatistics.h"
 #include "largevolume/cLargeVolumeProcessingFramework.h"
 #include "largevolume/cTLBInversion.h"
+#include "math/ImageWalk.h"
 #include "math/cImageMathManager.h"
 #include "platform/MemoryFiles.h"
 
@@ -41,6 +43,31 @@ bool CloseWriter(cCountedPtr<cUnmanagedRawFileWriter>& writer) {
     const bool complete = closed && writer->GetLastError().empty();
     writer = cCountedPtr<cUnmanagedRawFileWriter>();
     return complete;
+}
+
+// Adds a weighted tile into the output slab at (x0, y0): out = tile · mask + out, slice by
+// slice, the product rounded before the sum as two float operations round them. Pixels
+// that no earlier tile covers, x >= freshX and y >= freshY, take the product plus 0 in
+// place of what the output held, so the slab needs no clearing first and every bit is as
+// if it had been cleared.
+void AddWeightedTile(const cOvdImage<float>& tile, const cOvdImage<float>& mask,
+                     const cOvdImage<float>& out, uint32_t w, uint32_t h, uint32_t x0, uint32_t y0,
+                     uint32_t freshX, uint32_t freshY) {
+    const uint32_t slices = out.GetSizeZ();
+    const uint32_t freshFrom = freshX > x0 ? std::min(w, freshX - x0) : 0;
+    cWorkerPool::ForEach(int64_t{h} * slices, ImageWalk::ThreadsFor(uint64_t{w} * h * slices),
+                         [&](int64_t line, int) {
+                             const auto y = static_cast<uint32_t>(line % h);
+                             const auto z = static_cast<uint32_t>(line / h);
+                             const float* t = tile.GetLinePointer(y, z);
+                             const float* m = mask.GetLinePointer(y, 0);
+                             float* o = out.GetLinePointer(y0 + y, z) + x0;
+                             const uint32_t added = y0 + y >= freshY ? freshFrom : w;
+                             for (uint32_t x = 0; x < added; ++x)
+                                 o[x] = t[x] * m[x] + o[x];
+                             for (uint32_t x = added; x < w; ++x)
+                                 o[x] = t[x] * m[x] + 0.0f;
+                         });
 }
 
 } // namespace
@@ -188,6 +215,7 @@ int cBlending::InitBlendImages() {
         const cImageDimensions tile{mWeighted ? mSize.x : 0, mSize.y, mSlab};
         SetUpImages(tile, {slice.x, slice.y, mSlab});
         mMaskCreator->Setup(mCounts, mSize, mOverlap);
+        mMasks.assign(mWeighted ? std::size_t{mCounts.x} * mCounts.y : 0, cFloatImagePtr());
         return 0;
     });
 }
@@ -338,11 +366,8 @@ int cBlending::BlendSlab(uint32_t z, bool plane) {
         // A stack blended whole is blended once for all its looks.
         if (mBlendedSlab == int64_t{z})
             return 0;
-        cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
         const cImageDimensions out = mOutputImage->GetDimensions();
         const uint32_t last = mSlab - 1;
-        if (mWeighted)
-            math->SetImageToConstant(mOutputImage, 0.0f);
         for (std::size_t i : mTileOrder) {
             cSubvolumeAccessor& accessor = *mAccessors[i];
             const cImageDimensions& index = accessor.GetIndex();
@@ -361,21 +386,23 @@ int cBlending::BlendSlab(uint32_t z, bool plane) {
                 accessor.ReadInterior(first, mOutputImage, target);
                 continue;
             }
-            // Weighted in place, then added: where tiles overlap the output is the sum of
-            // their weighted values.
-            const cImageBox part{0, 0, 0, w - 1, h - 1, last};
-            accessor.ReadInterior(first, mTileImage, part);
-            const cFloatImagePtr mask = mMaskCreator->GetMask(index.x, index.y);
-            const cImageBox maskPart{0, 0, 0, w - 1, h - 1, 0};
-            for (uint32_t k = 0; k <= last; ++k) {
-                const cImageBox slice{0, 0, k, w - 1, h - 1, k};
-                math->MultiplyImageRoi(mTileImage, mask, mTileImage, slice, maskPart, slice);
-            }
-            math->AddImageRoi(mTileImage, mOutputImage, mOutputImage, part, target, target);
+            // Weighted and added: where tiles overlap the output is the sum of their weighted
+            // values, in the tiles' order. Earlier tiles cover the rows above and the columns
+            // to the left of this one's first `overlap`.
+            accessor.ReadInterior(first, mTileImage, {0, 0, 0, w - 1, h - 1, last});
+            AddWeightedTile(*mTileImage, *MaskOf(index), *mOutputImage, w, h, x0, y0,
+                            index.x > 0 ? x0 + mOverlap : x0, index.y > 0 ? y0 + mOverlap : y0);
         }
         mBlendedSlab = z;
         return 0;
     });
+}
+
+const cFloatImagePtr& cBlending::MaskOf(const cImageDimensions& index) {
+    cFloatImagePtr& mask = mMasks.at(std::size_t{index.y} * mCounts.x + index.x);
+    if (!mask)
+        mask = mMaskCreator->GetMask(index.x, index.y);
+    return mask;
 }
 
 int cBlending::PostProcess(const std::string& name) {

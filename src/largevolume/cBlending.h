@@ -106,10 +106,15 @@ private:
     cImageDimensions BlendedSliceSize() const;
     void ReportPsfProgress(int16_t subvolume) const;
     void SetUpImages(const cImageDimensions& tile, const cImageDimensions& output);
+    // The weights of tile (x, y) of a slice, made on first use and kept for the blending.
+    const cFloatImagePtr& MaskOf(const cImageDimensions& index);
 
     cSubvolumeLogList mSubvolumeLogs;
     cCountedPtr<cDeconLog> mLog;
     cCountedPtr<cBlendingMaskCreator> mMaskCreator;
+    // The masks of the tiles of one slice, row by row, as MaskOf makes them: together
+    // about one slice of the stack, against one to four image products per tile and slice.
+    std::vector<cFloatImagePtr> mMasks;
     // One subvolume's interior, for weighting (none when tiles are copied); for PSFs, the
     // mosaic.
     cFloatImagePtr mTileImage;
