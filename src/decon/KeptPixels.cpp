@@ -18,28 +18,28 @@ template <class Line> void ForEachImageLine(const cFloatImagePtr& image, Line&& 
 
 } // namespace
 
-void Store(const cFloatImagePtr& image, std::vector<float>& pixels) {
-    pixels.resize(image->GetDimensions().Voxels());
-    float* kept = pixels.data();
+void Store(const cFloatImagePtr& image, cKeptBuffer& pixels) {
+    pixels.Resize(image->GetDimensions().Voxels());
+    float* kept = pixels.Data();
     ForEachImageLine(image, [&](const float* line, std::size_t at, std::size_t n) {
         std::memcpy(kept + at, line, n * sizeof(float));
     });
 }
 
-void Restore(const std::vector<float>& pixels, const cFloatImagePtr& image) {
-    const float* kept = pixels.data();
+void Restore(const cKeptBuffer& pixels, const cFloatImagePtr& image) {
+    const float* kept = pixels.Data();
     ForEachImageLine(image, [&](float* line, std::size_t at, std::size_t n) {
         std::memcpy(line, kept + at, n * sizeof(float));
     });
 }
 
-bool Equal(const cFloatImagePtr& image, const std::vector<float>& pixels) {
+bool Equal(const cFloatImagePtr& image, const cKeptBuffer& pixels) {
     const cImageDimensions size = image->GetDimensions();
-    if (pixels.size() != size.Voxels())
+    if (pixels.Size() != size.Voxels())
         return false;
     // One flag per line, each written by the line's own thread.
     std::vector<char> differs(std::size_t{size.y} * size.z, 0);
-    const float* kept = pixels.data();
+    const float* kept = pixels.Data();
     ForEachImageLine(image, [&](const float* line, std::size_t at, std::size_t n) {
         differs[at / size.x] = std::memcmp(line, kept + at, n * sizeof(float)) != 0;
     });

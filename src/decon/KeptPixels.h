@@ -1,6 +1,5 @@
 #pragma once
-#include <vector>
-
+#include "decon/cKeptBuffer.h"
 #include "image/cOvdImage.h"
 
 namespace Ovidane {
@@ -11,11 +10,11 @@ namespace Ovidane {
 namespace KeptPixels {
 
 // pixels = the image's pixels (resized to fit).
-void Store(const cFloatImagePtr& image, std::vector<float>& pixels);
+void Store(const cFloatImagePtr& image, cKeptBuffer& pixels);
 // The image's pixels = pixels, which hold as many.
-void Restore(const std::vector<float>& pixels, const cFloatImagePtr& image);
+void Restore(const cKeptBuffer& pixels, const cFloatImagePtr& image);
 // True when pixels hold exactly the image's pixels, bit for bit.
-bool Equal(const cFloatImagePtr& image, const std::vector<float>& pixels);
+bool Equal(const cFloatImagePtr& image, const cKeptBuffer& pixels);
 
 } // namespace KeptPixels
 } // namespace Ovidane

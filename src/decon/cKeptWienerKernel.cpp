@@ -2,7 +2,6 @@
 
 #include <mutex>
 #include <new>
-#include <vector>
 
 #include "decon/KeptPixels.h"
 #include "math/cFFTManager.h"
@@ -16,16 +15,16 @@ struct cKept {
     uint64_t allowance = 0;
     bool filled = false;
     cImageDimensions packed;
-    std::vector<float> psf;
-    std::vector<float> kernel;
+    cKeptBuffer psf;
+    cKeptBuffer kernel;
 
     void Drop() {
         filled = false;
-        std::vector<float>().swap(psf);
-        std::vector<float>().swap(kernel);
+        psf.Clear();
+        kernel.Clear();
     }
     cFloatImagePtr Kernel() {
-        return new cFloatImage(kernel.data(), packed, Contiguous3D, "cKeptWienerKernel");
+        return new cFloatImage(kernel.Data(), packed, Contiguous3D, "cKeptWienerKernel");
     }
 };
 
@@ -51,7 +50,7 @@ cFloatImagePtr cKeptWienerKernel::For(const cFloatImagePtr& psf) {
         return cFloatImagePtr();
     try {
         KeptPixels::Store(psf, kept.psf);
-        kept.kernel.resize(packed.Voxels());
+        kept.kernel.Resize(packed.Voxels());
     } catch (const std::bad_alloc&) {
         // Keeping is a saving, never a need: the filter goes on without it.
         kept.Drop();
@@ -68,7 +67,7 @@ void cKeptWienerKernel::KeepAtMost(uint64_t bytes) {
     cKept& kept = Kept();
     std::lock_guard<std::mutex> hold(kept.lock);
     kept.allowance = bytes;
-    if ((kept.psf.size() + kept.kernel.size()) * sizeof(float) > bytes)
+    if ((kept.psf.Size() + kept.kernel.Size()) * sizeof(float) > bytes)
         kept.Drop();
 }
 

@@ -4,7 +4,6 @@
 #include <bit>
 #include <mutex>
 #include <new>
-#include <vector>
 
 #include "decon/KeptPixels.h"
 
@@ -17,7 +16,7 @@ struct cKept {
     uint64_t allowance = 0;
     bool filled = false;
     cPsfCache::cKey key;
-    std::vector<float> pixels;
+    cKeptBuffer pixels;
 };
 
 // Never destroyed: a host's run may end after the process began to shut down.
@@ -64,7 +63,7 @@ void cPsfCache::Store(const cKey& key, const cFloatImagePtr& psf) {
         KeptPixels::Store(psf, kept.pixels);
     } catch (const std::bad_alloc&) {
         // Keeping is a saving, never a need: the run goes on without it.
-        std::vector<float>().swap(kept.pixels);
+        kept.pixels.Clear();
         return;
     }
     kept.key = key;
@@ -75,9 +74,9 @@ void cPsfCache::KeepAtMost(uint64_t bytes) {
     cKept& kept = Kept();
     std::lock_guard<std::mutex> hold(kept.lock);
     kept.allowance = bytes;
-    if (kept.pixels.size() * sizeof(float) > bytes) {
+    if (kept.pixels.Size() * sizeof(float) > bytes) {
         kept.filled = false;
-        std::vector<float>().swap(kept.pixels);
+        kept.pixels.Clear();
     }
 }
 
