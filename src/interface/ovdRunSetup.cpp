@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "core/cFailureReason.h"
+#include "core/cWorkerPool.h"
+#include "math/ImageWalk.h"
 #include "platform/Platform.h"
 #include "platform/cRawFileHandle.h"
 
@@ -32,6 +34,9 @@ int ConversionFailed(int code, const std::string& reason, int systemError) {
     return code;
 }
 
+constexpr std::size_t kBatchBytes = std::size_t{8} << 20;
+constexpr std::size_t kRun = std::size_t{1} << 16;
+
 std::string FloatCopyNotWritten(const std::string& output) {
     return "the float copy of the input could not be written in the temporary directory, " + output;
 }
@@ -43,11 +48,17 @@ int ovdConvertToFloatFile(const std::string& input, const std::string& output, i
                           int height, int depth) {
     try {
         const std::size_t sliceElements = std::size_t(std::max(width, 0)) * std::max(height, 0);
-        std::vector<Source> source;
-        std::vector<float> target;
+        // Slices go over in batches of about kBatchBytes of floats: few large transfers, and
+        // a copy large enough to spread over the threads.
+        const std::size_t sliceBytes = std::max<std::size_t>(sliceElements * sizeof(float), 1);
+        const int batch = int(
+            std::clamp<std::size_t>(kBatchBytes / sliceBytes, 1, std::size_t(std::max(depth, 1))));
+        // Left unwritten until the input arrives: zeroing them would be a pass of its own.
+        std::unique_ptr<Source[]> source;
+        std::unique_ptr<float[]> target;
         try {
-            source.resize(sliceElements);
-            target.resize(sliceElements);
+            source.reset(new Source[sliceElements * batch]);
+            target.reset(new float[sliceElements * batch]);
         } catch (const std::bad_alloc&) {
             return 4;
         }
@@ -62,15 +73,24 @@ int ovdConvertToFloatFile(const std::string& input, const std::string& output, i
         };
         if (!out.Open(output, Platform::cRawFileHandle::Access::Truncate))
             return notWritten();
-        for (int z = 0; z < depth; ++z) {
-            if (std::fread(source.data(), sizeof(Source), sliceElements, in.get()) != sliceElements)
+        for (int z = 0; z < depth; z += batch) {
+            const std::size_t elements = sliceElements * std::size_t(std::min(batch, depth - z));
+            const std::size_t got = std::fread(source.get(), sizeof(Source), elements, in.get());
+            if (got != elements)
                 return ConversionFailed(7,
                                         input + ": shorter than its stated size, at slice " +
-                                            std::to_string(z + 1) + " of " + std::to_string(depth),
+                                            std::to_string(z + got / sliceElements + 1) + " of " +
+                                            std::to_string(depth),
                                         0);
-            std::copy(source.begin(), source.end(), target.begin()); // by value, no scaling
-            const std::size_t bytes = sliceElements * sizeof(float);
-            if (out.Write(target.data(), bytes) != bytes)
+            // By value, no scaling, in runs spread over the threads.
+            const auto runs = int64_t((elements + kRun - 1) / kRun);
+            cWorkerPool::ForEach(runs, ImageWalk::ThreadsFor(elements), [&](int64_t r, int) {
+                const std::size_t first = std::size_t(r) * kRun;
+                const std::size_t end = std::min(elements, first + kRun);
+                std::copy(source.get() + first, source.get() + end, target.get() + first);
+            });
+            const std::size_t bytes = elements * sizeof(float);
+            if (out.Write(target.get(), bytes) != bytes)
                 return notWritten();
         }
         if (!out.Close())

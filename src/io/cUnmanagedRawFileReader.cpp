@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "core/cException.h"
+#include "core/cWorkerPool.h"
+#include "core/cWorkerThreads.h"
 
 namespace Ovidane {
 
@@ -14,6 +16,9 @@ namespace {
     throw cException("cUnmanagedRawFileReader", std::string("Roi out of bounds in ") + operation,
                      OVD_ERR_PARAMETER);
 }
+
+// Regions are read this many bytes of whole slices at a time, at least one slice.
+constexpr uint64_t kBatchBytes = uint64_t{8} << 20;
 
 } // namespace
 
@@ -88,25 +93,38 @@ bool cUnmanagedRawFileReader::ReadRegion(const cCountedPtr<cOvdImage<float>>& im
 
     const std::size_t width = GetWidth();
     const uint64_t sliceBytes = uint64_t{width} * GetHeight() * sizeof(float);
-    unsigned char* buffer = SliceBuffer(sliceBytes);
+    // Whole file slices, as many at a time as about kBatchBytes hold: a few large reads, and
+    // rows enough to spread their copies over the threads.
+    const uint32_t slices = dz1 - dz0 + 1;
+    const auto batch = static_cast<uint32_t>(
+        std::clamp<uint64_t>(kBatchBytes / std::max<uint64_t>(sliceBytes, 1), 1, slices));
+    unsigned char* buffer = SliceBuffer(batch * sliceBytes);
     uint64_t position = ByteOffset(0, 0, z0, sizeof(float));
-    for (uint32_t dz = dz0; dz <= dz1; ++dz) {
+    for (uint32_t done = 0; done < slices; done += batch) {
+        const uint32_t count = std::min(batch, slices - done);
         mFile.Seek(position);
-        const std::size_t arrived = mFile.Read(buffer, sliceBytes);
-        if (arrived < sliceBytes)
+        const std::size_t arrived = mFile.Read(buffer, count * sliceBytes);
+        if (arrived < count * sliceBytes)
             NoteShortTransfer(mFile.ErrorText());
         // Only pixels that arrived whole are taken; the rest of the image keeps its values.
         const std::size_t available = arrived / sizeof(float);
-        for (uint32_t dy = dy0; dy <= dy1; ++dy) {
-            const std::size_t first = (std::size_t{y0} + (dy - dy0)) * width + x0;
-            if (first >= available)
-                break;
-            const std::size_t count = std::min<std::size_t>(columns, available - first);
-            std::memcpy(target.GetLinePointer(dy, dz) + dx0, buffer + first * sizeof(float),
-                        count * sizeof(float));
-        }
-        // The next slice is read where it lies, whatever became of this one.
-        position += sliceBytes;
+        const std::size_t sliceValues = sliceBytes / sizeof(float);
+        cWorkerPool::ForEach(int64_t{count} * rows,
+                             count * sliceBytes >= kBatchBytes / 64 ? cWorkerThreads::Count() : 1,
+                             [&](int64_t line, int) {
+                                 const auto k = static_cast<uint32_t>(line / rows);
+                                 const auto r = static_cast<uint32_t>(line % rows);
+                                 const std::size_t first =
+                                     k * sliceValues + (std::size_t{y0} + r) * width + x0;
+                                 if (first >= available)
+                                     return;
+                                 const std::size_t n =
+                                     std::min<std::size_t>(columns, available - first);
+                                 std::memcpy(target.GetLinePointer(dy0 + r, dz0 + done + k) + dx0,
+                                             buffer + first * sizeof(float), n * sizeof(float));
+                             });
+        // The next slices are read where they lie, whatever became of these.
+        position += count * sliceBytes;
     }
     mFile.Seek(position);
     return true;
