@@ -180,6 +180,7 @@ void cFFTFFTW::InitializePlans() {
             GetObjectName());
         mFirstSpectrum = AlignedStart(mStore->GetSlicePointer(0));
         mSecondSpectrum = mFirstSpectrum + spectrumFloats;
+        mSecondHolds.Forget();
         mStagePixels = AlignedStart(mStage->GetSlicePointer(0));
         mPlanAlignment = fftwf_alignment_of(mStagePixels);
 
@@ -220,6 +221,7 @@ void cFFTFFTW::ReleasePlans() {
             mSliced.Release();
         }
         mFirstSpectrum = mSecondSpectrum = mStagePixels = nullptr;
+        mSecondHolds.Forget();
         mStore = nullptr;
         mStage = nullptr;
     });
@@ -321,6 +323,7 @@ void cFFTFFTW::RunConvolve(const cFloatImagePtr& a, const cFloatImagePtr& b,
     EnsurePlans();
     const cPlanSet& plans = PlansFor(depth);
     ForwardReal(*a, plans, mFirstSpectrum);
+    mSecondHolds.Forget();
     ForwardReal(*b, plans, mSecondSpectrum);
     const uint64_t values = 2 * (mDimensions.x / 2 + 1);
     float* second = mSecondSpectrum;
@@ -392,8 +395,7 @@ void cFFTFFTW::WienerFilterKept(const cFloatImagePtr& a, const cFloatImagePtr& k
             Fail("Invalid Dimensions in WienerFilterKept", 2);
         EnsurePlans();
         if (depth > 1) {
-            mSliced.Wiener(*a, kept->GetSlicePointer(0), *result, k, mFirstSpectrum,
-                           mStagePixels);
+            mSliced.Wiener(*a, kept->GetSlicePointer(0), *result, k, mFirstSpectrum, mStagePixels);
             return;
         }
         // A plane's kernel is kept as its half spectrum, the lines of a packed image.
@@ -438,6 +440,7 @@ template <class ImageLine>
 void cFFTFFTW::RunWiener(const ImageLine& imageLine, const cFloatImage& b,
                          const cFloatImage& result, float k, uint32_t depth) {
     const cPlanSet& plans = PlansFor(depth);
+    mSecondHolds.Forget();
     ForwardReal(b, plans, mSecondSpectrum);
     const uint64_t half = mDimensions.x / 2 + 1;
     const float scale = 1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
@@ -457,8 +460,10 @@ void cFFTFFTW::WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
         EnsurePlans();
         if (depth > 1) {
             // Slice by slice, as a convolution with a kept kernel: the PSF's spectrum is kept
-            // in the store's second half, which the sliced transforms leave alone.
-            mSliced.Keep(*b, mSecondSpectrum, mFirstSpectrum, mStagePixels);
+            // in the store's second half, which the sliced transforms leave alone, and is
+            // made again only for a PSF with other pixels.
+            if (!mSecondHolds.Retake(*b))
+                mSliced.Keep(*b, mSecondSpectrum, mFirstSpectrum, mStagePixels);
             mSliced.Wiener(*a, mSecondSpectrum, *result, k, mFirstSpectrum, mStagePixels);
             return;
         }
@@ -519,6 +524,7 @@ void cFFTFFTW::InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePt
         const uint64_t values = 2 * (mDimensions.x / 2 + 1);
         const float scale =
             1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y * depth);
+        mSecondHolds.Forget();
         float* spectrum = mSecondSpectrum;
         ForEachLine(uint64_t{y} * depth, values, [&](uint64_t line) {
             const float* source = in->GetLinePointer(static_cast<uint32_t>(line % y),
@@ -539,6 +545,8 @@ void cFFTFFTW::ComplexTransform(const cFloatImage& re, const cFloatImage* im,
     const cPlanSet& plans = PlansFor(depth);
     const uint32_t x = mDimensions.x, y = mDimensions.y;
     const uint64_t lines = uint64_t{y} * depth;
+    // A full complex transform takes both halves of the store.
+    mSecondHolds.Forget();
     float* store = mFirstSpectrum;
     ForEachLine(lines, x, [&](uint64_t line) {
         const auto row = static_cast<uint32_t>(line % y), slice = static_cast<uint32_t>(line / y);

@@ -5,6 +5,7 @@
 
 #include "core/ClassLevelLockable.h"
 #include "math/cFFT.h"
+#include "math/cPixelPrint.h"
 #include "math/cSlicedConvolution.h"
 
 namespace Ovidane {
@@ -127,12 +128,16 @@ private:
     int mFirst;
     int mSecond;
     cPlanSet mVolume;
-    cPlanSet mPlane; // only for Z above 1; a single-plane instance uses mVolume
+    cPlanSet mPlane;            // only for Z above 1; a single-plane instance uses mVolume
     cSlicedConvolution mSliced; // convolutions with a kept kernel, for Z above 1
     cFloatImagePtr mStore;
     cFloatImagePtr mStage;
     float* mFirstSpectrum = nullptr;
     float* mSecondSpectrum = nullptr;
+    // The print of the PSF whose spectrum the second half holds in the sliced order, kept
+    // until another operation writes that half (each that does forgets it): the subvolumes
+    // of a cut filter with one PSF.
+    cPixelPrint mSecondHolds;
     float* mStagePixels = nullptr;
     int mPlanAlignment = 0;
 };

@@ -149,6 +149,50 @@ TEST_F(cFFTManagerTest, KeptSpectraGiveTheDirectResultBitForBit) {
     EXPECT_NE(FailureOf([&] { fft.WienerFilterSpectrum(a, a, a, 0.1f); }), "");
 }
 
+// A stack's PSF spectrum stays in the store from one filter to the next. It must be made
+// again for a PSF whose pixels changed in place, and after any operation that wrote over it;
+// the filter through a kernel kept apart says what the result must be.
+TEST_F(cFFTManagerTest, WienerFilterRemakesThePsfSpectrumOnceItIsNotTheOneHeld) {
+    const cImageDimensions size{15, 6, 4}, plane{15, 6, 1}, packed{17, 6, 4};
+    Prepare({size});
+    cFFTManager& fft = cFFTManager::Instance();
+    const cFloatImagePtr image = RandomImage(size, 81), psf = RandomImage(size, 82);
+    const cFloatImagePtr other = RandomImage(size, 83), scratch = MakeImage(size);
+    const auto expected = [&] {
+        const cFloatImagePtr kernel = MakeImage(packed), result = MakeImage(size);
+        fft.KeepKernel(psf, kernel);
+        fft.WienerFilterKept(image, kernel, result, 0.03f);
+        return Pixels(result);
+    };
+    const std::pair<const char*, std::function<void()>> between[] = {
+        {"nothing", [] {}},
+        {"a PSF pixel changed in place", [&] { *psf->GetPixelPointer(3, 2, 1) += 0.5f; }},
+        {"a PSF sign bit changed", [&] { *psf->GetPixelPointer(0, 0, 0) *= -1.0f; }},
+        {"a convolution", [&] { fft.Convolve(image, other, scratch, 2); }},
+        {"a complex transform",
+         [&] { fft.FFTFwd(other, cFloatImagePtr(), scratch, MakeImage(size)); }},
+        {"an inverse half spectrum",
+         [&] {
+             const cFloatImagePtr spectrum = MakeImage(packed);
+             fft.ForwardHalfSpectrum(other, spectrum);
+             fft.GetInstance(size)->InverseHalfSpectrum(spectrum, scratch);
+         }},
+        {"a plane's filter",
+         [&] {
+             fft.WienerFilter(RandomImage(plane, 84), RandomImage(plane, 85), MakeImage(plane),
+                              0.1f);
+         }},
+    };
+    for (const auto& [what, step] : between) {
+        SCOPED_TRACE(what);
+        fft.WienerFilter(image, psf, scratch, 0.03f);
+        step();
+        const cFloatImagePtr result = MakeImage(size);
+        fft.WienerFilter(image, psf, result, 0.03f);
+        EXPECT_EQ(Pixels(result), expected());
+    }
+}
+
 // A kept kernel convolves as the direct call does, within float rounding: stacks with odd
 // widths (slices off the plans' alignment), more columns than one batch with a shorter last
 // one, and a plane; in place, both modes, and the same bits for any thread count.
@@ -263,7 +307,9 @@ TEST_F(cFFTManagerTest, MissingOrMismatchedInputsAreRefused) {
              [&] { fft.WienerFilter(a, none, b, 0.1f); }, [&] { fft.FFTFwd(a, none, a, none); },
              [&] { fft.Convolve(a, deeper, b, 2); }, [&] { fft.ConvolveOTF(a, narrow, b, 2); },
              [&] { fft.KeepKernel(a, b); }, [&] { fft.ConvolveKept(a, b, b, 2); },
-             [&] { fft.ConvolveKept(a, MakeImage({10, 8, 4}), b, 3); },
+             [&] {
+                 fft.ConvolveKept(a, MakeImage({10, 8, 4}), b, 3);
+             },
              [&] { fft.WienerFilterKept(a, b, b, 0.1f); }})
         EXPECT_NE(FailureOf(call), "");
 }

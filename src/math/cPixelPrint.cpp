@@ -1,0 +1,65 @@
+#include "math/cPixelPrint.h"
+
+#include <bit>
+#include <cstring>
+
+#include "math/ImageWalk.h"
+
+namespace Ovidane {
+
+namespace {
+
+constexpr uint64_t kPrime1 = 0x9E3779B185EBCA87ull;
+constexpr uint64_t kPrime2 = 0xC2B2AE3D27D4EB4Full;
+
+// lane' = rotl(lane + word * kPrime2, 31) * kPrime1: for a fixed lane, a bijection of the word
+// (both primes are odd).
+inline uint64_t Round(uint64_t lane, uint64_t word) {
+    return std::rotl(lane + word * kPrime2, 31) * kPrime1;
+}
+
+// Folds `count` floats into lanes[0..3], two floats to a word, words dealt to the lanes in
+// turn; a last lone float is a word of its own.
+void PrintLine(const float* pixels, uint64_t count, uint64_t line, uint64_t* lanes) {
+    uint64_t acc[4] = {line + 1, ~line, line * kPrime1, line ^ kPrime2};
+    uint64_t words = count / 2;
+    uint64_t w = 0;
+    for (; w + 4 <= words; w += 4)
+        for (int l = 0; l < 4; ++l) {
+            uint64_t word;
+            std::memcpy(&word, pixels + 2 * (w + l), sizeof word);
+            acc[l] = Round(acc[l], word);
+        }
+    for (; w < words; ++w) {
+        uint64_t word;
+        std::memcpy(&word, pixels + 2 * w, sizeof word);
+        acc[w % 4] = Round(acc[w % 4], word);
+    }
+    if (count % 2) {
+        uint32_t last;
+        std::memcpy(&last, pixels + count - 1, sizeof last);
+        acc[3] = Round(acc[3], uint64_t{last} | (uint64_t{1} << 32));
+    }
+    for (int l = 0; l < 4; ++l)
+        lanes[l] = acc[l];
+}
+
+} // namespace
+
+bool cPixelPrint::Retake(const cFloatImage& image) {
+    const cImageDimensions size = image.GetDimensions();
+    const uint64_t lines = uint64_t{size.y} * size.z;
+    mTaken.resize(lines * kLanes);
+    uint64_t* taken = mTaken.data();
+    ImageWalk::ForEachLine(size, [&](uint32_t y, uint32_t z) {
+        const uint64_t line = uint64_t{z} * size.y + y;
+        PrintLine(image.GetLinePointer(y, z), size.x, line, taken + line * kLanes);
+    });
+    const bool same = mValid && mSize == size && mTaken == mLanes;
+    mTaken.swap(mLanes);
+    mSize = size;
+    mValid = true;
+    return same;
+}
+
+} // namespace Ovidane
