@@ -33,20 +33,4 @@ void Restore(const cKeptBuffer& pixels, const cFloatImagePtr& image) {
     });
 }
 
-bool Equal(const cFloatImagePtr& image, const cKeptBuffer& pixels) {
-    const cImageDimensions size = image->GetDimensions();
-    if (pixels.Size() != size.Voxels())
-        return false;
-    // One flag per line, each written by the line's own thread.
-    std::vector<char> differs(std::size_t{size.y} * size.z, 0);
-    const float* kept = pixels.Data();
-    ForEachImageLine(image, [&](const float* line, std::size_t at, std::size_t n) {
-        differs[at / size.x] = std::memcmp(line, kept + at, n * sizeof(float)) != 0;
-    });
-    for (char d : differs)
-        if (d)
-            return false;
-    return true;
-}
-
 } // namespace Ovidane::KeptPixels

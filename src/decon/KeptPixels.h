@@ -13,8 +13,6 @@ namespace KeptPixels {
 void Store(const cFloatImagePtr& image, cKeptBuffer& pixels);
 // The image's pixels = pixels, which hold as many.
 void Restore(const cKeptBuffer& pixels, const cFloatImagePtr& image);
-// True when pixels hold exactly the image's pixels, bit for bit.
-bool Equal(const cFloatImagePtr& image, const cKeptBuffer& pixels);
 
 } // namespace KeptPixels
 } // namespace Ovidane

@@ -6,7 +6,6 @@
 
 #include "core/DeconKeys.h"
 #include "core/cException.h"
-#include "decon/cKeptWienerKernel.h"
 #include "decon/cWienerKEstimate.h"
 #include "math/cFFTManager.h"
 #include "math/cImageMathManager.h"
@@ -145,12 +144,7 @@ void cInverseFilterOptimization::Apply(cFloatImagePtr& object, cFloatImagePtr& o
         mAppliedK = k;
         cFFTManager& transforms = cFFTManager::Instance();
         if (mImageSpectrum.IsNull()) {
-            const cFloatImagePtr kernel =
-                mKeepsPsfKernel ? cKeptWienerKernel::For(psf) : cFloatImagePtr();
-            if (kernel)
-                transforms.WienerFilterKept(original, kernel, object, k);
-            else
-                transforms.WienerFilter(original, psf, object, k);
+            transforms.WienerFilter(original, psf, object, k);
             return;
         }
         if (!mImageSpectrumFilled) {

@@ -36,10 +36,6 @@ public:
     // of the images' size, filled by Apply when `filled` is false and read as it stands
     // when it is true. Results are the same bit for bit; null transforms every time.
     void UseImageSpectrum(const cFloatImagePtr& spectrum, bool filled);
-    // Whether the PSF's transform is kept for the next run (cKeptWienerKernel), as it is by
-    // default; a caller that filters with a new PSF every time turns it off, since keeping
-    // would only cost copies.
-    void SetKeepsPsfKernel(bool keeps) { mKeepsPsfKernel = keeps; }
     // The same for the original's sum over the interior planes, which an estimated K is
     // estimated from: a plane of the images' x and y size, filled by the estimate when
     // `filled` is false.
@@ -74,7 +70,6 @@ private:
     uint32_t mLastPlane = 0;
     cFloatImagePtr mImageSpectrum;
     bool mImageSpectrumFilled = false;
-    bool mKeepsPsfKernel = true;
     cFloatImagePtr mImagePlane;
     bool mImagePlaneFilled = false;
     cFloatImagePtr mStackPlane;

@@ -9,7 +9,6 @@
 #include "core/DeconKeys.h"
 #include "core/cFailureReason.h"
 #include "decon/cLoadFilePsfFirstGuess.h"
-#include "decon/cKeptWienerKernel.h"
 #include "decon/cPsfCache.h"
 #include "interface/ovdRunSetup.h"
 #include "io/cTempFileGenerator.h"
@@ -290,9 +289,8 @@ uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& a, ovdRunState& state) 
     // Chunks that earlier runs kept beyond what this one may hold go back to the system;
     // after a cut, all of them.
     Platform::cMemoryFile::KeepPooledAtMost(uint64_t(spare.files));
-    // The rest keeps the last PSF (one image) and the filter's PSF with its transform (two).
-    cPsfCache::KeepAtMost(uint64_t(spare.rest / 3));
-    cKeptWienerKernel::KeepAtMost(uint64_t(spare.rest / 3 * 2));
+    // The rest keeps the last PSF; its transform stays in the transforms' own memory.
+    cPsfCache::KeepAtMost(uint64_t(spare.rest));
 
     uint16_t result = OVD_RESULT_SUCCESS;
     switch (a.pixelType) {

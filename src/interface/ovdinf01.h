@@ -19,9 +19,11 @@
  * subvolume whose temporary files fit into the memory its budget leaves beyond the working
  * images keeps them in memory instead of the directory; the process then keeps that memory
  * (at most those files' size) for the next such run, and a run that cuts its stack gives it
- * back. The last theoretical PSF made, and the inverse filter's last PSF with its transform,
- * are kept likewise, when the memory the budget leaves beyond those files holds them, for
- * the next run with the same optics and padded size.
+ * back. The last theoretical PSF made is kept likewise, when the memory the budget leaves
+ * beyond those files holds it, for the next run with the same optics and padded size. The
+ * inverse filter's PSF transform stays in the transforms' own working memory and serves the
+ * next subvolume or run whose PSF has the same pixels (recognised by a print of them, see
+ * the README), until another operation uses that memory.
  *
  * Record layout: natural alignment, no packing. In a 32-bit build the offsets and sizes
  * noted at each field are the binary format and hold exactly. In a 64-bit build the

@@ -107,8 +107,6 @@ int32_t cLargeVolumeInverseFilterDeconAlgorithm::Evaluate() {
                 theoretical->UseBesselTable(mBesselTable);
             if (mSharePsf)
                 mAlgorithm->SharePsfFirstGuess(psf);
-            // Every evaluation filters with a PSF of its own.
-            mAlgorithm->GetOptimization()->SetKeepsPsfKernel(false);
             if (i < mImageSpectra.size()) {
                 mAlgorithm->GetOptimization()->UseImageSpectrum(mImageSpectra[i],
                                                                 mSpectrumFilled[i]);

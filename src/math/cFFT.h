@@ -64,10 +64,6 @@ public:
     // order), and the same for any thread count. result may be a.
     virtual void ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
                               const cFloatImagePtr& result, int mode) = 0;
-    // WienerFilter with the PSF's kernel kept (KeepKernel): the same result, bit for bit.
-    // result may be a.
-    virtual void WienerFilterKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
-                                  const cFloatImagePtr& result, float k) = 0;
     // The inverse: a packed half spectrum back to a real image, divided by the pixel count.
     virtual void InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) = 0;
     // Convolve whose kernel b may lie in an image with longer lines (the packed width

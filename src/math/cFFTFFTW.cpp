@@ -386,34 +386,6 @@ void cFFTFFTW::ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
     });
 }
 
-void cFFTFFTW::WienerFilterKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
-                                const cFloatImagePtr& result, float k) {
-    Guard([&] {
-        CheckNotNull("WienerFilterKept", {a.Get(), kept.Get(), result.Get()});
-        const uint32_t depth = CommonDepth("WienerFilterKept", {a.Get(), result.Get()});
-        if (!FitsPacked(*kept, depth) || !kept->IsContiguous3D())
-            Fail("Invalid Dimensions in WienerFilterKept", 2);
-        EnsurePlans();
-        if (depth > 1) {
-            mSliced.Wiener(*a, kept->GetSlicePointer(0), *result, k, mFirstSpectrum, mStagePixels);
-            return;
-        }
-        // A plane's kernel is kept as its half spectrum, the lines of a packed image.
-        const cPlanSet& plans = PlansFor(depth);
-        ForwardReal(*a, plans, mFirstSpectrum);
-        const uint64_t half = mDimensions.x / 2 + 1;
-        const float scale = 1.0f / static_cast<float>(uint64_t{mDimensions.x} * mDimensions.y);
-        const cFloatImage& h = *kept;
-        float* g = mFirstSpectrum;
-        ForEachLine(mDimensions.y, half, [&](uint64_t line) {
-            float* values = g + 2 * half * line;
-            PassKernels::WienerSpectrumLine(values, h.GetLinePointer(uint32_t(line), 0), values,
-                                            half, k, scale);
-        });
-        InverseReal(plans, mFirstSpectrum, *result);
-    });
-}
-
 void cFFTFFTW::Convolve(const cFloatImagePtr& a, const cFloatImagePtr& b,
                         const cFloatImagePtr& result, int mode) {
     Guard([&] {
@@ -545,9 +517,10 @@ void cFFTFFTW::ComplexTransform(const cFloatImage& re, const cFloatImage* im,
     const cPlanSet& plans = PlansFor(depth);
     const uint32_t x = mDimensions.x, y = mDimensions.y;
     const uint64_t lines = uint64_t{y} * depth;
-    // A full complex transform takes both halves of the store.
-    mSecondHolds.Forget();
     float* store = mFirstSpectrum;
+    // A stack's full complex transform reaches into the second half; a plane's does not.
+    if (store + 2 * x * lines > mSecondSpectrum)
+        mSecondHolds.Forget();
     ForEachLine(lines, x, [&](uint64_t line) {
         const auto row = static_cast<uint32_t>(line % y), slice = static_cast<uint32_t>(line / y);
         const float* r = re.GetLinePointer(row, slice);

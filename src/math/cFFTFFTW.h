@@ -69,8 +69,6 @@ public:
     void KeepKernel(const cFloatImagePtr& kernel, const cFloatImagePtr& kept) override;
     void ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
                       const cFloatImagePtr& result, int mode) override;
-    void WienerFilterKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
-                          const cFloatImagePtr& result, float k) override;
 
     bool HasPlans() const { return mVolume.forwardReal != nullptr; }
 

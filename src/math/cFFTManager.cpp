@@ -129,11 +129,6 @@ void cFFTManager::KeepKernel(const cFloatImagePtr& kernel, const cFloatImagePtr&
     Guard([&] { InstanceFor(kernel, "KeepKernel")->KeepKernel(kernel, kept); });
 }
 
-void cFFTManager::WienerFilterKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
-                                   const cFloatImagePtr& result, float k) {
-    Guard([&] { InstanceFor(a, "WienerFilterKept")->WienerFilterKept(a, kept, result, k); });
-}
-
 void cFFTManager::ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
                                const cFloatImagePtr& result, int mode) {
     Guard([&] { InstanceFor(a, "ConvolveKept")->ConvolveKept(a, kept, result, mode); });

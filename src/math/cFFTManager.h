@@ -52,8 +52,6 @@ public:
     // A kernel kept for ConvolveKept, and the convolution with it; served by the instance of
     // the kernel's (a's) size.
     void KeepKernel(const cFloatImagePtr& kernel, const cFloatImagePtr& kept);
-    void WienerFilterKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
-                          const cFloatImagePtr& result, float k);
     void ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
                       const cFloatImagePtr& result, int mode);
     void ConvolveOTF(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& result,

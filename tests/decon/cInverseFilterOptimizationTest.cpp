@@ -7,7 +7,6 @@
 #include "core/DeconKeys.h"
 #include "core/cException.h"
 #include "decon/cInverseFilterOptimization.h"
-#include "decon/cKeptWienerKernel.h"
 #include "decon/cWienerKEstimate.h"
 #include "math/cFFTManager.h"
 #include "support/TestImages.h"
@@ -107,30 +106,4 @@ TEST_F(cInverseFilterOptimizationTest, EstimateOfAFlatSpectrumIsTheCeiling) {
     // A factor only ever raises K, to 4e-5 per unit.
     optimization.SetRegularizationFactor(1000.0f);
     EXPECT_FLOAT_EQ(optimization.ChooseK(original, psf), 0.04f);
-}
-
-// The PSF's transform kept from one filter to the next follows the PSF's pixels: a PSF
-// changed in place gets its own transform, and without room to keep one the filter makes
-// it anew. Every result is the one of the filter that keeps nothing.
-TEST_F(cInverseFilterOptimizationTest, KeptPsfKernelFollowsThePsfsPixels) {
-    const cFloatImagePtr original = Random(kSize, 5, 0.0f, 100.0f);
-    const cFloatImagePtr psf = WrappedGaussian(kSize, 1.5f, 1.0f);
-    const auto filter = [&](bool keeps) {
-        cInverseFilterOptimization optimization;
-        optimization.SetZRange(0, kSize.z - 1);
-        optimization.SetKeepsPsfKernel(keeps);
-        cFloatImagePtr object = MakeImage(kSize), image = Copy(original), kernel = psf;
-        optimization.Apply(object, image, kernel);
-        return Pixels(object);
-    };
-    cKeptWienerKernel::KeepAtMost(uint64_t{1} << 30);
-    const std::vector<float> plain = filter(false);
-    EXPECT_EQ(filter(true), plain); // made and kept
-    EXPECT_EQ(filter(true), plain); // kept
-    At(psf, 1, 0, 0) += 0.01f;
-    const std::vector<float> changed = filter(false);
-    EXPECT_NE(changed, plain);
-    EXPECT_EQ(filter(true), changed);
-    cKeptWienerKernel::KeepAtMost(0);
-    EXPECT_EQ(filter(true), changed);
 }
