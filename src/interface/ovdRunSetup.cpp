@@ -34,7 +34,7 @@ int ConversionFailed(int code, const std::string& reason, int systemError) {
     return code;
 }
 
-constexpr std::size_t kBatchBytes = std::size_t{8} << 20;
+constexpr std::size_t kBatchBytes = std::size_t{4} << 20;
 constexpr std::size_t kRun = std::size_t{1} << 16;
 
 std::string FloatCopyNotWritten(const std::string& output) {

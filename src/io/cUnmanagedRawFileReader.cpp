@@ -18,7 +18,7 @@ namespace {
 }
 
 // Regions are read this many bytes of whole slices at a time, at least one slice.
-constexpr uint64_t kBatchBytes = uint64_t{8} << 20;
+constexpr uint64_t kBatchBytes = uint64_t{4} << 20;
 
 } // namespace
 
