@@ -148,10 +148,10 @@ void cInverseFilterOptimization::Apply(cFloatImagePtr& object, cFloatImagePtr& o
             return;
         }
         if (!mImageSpectrumFilled) {
-            transforms.ForwardHalfSpectrum(original, mImageSpectrum);
+            transforms.KeepKernel(original, mImageSpectrum);
             mImageSpectrumFilled = true;
         }
-        transforms.WienerFilterSpectrum(mImageSpectrum, psf, object, k);
+        transforms.WienerFilterKeptImage(mImageSpectrum, psf, object, k);
     });
 }
 

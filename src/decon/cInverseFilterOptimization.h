@@ -32,9 +32,9 @@ public:
     void SetZRange(uint32_t first, uint32_t last);
 
     // Where the transform of the original image is kept between restorations of the same
-    // image (an aberration search restores it once per candidate): a packed half spectrum
-    // of the images' size, filled by Apply when `filled` is false and read as it stands
-    // when it is true. Results are the same bit for bit; null transforms every time.
+    // image (an aberration search restores it once per candidate): a contiguous image of
+    // the packed size (KeepKernel), filled by Apply when `filled` is false and read as it
+    // stands when it is true. Results are the same bit for bit; null transforms every time.
     void UseImageSpectrum(const cFloatImagePtr& spectrum, bool filled);
     // The same for the original's sum over the interior planes, which an estimated K is
     // estimated from: a plane of the images' x and y size, filled by the estimate when

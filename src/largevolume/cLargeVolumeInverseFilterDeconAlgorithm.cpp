@@ -70,7 +70,7 @@ void cLargeVolumeInverseFilterDeconAlgorithm::PlanSpareMemory() {
     const cImageDimensions plane{size.x, size.y, 1};
     for (int64_t i = 0; i < kept; ++i) {
         mImageSpectra.push_back(cFloatImagePtr(
-            new cOvdImage<float>(packed, "cLargeVolumeInverseFilterDeconAlgorithm")));
+            new cOvdImage<float>(packed, Contiguous3D, "cLargeVolumeInverseFilterDeconAlgorithm")));
         mImagePlanes.push_back(
             cFloatImagePtr(new cOvdImage<float>(plane, "cLargeVolumeInverseFilterDeconAlgorithm")));
     }

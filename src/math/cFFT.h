@@ -41,11 +41,11 @@ public:
     // result = inverse(G conj(H) / (|H|^2 + k)) with G, H the transforms of a and b.
     virtual void WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
                               const cFloatImagePtr& result, float k) = 0;
-    // WienerFilter for an image that is given by its half spectrum (ForwardHalfSpectrum's
-    // layout): the transform of an image filtered again and again is made once. The result
-    // is the same, bit for bit, as WienerFilter on the image itself.
-    virtual void WienerFilterSpectrum(const cFloatImagePtr& spectrum, const cFloatImagePtr& b,
-                                      const cFloatImagePtr& result, float k) = 0;
+    // WienerFilter for an image whose transform KeepKernel kept: the transform of an image
+    // filtered with one PSF after another is made once. The result is the same, bit for bit,
+    // as WienerFilter on the image itself.
+    virtual void WienerFilterKeptImage(const cFloatImagePtr& keptImage, const cFloatImagePtr& b,
+                                       const cFloatImagePtr& result, float k) = 0;
     // The half spectrum in the packed size (x + 2, y, z): each line holds the X/2 + 1
     // complex values of the real-to-complex transform, real and imaginary part interleaved
     // (a float left over for odd x is 0). in may be a stack or a single plane.

@@ -446,22 +446,25 @@ void cFFTFFTW::WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
     });
 }
 
-void cFFTFFTW::WienerFilterSpectrum(const cFloatImagePtr& spectrum, const cFloatImagePtr& b,
-                                    const cFloatImagePtr& result, float k) {
+void cFFTFFTW::WienerFilterKeptImage(const cFloatImagePtr& keptImage, const cFloatImagePtr& b,
+                                     const cFloatImagePtr& result, float k) {
     Guard([&] {
-        CheckNotNull("WienerFilterSpectrum", {spectrum.Get(), b.Get(), result.Get()});
-        const uint32_t depth = CommonDepth("WienerFilterSpectrum", {b.Get(), result.Get()});
-        if (!FitsPacked(*spectrum, depth))
-            Fail("Invalid Dimensions in WienerFilterSpectrum", 2);
+        CheckNotNull("WienerFilterKeptImage", {keptImage.Get(), b.Get(), result.Get()});
+        const uint32_t depth = CommonDepth("WienerFilterKeptImage", {b.Get(), result.Get()});
+        if (!FitsPacked(*keptImage, depth) || !keptImage->IsContiguous3D())
+            Fail("Invalid Dimensions in WienerFilterKeptImage", 2);
         EnsurePlans();
-        const uint32_t y = mDimensions.y;
-        const cFloatImage& g = *spectrum;
-        RunWiener(
-            [&](uint64_t line) -> const float* {
-                return g.GetLinePointer(static_cast<uint32_t>(line % y),
-                                        static_cast<uint32_t>(line / y));
-            },
-            *b, *result, k, depth);
+        if (depth > 1) {
+            // Slice by slice, the PSF transformed as the image is in WienerFilter; the store's
+            // second half, and the PSF spectrum it may hold, stay untouched.
+            mSliced.WienerOfKeptImage(*b, keptImage->GetSlicePointer(0), *result, k,
+                                      mFirstSpectrum, mStagePixels);
+            return;
+        }
+        // A plane's transform is kept as its half spectrum, the lines of a packed image.
+        const cFloatImage& g = *keptImage;
+        RunWiener([&](uint64_t line) -> const float* { return g.GetLinePointer(uint32_t(line), 0); },
+                  *b, *result, k, depth);
     });
 }
 

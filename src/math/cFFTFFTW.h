@@ -60,8 +60,8 @@ public:
     unsigned GetPerformanceRating(const cImageDimensions& dimensions) const override;
     void ReleasePlans() override;
 
-    void WienerFilterSpectrum(const cFloatImagePtr& spectrum, const cFloatImagePtr& b,
-                              const cFloatImagePtr& result, float k) override;
+    void WienerFilterKeptImage(const cFloatImagePtr& keptImage, const cFloatImagePtr& b,
+                               const cFloatImagePtr& result, float k) override;
     void ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
     void InverseHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out) override;
     void ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePtr& spectrum,

@@ -107,10 +107,10 @@ void cFFTManager::WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
     Guard([&] { InstanceFor(a, "WienerFilter")->WienerFilter(a, b, result, k); });
 }
 
-void cFFTManager::WienerFilterSpectrum(const cFloatImagePtr& spectrum, const cFloatImagePtr& b,
-                                       const cFloatImagePtr& result, float k) {
+void cFFTManager::WienerFilterKeptImage(const cFloatImagePtr& keptImage, const cFloatImagePtr& b,
+                                        const cFloatImagePtr& result, float k) {
     Guard([&] {
-        InstanceFor(b, "WienerFilterSpectrum")->WienerFilterSpectrum(spectrum, b, result, k);
+        InstanceFor(b, "WienerFilterKeptImage")->WienerFilterKeptImage(keptImage, b, result, k);
     });
 }
 

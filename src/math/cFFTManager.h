@@ -43,8 +43,8 @@ public:
     void WienerFilter(const cFloatImagePtr& a, const cFloatImagePtr& b,
                       const cFloatImagePtr& result, float k);
     // Served by the instance of b's size, since the spectrum has the packed size.
-    void WienerFilterSpectrum(const cFloatImagePtr& spectrum, const cFloatImagePtr& b,
-                              const cFloatImagePtr& result, float k);
+    void WienerFilterKeptImage(const cFloatImagePtr& keptImage, const cFloatImagePtr& b,
+                               const cFloatImagePtr& result, float k);
     void ForwardHalfSpectrum(const cFloatImagePtr& in, const cFloatImagePtr& out);
     // Convolve with a kernel given by its half spectrum; served by the instance of a's size.
     void ConvolveHalfSpectrum(const cFloatImagePtr& a, const cFloatImagePtr& spectrum,

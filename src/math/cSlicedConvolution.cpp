@@ -184,4 +184,13 @@ void cSlicedConvolution::Wiener(const cFloatImage& in, const float* kept, const 
     });
 }
 
+void cSlicedConvolution::WienerOfKeptImage(const cFloatImage& psf, const float* keptImage,
+                                           const cFloatImage& result, float k, float* spectrum,
+                                           float* stage) const {
+    const float scale = 1.0f / static_cast<float>(mSize.Voxels());
+    Filter(psf, keptImage, result, spectrum, stage, [&](float* values, const float* g, uint64_t n) {
+        PassKernels::WienerSpectrumLine(g, values, values, n, k, scale);
+    });
+}
+
 } // namespace Ovidane

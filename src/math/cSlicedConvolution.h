@@ -46,6 +46,10 @@ public:
     // result = in filtered by the regularised inverse of the kept kernel with constant k.
     void Wiener(const cFloatImage& in, const float* kept, const cFloatImage& result, float k,
                 float* spectrum, float* stage) const;
+    // Wiener with the roles turned: `keptImage` holds the image's transform (Keep) and `psf`
+    // is transformed here; the same quotient, bit for bit.
+    void WienerOfKeptImage(const cFloatImage& psf, const float* keptImage,
+                           const cFloatImage& result, float k, float* spectrum, float* stage) const;
 
 private:
     void ForwardSlices(const cFloatImage& in, float* spectrum, float* stage) const;

@@ -112,9 +112,9 @@ TEST_F(cFFTManagerTest, ConvolveOTFReadsTheKernelFromLongerLines) {
     EXPECT_EQ(Pixels(image), Pixels(expected));
 }
 
-// A kept half spectrum, or a kept PSF kernel, gives the same bits as the direct call, in
-// place too. An odd width
-// leaves a spare float in each packed line that must not be read as spectrum.
+// A kept half spectrum, or an image's kept transform, gives the same bits as the direct call,
+// in place too. An odd width leaves a spare float in each packed line that must not be read
+// as spectrum.
 TEST_F(cFFTManagerTest, KeptSpectraGiveTheDirectResultBitForBit) {
     const cImageDimensions size{15, 6, 4}, plane{15, 6, 1};
     Prepare({size});
@@ -131,22 +131,22 @@ TEST_F(cFFTManagerTest, KeptSpectraGiveTheDirectResultBitForBit) {
             EXPECT_EQ(Pixels(image), Pixels(direct)) << "z " << each.z << " mode " << mode;
         }
         const cFloatImagePtr image = RandomImage(each, 51);
-        fft.ForwardHalfSpectrum(image, spectrum);
+        fft.KeepKernel(image, spectrum);
         for (float k : {0.0f, 0.03f}) {
-            const cFloatImagePtr direct = MakeImage(each), kept = MakeImage(each);
+            const cFloatImagePtr direct = MakeImage(each), kept = Copy(psf);
             fft.WienerFilter(image, psf, direct, k);
-            fft.WienerFilterSpectrum(spectrum, psf, kept, k);
+            fft.WienerFilterKeptImage(spectrum, kept, kept, k);
             EXPECT_EQ(Pixels(kept), Pixels(direct)) << "z " << each.z << " k " << k;
         }
     }
     const cFloatImagePtr a = MakeImage(size);
     EXPECT_NE(FailureOf([&] { fft.ConvolveHalfSpectrum(a, a, a, 2); }), "");
-    EXPECT_NE(FailureOf([&] { fft.WienerFilterSpectrum(a, a, a, 0.1f); }), "");
+    EXPECT_NE(FailureOf([&] { fft.WienerFilterKeptImage(a, a, a, 0.1f); }), "");
 }
 
 // A stack's PSF spectrum stays in the store from one filter to the next. It must be made
 // again for a PSF whose pixels changed in place, and after any operation that wrote over it;
-// the filter of the image's kept spectrum, the same bit for bit (above), says what it must be.
+// the filter of the image's kept transform, the same bit for bit (above), says what it must be.
 TEST_F(cFFTManagerTest, WienerFilterRemakesThePsfSpectrumOnceItIsNotTheOneHeld) {
     const cImageDimensions size{15, 6, 4}, plane{15, 6, 1}, packed{17, 6, 4};
     Prepare({size});
@@ -154,9 +154,9 @@ TEST_F(cFFTManagerTest, WienerFilterRemakesThePsfSpectrumOnceItIsNotTheOneHeld) 
     const cFloatImagePtr image = RandomImage(size, 81), psf = RandomImage(size, 82);
     const cFloatImagePtr other = RandomImage(size, 83), scratch = MakeImage(size);
     const auto expected = [&] {
-        const cFloatImagePtr spectrum = MakeImage(packed), result = MakeImage(size);
-        fft.ForwardHalfSpectrum(image, spectrum);
-        fft.WienerFilterSpectrum(spectrum, psf, result, 0.03f);
+        const cFloatImagePtr kept = MakeImage(packed), result = MakeImage(size);
+        fft.KeepKernel(image, kept);
+        fft.WienerFilterKeptImage(kept, psf, result, 0.03f);
         return Pixels(result);
     };
     const std::pair<const char*, std::function<void()>> between[] = {
