@@ -457,14 +457,15 @@ void cFFTFFTW::WienerFilterKeptImage(const cFloatImagePtr& keptImage, const cFlo
         if (depth > 1) {
             // Slice by slice, the PSF transformed as the image is in WienerFilter; the store's
             // second half, and the PSF spectrum it may hold, stay untouched.
-            mSliced.WienerOfKeptImage(*b, keptImage->GetSlicePointer(0), *result, k,
-                                      mFirstSpectrum, mStagePixels);
+            mSliced.WienerOfKeptImage(*b, keptImage->GetSlicePointer(0), *result, k, mFirstSpectrum,
+                                      mStagePixels);
             return;
         }
         // A plane's transform is kept as its half spectrum, the lines of a packed image.
         const cFloatImage& g = *keptImage;
-        RunWiener([&](uint64_t line) -> const float* { return g.GetLinePointer(uint32_t(line), 0); },
-                  *b, *result, k, depth);
+        RunWiener(
+            [&](uint64_t line) -> const float* { return g.GetLinePointer(uint32_t(line), 0); }, *b,
+            *result, k, depth);
     });
 }
 
