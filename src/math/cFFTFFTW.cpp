@@ -184,27 +184,42 @@ void cFFTFFTW::InitializePlans() {
         mStagePixels = AlignedStart(mStage->GetSlicePointer(0));
         mPlanAlignment = fftwf_alignment_of(mStagePixels);
 
-        bool sliced = true;
-        {
-            const PlannerLock lock;
-            PreparePlanner();
-            MakePlans(mVolume, mDimensions.z);
-            if (mDimensions.z > 1) {
-                MakePlans(mPlane, 1);
+        // A stack's filters run slice by slice; whole transforms are planned when first
+        // asked for (PlansFor): a restoration by the inverse filter makes none of the stack,
+        // and their planning was a tenth of a first run.
+        if (mDimensions.z > 1) {
+            bool sliced = false;
+            {
+                const PlannerLock lock;
+                PreparePlanner();
                 sliced = mSliced.Plan(mDimensions, mFirstSpectrum, mStagePixels);
                 PreparePlanner();
             }
-        }
-        for (const cPlanSet* plans : {&mVolume, &mPlane}) {
-            if (plans->depth == 0)
-                continue;
-            if (!sliced || !plans->forwardReal || !plans->inverseReal || !plans->forwardComplex ||
-                !plans->inverseComplex) {
+            if (!sliced) {
                 ReleasePlans();
                 Fail("IPP Math Error in InitializePlans: FFTW could not make a plan", 2);
             }
         }
     });
+}
+
+const cFFTFFTW::cPlanSet& cFFTFFTW::PlansFor(uint32_t depth) {
+    EnsurePlans();
+    cPlanSet& plans = depth == mDimensions.z ? mVolume : mPlane;
+    if (plans.forwardReal)
+        return plans;
+    {
+        // With FFTW_ESTIMATE the planner doesn't write into the store: what it holds stays.
+        const PlannerLock lock;
+        PreparePlanner();
+        MakePlans(plans, depth);
+    }
+    if (!plans.forwardReal || !plans.inverseReal || !plans.forwardComplex ||
+        !plans.inverseComplex) {
+        DestroyPlans(plans);
+        Fail("IPP Math Error in InitializePlans: FFTW could not make a plan", 2);
+    }
+    return plans;
 }
 
 void cFFTFFTW::EnsurePlans() {

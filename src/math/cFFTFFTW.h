@@ -70,7 +70,9 @@ public:
     void ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
                       const cFloatImagePtr& result, int mode) override;
 
-    bool HasPlans() const { return mVolume.forwardReal != nullptr; }
+    // The memory and the plans a stack's filters take; the plans of whole transforms (of the
+    // stack, of a plane) are made on their first use.
+    bool HasPlans() const { return !mStore.IsNull(); }
 
     // FFTW's planner is process-wide state and not thread-safe: every plan of the process
     // is made and destroyed under this lock. Held, PreparePlanner sets the planner up for
@@ -92,9 +94,8 @@ private:
     void MakePlans(cPlanSet& plans, uint32_t depth);
     static void DestroyPlans(cPlanSet& plans);
     void EnsurePlans();
-    const cPlanSet& PlansFor(uint32_t depth) const {
-        return depth == mDimensions.z ? mVolume : mPlane;
-    }
+    // The plans of whole transforms of `depth` slices, made now if they are not yet.
+    const cPlanSet& PlansFor(uint32_t depth);
 
     // The depth (Z, or 1 for a single plane) shared by all the non-null images; fails with
     // "Invalid Dimensions in " and the operation when their sizes don't fit the instance.
