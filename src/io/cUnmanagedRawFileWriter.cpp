@@ -1,5 +1,6 @@
 #include "io/cUnmanagedRawFileWriter.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -21,10 +22,12 @@ bool cUnmanagedRawFileWriter::Open() {
 
 bool cUnmanagedRawFileWriter::OpenEmptied() {
     Close();
-    return mFile.Open(GetFileName(), Platform::cRawFileHandle::Access::Truncate);
+    mWritesBack = mFile.Open(GetFileName(), Platform::cRawFileHandle::Access::Truncate);
+    return mWritesBack;
 }
 
 bool cUnmanagedRawFileWriter::Close() {
+    mWritesBack = false;
     ReleaseSliceBuffer();
     return mFile.Close();
 }
@@ -121,8 +124,22 @@ bool cUnmanagedRawFileWriter::WriteBox(const cCountedPtr<cOvdImage<T>>& image, u
 
 void cUnmanagedRawFileWriter::WriteBytes(const void* source, uint64_t bytes) {
     const uint64_t start = mFile.Position();
-    if (mFile.Write(source, bytes) < bytes)
-        NoteShortTransfer(mFile.ErrorText());
+    // A file the host keeps goes to the disk while the rest is still being written: its
+    // pieces are handed to the disk one by one, and the sync at the end waits for less.
+    const uint64_t piece = mWritesBack ? kWritebackBytes : bytes;
+    const auto* from = static_cast<const unsigned char*>(source);
+    uint64_t done = 0;
+    do {
+        const uint64_t n = std::min(piece, bytes - done);
+        mFile.Seek(start + done);
+        if (mFile.Write(from + done, n) < n) {
+            NoteShortTransfer(mFile.ErrorText());
+            break;
+        }
+        if (mWritesBack && n > 0)
+            mFile.StartWriteback(start + done, n);
+        done += n;
+    } while (done < bytes);
     // What follows keeps its own place in the file even when this part fell short.
     mFile.Seek(start + bytes);
 }

@@ -74,7 +74,11 @@ private:
     // One transfer at the position, which then moves on by `bytes` whatever was written.
     void WriteBytes(const void* source, uint64_t bytes);
 
+    // Pieces of a file the host keeps, each handed to the disk once written (OpenEmptied).
+    static constexpr uint64_t kWritebackBytes = uint64_t{4} << 20;
+
     Platform::cRawFileHandle mFile;
+    bool mWritesBack = false;
 };
 
 } // namespace Ovidane

@@ -122,6 +122,12 @@ bool cRawFileHandle::Sync() {
     return true;
 }
 
+void cRawFileHandle::StartWriteback(uint64_t offset, uint64_t bytes) {
+    if (mDescriptor >= 0)
+        ::sync_file_range(mDescriptor, static_cast<off_t>(offset), static_cast<off_t>(bytes),
+                          SYNC_FILE_RANGE_WRITE);
+}
+
 std::size_t cRawFileHandle::Read(void* buffer, std::size_t bytes) {
     if (mMemory) {
         const std::size_t read = mMemory->Read(mPosition, buffer, bytes);

@@ -37,6 +37,10 @@ public:
     bool Close();
     // Forces what was written to the storage device.
     bool Sync();
+    // Starts writing [offset, offset + bytes) to the storage device without waiting for it,
+    // so that a Sync after it finds less left to do. Does nothing for a memory file, nor where
+    // the system can't; failures show at the Sync.
+    void StartWriteback(uint64_t offset, uint64_t bytes);
 
     bool IsOpen() const { return mDescriptor >= 0 || mMemory; }
     // The system's handle, -1 while no file or a memory file is open.
