@@ -538,7 +538,7 @@ void cFFTFFTW::ComplexTransform(const cFloatImage& re, const cFloatImage* im,
     const uint64_t lines = uint64_t{y} * depth;
     float* store = mFirstSpectrum;
     // A stack's full complex transform reaches into the second half; a plane's does not.
-    if (store + 2 * x * lines > mSecondSpectrum)
+    if (2 * uint64_t{x} * lines > uint64_t(mSecondSpectrum - mFirstSpectrum))
         mSecondHolds.Forget();
     ForEachLine(lines, x, [&](uint64_t line) {
         const auto row = static_cast<uint32_t>(line % y), slice = static_cast<uint32_t>(line / y);

@@ -18,14 +18,17 @@ inline uint64_t Round(uint64_t lane, uint64_t word) {
     return std::rotl(lane + word * kPrime2, 31) * kPrime1;
 }
 
-// Folds `count` floats into lanes[0..3], two floats to a word, words dealt to the lanes in
+constexpr int kLanes = cPixelPrint::kLanes;
+
+// Folds `count` floats into the lanes, two floats to a word, words dealt to the lanes in
 // turn; a last lone float is a word of its own.
 void PrintLine(const float* pixels, uint64_t count, uint64_t line, uint64_t* lanes) {
-    uint64_t acc[4] = {line + 1, ~line, line * kPrime1, line ^ kPrime2};
-    uint64_t words = count / 2;
+    static_assert(kLanes == 4);
+    uint64_t acc[kLanes] = {line + 1, ~line, line * kPrime1, line ^ kPrime2};
+    const uint64_t words = count / 2;
     uint64_t w = 0;
-    for (; w + 4 <= words; w += 4)
-        for (int l = 0; l < 4; ++l) {
+    for (; w + kLanes <= words; w += kLanes)
+        for (int l = 0; l < kLanes; ++l) {
             uint64_t word;
             std::memcpy(&word, pixels + 2 * (w + l), sizeof word);
             acc[l] = Round(acc[l], word);
@@ -33,15 +36,14 @@ void PrintLine(const float* pixels, uint64_t count, uint64_t line, uint64_t* lan
     for (; w < words; ++w) {
         uint64_t word;
         std::memcpy(&word, pixels + 2 * w, sizeof word);
-        acc[w % 4] = Round(acc[w % 4], word);
+        acc[w % kLanes] = Round(acc[w % kLanes], word);
     }
     if (count % 2) {
         uint32_t last;
         std::memcpy(&last, pixels + count - 1, sizeof last);
-        acc[3] = Round(acc[3], uint64_t{last} | (uint64_t{1} << 32));
+        acc[kLanes - 1] = Round(acc[kLanes - 1], uint64_t{last} | (uint64_t{1} << 32));
     }
-    for (int l = 0; l < 4; ++l)
-        lanes[l] = acc[l];
+    std::memcpy(lanes, acc, sizeof acc);
 }
 
 } // namespace

@@ -20,8 +20,9 @@ public:
     // Keeps no print: the next Retake answers false.
     void Forget() { mValid = false; }
 
-private:
     static constexpr int kLanes = 4;
+
+private:
     cImageDimensions mSize;
     std::vector<uint64_t> mLanes;
     std::vector<uint64_t> mTaken;
