@@ -273,6 +273,11 @@ bool cFFTFFTW::FitsPacked(const cFloatImage& image, uint32_t depth) const {
            image.GetSizeZ() == depth;
 }
 
+void cFFTFFTW::RequireKept(const char* operation, const cFloatImage& kept, uint32_t depth) const {
+    if (!FitsPacked(kept, depth) || !kept.IsContiguous3D())
+        Fail(std::string("Invalid Dimensions in ") + operation, 2);
+}
+
 bool cFFTFFTW::ReadableInPlace(const cFloatImage& image) const {
     return image.GetSizeX() == mDimensions.x && image.IsContiguous3D() &&
            fftwf_alignment_of(image.GetSlicePointer(0)) == mPlanAlignment;
@@ -371,8 +376,7 @@ void cFFTFFTW::KeepKernel(const cFloatImagePtr& kernel, const cFloatImagePtr& ke
     Guard([&] {
         CheckNotNull("KeepKernel", {kernel.Get(), kept.Get()});
         const uint32_t depth = CommonDepth("KeepKernel", {kernel.Get()});
-        if (!FitsPacked(*kept, depth) || !kept->IsContiguous3D())
-            Fail("Invalid Dimensions in KeepKernel", 2);
+        RequireKept("KeepKernel", *kept, depth);
         EnsurePlans();
         if (depth == 1) {
             ForwardHalfSpectrum(kernel, kept);
@@ -387,8 +391,7 @@ void cFFTFFTW::ConvolveKept(const cFloatImagePtr& a, const cFloatImagePtr& kept,
     Guard([&] {
         CheckNotNull("ConvolveKept", {a.Get(), kept.Get(), result.Get()});
         const uint32_t depth = CommonDepth("ConvolveKept", {a.Get(), result.Get()});
-        if (!FitsPacked(*kept, depth) || !kept->IsContiguous3D())
-            Fail("Invalid Dimensions in ConvolveKept", 2);
+        RequireKept("ConvolveKept", *kept, depth);
         if (mode != 1 && mode != 2)
             Fail("Invalid Mode in ConvolveKept", 2);
         EnsurePlans();
@@ -466,8 +469,7 @@ void cFFTFFTW::WienerFilterKeptImage(const cFloatImagePtr& keptImage, const cFlo
     Guard([&] {
         CheckNotNull("WienerFilterKeptImage", {keptImage.Get(), b.Get(), result.Get()});
         const uint32_t depth = CommonDepth("WienerFilterKeptImage", {b.Get(), result.Get()});
-        if (!FitsPacked(*keptImage, depth) || !keptImage->IsContiguous3D())
-            Fail("Invalid Dimensions in WienerFilterKeptImage", 2);
+        RequireKept("WienerFilterKeptImage", *keptImage, depth);
         EnsurePlans();
         if (depth > 1) {
             // Slice by slice, the PSF transformed as the image is in WienerFilter; the store's

@@ -103,6 +103,9 @@ private:
                          std::initializer_list<const cFloatImage*> images) const;
     bool FitsInstance(const cFloatImage& image, uint32_t depth) const;
     bool FitsPacked(const cFloatImage& image, uint32_t depth) const;
+    // A kept transform (KeepKernel) is a contiguous image of the packed size; fails with
+    // "Invalid Dimensions in " and the operation otherwise.
+    void RequireKept(const char* operation, const cFloatImage& kept, uint32_t depth) const;
     void CheckNotNull(const char* operation,
                       std::initializer_list<const cFloatImage*> images) const;
 
