@@ -93,10 +93,14 @@ void cIterativeDeconFramework::SetSubvolumeProgress(int16_t index, int16_t count
 
 void cIterativeDeconFramework::Load() {
     Guard([&] {
-        mOriginal = NewImage(mSize);
+        const bool handed = !mHandedOriginal.IsNull();
+        if (handed && !(mHandedOriginal->GetDimensions() == mSize))
+            Fail("Invalid Dimensions in Load: the original handed over", OVD_ERR_PARAMETER);
+        mOriginal = handed ? mHandedOriginal : NewImage(mSize);
+        mHandedOriginal = cFloatImagePtr();
         mObject = mObjectSharesOriginal ? mOriginal : NewImage(mSize);
         mPsf = cFloatImagePtr();
-        if (mReadsOriginalFile)
+        if (mReadsOriginalFile && !handed)
             ReadImageFile(mLog->GetParameters().GetString(DEC_SPARAMS_ORIGINAL_FILE), mOriginal);
         MessageStream() << mSize.x << " X " << mSize.y << " X " << mSize.z << '\n';
     });

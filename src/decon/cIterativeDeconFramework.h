@@ -64,6 +64,11 @@ public:
     // overwrites the object without reading it.
     void SetReadsOriginalFile(bool reads) { mReadsOriginalFile = reads; }
 
+    // The original image itself, of the framework's size, handed over by the caller that
+    // made it, for Load to take in place of reading the original file (which then need not
+    // exist). The caller changes it no more.
+    void UseOriginal(const cFloatImagePtr& original) { mHandedOriginal = original; }
+
     // Without a handler the run reports nothing and cannot be cancelled.
     void SetStatusUpdateHandler(const cCountedPtr<cStatusUpdateHandler>& handler) {
         mStatusHandler = handler;
@@ -165,6 +170,7 @@ private:
     bool mObjectSharesOriginal = false;
     bool mWritesResultFile = true;
     bool mReadsOriginalFile = true;
+    cFloatImagePtr mHandedOriginal;
 };
 
 } // namespace Ovidane

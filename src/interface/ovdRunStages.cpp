@@ -7,6 +7,7 @@
 #include "core/cException.h"
 #include "core/cFailureReason.h"
 #include "decon/DeconAlgorithmChoice.h"
+#include "decon/cFrameworkDeconAlgorithm.h"
 #include "decon/cSharedPsfFirstGuess.h"
 #include "interface/ovdRunInverseFilter.h"
 #include "largevolume/SubvolumeFiles.h"
@@ -36,12 +37,25 @@ void DeleteConvertedInput(ovdRunState& state) {
 // Each subvolume is restored by its own algorithm, of the method the log names, strictly
 // one after the other, so the memory budget of the cut holds for one restoration at a time.
 // Releasing the algorithm deletes its input file, as the subvolume's log asks. A non-null
-// `psf` slot shares the PSF of the first subvolume with the others.
-void RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& log, int16_t index,
-                      int16_t count, cCountedPtr<cSharedPsfFirstGuess>* psf) {
+// `psf` slot shares the PSF of the first subvolume with the others. A stack cut into one
+// subvolume hands it over in memory (`lone`); its restoration then comes back the same
+// way, not through its result file, as the answer (null otherwise).
+cFloatImagePtr RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& log,
+                                int16_t index, int16_t count,
+                                cCountedPtr<cSharedPsfFirstGuess>* psf,
+                                const cFloatImagePtr& lone) {
     cDeconAlgorithmPtr algorithm = MakeDeconAlgorithm(log, KindOf(a.method));
     if (psf)
         algorithm->SharePsfFirstGuess(*psf);
+    auto* framework = dynamic_cast<cFrameworkDeconAlgorithm*>(algorithm.Get());
+    // Every method runs on the iterative framework, which takes the subvolume in memory.
+    if (lone && !framework)
+        throw cException("RestoreSubvolume", "no framework to hand the subvolume to",
+                         OVD_ERR_PARAMETER);
+    if (lone) {
+        framework->GetFramework()->UseOriginal(lone);
+        framework->GetFramework()->SetWritesResultFile(false);
+    }
     if (a.callback)
         algorithm->SetStatusCallback(a.callback, a.userData);
     algorithm->SetSubvolumeProgress(index, count);
@@ -64,6 +78,7 @@ void RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& lo
         cFailureReason::Record(reason);
         throw cException("RestoreSubvolume", reason, OVD_ERR_FOREIGN);
     }
+    return lone ? result : cFloatImagePtr();
 }
 
 // The first subvolume of a run that estimates for the whole stack has estimated K from the
@@ -135,12 +150,17 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     // them as well.
     cCountedPtr<cImageStatistics> statistics =
         new cImageStatistics(uint32_t(a.width), uint32_t(a.height), uint32_t(a.depth));
+    // A stack cut into one subvolume goes to its restoration and on to the blending in
+    // memory: its input and result files would be written once and read once right after.
+    cFloatImagePtr lone;
     {
         cCountedPtr<cSubvoluming> subvoluming = new cSubvoluming();
         subvoluming->SetStatistics(statistics);
         subvoluming->SetLog(state.log);
+        subvoluming->SetKeepsLoneSubvolume(true);
         const int code = subvoluming->Prepare();
         state.subvolumeLogs = subvoluming->GetSubvolumeLogs();
+        lone = subvoluming->TakeLoneSubvolume();
         if (code != 0) {
             // The cut stops a run whose stack leaves nothing to restore.
             if (code == OVD_RESULT_RUN_FAILED)
@@ -164,10 +184,12 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     // The subvolumes share the PSF of the first: one size, one optics. It counts among the
     // images a restoration is given.
     cCountedPtr<cSharedPsfFirstGuess> psf;
+    cFloatImagePtr restored;
     try {
         for (std::size_t i = 0; i < count; ++i) {
-            RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1), int16_t(count),
-                             count > 1 ? &psf : nullptr);
+            restored = RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1),
+                                        int16_t(count), count > 1 ? &psf : nullptr, lone);
+            lone = cFloatImagePtr();
             if (i == 0)
                 PassOnTheStackRegularization(*state.subvolumeLogs);
         }
@@ -181,7 +203,7 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     }
 
     const uint16_t result =
-        BlendSubvolumesInto(a.outputFile, state.log, state.subvolumeLogs, statistics);
+        BlendSubvolumesInto(a.outputFile, state.log, state.subvolumeLogs, statistics, restored);
     // Reported whatever the blending answered; the exported operations pass them on only
     // after a success.
     ReportSavedPsf(a, state);

@@ -11,13 +11,15 @@ namespace Ovidane {
 
 uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cDeconLog>& log,
                              const cSubvolumeLogList& logs,
-                             const cCountedPtr<cImageStatistics>& statistics) {
+                             const cCountedPtr<cImageStatistics>& statistics,
+                             const cFloatImagePtr& restored) {
     cCountedPtr<cBlending> blending = new cBlending();
     cCountedPtr<cDeconLog> blendLog = new cDeconLog(*log);
     blendLog->GetParameters().SetString(DEC_SPARAMS_ORIGINAL_FILE, outputFile);
     blending->SetStatistics(statistics);
     blending->SetSubvolumeLogs(logs);
     blending->SetLog(blendLog);
+    blending->SetRestoredInMemory(restored);
     return blending->Blend();
 }
 

@@ -4,6 +4,7 @@
 
 #include "core/cCountedPtr.h"
 #include "core/cDeconLog.h"
+#include "image/cOvdImage.h"
 #include "largevolume/SubvolumeLogList.h"
 
 namespace Ovidane {
@@ -12,10 +13,13 @@ class cImageStatistics;
 
 // Joins the restored subvolumes of `logs` into `outputFile`. The blending writes to the file
 // its log names as original, so it works on a copy of `log` that names the output; the
-// caller's log keeps naming the input. Answers the blending's code.
+// caller's log keeps naming the input. `restored`: the restoration of a lone subvolume held
+// in memory instead of its result file (cBlending::SetRestoredInMemory). Answers the
+// blending's code.
 uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cDeconLog>& log,
                              const cSubvolumeLogList& logs,
-                             const cCountedPtr<cImageStatistics>& statistics);
+                             const cCountedPtr<cImageStatistics>& statistics,
+                             const cFloatImagePtr& restored = cFloatImagePtr());
 
 // Deletes every file a cut and its restorations made: each subvolume's input, its result
 // and the PSF a restoration may have saved beside it. Missing files are passed over.

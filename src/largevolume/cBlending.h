@@ -51,6 +51,9 @@ public:
     virtual void SetSubvolumeLogs(const cSubvolumeLogList& logs);
     virtual void SetLog(const cCountedPtr<cDeconLog>& log);
     virtual cCountedPtr<cDeconLog> GetLog();
+    // The restoration of a stack cut into one subvolume, held in memory and never written to
+    // its result file: the blending reads it from there. Null: from the file.
+    void SetRestoredInMemory(const cFloatImagePtr& restored) { mRestoredInMemory = restored; }
 
     // 0 on success; 1 without a log or subvolume logs, or when the images can't be set up;
     // otherwise the first failing step's code (5 when the output doesn't take the stack
@@ -111,6 +114,7 @@ private:
 
     cSubvolumeLogList mSubvolumeLogs;
     cCountedPtr<cDeconLog> mLog;
+    cFloatImagePtr mRestoredInMemory;
     cCountedPtr<cBlendingMaskCreator> mMaskCreator;
     // The masks of the tiles of one slice, row by row, as MaskOf makes them: together
     // about one slice of the stack, against one to four image products per tile and slice.

@@ -1,4 +1,5 @@
 #include "largevolume/cSubvolumeAccessor.h"
+#include "math/cImageMathManager.h"
 #include "platform/MemoryFiles.h"
 
 #include <cstdio>
@@ -25,7 +26,7 @@ cSubvolumeAccessor::~cSubvolumeAccessor() {
     Close();
 }
 
-void cSubvolumeAccessor::Setup(const cCountedPtr<cDeconLog>& log) {
+void cSubvolumeAccessor::Setup(const cCountedPtr<cDeconLog>& log, const cFloatImagePtr& restored) {
     Guard([&] {
         if (!log)
             Fail("NULL log in Setup", 2);
@@ -51,7 +52,15 @@ void cSubvolumeAccessor::Setup(const cCountedPtr<cDeconLog>& log) {
         mInterior = {static_cast<uint32_t>(mPadded.x - bandsX),
                      static_cast<uint32_t>(mPadded.y - bandsY),
                      static_cast<uint32_t>(mPadded.z - bandsZ)};
-        Open(mResultFile, mPadded);
+        if (restored.IsNull()) {
+            Open(mResultFile, mPadded);
+            return;
+        }
+        if (!(restored->GetDimensions() == mPadded))
+            Fail("Invalid Dimensions in Setup", 2);
+        Close();
+        mOpenFile = mResultFile;
+        mRestored = restored;
     });
 }
 
@@ -73,7 +82,7 @@ void cSubvolumeAccessor::ReadInterior(uint32_t z, const cFloatImagePtr& image,
     Guard([&] {
         if (!image)
             Fail("NULL input image in ReadInterior", 2);
-        if (!mReader)
+        if (!mReader && !mRestored)
             Fail("No open file in ReadInterior", 2);
         if (box.x1 < box.x0 || box.y1 < box.y0 || box.z1 < box.z0 ||
             box.x1 - box.x0 >= mInterior.x || box.y1 - box.y0 >= mInterior.y ||
@@ -82,11 +91,18 @@ void cSubvolumeAccessor::ReadInterior(uint32_t z, const cFloatImagePtr& image,
         if (box.x1 >= image->GetSizeX() || box.y1 >= image->GetSizeY() ||
             box.z1 >= image->GetSizeZ())
             Fail("Roi out of bounds in ReadInterior", 2);
+        // The interior's part in the padded subvolume.
+        const uint32_t x0 = mLowBand.x, y0 = mLowBand.y, z0 = mLowBand.z + z;
+        const uint32_t x1 = x0 + (box.x1 - box.x0), y1 = y0 + (box.y1 - box.y0);
+        const uint32_t z1 = z0 + (box.z1 - box.z0);
+        if (mRestored) {
+            cImageMathManager::Instance().GetImageMath()->CopyRectangularRoi(
+                mRestored, image, {x0, y0, z0, x1, y1, z1}, box);
+            return;
+        }
         // The reader takes whole file slices and copies the box's rows out of them.
-        const uint32_t z0 = mLowBand.z + z;
-        mReader->ReadRegion(image, mLowBand.x, mLowBand.y, z0, mLowBand.x + (box.x1 - box.x0),
-                            mLowBand.y + (box.y1 - box.y0), z0 + (box.z1 - box.z0), box.x0,
-                            box.y0, box.z0, box.x1, box.y1, box.z1);
+        mReader->ReadRegion(image, x0, y0, z0, x1, y1, z1, box.x0, box.y0, box.z0, box.x1, box.y1,
+                            box.z1);
     });
 }
 
@@ -132,6 +148,7 @@ void cSubvolumeAccessor::Close() {
     if (mReader)
         mReader->Close();
     mReader = cCountedPtr<cUnmanagedRawFileReader>();
+    mRestored = cFloatImagePtr();
 }
 
 } // namespace Ovidane

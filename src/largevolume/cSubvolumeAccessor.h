@@ -11,10 +11,10 @@
 
 namespace Ovidane {
 
-// The blending's handle on one restored subvolume: it knows the subvolume's padded file,
-// where the interior lies in it, and where the interior goes in the mosaic of one stack
-// slice. Reads are whole file slices, so each subvolume file is read front to back once
-// per pass.
+// The blending's handle on one restored subvolume: it knows the subvolume's padded file (or
+// the restored subvolume itself, kept in memory), where the interior lies in it, and where
+// the interior goes in the mosaic of one stack slice. Reads are whole file slices, so each
+// subvolume file is read front to back once per pass.
 class cSubvolumeAccessor : public cOvdObject {
 public:
     cSubvolumeAccessor();
@@ -23,8 +23,11 @@ public:
     // Takes the geometry from a subvolume's log (padded size, guard bands, overlap, index,
     // counts) and opens the result file named by DEC_SPARAMS_OUTPUT_IMAGE_FILE. Fails
     // when the file can't be opened: a restoration that left no result has nothing to
-    // blend, and zeros in its place would pass unnoticed.
-    void Setup(const cCountedPtr<cDeconLog>& log);
+    // blend, and zeros in its place would pass unnoticed. With `restored`, the restored
+    // subvolume itself (of the padded size, kept in memory and never written to that
+    // file), reads come from it until a file is opened.
+    void Setup(const cCountedPtr<cDeconLog>& log,
+               const cFloatImagePtr& restored = cFloatImagePtr());
 
     // Copies interior slice z of the open file into this subvolume's tile of the mosaic:
     // columns index.x * interior.x onwards, rows index.y * interior.y onwards, slice 0. A
@@ -73,6 +76,7 @@ private:
     cImageDimensions mPadded{1, 1, 1};
     uint32_t mOverlap = 0;
     cCountedPtr<cUnmanagedRawFileReader> mReader;
+    cFloatImagePtr mRestored;
     std::string mResultFile;
     std::string mOpenFile;
 };

@@ -111,6 +111,12 @@ cSubvolumeLogList cSubvoluming::GetSubvolumeLogs() {
     return Guard([&] { return mSubvolumeLogs; });
 }
 
+cFloatImagePtr cSubvoluming::TakeLoneSubvolume() {
+    cFloatImagePtr lone = mLone;
+    mLone = cFloatImagePtr();
+    return lone;
+}
+
 void cSubvoluming::AddConstraint(const cConstraintPtr& constraint) {
     Guard([&] { mConstraints.push_back(constraint); });
 }
@@ -149,6 +155,7 @@ int cSubvoluming::Prepare() {
                                 ? Count(parameters, DEC_IPARAMS_SUBVOLUME_DEPTH)
                                 : count.z;
         const uint64_t total = uint64_t{count.x} * count.y * nz;
+        mKeepingLone = mKeepsLone && total == 1;
         if (mStatusHandler && total > 0)
             mProgressStep = 90.0f / static_cast<float>(total);
         uint64_t done = 0;
@@ -571,6 +578,11 @@ int cSubvoluming::ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz) {
         const std::string result = NewTempFile();
         p.SetString(DEC_SPARAMS_ORIGINAL_FILE, input);
         p.SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE, result);
+        if (mKeepingLone) {
+            mLone = image;
+            mSubvolumeLogs->push_back(log);
+            return 0;
+        }
         cUnmanagedRawFileWriter writer(input);
         writer.Open();
         writer.Write(image);

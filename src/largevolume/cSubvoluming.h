@@ -68,6 +68,13 @@ public:
     // subvolume.
     void AddConstraint(const cConstraintPtr& constraint);
 
+    // With true, a cut into one subvolume keeps that padded subvolume in memory for
+    // TakeLoneSubvolume instead of writing its input file: for a caller that hands it to the
+    // restoration itself (cIterativeDeconFramework::UseOriginal). Before Prepare.
+    void SetKeepsLoneSubvolume(bool keeps) { mKeepsLone = keeps; }
+    // The subvolume kept so, or null; the subvoluming holds it no more.
+    cFloatImagePtr TakeLoneSubvolume();
+
     const cCountedPtr<cSubvolumeCalculator>& GetCalculator() const { return mCalculator; }
 
 private:
@@ -106,6 +113,10 @@ private:
     float mProgress = 0.0f;
     float mProgressStep = 0.0f;
     float mStackBackground = 0.0f;
+    bool mKeepsLone = false;
+    // Whether this cut is one subvolume that is kept, not written.
+    bool mKeepingLone = false;
+    cFloatImagePtr mLone;
 };
 
 } // namespace Ovidane
