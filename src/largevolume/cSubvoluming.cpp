@@ -15,6 +15,7 @@
 #include "io/cUnmanagedRawFileReader.h"
 #include "io/cUnmanagedRawFileWriter.h"
 #include "largevolume/FreeDiskSpace.h"
+#include "largevolume/StackFileCheck.h"
 #include "largevolume/cBinning.h"
 #include "largevolume/cDynamicSubvolumeCalculator.h"
 #include "largevolume/cImageStatistics.h"
@@ -33,6 +34,13 @@
 namespace Ovidane {
 
 namespace {
+
+// Slice z of a stack image, seen as an image of its own without a copy.
+cFloatImagePtr SliceOf(const cFloatImagePtr& stack, uint32_t z) {
+    return new cOvdImage<float>(stack->GetSlicePointer(z),
+                                cImageDimensions{stack->GetSizeX(), stack->GetSizeY(), 1},
+                                Contiguous3D, "cSubvoluming");
+}
 
 // Code of a disk that can't hold what the run writes.
 constexpr int kNoRoom = 5;
@@ -111,6 +119,75 @@ cSubvolumeLogList cSubvoluming::GetSubvolumeLogs() {
     return Guard([&] { return mSubvolumeLogs; });
 }
 
+bool cSubvoluming::LoneWithoutResampling() {
+    const cDeconParameter& p = mLog->GetParameters();
+    if (Count(p, DEC_IPARAMS_BINFACTOR) > 1 || Count(p, DEC_IPARAMS_SUBPIXEL_XY_FACTOR) > 1 ||
+        Count(p, DEC_IPARAMS_SUBPIXEL_Z_FACTOR) > 1)
+        return false;
+    if (p.GetBool(DEC_BPARAMS_IS_2D) && Count(p, DEC_IPARAMS_SUBVOLUME_DEPTH) > 1)
+        return false;
+    if (CreateCalculator() != 0 || mCalculator->CalculateSubvolumes() != 0)
+        return false;
+    return mCalculator->GetSubvolumeCount().Voxels() == 1;
+}
+
+// The stack goes through memory once: read whole as the subvolume's window, its statistics
+// taken from the window's slices as the pass over the file takes them from its own, then
+// corrected, and the whole-stack estimate taken from the corrected slices; the same numbers
+// as the passes over the file, which this skips.
+int cSubvoluming::PrepareLone() {
+    GenerateInitialImage();
+    mSubvolumeLogs = MakeCountedArray<cCountedPtr<cDeconLog>>(0);
+    if (mStatusHandler) {
+        mProgress = 10.0f;
+        ReportProgress(0, 0);
+    }
+    if (int result = mCalculator->CalculateGuardBands())
+        return result;
+    const cDeconParameter& run = mLog->GetParameters();
+    cImageBox box;
+    cImagePosition offset;
+    cImageDimensions size, padded;
+    mCalculator->GetSubvolumeRegion(0, 0, 0, box, offset, size, padded);
+    if (!mStatistics)
+        Fail("NULL ImageStatistics", 1);
+    // A file too short for the stack is refused before any slice is used, as the pass
+    // over it refuses it.
+    const cImageDimensions stack = StackSize(run);
+    if (!FileHoldsStack(run.GetString(DEC_SPARAMS_ORIGINAL_FILE), stack.x, stack.y, stack.z,
+                        sizeof(float)))
+        return cLargeVolumeProcessingFramework::kNoInput;
+    cFloatImagePtr window(new cOvdImage<float>(size, Contiguous2D, GetObjectName()));
+    ReadWindow(run, box, window);
+    for (uint32_t z = 0; z < size.z; ++z) {
+        cFloatImagePtr slice = SliceOf(window, z);
+        if (int result = mStatistics->Process(slice, z))
+            return result;
+    }
+    if (int result = mStatistics->Finish())
+        return result;
+    if (int result = CheckStackValues())
+        return result;
+    for (const cConstraintPtr& correction : SliceCorrections(box.z0, box.z1)) {
+        correction->Setup();
+        correction->Apply(window);
+    }
+    if (run.GetBool(DEC_BPARAMS_STACK_ESTIMATES))
+        if (int result = EstimateForTheWholeStack(window))
+            return result;
+    mKeepingLone = true;
+    mLoneWindow = window;
+    if (mStatusHandler)
+        mProgressStep = 90.0f;
+    if (int result = ProcessSubvolume(0, 0, 0))
+        return result;
+    if (mStatusHandler) {
+        mProgress += mProgressStep;
+        ReportProgress(1, 1);
+    }
+    return 0;
+}
+
 cFloatImagePtr cSubvoluming::TakeLoneSubvolume() {
     cFloatImagePtr lone = mLone;
     mLone = cFloatImagePtr();
@@ -130,6 +207,8 @@ int cSubvoluming::Prepare() {
             parameters.GetString(DEC_SPARAMS_TEMP_DIRECTORY));
         if (!CheckDiskSpace())
             return kNoRoom;
+        if (mKeepsLone && LoneWithoutResampling())
+            return PrepareLone();
         if (int result = ReadStack())
             return result;
         mSubvolumeLogs = MakeCountedArray<cCountedPtr<cDeconLog>>(0);
@@ -225,7 +304,7 @@ std::vector<cConstraintPtr> cSubvoluming::SliceCorrections(uint32_t firstSlice,
     return corrections;
 }
 
-int cSubvoluming::EstimateForTheWholeStack() {
+int cSubvoluming::EstimateForTheWholeStack(const cFloatImagePtr& corrected) {
     cDeconParameter& run = mLog->GetParameters();
     const cImageDimensions stack = StackSize(run);
     // A 2D run restores each slice on its own; its slices share no estimate.
@@ -234,20 +313,31 @@ int cSubvoluming::EstimateForTheWholeStack() {
 
     // The stack as the subvolumes receive it: each slice corrected as ProcessSubvolume
     // corrects it. Every pixel counts once, in the same order for any cut.
-    cCountedPtr<cStackPlane> sum(
-        new cStackPlane(stack.x, stack.y, [this](cFloatImagePtr& slice, uint32_t z) {
+    cCountedPtr<cStackPlane> sum;
+    if (corrected) {
+        sum = new cStackPlane(stack.x, stack.y, nullptr);
+        for (uint32_t z = 0; z < stack.z; ++z) {
+            cFloatImagePtr slice = SliceOf(corrected, z);
+            if (int result = sum->Process(slice, z))
+                return result;
+        }
+        if (int result = sum->Finish())
+            return result;
+    } else {
+        sum = new cStackPlane(stack.x, stack.y, [this](cFloatImagePtr& slice, uint32_t z) {
             for (const cConstraintPtr& correction : SliceCorrections(z, z)) {
                 correction->Setup();
                 correction->Apply(slice);
             }
-        }));
-    cLargeVolumeProcessingFramework pass(run.GetString(DEC_SPARAMS_ORIGINAL_FILE), stack.x, stack.y,
-                                         stack.z);
-    pass.AddAction(sum);
-    const int result = pass.Run();
-    pass.Close();
-    if (result != 0)
-        return result;
+        });
+        cLargeVolumeProcessingFramework pass(run.GetString(DEC_SPARAMS_ORIGINAL_FILE), stack.x,
+                                             stack.y, stack.z);
+        pass.AddAction(sum);
+        const int result = pass.Run();
+        pass.Close();
+        if (result != 0)
+            return result;
+    }
 
     // An uncut run subtracts the smallest value of its one subvolume, which is this one;
     // each subvolume of a cut takes it instead of its own smallest value.
@@ -555,10 +645,15 @@ int cSubvoluming::ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz) {
         p.SetReal(DEC_RPARAMS_IMAGE_MAXIMUM, mStatistics->GetMaximum());
         p.SetReal(DEC_RPARAMS_IMAGE_MINIMUM, mStatistics->GetMinimum());
 
-        cFloatImagePtr image(new cOvdImage<float>(size, Contiguous2D, GetObjectName()));
-        ReadWindow(run, box, image);
-
-        mConstraints = SliceCorrections(box.z0, box.z1);
+        // A lone subvolume's window was read, and corrected, by PrepareLone.
+        cFloatImagePtr image = mLoneWindow;
+        mLoneWindow = cFloatImagePtr();
+        mConstraints.clear();
+        if (!image) {
+            image = new cOvdImage<float>(size, Contiguous2D, GetObjectName());
+            ReadWindow(run, box, image);
+            mConstraints = SliceCorrections(box.z0, box.z1);
+        }
         p.SetBool(DEC_BPARAMS_IS_TLB,
                   run.GetFlag(DEC_FPARAMS_MODALITY) == DEC_FLAG_MOD_TL_BRIGHTFIELD);
         if (run.GetBool(DEC_BPARAMS_STACK_ESTIMATES)) {

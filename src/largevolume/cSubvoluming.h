@@ -70,7 +70,9 @@ public:
 
     // With true, a cut into one subvolume keeps that padded subvolume in memory for
     // TakeLoneSubvolume instead of writing its input file: for a caller that hands it to the
-    // restoration itself (cIterativeDeconFramework::UseOriginal). Before Prepare.
+    // restoration itself (cIterativeDeconFramework::UseOriginal). A stack that is neither
+    // binned nor resampled is then read once, for its statistics, the whole-stack estimate
+    // and the window alike. Before Prepare.
     void SetKeepsLoneSubvolume(bool keeps) { mKeepsLone = keeps; }
     // The subvolume kept so, or null; the subvoluming holds it no more.
     cFloatImagePtr TakeLoneSubvolume();
@@ -93,7 +95,13 @@ private:
     // non-negativity step) and, for an estimated regularisation, the plane it is estimated
     // from (DEC_SPARAMS_STACK_PLANE_FILE). 0; 1 when the stack's sum is not positive and
     // the run keeps it (no phase object); 5 when the plane's file can't be written.
-    int EstimateForTheWholeStack();
+    // `corrected`: the whole stack in memory, corrected already, in place of the pass.
+    int EstimateForTheWholeStack(const cFloatImagePtr& corrected = cFloatImagePtr());
+    // Whether the stack, neither binned nor resampled, is cut into one subvolume (makes the
+    // calculator to tell).
+    bool LoneWithoutResampling();
+    // Prepare for a lone subvolume kept in memory (SetKeepsLoneSubvolume).
+    int PrepareLone();
     void GenerateInitialImage();
     cCountedPtr<cSubvolumeCalculator> NewCalculator() const;
     void ReportProgress(int16_t subvolume, int16_t count);
@@ -117,6 +125,8 @@ private:
     // Whether this cut is one subvolume that is kept, not written.
     bool mKeepingLone = false;
     cFloatImagePtr mLone;
+    // The lone subvolume's window, read and corrected by PrepareLone for ProcessSubvolume.
+    cFloatImagePtr mLoneWindow;
 };
 
 } // namespace Ovidane
