@@ -35,11 +35,18 @@ namespace Ovidane {
 
 namespace {
 
-// Slice z of a stack image, seen as an image of its own without a copy.
-cFloatImagePtr SliceOf(const cFloatImagePtr& stack, uint32_t z) {
-    return new cOvdImage<float>(stack->GetSlicePointer(z),
-                                cImageDimensions{stack->GetSizeX(), stack->GetSizeY(), 1},
-                                Contiguous3D, "cSubvoluming");
+// The pass of a processing framework over a stack held in memory: every slice, seen as an
+// image of its own without a copy, to the action's Process in slice order, then Finish.
+// The action must leave the slices as they are. 0 or the action's first code.
+int PassThrough(const cFloatImagePtr& stack, cProcessingAction& action) {
+    const cImageDimensions plane{stack->GetSizeX(), stack->GetSizeY(), 1};
+    for (uint32_t z = 0; z < stack->GetSizeZ(); ++z) {
+        cFloatImagePtr slice(
+            new cOvdImage<float>(stack->GetSlicePointer(z), plane, Contiguous3D, "cSubvoluming"));
+        if (int result = action.Process(slice, z))
+            return result;
+    }
+    return action.Finish();
 }
 
 // Code of a disk that can't hold what the run writes.
@@ -159,12 +166,7 @@ int cSubvoluming::PrepareLone() {
         return cLargeVolumeProcessingFramework::kNoInput;
     cFloatImagePtr window(new cOvdImage<float>(size, Contiguous2D, GetObjectName()));
     ReadWindow(run, box, window);
-    for (uint32_t z = 0; z < size.z; ++z) {
-        cFloatImagePtr slice = SliceOf(window, z);
-        if (int result = mStatistics->Process(slice, z))
-            return result;
-    }
-    if (int result = mStatistics->Finish())
+    if (int result = PassThrough(window, *mStatistics))
         return result;
     if (int result = CheckStackValues())
         return result;
@@ -316,12 +318,7 @@ int cSubvoluming::EstimateForTheWholeStack(const cFloatImagePtr& corrected) {
     cCountedPtr<cStackPlane> sum;
     if (corrected) {
         sum = new cStackPlane(stack.x, stack.y, nullptr);
-        for (uint32_t z = 0; z < stack.z; ++z) {
-            cFloatImagePtr slice = SliceOf(corrected, z);
-            if (int result = sum->Process(slice, z))
-                return result;
-        }
-        if (int result = sum->Finish())
+        if (int result = PassThrough(corrected, *sum))
             return result;
     } else {
         sum = new cStackPlane(stack.x, stack.y, [this](cFloatImagePtr& slice, uint32_t z) {
