@@ -37,25 +37,25 @@ void DeleteConvertedInput(ovdRunState& state) {
 // Each subvolume is restored by its own algorithm, of the method the log names, strictly
 // one after the other, so the memory budget of the cut holds for one restoration at a time.
 // Releasing the algorithm deletes its input file, as the subvolume's log asks. A non-null
-// `psf` slot shares the PSF of the first subvolume with the others. A stack cut into one
-// subvolume hands it over in memory (`lone`); its restoration then comes back the same
-// way, not through its result file, as the answer (null otherwise).
+// `psf` slot shares the PSF of the first subvolume with the others. The padded subvolume
+// comes in memory (`original`). A stack cut into one subvolume (`inMemory`) has its
+// restoration come back the same way, not through its result file, as the answer (null
+// otherwise).
 cFloatImagePtr RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& log,
                                 int16_t index, int16_t count,
                                 cCountedPtr<cSharedPsfFirstGuess>* psf,
-                                const cFloatImagePtr& lone) {
+                                const cFloatImagePtr& original, bool inMemory) {
     cDeconAlgorithmPtr algorithm = MakeDeconAlgorithm(log, KindOf(a.method));
     if (psf)
         algorithm->SharePsfFirstGuess(*psf);
     auto* framework = dynamic_cast<cFrameworkDeconAlgorithm*>(algorithm.Get());
     // Every method runs on the iterative framework, which takes the subvolume in memory.
-    if (lone && !framework)
+    if (!framework)
         throw cException("RestoreSubvolume", "no framework to hand the subvolume to",
                          OVD_ERR_PARAMETER);
-    if (lone) {
-        framework->GetFramework()->UseOriginal(lone);
+    framework->GetFramework()->UseOriginal(original);
+    if (inMemory)
         framework->GetFramework()->SetWritesResultFile(false);
-    }
     if (a.callback)
         algorithm->SetStatusCallback(a.callback, a.userData);
     algorithm->SetSubvolumeProgress(index, count);
@@ -78,7 +78,7 @@ cFloatImagePtr RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDec
         cFailureReason::Record(reason);
         throw cException("RestoreSubvolume", reason, OVD_ERR_FOREIGN);
     }
-    return lone ? result : cFloatImagePtr();
+    return inMemory ? result : cFloatImagePtr();
 }
 
 // The first subvolume of a run that estimates for the whole stack has estimated K from the
@@ -150,26 +150,23 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     // them as well.
     cCountedPtr<cImageStatistics> statistics =
         new cImageStatistics(uint32_t(a.width), uint32_t(a.height), uint32_t(a.depth));
-    // A stack cut into one subvolume goes to its restoration and on to the blending in
-    // memory: its input and result files would be written once and read once right after.
-    cFloatImagePtr lone;
-    {
-        cCountedPtr<cSubvoluming> subvoluming = new cSubvoluming();
-        subvoluming->SetStatistics(statistics);
-        subvoluming->SetLog(state.log);
-        subvoluming->SetKeepsLoneSubvolume(true);
-        const int code = subvoluming->Prepare();
+    // The padded subvolumes go to their restorations in memory, each cut when its turn
+    // comes: an input file would be written once and read once right after. A stack cut
+    // into one subvolume goes on to the blending in memory too.
+    cCountedPtr<cSubvoluming> subvoluming = new cSubvoluming();
+    subvoluming->SetStatistics(statistics);
+    subvoluming->SetLog(state.log);
+    subvoluming->SetHandsSubvolumes(true);
+    if (const int code = subvoluming->Prepare(); code != 0) {
         state.subvolumeLogs = subvoluming->GetSubvolumeLogs();
-        lone = subvoluming->TakeLoneSubvolume();
-        if (code != 0) {
-            // The cut stops a run whose stack leaves nothing to restore.
-            if (code == OVD_RESULT_RUN_FAILED)
-                RecordStackCause(*statistics);
-            // A cut that stopped half way may have written some subvolumes already.
-            ovdDiscardRunFiles(state);
-            return uint16_t(code);
-        }
+        // The cut stops a run whose stack leaves nothing to restore.
+        if (code == OVD_RESULT_RUN_FAILED)
+            RecordStackCause(*statistics);
+        // A cut that stopped half way may have made some subvolumes' files already.
+        ovdDiscardRunFiles(state);
+        return uint16_t(code);
     }
+    state.subvolumeLogs = subvoluming->GetSubvolumeLogs();
 
     const std::size_t count = state.subvolumeLogs ? state.subvolumeLogs->size() : 0;
     // Each piece would estimate a PSF of its own, and the saved estimate would be a mosaic
@@ -188,8 +185,8 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     try {
         for (std::size_t i = 0; i < count; ++i) {
             restored = RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1),
-                                        int16_t(count), count > 1 ? &psf : nullptr, lone);
-            lone = cFloatImagePtr();
+                                        int16_t(count), count > 1 ? &psf : nullptr,
+                                        subvoluming->TakeSubvolume(i), count == 1);
             if (i == 0)
                 PassOnTheStackRegularization(*state.subvolumeLogs);
         }
@@ -201,6 +198,7 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
         RecordStackCause(*statistics);
         throw;
     }
+    subvoluming = cCountedPtr<cSubvoluming>();
 
     const uint16_t result =
         BlendSubvolumesInto(a.outputFile, state.log, state.subvolumeLogs, statistics, restored);

@@ -177,7 +177,6 @@ int cSubvoluming::PrepareLone() {
     if (run.GetBool(DEC_BPARAMS_STACK_ESTIMATES))
         if (int result = EstimateForTheWholeStack(window))
             return result;
-    mKeepingLone = true;
     mLoneWindow = window;
     if (mStatusHandler)
         mProgressStep = 90.0f;
@@ -190,10 +189,17 @@ int cSubvoluming::PrepareLone() {
     return 0;
 }
 
-cFloatImagePtr cSubvoluming::TakeLoneSubvolume() {
-    cFloatImagePtr lone = mLone;
-    mLone = cFloatImagePtr();
-    return lone;
+cFloatImagePtr cSubvoluming::TakeSubvolume(std::size_t index) {
+    return Guard([&] {
+        if (index == 0 && mLone) {
+            cFloatImagePtr lone = mLone;
+            mLone = cFloatImagePtr();
+            return lone;
+        }
+        if (index >= mHanded.size())
+            Fail("No subvolume " + std::to_string(index) + " to hand over in TakeSubvolume", 2);
+        return CutImage(mHanded[index]);
+    });
 }
 
 void cSubvoluming::AddConstraint(const cConstraintPtr& constraint) {
@@ -209,7 +215,8 @@ int cSubvoluming::Prepare() {
             parameters.GetString(DEC_SPARAMS_TEMP_DIRECTORY));
         if (!CheckDiskSpace())
             return kNoRoom;
-        if (mKeepsLone && LoneWithoutResampling())
+        mHanded.clear();
+        if (mHands && LoneWithoutResampling())
             return PrepareLone();
         if (int result = ReadStack())
             return result;
@@ -236,7 +243,6 @@ int cSubvoluming::Prepare() {
                                 ? Count(parameters, DEC_IPARAMS_SUBVOLUME_DEPTH)
                                 : count.z;
         const uint64_t total = uint64_t{count.x} * count.y * nz;
-        mKeepingLone = mKeepsLone && total == 1;
         if (mStatusHandler && total > 0)
             mProgressStep = 90.0f / static_cast<float>(total);
         uint64_t done = 0;
@@ -642,15 +648,6 @@ int cSubvoluming::ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz) {
         p.SetReal(DEC_RPARAMS_IMAGE_MAXIMUM, mStatistics->GetMaximum());
         p.SetReal(DEC_RPARAMS_IMAGE_MINIMUM, mStatistics->GetMinimum());
 
-        // A lone subvolume's window was read, and corrected, by PrepareLone.
-        cFloatImagePtr image = mLoneWindow;
-        mLoneWindow = cFloatImagePtr();
-        mConstraints.clear();
-        if (!image) {
-            image = new cOvdImage<float>(size, Contiguous2D, GetObjectName());
-            ReadWindow(run, box, image);
-            mConstraints = SliceCorrections(box.z0, box.z1);
-        }
         p.SetBool(DEC_BPARAMS_IS_TLB,
                   run.GetFlag(DEC_FPARAMS_MODALITY) == DEC_FLAG_MOD_TL_BRIGHTFIELD);
         if (run.GetBool(DEC_BPARAMS_STACK_ESTIMATES)) {
@@ -659,19 +656,20 @@ int cSubvoluming::ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz) {
             p.SetFlag(DEC_FPARAMS_DARK_CURRENT_METHOD, DEC_FLAG_DCM_MANUAL_INPUT);
             p.SetReal(DEC_RPARAMS_DARKCURRENT, mStackBackground);
         }
-        mConstraints.push_back(new cSubvolumeInterpolationConstraint({offset.x, offset.y, offset.z},
-                                                                     size, padded, low, high));
-        for (const cConstraintPtr& constraint : mConstraints) {
-            constraint->Setup();
-            constraint->Apply(image);
-        }
-
+        // A handed subvolume is cut when the caller takes it; a lone one now, from the
+        // window PrepareLone read.
+        cFloatImagePtr image;
+        if (!mHands || mLoneWindow)
+            image = CutImage({ix, iy, iz});
         const std::string input = NewTempFile();
         const std::string result = NewTempFile();
         p.SetString(DEC_SPARAMS_ORIGINAL_FILE, input);
         p.SetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE, result);
-        if (mKeepingLone) {
-            mLone = image;
+        if (mHands) {
+            if (image)
+                mLone = image;
+            else
+                mHanded.push_back({ix, iy, iz});
             mSubvolumeLogs->push_back(log);
             return 0;
         }
@@ -683,6 +681,31 @@ int cSubvoluming::ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz) {
         mSubvolumeLogs->push_back(log);
         return 0;
     });
+}
+
+cFloatImagePtr cSubvoluming::CutImage(const cImageDimensions& index) {
+    if (!mLog || !mCalculator)
+        Fail("Subvolumes requested before the cut in CutImage", 2);
+    cImageBox box;
+    cImagePosition offset;
+    cImageDimensions size, padded;
+    mCalculator->GetSubvolumeRegion(index.x, index.y, index.z, box, offset, size, padded);
+    cFloatImagePtr image = mLoneWindow;
+    mLoneWindow = cFloatImagePtr();
+    mConstraints.clear();
+    if (!image) {
+        image = new cOvdImage<float>(size, Contiguous2D, GetObjectName());
+        ReadWindow(mLog->GetParameters(), box, image);
+        mConstraints = SliceCorrections(box.z0, box.z1);
+    }
+    mConstraints.push_back(new cSubvolumeInterpolationConstraint(
+        {offset.x, offset.y, offset.z}, size, padded, mCalculator->GetLowGuardBand(),
+        mCalculator->GetHighGuardBand()));
+    for (const cConstraintPtr& constraint : mConstraints) {
+        constraint->Setup();
+        constraint->Apply(image);
+    }
+    return image;
 }
 
 } // namespace Ovidane

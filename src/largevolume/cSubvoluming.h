@@ -20,9 +20,10 @@ class cImageStatistics;
 // stack's statistics (binning or resampling it into a temporary file on the way when the
 // log asks for that); then the stack is cut into overlapping subvolumes, and each one is
 // read with its guard bands, corrected (intensity drift, transmitted-light inversion, dark
-// current), made periodic at its padded size and written to a temporary file of its own.
-// For each subvolume a copy of the run's log describes a complete small run: input file,
-// result file, padded size, guard bands, place in the stack.
+// current), made periodic at its padded size and written to a temporary file of its own,
+// or handed to the caller when its restoration is due (SetHandsSubvolumes). For each
+// subvolume a copy of the run's log describes a complete small run: input file, result
+// file, padded size, guard bands, place in the stack.
 //
 // Use: SetStatistics, SetLog, optionally SetStatusCallback, Prepare, GetSubvolumeLogs.
 // Memory holds one subvolume at a time; the stack stays on disk.
@@ -48,7 +49,8 @@ public:
     virtual int CreateCalculator();
     // Copies the run's sizes, bands, overlap, montage flags and budget into `calculator`.
     virtual void ConfigureCalculator(const cCountedPtr<cSubvolumeCalculator>& calculator);
-    // Cuts, corrects and writes subvolume (ix, iy, iz) and appends its log.
+    // Appends the log of subvolume (ix, iy, iz); cuts, corrects and writes it unless it is
+    // handed over (SetHandsSubvolumes).
     virtual int ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz);
     // Whether the temporary directory's disk holds every subvolume file the run will
     // write, asked before anything is written; false when the free space can't be told.
@@ -68,14 +70,15 @@ public:
     // subvolume.
     void AddConstraint(const cConstraintPtr& constraint);
 
-    // With true, a cut into one subvolume keeps that padded subvolume in memory for
-    // TakeLoneSubvolume instead of writing its input file: for a caller that hands it to the
-    // restoration itself (cIterativeDeconFramework::UseOriginal). A stack that is neither
-    // binned nor resampled is then read once, for its statistics, the whole-stack estimate
-    // and the window alike. Before Prepare.
-    void SetKeepsLoneSubvolume(bool keeps) { mKeepsLone = keeps; }
-    // The subvolume kept so, or null; the subvoluming holds it no more.
-    cFloatImagePtr TakeLoneSubvolume();
+    // With true, no subvolume's input file is written: the caller takes each padded
+    // subvolume from TakeSubvolume when its restoration is due and hands it over itself
+    // (cIterativeDeconFramework::UseOriginal). A stack cut into one subvolume, neither binned
+    // nor resampled, is then read once, for its statistics, the whole-stack estimate and the
+    // window alike. Before Prepare.
+    void SetHandsSubvolumes(bool hands) { mHands = hands; }
+    // Subvolume `index` (in the order of the logs), read, corrected and made periodic now;
+    // a lone one was so by Prepare, and the subvoluming holds it no more.
+    cFloatImagePtr TakeSubvolume(std::size_t index);
 
     const cCountedPtr<cSubvolumeCalculator>& GetCalculator() const { return mCalculator; }
 
@@ -100,8 +103,11 @@ private:
     // Whether the stack, neither binned nor resampled, is cut into one subvolume (makes the
     // calculator to tell).
     bool LoneWithoutResampling();
-    // Prepare for a lone subvolume kept in memory (SetKeepsLoneSubvolume).
+    // Prepare for a lone subvolume handed over (SetHandsSubvolumes).
     int PrepareLone();
+    // Subvolume (ix, iy, iz) padded and ready for its restoration: read with its guard bands
+    // and corrected, or the lone window that PrepareLone corrected; then made periodic.
+    cFloatImagePtr CutImage(const cImageDimensions& index);
     void GenerateInitialImage();
     cCountedPtr<cSubvolumeCalculator> NewCalculator() const;
     void ReportProgress(int16_t subvolume, int16_t count);
@@ -121,9 +127,9 @@ private:
     float mProgress = 0.0f;
     float mProgressStep = 0.0f;
     float mStackBackground = 0.0f;
-    bool mKeepsLone = false;
-    // Whether this cut is one subvolume that is kept, not written.
-    bool mKeepingLone = false;
+    bool mHands = false;
+    // The place in the cut of each subvolume handed over, in the order of the logs.
+    std::vector<cImageDimensions> mHanded;
     cFloatImagePtr mLone;
     // The lone subvolume's window, read and corrected by PrepareLone for ProcessSubvolume.
     cFloatImagePtr mLoneWindow;
