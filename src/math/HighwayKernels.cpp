@@ -334,6 +334,17 @@ uint64_t CountClosedRangeKernel(const float* p, std::size_t n, float low, float 
     return count;
 }
 
+std::size_t SplitBelowKernel(const float* p, std::size_t n, float limit, float* below) {
+    const D d;
+    const V l = hn::Set(d, limit);
+    std::size_t count = 0;
+    ForEachVector(n, [&](std::size_t i, std::size_t lanes) {
+        const V v = Load(p + i, lanes);
+        count += hn::CompressStore(v, hn::And(v < l, hn::FirstN(d, lanes)), d, below + count);
+    });
+    return count;
+}
+
 void SetWhereKernel(float* out, const float* squares, float offset, std::size_t n, float limit,
                     bool below, float value) {
     const D d;
@@ -449,6 +460,7 @@ HWY_EXPORT(LogLikelihoodGainKernel);
 HWY_EXPORT(MinMaxKernel);
 HWY_EXPORT(FindFirstKernel);
 HWY_EXPORT(CountClosedRangeKernel);
+HWY_EXPORT(SplitBelowKernel);
 HWY_EXPORT(RoughnessLineKernel);
 HWY_EXPORT(FloorAtGuardKernel);
 HWY_EXPORT(SetWhereKernel);
@@ -495,6 +507,13 @@ std::size_t FindFirst(const float* p, std::size_t n, float v) {
 uint64_t CountClosedRange(const float* p, std::size_t n, float low, float high) {
     return HWY_DYNAMIC_DISPATCH(CountClosedRangeKernel)(p, n, low, high);
 }
+
+static_assert(HWY_MAX_BYTES / sizeof(float) <= kSplitSlack, "a vector fits the slack");
+
+std::size_t SplitBelow(const float* p, std::size_t n, float limit, float* below) {
+    return HWY_DYNAMIC_DISPATCH(SplitBelowKernel)(p, n, limit, below);
+}
+
 void RoughnessLine(float* estimate, const float* reference, const float* above, const float* below,
                    const float* next, const float* previous, std::size_t n, float beta,
                    float factor) {

@@ -85,6 +85,11 @@ void MinMax(const float* p, std::size_t n, float& low, float& high);
 std::size_t FindFirst(const float* p, std::size_t n, float v);
 // Number of pixels with low ≤ p ≤ high.
 uint64_t CountClosedRange(const float* p, std::size_t n, float low, float high);
+// Copies the pixels of a run that lie below `limit`, in order, to `below` and answers how
+// many; NaN is not below. `below` needs room for n + kSplitSlack floats: up to a vector
+// past the last pixel copied may be written.
+constexpr std::size_t kSplitSlack = 64;
+std::size_t SplitBelow(const float* p, std::size_t n, float limit, float* below);
 
 // One line of Good's roughness update: for the pixels 1 … n-2, with S the sum of the
 // reference's neighbours (left, right, above, below and, when given, next and previous

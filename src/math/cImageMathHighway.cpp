@@ -8,6 +8,7 @@
 #include "core/cException.h"
 #include "core/cWorkerPool.h"
 #include "math/HighwayKernels.h"
+#include "math/cLimitCells.h"
 #include "math/ImageWalk.h"
 
 namespace Ovidane {
@@ -554,6 +555,41 @@ unsigned cImageMathHighway::CountPixelInRange(const cFloatImagePtr& image, const
             },
             [](uint64_t& total, uint64_t piece) { total += piece; }, image.Get());
         return static_cast<unsigned>(count);
+    });
+}
+
+// The same counts as the plain form. Most pixels of a restored stack lie above every limit:
+// they are counted by the vector compare, and only those below the top limit are looked up.
+void cImageMathHighway::CountPixelsBelowLimits(const cFloatImagePtr& image,
+                                               const std::vector<float>& limits,
+                                               std::vector<uint64_t>& counts) {
+    Guard([&] {
+        RequireImages("CountPixelsBelowLimits", {&image});
+        if (counts.size() != limits.size() || !std::is_sorted(limits.begin(), limits.end()))
+            Fail("Invalid limits in CountPixelsBelowLimits", OVD_ERR_PARAMETER);
+        if (limits.empty())
+            return;
+        const cLimitCells cells(limits);
+        const float top = limits.back();
+        const std::vector<uint64_t> found = ReduceRuns(
+            image->GetDimensions(), std::vector<uint64_t>(limits.size(), 0),
+            [&](std::size_t n, std::vector<uint64_t>& partial, const float* p) {
+                constexpr std::size_t kChunk = 1024;
+                float below[kChunk + K::kSplitSlack];
+                for (std::size_t at = 0; at < n; at += kChunk) {
+                    const std::size_t m =
+                        K::SplitBelow(p + at, std::min(kChunk, n - at), top, below);
+                    for (std::size_t i = 0; i < m; ++i)
+                        ++partial[cells.Bin(below[i])];
+                }
+            },
+            [](std::vector<uint64_t>& total, const std::vector<uint64_t>& piece) {
+                for (std::size_t k = 0; k < total.size(); ++k)
+                    total[k] += piece[k];
+            },
+            image.Get());
+        for (std::size_t k = 0; k < counts.size(); ++k)
+            counts[k] += found[k];
     });
 }
 

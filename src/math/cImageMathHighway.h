@@ -73,6 +73,8 @@ public:
     float FindMaximumValue(const cFloatImagePtr& image) override;
     unsigned CountPixelInRange(const cFloatImagePtr& image, const float& low,
                                const float& high) override;
+    void CountPixelsBelowLimits(const cFloatImagePtr& image, const std::vector<float>& limits,
+                                std::vector<uint64_t>& counts) override;
     void FindMaxMinPositionOfMaximumValue(const cFloatImagePtr& image, cImagePosition& upper,
                                           cImagePosition& lower) override;
     float ComputeLogLikelihoodIncreaseByLineSearch(

@@ -12,6 +12,7 @@
 #include "core/cException.h"
 #include "core/cWorkerThreads.h"
 #include "math/cImageMathGeneric.h"
+#include "math/cImageMathHighway.h"
 #include "support/TestImages.h"
 
 using namespace Ovidane;
@@ -76,10 +77,13 @@ TEST(cImageMathAnalysis, ResultsDoNotDependOnTheThreadCount) {
 // Each pixel below the last limit counts in the bin of the first limit above it, for the
 // pedestal search's geometric limits and for limits of either sign or over a huge range:
 // values on a limit, repeated limits, limits closer than the lookup's cells, signed zeros,
-// subnormals, infinities and NaN included.
+// subnormals, infinities and NaN included; by both back ends, with lines longer than the
+// vector form's chunks.
 TEST(cImageMathAnalysis, CountsBelowLimitsMatchASortedSearch) {
-    cImageMathGeneric math;
-    const cFloatImagePtr image = MakeImage({37, 5, 3}, Random(11, -60.0f, 5.0f));
+    const cImageMathPtr plainPtr(new cImageMathGeneric);
+    cImageMath& plain = *plainPtr;
+    cImageMathHighway vector(plainPtr);
+    const cFloatImagePtr image = MakeImage({1100, 5, 3}, Random(11, -60.0f, 5.0f));
     At(image, 0, 0, 0) = -std::numeric_limits<float>::infinity();
     At(image, 1, 0, 0) = std::nanf("");
     At(image, 3, 0, 0) = -1e25f;
@@ -100,14 +104,19 @@ TEST(cImageMathAnalysis, CountsBelowLimitsMatchASortedSearch) {
     sets.push_back({-1e-40f, -0.0f, 1e-41f, 3.0f});
     for (const std::vector<float>& limits : sets) {
         At(image, 2, 0, 0) = limits[limits.size() / 2]; // a pixel on a limit
-        std::vector<uint64_t> expected(limits.size(), 0), counts(limits.size(), 1);
+        std::vector<uint64_t> expected(limits.size(), 0);
         for (float p : Pixels(image))
             if (p < limits.back())
                 ++expected[std::size_t(std::upper_bound(limits.begin(), limits.end(), p) -
                                        limits.begin())];
-        math.CountPixelsBelowLimits(image, limits, counts);
-        for (uint64_t& c : counts)
-            --c; // the counts are added to what the caller holds
-        EXPECT_EQ(counts, expected) << limits.size() << " limits from " << limits.front();
+        for (cImageMath* math : {&plain, static_cast<cImageMath*>(&vector)}) {
+            std::vector<uint64_t> counts(limits.size(), 1);
+            math->CountPixelsBelowLimits(image, limits, counts);
+            for (uint64_t& c : counts)
+                --c; // the counts are added to what the caller holds
+            EXPECT_EQ(counts, expected)
+                << limits.size() << " limits from " << limits.front() << ", back end "
+                << (math == &plain ? "plain" : "vector");
+        }
     }
 }
