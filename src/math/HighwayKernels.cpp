@@ -340,7 +340,13 @@ std::size_t SplitBelowKernel(const float* p, std::size_t n, float limit, float* 
     std::size_t count = 0;
     ForEachVector(n, [&](std::size_t i, std::size_t lanes) {
         const V v = Load(p + i, lanes);
-        count += hn::CompressStore(v, hn::And(v < l, hn::FirstN(d, lanes)), d, below + count);
+        const auto inside = hn::And(v < l, hn::FirstN(d, lanes));
+        // Most runs have no pixel below; a compress stored to memory is slow on some cores,
+        // so the compressed vector is stored whole, into the slack past the count.
+        if (hn::AllFalse(d, inside))
+            return;
+        hn::StoreU(hn::Compress(v, inside), d, below + count);
+        count += hn::CountTrue(d, inside);
     });
     return count;
 }
