@@ -576,12 +576,27 @@ void cImageMathHighway::CountPixelsBelowLimits(const cFloatImagePtr& image,
             [&](std::size_t n, std::vector<uint64_t>& partial, const float* p) {
                 constexpr std::size_t kChunk = 1024;
                 float below[kChunk + K::kSplitSlack];
+                // Four sets of bins in turn: neighbouring pixels tend to share a bin, and the
+                // increments of one set would each wait for the one before. A run holds
+                // fewer than 2^32 pixels.
+                constexpr std::size_t kSets = 4, kBins = 256;
+                uint32_t sets[kSets][kBins] = {};
+                const bool inSets = limits.size() <= kBins;
                 for (std::size_t at = 0; at < n; at += kChunk) {
                     const std::size_t m =
                         K::SplitBelow(p + at, std::min(kChunk, n - at), top, below);
-                    for (std::size_t i = 0; i < m; ++i)
+                    std::size_t i = 0;
+                    if (inSets)
+                        for (; i + kSets <= m; i += kSets)
+                            for (std::size_t s = 0; s < kSets; ++s)
+                                ++sets[s][cells.Bin(below[i + s])];
+                    for (; i < m; ++i)
                         ++partial[cells.Bin(below[i])];
                 }
+                if (inSets)
+                    for (std::size_t k = 0; k < limits.size(); ++k)
+                        for (std::size_t s = 0; s < kSets; ++s)
+                            partial[k] += sets[s][k];
             },
             [](std::vector<uint64_t>& total, const std::vector<uint64_t>& piece) {
                 for (std::size_t k = 0; k < total.size(); ++k)

@@ -91,7 +91,7 @@ TEST(cImageMathAnalysis, CountsBelowLimitsMatchASortedSearch) {
     At(image, 5, 0, 0) = -1e-42f; // subnormal
     At(image, 6, 0, 0) = std::numeric_limits<float>::infinity();
     std::vector<std::vector<float>> sets = {{-3.0f}, {-40.0f, 2.0f}, {-1e30f, -7.0f, -1e-20f}};
-    for (const std::size_t n : {2, 7, 40}) {
+    for (const std::size_t n : {2, 7, 40, 300}) {
         std::vector<float> geometric;
         for (std::size_t k = 0; k < n; ++k)
             geometric.push_back(-50.0f * std::pow(0.9f, float(k)));
