@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "core/cException.h"
+#include "core/cFailureReason.h"
 #include "io/cUnmanagedRawFileReader.h"
 #include "io/cUnmanagedRawFileWriter.h"
 #include "math/cImageMathManager.h"
@@ -56,8 +57,14 @@ void cIterativeDeconFramework::WriteImageFile(const std::string& fileName,
         Fail("Could not open file to write: " + fileName, OVD_ERR_PARAMETER);
     writer.Write(image);
     const bool closed = writer.Close();
-    if (!closed || !writer.GetLastError().empty())
+    if (!closed || !writer.GetLastError().empty()) {
+        // The restorations write only the library's own files, in the temporary directory:
+        // the host learns that it is that directory's disk, and what the system said.
+        cFailureReason::Record("a restoration's result could not be written in the temporary "
+                               "directory, " +
+                               fileName + " (" + writer.GetLastError() + ")");
         Fail("Could not write file: " + fileName, OVD_ERR_PARAMETER);
+    }
 }
 
 // ---- Progress

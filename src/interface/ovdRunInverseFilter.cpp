@@ -30,31 +30,26 @@ int32_t NoiseLevelFlag(uint16_t level) {
     }
 }
 
-// Brings an 8-bit or 16-bit stack to a float file in the temporary directory, or to a
-// memory file.
-template <class Source>
-uint16_t ConvertInput(const ovdRunArguments& a, ovdRunState& state) {
+// An 8-bit or 16-bit stack needs no float copy: the cut reads it as it is and converts
+// each pixel by value (cSubvoluming::SetStackPixelBytes). The run still answers as one that
+// converts: 5 when the temporary disk could not hold a float copy, 9 when the stack can't
+// be read whole.
+template <class Source> uint16_t LookAtIntegerStack(const ovdRunArguments& a, ovdRunState& state) {
     // The estimate is computed as the conversion's own size check always was: in 32-bit
     // unsigned arithmetic, in thousands of bytes. It can wrap for huge stacks; the
     // subvolume stage tests the disk again with exact sizes.
     const uint32_t neededKilobytes =
         uint32_t(a.width) * uint32_t(a.height) * uint32_t(a.depth) * 4u / 1000u;
-    cTempFileGenerator& generator = cTempFileGenerator::Instance();
-    if (!generator.IsInMemory() && !ovdCheckDiskSpace(neededKilobytes, a.tempDirectory)) {
-        cFailureReason::Record("the temporary directory's disk has less room than the float copy "
-                               "of the input needs (" +
+    if (!cTempFileGenerator::Instance().IsInMemory() &&
+        !ovdCheckDiskSpace(neededKilobytes, a.tempDirectory)) {
+        cFailureReason::Record("the temporary directory's disk has less room than a float copy "
+                               "of the input would need (" +
                                std::to_string(neededKilobytes) + " kB), or its space is unknown");
         return OVD_RESULT_CANNOT_CREATE_FILE;
     }
-    const char* name = generator.Generate();
-    if (!name)
+    if (ovdCheckStackFile(a.inputFile, a.width, a.height, a.depth, sizeof(Source)) != 0)
         return OVD_RESULT_CONVERSION_FAILED;
-    if (ovdConvertToFloatFile<Source>(a.inputFile, name, a.width, a.height, a.depth) != 0) {
-        Platform::RemoveFile(name);
-        return OVD_RESULT_CONVERSION_FAILED;
-    }
-    state.floatInputFile = name;
-    state.converted = true;
+    state.stackPixelBytes = sizeof(Source);
     return OVD_RESULT_SUCCESS;
 }
 
@@ -90,7 +85,7 @@ void FillMethodParameters(const ovdRunArguments& a, cDeconParameter& p) {
 
 void FillParameters(const ovdRunArguments& a, const ovdRunState& state) {
     cDeconParameter& p = state.log->GetParameters();
-    p.SetString(DEC_SPARAMS_ORIGINAL_FILE, state.floatInputFile);
+    p.SetString(DEC_SPARAMS_ORIGINAL_FILE, a.inputFile);
     p.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, a.width);
     p.SetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT, a.height);
     p.SetInt(DEC_IPARAMS_SUBVOLUME_DEPTH, a.depth);
@@ -238,9 +233,9 @@ uint16_t RefuseValuesNoRunCanUse(const ovdRunArguments& a) {
 }
 
 // What a run may keep in memory beyond its working images. `files`: a run of one subvolume
-// keeps the float copy of its stack, the padded subvolume and its results as memory files,
-// when they fit into what the budget leaves beyond the working images; their cost in system
-// calls, page cache and disk is then saved. A cut stays on disk: its files together are about
+// keeps the padded subvolume and its results as memory files, when they fit into what the
+// budget leaves beyond the working images; their cost in system calls, page cache and disk
+// is then saved. A cut stays on disk: its files together are about
 // the stack's size, which is why it was cut; files is then 0. `rest`: what is left beyond
 // the files, for the PSF that the process keeps for its next run.
 struct cSpareMemory {
@@ -248,7 +243,7 @@ struct cSpareMemory {
     double rest = 0.0;
 };
 
-cSpareMemory SpareMemory(const ovdRunArguments& a, const ovdRunState& state) {
+cSpareMemory SpareMemory(const ovdRunState& state) {
     cCountedPtr<cSubvoluming> cut = new cSubvoluming();
     cut->SetLog(state.log);
     cSubvoluming::cPlannedFiles planned;
@@ -258,12 +253,9 @@ cSpareMemory SpareMemory(const ovdRunArguments& a, const ovdRunState& state) {
     const double spare = double(GetSpareRunMemory(int64_t(planned.subvolumeBytes)));
     if (planned.subvolumes != 1)
         return {0.0, spare};
-    const double stack = double(std::max<int16_t>(a.width, 0)) * std::max<int16_t>(a.height, 0) *
-                         std::max<int16_t>(a.depth, 0) * sizeof(float);
-    const double converted = a.pixelType == OVD_ARG_PIXEL_FLOAT32 ? 0.0 : stack;
     // Each file ends in a part-filled chunk.
-    const double fileCount = (converted > 0 ? 1.0 : 0.0) + 1.0 + planned.states;
-    const double files = converted + planned.subvolumeBytes * (1.0 + planned.states) +
+    const double fileCount = 1.0 + planned.states;
+    const double files = planned.subvolumeBytes * (1.0 + planned.states) +
                          fileCount * double(Platform::cMemoryFile::kChunkBytes);
     if (files > spare)
         return {0.0, spare};
@@ -280,11 +272,10 @@ uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& a, ovdRunState& state) 
     generator.SetDirectory(a.tempDirectory);
     cDeconParameter& p = state.log->GetParameters();
     p.SetString(DEC_SPARAMS_TEMP_DIRECTORY, a.tempDirectory);
-    state.floatInputFile = a.inputFile;
-    state.converted = false;
+    state.stackPixelBytes = sizeof(float);
     FillParameters(a, state);
     p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, ovdSubvolumeMemorySize(a, p));
-    const cSpareMemory spare = SpareMemory(a, state);
+    const cSpareMemory spare = SpareMemory(state);
     generator.SetInMemory(spare.files > 0);
     // Chunks that earlier runs kept beyond what this one may hold go back to the system;
     // after a cut, all of them.
@@ -295,14 +286,11 @@ uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& a, ovdRunState& state) 
     uint16_t result = OVD_RESULT_SUCCESS;
     switch (a.pixelType) {
     case OVD_ARG_PIXEL_FLOAT32: break; // the run reads the caller's file itself
-    case OVD_ARG_PIXEL_UINT16: result = ConvertInput<uint16_t>(a, state); break;
-    case OVD_ARG_PIXEL_UINT8: result = ConvertInput<uint8_t>(a, state); break;
+    case OVD_ARG_PIXEL_UINT16: result = LookAtIntegerStack<uint16_t>(a, state); break;
+    case OVD_ARG_PIXEL_UINT8: result = LookAtIntegerStack<uint8_t>(a, state); break;
     default: result = OVD_RESULT_CONVERSION_FAILED; break;
     }
-    if (result != OVD_RESULT_SUCCESS)
-        return result;
-    p.SetString(DEC_SPARAMS_ORIGINAL_FILE, state.floatInputFile);
-    return OVD_RESULT_SUCCESS;
+    return result;
 }
 
 uint16_t ovdRunInverseFilter(const ovdRunArguments& arguments) {

@@ -67,21 +67,21 @@ struct ovdRunArguments {
 // must clean away.
 struct ovdRunState {
     cCountedPtr<cDeconLog> log;
-    std::string floatInputFile; // the stack as floats: the caller's file or a converted copy
-    bool converted = false;     // the float file is a temporary copy, deleted after the run
+    // Bytes per pixel of the caller's stack file, which the cut reads as it is: 4 float, or
+    // 2 or 1 for 16-bit or 8-bit pixels converted by value as they are read.
+    uint32_t stackPixelBytes = 4;
     cSubvolumeLogList subvolumeLogs; // the cut, once it exists
 };
 
 // The set-up half: the whole parameter log, the choice of memory files for a run whose
-// temporary files fit into memory, disk test and conversion. Answers 0, or 5 (too little
-// temporary disk, nothing written) or 9 (conversion failed or unknown pixel type; a
-// half-written copy is deleted).
+// temporary files fit into memory, and the look at the input stack. Answers 0, or 9 (an
+// input that can't be read whole, or an unknown pixel type).
 uint16_t ovdSetUpInverseFilterRun(const ovdRunArguments& arguments, ovdRunState& state);
 
 // The second half: the cut into subvolumes, one restoration per subvolume, the blending
 // into the output file, the saved PSF's geometry through the argument pointers. Answers
-// the code of the cut when it fails (the converted copy is then deleted), else that of the
-// blending. Failures inside a restoration leave as exceptions.
+// the code of the cut when it fails (the subvolumes' files are then deleted), else that of
+// the blending. Failures inside a restoration leave as exceptions.
 uint16_t ovdRunInverseFilterStages(const ovdRunArguments& arguments, ovdRunState& state);
 
 // The share of memory one subvolume of the run may use: the cut is sized for the working
@@ -89,7 +89,7 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& arguments, ovdRunState
 int64_t ovdSubvolumeMemorySize(const ovdRunArguments& arguments, const cDeconParameter& parameters);
 
 // Deletes what a run that ended by a failure or a cancel leaves in the temporary
-// directory: the converted copy of the input and the files of the cut.
+// directory: the files of the cut.
 void ovdDiscardRunFiles(ovdRunState& state);
 
 // The whole run. Any failure or cancel inside answers 1, after the temporary files that

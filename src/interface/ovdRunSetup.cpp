@@ -101,6 +101,26 @@ int ovdConvertToFloatFile(const std::string& input, const std::string& output, i
     }
 }
 
+int ovdCheckStackFile(const std::string& input, int width, int height, int depth,
+                      std::size_t pixelBytes) {
+    File in(std::fopen(input.c_str(), "rb"));
+    if (!in)
+        return ConversionFailed(7, input + ": cannot be read", errno);
+    std::error_code error;
+    const uintmax_t size = std::filesystem::file_size(input, error);
+    if (error)
+        return ConversionFailed(7, input + ": cannot be read (" + error.message() + ")", 0);
+    const uintmax_t sliceBytes =
+        uintmax_t(std::max(width, 0)) * uintmax_t(std::max(height, 0)) * pixelBytes;
+    const uintmax_t slices = sliceBytes > 0 ? size / sliceBytes : uintmax_t(depth);
+    if (slices < uintmax_t(std::max(depth, 0)))
+        return ConversionFailed(7,
+                                input + ": shorter than its stated size, at slice " +
+                                    std::to_string(slices + 1) + " of " + std::to_string(depth),
+                                0);
+    return 0;
+}
+
 bool ovdScanFloatFile(const std::string& path, uint64_t count, ovdFloatFileValues& values) {
     values = ovdFloatFileValues{};
     File in(std::fopen(path.c_str(), "rb"));

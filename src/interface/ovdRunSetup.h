@@ -1,6 +1,7 @@
 #pragma once
-// The first half of a run: disk test, conversion of the input stack to float, and a look at
-// the values of a float file.
+// The first half of a run: disk test, the look at the input stack (or its conversion to
+// float, for the search), and a look at the values of a float file.
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -23,6 +24,12 @@ bool ovdCheckDiskSpace(uint32_t neededKilobytes, const std::string& path);
 template <class Source>
 int ovdConvertToFloatFile(const std::string& input, const std::string& output, int width,
                           int height, int depth);
+
+// Whether a raw stack of `pixelBytes` per pixel can be read whole as it is: 0, or 7 with
+// the reason recorded as a conversion records it (unreadable, or shorter than its stated
+// size and at which slice).
+int ovdCheckStackFile(const std::string& input, int width, int height, int depth,
+                      std::size_t pixelBytes);
 
 // What the first `count` values of a raw float file hold: whether all are finite, and the
 // sum of their magnitudes (in double, so it cannot overflow for finite floats). A file

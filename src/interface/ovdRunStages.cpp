@@ -15,7 +15,6 @@
 #include "largevolume/cImageStatistics.h"
 #include "largevolume/cSubvoluming.h"
 #include "math/cImageMathManager.h"
-#include "platform/MemoryFiles.h"
 
 namespace Ovidane {
 namespace {
@@ -26,12 +25,6 @@ cRestorationKind KindOf(uint32_t method) {
     case OVD_METHOD_BLIND_2D: return cRestorationKind::BlindPlane;
     default: return cRestorationKind::ByLogMethod;
     }
-}
-
-void DeleteConvertedInput(ovdRunState& state) {
-    if (state.converted)
-        Platform::RemoveFile(state.floatInputFile);
-    state.converted = false;
 }
 
 // Each subvolume is restored by its own algorithm, of the method the log names, strictly
@@ -157,6 +150,7 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     subvoluming->SetStatistics(statistics);
     subvoluming->SetLog(state.log);
     subvoluming->SetHandsSubvolumes(true);
+    subvoluming->SetStackPixelBytes(state.stackPixelBytes);
     if (const int code = subvoluming->Prepare(); code != 0) {
         state.subvolumeLogs = subvoluming->GetSubvolumeLogs();
         // The cut stops a run whose stack leaves nothing to restore.
@@ -205,12 +199,10 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     // Reported whatever the blending answered; the exported operations pass them on only
     // after a success.
     ReportSavedPsf(a, state);
-    DeleteConvertedInput(state);
     return result;
 }
 
 void ovdDiscardRunFiles(ovdRunState& state) {
-    DeleteConvertedInput(state);
     DeleteSubvolumeFiles(state.subvolumeLogs);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 #include <utility>
 
 #include "core/cException.h"
@@ -145,7 +146,67 @@ bool cUnmanagedRawFileReader::ReadRegion16(const cCountedPtr<cOvdImage<uint16_t>
 bool cUnmanagedRawFileReader::ReadRegionFloat(const cCountedPtr<cOvdImage<float>>& image,
                                               uint32_t x0, uint32_t y0, uint32_t z0, uint32_t x1,
                                               uint32_t y1, uint32_t z1) {
-    return ReadBox("ReadRegionFloat", image, x0, y0, z0, x1, y1, z1);
+    switch (mPixelBytes) {
+    case 1: return ReadConverted<uint8_t>(image, x0, y0, z0, x1, y1, z1);
+    case 2: return ReadConverted<uint16_t>(image, x0, y0, z0, x1, y1, z1);
+    default: return ReadBox("ReadRegionFloat", image, x0, y0, z0, x1, y1, z1);
+    }
+}
+
+void cUnmanagedRawFileReader::SetPixelBytes(uint32_t bytes) {
+    if (bytes != 1 && bytes != 2 && bytes != sizeof(float))
+        throw cException("cUnmanagedRawFileReader",
+                         "Unknown pixel size " + std::to_string(bytes) + " in SetPixelBytes",
+                         OVD_ERR_PARAMETER);
+    mPixelBytes = bytes;
+}
+
+// The rows y0..y1 of a slice lie together in the file: they come across the file's whole
+// width, of as many slices at a time as about kBatchBytes hold when the box is as tall as
+// the file, and the box's part of each row is converted into the image on the threads.
+template <class Source>
+bool cUnmanagedRawFileReader::ReadConverted(const cCountedPtr<cOvdImage<float>>& image,
+                                            uint32_t x0, uint32_t y0, uint32_t z0, uint32_t x1,
+                                            uint32_t y1, uint32_t z1) {
+    if (!image)
+        return false;
+    const cOvdImage<float>& target = *image;
+    if (x1 < x0 || y1 < y0 || z1 < z0 || x1 >= GetWidth() || y1 >= GetHeight())
+        RefuseRegion("ReadRegionFloat");
+    const uint32_t columns = x1 - x0 + 1;
+    const uint32_t rows = y1 - y0 + 1;
+    const uint32_t slices = z1 - z0 + 1;
+    if (columns > target.GetSizeX() || rows > target.GetSizeY() || slices > target.GetSizeZ())
+        RefuseRegion("ReadRegionFloat");
+
+    const uint64_t rowBytes = uint64_t{GetWidth()} * sizeof(Source);
+    const uint64_t bandBytes = rowBytes * rows;
+    const uint32_t batch =
+        rows == GetHeight()
+            ? static_cast<uint32_t>(std::clamp<uint64_t>(kBatchBytes / bandBytes, 1, slices))
+            : 1;
+    unsigned char* buffer = SliceBuffer(batch * bandBytes);
+    for (uint32_t done = 0; done < slices; done += batch) {
+        const uint32_t count = std::min(batch, slices - done);
+        mFile.Seek(ByteOffset(0, y0, z0 + done, sizeof(Source)));
+        if (!ReadBytes(buffer, count * bandBytes))
+            return false;
+        cWorkerPool::ForEach(int64_t{count} * rows,
+                             count * bandBytes >= kBatchBytes / 64 ? cWorkerThreads::Count() : 1,
+                             [&](int64_t line, int) {
+                                 const auto k = static_cast<uint32_t>(line / rows);
+                                 const auto r = static_cast<uint32_t>(line % rows);
+                                 // Rows start on whole pixels of the buffer, which is
+                                 // aligned for any pixel type.
+                                 const auto* row = reinterpret_cast<const Source*>(
+                                                       buffer + uint64_t(line) * rowBytes) +
+                                                   x0;
+                                 std::copy(row, row + columns, target.GetLinePointer(r, done + k));
+                             });
+    }
+    // Where a walk that reads a row and steps over the rest of the file's line ends.
+    mFile.Seek(ByteOffset(x0, y1 + 1, z1, sizeof(Source)));
+    return true;
 }
 
 template <class T>

@@ -67,20 +67,29 @@ public:
                      uint32_t z0, uint32_t x1, uint32_t y1, uint32_t z1);
     bool ReadRegion16(const cCountedPtr<cOvdImage<uint16_t>>& image, uint32_t x0, uint32_t y0,
                       uint32_t z0, uint32_t x1, uint32_t y1, uint32_t z1);
-    // The same for a float stack: cuts a box out of a large stack without reading what
-    // lies beside it.
+    // The same into a float image: cuts a box out of a large stack without reading what
+    // lies beside it. A file of 8-bit or 16-bit pixels (SetPixelBytes) is converted by value
+    // on the way, its box read in bands of whole rows.
     bool ReadRegionFloat(const cCountedPtr<cOvdImage<float>>& image, uint32_t x0, uint32_t y0,
                          uint32_t z0, uint32_t x1, uint32_t y1, uint32_t z1);
+
+    // Bytes per pixel of the file that ReadRegionFloat reads: 4 (float, the default), 2
+    // (unsigned 16-bit) or 1 (unsigned 8-bit); anything else is refused with code 2.
+    void SetPixelBytes(uint32_t bytes);
 
 private:
     template <class T> bool ReadStack(const cCountedPtr<cOvdImage<T>>& image);
     template <class T>
     bool ReadBox(const char* operation, const cCountedPtr<cOvdImage<T>>& image, uint32_t x0,
                  uint32_t y0, uint32_t z0, uint32_t x1, uint32_t y1, uint32_t z1);
+    template <class Source>
+    bool ReadConverted(const cCountedPtr<cOvdImage<float>>& image, uint32_t x0, uint32_t y0,
+                       uint32_t z0, uint32_t x1, uint32_t y1, uint32_t z1);
     // One transfer into `target`; a short one is noted and answers false.
     bool ReadBytes(void* target, uint64_t bytes);
 
     Platform::cRawFileHandle mFile;
+    uint32_t mPixelBytes = sizeof(float);
 };
 
 } // namespace Ovidane

@@ -20,8 +20,17 @@ void cLargeVolumeProcessingFramework::SetInput(const std::string& name) {
             mReader->Close();
         mReader = nullptr;
         mReader = new cUnmanagedRawFileReader(name, mWidth, mHeight, mDepth);
+        mReader->SetPixelBytes(mInputPixelBytes);
         // A file that can't be opened is refused by Run, which checks the input first.
         mReader->Open();
+    });
+}
+
+void cLargeVolumeProcessingFramework::SetInputPixelBytes(uint32_t bytes) {
+    Guard([&] {
+        if (mReader)
+            mReader->SetPixelBytes(bytes);
+        mInputPixelBytes = bytes;
     });
 }
 
@@ -61,7 +70,7 @@ int cLargeVolumeProcessingFramework::Close() {
 
 bool cLargeVolumeProcessingFramework::InputHoldsStack() const {
     return mReader && mWidth > 0 && mHeight > 0 && mDepth > 0 &&
-           FileHoldsStack(mReader->GetFileName(), mWidth, mHeight, mDepth, sizeof(float));
+           FileHoldsStack(mReader->GetFileName(), mWidth, mHeight, mDepth, mInputPixelBytes);
 }
 
 int cLargeVolumeProcessingFramework::Run() {

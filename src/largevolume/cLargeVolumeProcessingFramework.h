@@ -39,6 +39,11 @@ public:
     void SetInput(const std::string& name);
     void SetOutput(const std::string& name);
 
+    // Bytes per pixel of the input file: 4 float (the default), 2 or 1 for unsigned 16-bit
+    // or 8-bit pixels, which the pass converts to float by value as it reads them. For the
+    // reader in hand and those SetInput makes later.
+    void SetInputPixelBytes(uint32_t bytes);
+
     // Element type of the output file: 1 8-bit, 2 16-bit, 4 float (the default).
     void SetOutputType(uint32_t type) { mOutputType = type; }
     uint32_t GetOutputType() const { return mOutputType; }
@@ -66,6 +71,7 @@ private:
     uint32_t mWidth = 1;
     uint32_t mHeight = 1;
     uint32_t mDepth = 1;
+    uint32_t mInputPixelBytes = sizeof(float);
     cCountedPtr<cUnmanagedRawFileReader> mReader;
     cCountedPtr<cTypedSliceWriter> mWriter;
     std::vector<cProcessingAction*> mActions;

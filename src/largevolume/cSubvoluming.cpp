@@ -51,6 +51,15 @@ int PassThrough(const cFloatImagePtr& stack, cProcessingAction& action) {
 
 // Code of a disk that can't hold what the run writes.
 constexpr int kNoRoom = 5;
+
+// A file of the cut that did not reach the temporary directory whole: the reason names the
+// file and what the system said.
+int NotWritten(const std::string& what, const std::string& file,
+               const cUnmanagedRawFileWriter& writer) {
+    cFailureReason::Record(what + " could not be written in the temporary directory, " + file +
+                           " (" + writer.GetLastError() + ")");
+    return kNoRoom;
+}
 // Code of a stack whose values no restoration can carry.
 constexpr int kRunFailed = 1;
 
@@ -162,7 +171,7 @@ int cSubvoluming::PrepareLone() {
     // over it refuses it.
     const cImageDimensions stack = StackSize(run);
     if (!FileHoldsStack(run.GetString(DEC_SPARAMS_ORIGINAL_FILE), stack.x, stack.y, stack.z,
-                        sizeof(float)))
+                        mStackPixelBytes))
         return cLargeVolumeProcessingFramework::kNoInput;
     cFloatImagePtr window(new cOvdImage<float>(size, Contiguous2D, GetObjectName()));
     ReadWindow(run, box, window);
@@ -335,6 +344,7 @@ int cSubvoluming::EstimateForTheWholeStack(const cFloatImagePtr& corrected) {
         });
         cLargeVolumeProcessingFramework pass(run.GetString(DEC_SPARAMS_ORIGINAL_FILE), stack.x,
                                              stack.y, stack.z);
+        pass.SetInputPixelBytes(mStackPixelBytes);
         pass.AddAction(sum);
         const int result = pass.Run();
         pass.Close();
@@ -374,7 +384,7 @@ int cSubvoluming::EstimateForTheWholeStack(const cFloatImagePtr& corrected) {
     writer.Open();
     writer.Write(image);
     if (!writer.Close() || !writer.GetLastError().empty())
-        return kNoRoom;
+        return NotWritten("the stack's summed plane", file, writer);
     run.SetString(DEC_SPARAMS_STACK_PLANE_FILE, file);
     run.SetInt(DEC_IPARAMS_STACK_PLANE_WIDTH, Signed(plane.x));
     run.SetInt(DEC_IPARAMS_STACK_PLANE_HEIGHT, Signed(plane.y));
@@ -482,6 +492,7 @@ int cSubvoluming::ReadStack() {
 
     cCountedPtr<cLargeVolumeProcessingFramework> framework(
         new cLargeVolumeProcessingFramework(file, stack.x, stack.y, stack.z));
+    framework->SetInputPixelBytes(mStackPixelBytes);
     cCountedPtr<cBinning> binning;
     cCountedPtr<cSuperResolution> resampling;
     std::string reducedFile;
@@ -510,6 +521,9 @@ int cSubvoluming::ReadStack() {
     if (result != 0)
         return result;
 
+    // A binned or resampled stack is a float file of the cut's own.
+    if (binning || resampling)
+        mStackPixelBytes = sizeof(float);
     if (binning) {
         const cImageDimensions binned = binning->GetResultDimensions();
         parameters.SetString(DEC_SPARAMS_ORIGINAL_FILE, reducedFile);
@@ -540,6 +554,7 @@ void cSubvoluming::ReadWindow(const cDeconParameter& run, const cImageBox& box,
     const cImageDimensions stack = StackSize(run);
     const std::string& file = run.GetString(DEC_SPARAMS_ORIGINAL_FILE);
     cUnmanagedRawFileReader reader(file, stack.x, stack.y, stack.z);
+    reader.SetPixelBytes(mStackPixelBytes);
     if (!reader.Open())
         Fail("Cannot open " + file + " in ProcessSubvolume", 2);
     bool complete = true;
@@ -677,7 +692,7 @@ int cSubvoluming::ProcessSubvolume(uint32_t ix, uint32_t iy, uint32_t iz) {
         writer.Open();
         writer.Write(image);
         if (!writer.Close() || !writer.GetLastError().empty())
-            return kNoRoom;
+            return NotWritten("a padded subvolume", input, writer);
         mSubvolumeLogs->push_back(log);
         return 0;
     });

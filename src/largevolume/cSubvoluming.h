@@ -76,6 +76,11 @@ public:
     // nor resampled, is then read once, for its statistics, the whole-stack estimate and the
     // window alike. Before Prepare.
     void SetHandsSubvolumes(bool hands) { mHands = hands; }
+    // Bytes per pixel of the stack file the log names: 4 float (the default), 2 or 1 for
+    // unsigned 16-bit or 8-bit pixels, converted by value as they are read, so the stack
+    // needs no float copy. A binned or resampled stack goes on as a float file. Before
+    // Prepare.
+    void SetStackPixelBytes(uint32_t bytes) { mStackPixelBytes = bytes; }
     // Subvolume `index` (in the order of the logs), read, corrected and made periodic now;
     // a lone one was so by Prepare, and the subvoluming holds it no more.
     cFloatImagePtr TakeSubvolume(std::size_t index);
@@ -128,6 +133,7 @@ private:
     float mProgressStep = 0.0f;
     float mStackBackground = 0.0f;
     bool mHands = false;
+    uint32_t mStackPixelBytes = sizeof(float);
     // The place in the cut of each subvolume handed over, in the order of the logs.
     std::vector<cImageDimensions> mHanded;
     cFloatImagePtr mLone;

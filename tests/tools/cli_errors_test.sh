@@ -93,9 +93,9 @@ expect 1 "the stack has no contrast: every pixel is 0" -- "$ovd" restore "$work/
   > "$work/nan.raw"
 expect 1 "not finite numbers" -- "$ovd" restore "$work/nan.raw" "$work/out.raw" --size 16x16x4 \
   --type f32 --spacing 0.1,0.1,0.25
-# A temporary directory that takes no more than 16 kB: the float copy of the input can't be
-# written, which is said as such (and not blamed on the input). A budget of 1 MB leaves the
-# temporary files no memory, so they go to the disk.
+# Files that may take no more than 16 kB: the first temporary file the run writes can't be
+# written whole, which is said as such (and not blamed on the input). A budget of 1 MB leaves
+# the temporary files no memory, so they go to the disk.
 head -c $((64 * 64 * 8 * 2)) /dev/urandom > "$work/large.raw"
 expect 1 "could not be written in the temporary directory" -- \
   bash -c 'ulimit -f 16; trap "" XFSZ; exec "$@"' limited "$ovd" restore "$work/large.raw" \
