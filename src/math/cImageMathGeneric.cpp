@@ -822,14 +822,20 @@ unsigned cImageMathGeneric::CountPixelInRange(const cFloatImagePtr& image, const
     });
 }
 
+bool cImageMathGeneric::RequireLimitCounts(const cFloatImagePtr& image,
+                                           const std::vector<float>& limits,
+                                           const std::vector<uint64_t>& counts) const {
+    RequireImages("CountPixelsBelowLimits", {&image});
+    if (counts.size() != limits.size() || !std::is_sorted(limits.begin(), limits.end()))
+        Fail("Invalid limits in CountPixelsBelowLimits", OVD_ERR_PARAMETER);
+    return !limits.empty();
+}
+
 void cImageMathGeneric::CountPixelsBelowLimits(const cFloatImagePtr& image,
                                                const std::vector<float>& limits,
                                                std::vector<uint64_t>& counts) {
     Guard([&] {
-        RequireImages("CountPixelsBelowLimits", {&image});
-        if (counts.size() != limits.size() || !std::is_sorted(limits.begin(), limits.end()))
-            Fail("Invalid limits in CountPixelsBelowLimits", OVD_ERR_PARAMETER);
-        if (limits.empty())
+        if (!RequireLimitCounts(image, limits, counts))
             return;
         // A value at or above the top limit, or NaN, falls into the extra last bin.
         const cLimitCells cells(limits);

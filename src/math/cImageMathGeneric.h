@@ -140,6 +140,10 @@ protected:
     // fails with a cException of code 2 whose message ends in the operation's name.
     void RequireImages(const char* operation, std::initializer_list<const cFloatImagePtr*> images) const;
     void RequireSameSize(const char* operation, const cFloatImagePtr& a, const cFloatImagePtr& b) const;
+    // CountPixelsBelowLimits' arguments: an image, sorted limits and a count for each.
+    // Whether there is anything to count (false for no limits).
+    bool RequireLimitCounts(const cFloatImagePtr& image, const std::vector<float>& limits,
+                            const std::vector<uint64_t>& counts) const;
     // The line search's images: data, blurred and direction of one size; work of that size,
     // or of its slice's for a single plane (it holds two slices).
     void RequireLineSearchImages(const cFloatImagePtr& data, const cFloatImagePtr& blurred,

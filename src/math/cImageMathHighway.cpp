@@ -564,10 +564,7 @@ void cImageMathHighway::CountPixelsBelowLimits(const cFloatImagePtr& image,
                                                const std::vector<float>& limits,
                                                std::vector<uint64_t>& counts) {
     Guard([&] {
-        RequireImages("CountPixelsBelowLimits", {&image});
-        if (counts.size() != limits.size() || !std::is_sorted(limits.begin(), limits.end()))
-            Fail("Invalid limits in CountPixelsBelowLimits", OVD_ERR_PARAMETER);
-        if (limits.empty())
+        if (!RequireLimitCounts(image, limits, counts))
             return;
         const cLimitCells cells(limits);
         const float top = limits.back();
