@@ -558,8 +558,10 @@ void cSubvoluming::ReadWindow(const cDeconParameter& run, const cImageBox& box,
     if (!reader.Open())
         Fail("Cannot open " + file + " in ProcessSubvolume", 2);
     bool complete = true;
-    if (box.x0 == 0 && box.x1 + 1 == stack.x) {
-        // Rows as wide as the stack follow each other in the file: one transfer a slice.
+    if ((box.x0 == 0 && box.x1 + 1 == stack.x) || mStackPixelBytes != sizeof(float)) {
+        // Rows as wide as the stack follow each other in the file: one transfer a slice. A
+        // stack converted as it is read comes in bands of whole rows anyway, and only the
+        // window's columns are converted.
         complete = reader.ReadRegionFloat(window, box.x0, box.y0, box.z0, box.x1, box.y1, box.z1);
     } else {
         // The window's rows of a slice lie together in the file. One transfer brings them across
