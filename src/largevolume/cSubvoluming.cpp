@@ -51,6 +51,8 @@ int PassThrough(const cFloatImagePtr& stack, cProcessingAction& action) {
 
 // Code of a disk that can't hold what the run writes.
 constexpr int kNoRoom = 5;
+// Code of a stack whose values no restoration can carry.
+constexpr int kRunFailed = 1;
 
 // A file of the cut that did not reach the temporary directory whole: the reason names the
 // file and what the system said.
@@ -60,8 +62,6 @@ int NotWritten(const std::string& what, const std::string& file,
                            " (" + writer.GetLastError() + ")");
     return kNoRoom;
 }
-// Code of a stack whose values no restoration can carry.
-constexpr int kRunFailed = 1;
 
 // Sizes, counts and factors are kept as signed ints in the log; below 0 means nothing.
 uint32_t Count(const cDeconParameter& parameters, DecIntKey key) {
