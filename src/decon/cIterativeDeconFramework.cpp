@@ -50,12 +50,18 @@ void cIterativeDeconFramework::ReadImageFile(const std::string& fileName,
 
 void cIterativeDeconFramework::WriteImageFile(const std::string& fileName,
                                               const cFloatImagePtr& image) {
+    const cImageDimensions size = image ? image->GetDimensions() : cImageDimensions{1, 1, 1};
+    WriteImageBox(fileName, image, {0, 0, 0, size.x - 1, size.y - 1, size.z - 1});
+}
+
+void cIterativeDeconFramework::WriteImageBox(const std::string& fileName,
+                                             const cFloatImagePtr& image, const cImageBox& box) {
     // The writer goes on past a short write and notes it instead of failing; a result that
     // did not reach the disk whole is a failed run all the same.
     cUnmanagedRawFileWriter writer(fileName);
     if (!writer.Open())
         Fail("Could not open file to write: " + fileName, OVD_ERR_PARAMETER);
-    writer.Write(image);
+    writer.WriteRegion(image, box.x0, box.y0, box.z0, box.x1, box.y1, box.z1);
     const bool closed = writer.Close();
     if (!closed || !writer.GetLastError().empty()) {
         // The restorations write only the library's own files, in the temporary directory:

@@ -55,8 +55,14 @@ public:
     void SetObjectSharesOriginal(bool shares) { mObjectSharesOriginal = shares; }
 
     // With false, the finish leaves the result in memory only (GetObjectImage) and writes
-    // no result file: for a caller that reduces the result to a number and throws it away.
+    // no result file: for a caller that reduces the result to a number and throws it away,
+    // or writes the part of it that it needs itself (WriteImageBox).
     void SetWritesResultFile(bool writes) { mWritesResultFile = writes; }
+    // Writes the box of `image` to `fileName`, a file of the library's own in the temporary
+    // directory, densely packed. Fails, with the reason recorded for the host, when the box
+    // doesn't reach the file whole.
+    void WriteImageBox(const std::string& fileName, const cFloatImagePtr& image,
+                       const cImageBox& box);
 
     // With false, Load makes the images but reads no file into them, and the image
     // pre-processing is left out: for a method that has what it needs of the original

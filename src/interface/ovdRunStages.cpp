@@ -13,6 +13,7 @@
 #include "largevolume/SubvolumeFiles.h"
 #include "largevolume/SubvolumeMemoryBudget.h"
 #include "largevolume/cImageStatistics.h"
+#include "largevolume/cSubvolumeAccessor.h"
 #include "largevolume/cSubvoluming.h"
 #include "math/cImageMathManager.h"
 
@@ -33,7 +34,8 @@ cRestorationKind KindOf(uint32_t method) {
 // `psf` slot shares the PSF of the first subvolume with the others. The padded subvolume
 // comes in memory (`original`). A stack cut into one subvolume (`inMemory`) has its
 // restoration come back the same way, not through its result file, as the answer (null
-// otherwise).
+// otherwise); a cut's restoration goes to its result file without the guard bands, which
+// the blending never reads (cSubvolumeAccessor::InteriorOf).
 cFloatImagePtr RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& log,
                                 int16_t index, int16_t count,
                                 cCountedPtr<cSharedPsfFirstGuess>* psf,
@@ -47,8 +49,7 @@ cFloatImagePtr RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDec
         throw cException("RestoreSubvolume", "no framework to hand the subvolume to",
                          OVD_ERR_PARAMETER);
     framework->GetFramework()->UseOriginal(original);
-    if (inMemory)
-        framework->GetFramework()->SetWritesResultFile(false);
+    framework->GetFramework()->SetWritesResultFile(false);
     if (a.callback)
         algorithm->SetStatusCallback(a.callback, a.userData);
     algorithm->SetSubvolumeProgress(index, count);
@@ -71,7 +72,12 @@ cFloatImagePtr RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDec
         cFailureReason::Record(reason);
         throw cException("RestoreSubvolume", reason, OVD_ERR_FOREIGN);
     }
-    return inMemory ? result : cFloatImagePtr();
+    if (inMemory)
+        return result;
+    const cDeconParameter& p = log->GetParameters();
+    framework->GetFramework()->WriteImageBox(p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE), result,
+                                             cSubvolumeAccessor::InteriorOf(p));
+    return cFloatImagePtr();
 }
 
 // The first subvolume of a run that estimates for the whole stack has estimated K from the
@@ -194,8 +200,8 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     }
     subvoluming = cCountedPtr<cSubvoluming>();
 
-    const uint16_t result =
-        BlendSubvolumesInto(a.outputFile, state.log, state.subvolumeLogs, statistics, restored);
+    const uint16_t result = BlendSubvolumesInto(a.outputFile, state.log, state.subvolumeLogs,
+                                                statistics, restored, count > 1);
     // Reported whatever the blending answered; the exported operations pass them on only
     // after a success.
     ReportSavedPsf(a, state);

@@ -12,7 +12,7 @@ namespace Ovidane {
 uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cDeconLog>& log,
                              const cSubvolumeLogList& logs,
                              const cCountedPtr<cImageStatistics>& statistics,
-                             const cFloatImagePtr& restored) {
+                             const cFloatImagePtr& restored, bool interiorFiles) {
     cCountedPtr<cBlending> blending = new cBlending();
     cCountedPtr<cDeconLog> blendLog = new cDeconLog(*log);
     blendLog->GetParameters().SetString(DEC_SPARAMS_ORIGINAL_FILE, outputFile);
@@ -20,6 +20,7 @@ uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cD
     blending->SetSubvolumeLogs(logs);
     blending->SetLog(blendLog);
     blending->SetRestoredInMemory(restored);
+    blending->SetResultFilesHoldInteriors(interiorFiles);
     return blending->Blend();
 }
 

@@ -14,12 +14,14 @@ class cImageStatistics;
 // Joins the restored subvolumes of `logs` into `outputFile`. The blending writes to the file
 // its log names as original, so it works on a copy of `log` that names the output; the
 // caller's log keeps naming the input. `restored`: the restoration of a lone subvolume held
-// in memory instead of its result file (cBlending::SetRestoredInMemory). Answers the
-// blending's code.
+// in memory instead of its result file (cBlending::SetRestoredInMemory). `interiorFiles`:
+// the result files hold the subvolumes' interiors alone
+// (cBlending::SetResultFilesHoldInteriors). Answers the blending's code.
 uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cDeconLog>& log,
                              const cSubvolumeLogList& logs,
                              const cCountedPtr<cImageStatistics>& statistics,
-                             const cFloatImagePtr& restored = cFloatImagePtr());
+                             const cFloatImagePtr& restored = cFloatImagePtr(),
+                             bool interiorFiles = false);
 
 // Deletes every file a cut and its restorations made: each subvolume's input, its result
 // and the PSF a restoration may have saved beside it. Missing files are passed over.

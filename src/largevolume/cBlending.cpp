@@ -117,7 +117,8 @@ uint16_t cBlending::Blend() {
         mMinimum = logs.front()->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MINIMUM);
         for (const cCountedPtr<cDeconLog>& log : logs) {
             cCountedPtr<cSubvolumeAccessor> accessor(new cSubvolumeAccessor);
-            accessor->Setup(log, logs.size() == 1 ? mRestoredInMemory : cFloatImagePtr());
+            accessor->Setup(log, logs.size() == 1 ? mRestoredInMemory : cFloatImagePtr(),
+                            mInteriorFiles);
             mAccessors.push_back(accessor);
             const cDeconParameter& p = log->GetParameters();
             if (p.GetReal(DEC_RPARAMS_IMAGE_MAXIMUM) > mMaximum)

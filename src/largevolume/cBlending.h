@@ -54,6 +54,9 @@ public:
     // The restoration of a stack cut into one subvolume, held in memory and never written to
     // its result file: the blending reads it from there. Null: from the file.
     void SetRestoredInMemory(const cFloatImagePtr& restored) { mRestoredInMemory = restored; }
+    // With true, each result file holds its subvolume's interior alone, without the guard
+    // bands that the blending never reads (cSubvolumeAccessor::InteriorOf).
+    void SetResultFilesHoldInteriors(bool interiors) { mInteriorFiles = interiors; }
 
     // 0 on success; 1 without a log or subvolume logs, or when the images can't be set up;
     // otherwise the first failing step's code (5 when the output doesn't take the stack
@@ -115,6 +118,7 @@ private:
     cSubvolumeLogList mSubvolumeLogs;
     cCountedPtr<cDeconLog> mLog;
     cFloatImagePtr mRestoredInMemory;
+    bool mInteriorFiles = false;
     cCountedPtr<cBlendingMaskCreator> mMaskCreator;
     // The masks of the tiles of one slice, row by row, as MaskOf makes them: together
     // about one slice of the stack, against one to four image products per tile and slice.

@@ -1,4 +1,5 @@
 #include "largevolume/cSubvolumeAccessor.h"
+#include "core/cException.h"
 #include "math/cImageMathManager.h"
 #include "platform/MemoryFiles.h"
 
@@ -26,7 +27,27 @@ cSubvolumeAccessor::~cSubvolumeAccessor() {
     Close();
 }
 
-void cSubvolumeAccessor::Setup(const cCountedPtr<cDeconLog>& log, const cFloatImagePtr& restored) {
+cImageBox cSubvolumeAccessor::InteriorOf(const cDeconParameter& p) {
+    const cImageDimensions padded = Triple(p, DEC_IPARAMS_SUBVOLUME_WIDTH,
+                                           DEC_IPARAMS_SUBVOLUME_HEIGHT, DEC_IPARAMS_SUBVOLUME_DEPTH);
+    const cImageDimensions low = Triple(p, DEC_IPARAMS_SUBVOLUME_X1GUARDBAND,
+                                        DEC_IPARAMS_SUBVOLUME_Y1GUARDBAND,
+                                        DEC_IPARAMS_SUBVOLUME_Z1GUARDBAND);
+    const cImageDimensions high = Triple(p, DEC_IPARAMS_SUBVOLUME_X2GUARDBAND,
+                                         DEC_IPARAMS_SUBVOLUME_Y2GUARDBAND,
+                                         DEC_IPARAMS_SUBVOLUME_Z2GUARDBAND);
+    const uint64_t bandsX = uint64_t{low.x} + high.x;
+    const uint64_t bandsY = uint64_t{low.y} + high.y;
+    const uint64_t bandsZ = uint64_t{low.z} + high.z;
+    if (bandsX >= padded.x || bandsY >= padded.y || bandsZ >= padded.z)
+        throw cException("cSubvolumeAccessor", "Invalid Dimensions in Setup", 2);
+    return {low.x, low.y, low.z, static_cast<uint32_t>(padded.x - high.x - 1),
+            static_cast<uint32_t>(padded.y - high.y - 1),
+            static_cast<uint32_t>(padded.z - high.z - 1)};
+}
+
+void cSubvolumeAccessor::Setup(const cCountedPtr<cDeconLog>& log, const cFloatImagePtr& restored,
+                               bool interiorFile) {
     Guard([&] {
         if (!log)
             Fail("NULL log in Setup", 2);
@@ -44,16 +65,12 @@ void cSubvolumeAccessor::Setup(const cCountedPtr<cDeconLog>& log, const cFloatIm
         mCount =
             Triple(p, DEC_IPARAMS_SUBVOLUME_XNUMBEROFVOLUMES,
                    DEC_IPARAMS_SUBVOLUME_YNUMBEROFVOLUMES, DEC_IPARAMS_SUBVOLUME_ZNUMBEROFVOLUMES);
-        const uint64_t bandsX = uint64_t{mLowBand.x} + mHighBand.x;
-        const uint64_t bandsY = uint64_t{mLowBand.y} + mHighBand.y;
-        const uint64_t bandsZ = uint64_t{mLowBand.z} + mHighBand.z;
-        if (bandsX >= mPadded.x || bandsY >= mPadded.y || bandsZ >= mPadded.z)
-            Fail("Invalid Dimensions in Setup", 2);
-        mInterior = {static_cast<uint32_t>(mPadded.x - bandsX),
-                     static_cast<uint32_t>(mPadded.y - bandsY),
-                     static_cast<uint32_t>(mPadded.z - bandsZ)};
+        const cImageBox interior = InteriorOf(p);
+        mInterior = {interior.x1 - interior.x0 + 1, interior.y1 - interior.y0 + 1,
+                     interior.z1 - interior.z0 + 1};
         if (restored.IsNull()) {
-            Open(mResultFile, mPadded);
+            Open(mResultFile, interiorFile ? mInterior : mPadded);
+            mFileHoldsInterior = interiorFile;
             return;
         }
         if (!(restored->GetDimensions() == mPadded))
@@ -91,8 +108,10 @@ void cSubvolumeAccessor::ReadInterior(uint32_t z, const cFloatImagePtr& image,
         if (box.x1 >= image->GetSizeX() || box.y1 >= image->GetSizeY() ||
             box.z1 >= image->GetSizeZ())
             Fail("Roi out of bounds in ReadInterior", 2);
-        // The interior's part in the padded subvolume.
-        const uint32_t x0 = mLowBand.x, y0 = mLowBand.y, z0 = mLowBand.z + z;
+        // The interior's part in the padded subvolume, or in a file of the interior alone.
+        const cImageDimensions band =
+            mFileHoldsInterior && !mRestored ? cImageDimensions{0, 0, 0} : mLowBand;
+        const uint32_t x0 = band.x, y0 = band.y, z0 = band.z + z;
         const uint32_t x1 = x0 + (box.x1 - box.x0), y1 = y0 + (box.y1 - box.y0);
         const uint32_t z1 = z0 + (box.z1 - box.z0);
         if (mRestored) {
@@ -136,6 +155,7 @@ std::string cSubvolumeAccessor::GetLastError() const {
 
 void cSubvolumeAccessor::Open(const std::string& name, const cImageDimensions& size) {
     Close();
+    mFileHoldsInterior = false;
     cCountedPtr<cUnmanagedRawFileReader> reader(
         new cUnmanagedRawFileReader(name, size.x, size.y, size.z));
     mOpenFile = name;

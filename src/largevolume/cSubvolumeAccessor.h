@@ -25,9 +25,14 @@ public:
     // when the file can't be opened: a restoration that left no result has nothing to
     // blend, and zeros in its place would pass unnoticed. With `restored`, the restored
     // subvolume itself (of the padded size, kept in memory and never written to that
-    // file), reads come from it until a file is opened.
+    // file), reads come from it until a file is opened. With `interiorFile`, the result
+    // file holds the interior alone (InteriorOf), without the guard bands.
     void Setup(const cCountedPtr<cDeconLog>& log,
-               const cFloatImagePtr& restored = cFloatImagePtr());
+               const cFloatImagePtr& restored = cFloatImagePtr(), bool interiorFile = false);
+
+    // Where a subvolume's interior lies in its padded subvolume, from the subvolume's log:
+    // the padded box less the guard bands. Fails when the bands leave nothing.
+    static cImageBox InteriorOf(const cDeconParameter& parameters);
 
     // Copies interior slice z of the open file into this subvolume's tile of the mosaic:
     // columns index.x * interior.x onwards, rows index.y * interior.y onwards, slice 0. A
@@ -39,7 +44,7 @@ public:
     void ReadInterior(uint32_t z, const cFloatImagePtr& image, const cImageBox& box);
 
     // Closes the open file and opens `name`, a file of the padded size: the result of a
-    // saved iteration.
+    // saved iteration (padded, as the restoration saved it).
     void OpenFile(const std::string& name);
     // The same for a PSF file, whose size is keys 1 to 3 of `log`.
     void OpenPsfFile(const std::string& name, const cCountedPtr<cDeconLog>& log);
@@ -77,6 +82,8 @@ private:
     uint32_t mOverlap = 0;
     cCountedPtr<cUnmanagedRawFileReader> mReader;
     cFloatImagePtr mRestored;
+    // Whether the open file holds the interior alone, not the padded subvolume.
+    bool mFileHoldsInterior = false;
     std::string mResultFile;
     std::string mOpenFile;
 };
