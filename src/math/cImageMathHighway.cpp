@@ -574,11 +574,13 @@ void cImageMathHighway::CountPixelsBelowLimits(const cFloatImagePtr& image,
                 constexpr std::size_t kChunk = 1024;
                 float below[kChunk + K::kSplitSlack];
                 // Four sets of bins in turn: neighbouring pixels tend to share a bin, and the
-                // increments of one set would each wait for the one before. A run holds
-                // fewer than 2^32 pixels.
+                // increments of one set would each wait for the one before.
                 constexpr std::size_t kSets = 4, kBins = 256;
-                uint32_t sets[kSets][kBins] = {};
+                uint64_t sets[kSets][kBins];
                 const bool inSets = limits.size() <= kBins;
+                if (inSets)
+                    for (auto& set : sets)
+                        std::fill_n(set, limits.size(), uint64_t{0});
                 for (std::size_t at = 0; at < n; at += kChunk) {
                     const std::size_t m =
                         K::SplitBelow(p + at, std::min(kChunk, n - at), top, below);
