@@ -15,7 +15,10 @@
  * another thread's call runs waits until that one has ended, then runs with its own
  * directory. The wait is as long as the other run. Each call deletes the temporary files it
  * named when it ends, whatever its result; temporary names carry the process id, so
- * processes that share a directory never touch each other's files. A restoration of one
+ * processes that share a directory never touch each other's files. The input stack is read
+ * where it lies, 8-bit and 16-bit pixels converted to float as they are read, until the
+ * restorations have taken what they need; it must stay unchanged until the call returns
+ * (the output may name the same file: it is written only after that). A restoration of one
  * subvolume whose temporary files fit into the memory its budget leaves beyond the working
  * images keeps them in memory instead of the directory; the process then keeps that memory
  * (at most those files' size) for the next such run, and a run that cuts its stack gives it
