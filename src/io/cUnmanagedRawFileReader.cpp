@@ -161,6 +161,18 @@ void cUnmanagedRawFileReader::SetPixelBytes(uint32_t bytes) {
     mPixelBytes = bytes;
 }
 
+cImageDimensions cUnmanagedRawFileReader::CheckedBox(const char* operation,
+                                                    const cImageDimensions& image, uint32_t x0,
+                                                    uint32_t y0, uint32_t z0, uint32_t x1,
+                                                    uint32_t y1, uint32_t z1) const {
+    if (x1 < x0 || y1 < y0 || z1 < z0 || x1 >= GetWidth() || y1 >= GetHeight())
+        RefuseRegion(operation);
+    const cImageDimensions box{x1 - x0 + 1, y1 - y0 + 1, z1 - z0 + 1};
+    if (box.x > image.x || box.y > image.y || box.z > image.z)
+        RefuseRegion(operation);
+    return box;
+}
+
 // The rows y0..y1 of a slice lie together in the file: they come across the file's whole
 // width, of as many slices at a time as about kBatchBytes hold when the box is as tall as
 // the file, and the box's part of each row is converted into the image on the threads.
@@ -171,13 +183,8 @@ bool cUnmanagedRawFileReader::ReadConverted(const cCountedPtr<cOvdImage<float>>&
     if (!image)
         return false;
     const cOvdImage<float>& target = *image;
-    if (x1 < x0 || y1 < y0 || z1 < z0 || x1 >= GetWidth() || y1 >= GetHeight())
-        RefuseRegion("ReadRegionFloat");
-    const uint32_t columns = x1 - x0 + 1;
-    const uint32_t rows = y1 - y0 + 1;
-    const uint32_t slices = z1 - z0 + 1;
-    if (columns > target.GetSizeX() || rows > target.GetSizeY() || slices > target.GetSizeZ())
-        RefuseRegion("ReadRegionFloat");
+    const auto [columns, rows, slices] =
+        CheckedBox("ReadRegionFloat", target.GetDimensions(), x0, y0, z0, x1, y1, z1);
 
     const uint64_t rowBytes = uint64_t{GetWidth()} * sizeof(Source);
     const uint64_t bandBytes = rowBytes * rows;
@@ -216,13 +223,8 @@ bool cUnmanagedRawFileReader::ReadBox(const char* operation, const cCountedPtr<c
     if (!image)
         return false;
     const cOvdImage<T>& target = *image;
-    if (x1 < x0 || y1 < y0 || z1 < z0 || x1 >= GetWidth() || y1 >= GetHeight())
-        RefuseRegion(operation);
-    const uint32_t columns = x1 - x0 + 1;
-    const uint32_t rows = y1 - y0 + 1;
-    const uint32_t slices = z1 - z0 + 1;
-    if (columns > target.GetSizeX() || rows > target.GetSizeY() || slices > target.GetSizeZ())
-        RefuseRegion(operation);
+    const auto [columns, rows, slices] =
+        CheckedBox(operation, target.GetDimensions(), x0, y0, z0, x1, y1, z1);
 
     // Rows of the box follow each other without a gap in the file when the box is as wide
     // as the file, and in the image when it is as wide as the image.

@@ -82,6 +82,11 @@ private:
     template <class T>
     bool ReadBox(const char* operation, const cCountedPtr<cOvdImage<T>>& image, uint32_t x0,
                  uint32_t y0, uint32_t z0, uint32_t x1, uint32_t y1, uint32_t z1);
+    // The size of the box x0..x1, y0..y1, z0..z1; an inverted box, one outside the file's
+    // width or height, or one larger than the image is refused with code 2.
+    cImageDimensions CheckedBox(const char* operation, const cImageDimensions& image, uint32_t x0,
+                                uint32_t y0, uint32_t z0, uint32_t x1, uint32_t y1,
+                                uint32_t z1) const;
     template <class Source>
     bool ReadConverted(const cCountedPtr<cOvdImage<float>>& image, uint32_t x0, uint32_t y0,
                        uint32_t z0, uint32_t x1, uint32_t y1, uint32_t z1);
