@@ -486,15 +486,30 @@ void cImageMathGeneric::GenerateGridMask(const cFloatImagePtr& image, const unsi
 void cImageMathGeneric::GenerateBesselArray(const cFloatImagePtr& image, const double& scale) {
     RequireImages("GenerateBesselArray", {&image});
     const cImageDimensions size = image->GetDimensions();
-    if (size.y == 0)
+    if (size.x == 0 || size.y == 0 || size.z == 0)
         return;
-    // One line per pupil sample j: entry i is j·J0(i·j·scale).
+    // One line per pupil sample j: entry i is j·J0(i·j·scale). J0 depends on the product
+    // i·j alone, and a table of a few hundred by a few hundred holds well under half as many
+    // distinct products as entries: J0, the costly part, is evaluated once per product. The
+    // values take at most twice the table's memory, for the time of the call.
+    const uint64_t products = uint64_t{size.x - 1} * (size.z - 1) + 1;
+    std::vector<char> needed(products, 0);
+    for (uint32_t j = 0; j < size.z; ++j)
+        for (uint32_t i = 0; i < size.x; ++i)
+            needed[uint64_t{i} * j] = 1;
+    std::vector<double> bessel(products);
+    constexpr uint64_t kChunk = 1024;
+    const auto chunks = static_cast<int64_t>((products + kChunk - 1) / kChunk);
+    cWorkerPool::ForEach(chunks, ImageWalk::ThreadsFor(size.Voxels()), [&](int64_t c, int) {
+        const uint64_t end = std::min(products, uint64_t(c + 1) * kChunk);
+        for (uint64_t m = uint64_t(c) * kChunk; m < end; ++m)
+            if (needed[m])
+                bessel[m] = ::j0(static_cast<unsigned>(m) * scale);
+    });
     ImageWalk::ForEachSlice({size.x, 1, size.z}, [&](uint32_t j) {
         float* line = image->GetLinePointer(0, j);
-        for (uint32_t i = 0; i < size.x; ++i) {
-            const unsigned product = i * j;
-            line[i] = static_cast<float>(j * ::j0(product * scale));
-        }
+        for (uint32_t i = 0; i < size.x; ++i)
+            line[i] = static_cast<float>(j * bessel[uint64_t{i} * j]);
     });
 }
 
