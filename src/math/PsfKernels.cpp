@@ -7,6 +7,8 @@
 
 #include <hwy/highway.h>
 
+#include <type_traits>
+
 #include "math/PsfKernels.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -61,6 +63,48 @@ void AddRowBlocksKernel(const float* row, float* blocks, std::size_t n, uint32_t
             blocks[x] += row[x * s + b];
 }
 
+// Each lane of an accumulator vector is one of the sixteen parts, so every target adds the
+// same values into each part in the same order.
+template <bool kScale>
+void PlaneSumKernel(std::conditional_t<kScale, float*, const float*> line, std::size_t n,
+                    float factor, double* parts) {
+    const hn::ScalableTag<double> dd;
+    const hn::Rebind<float, decltype(dd)> df;
+    const std::size_t lanes = hn::Lanes(dd);
+    std::size_t x = 0;
+    if (lanes <= kPlaneSumParts && kPlaneSumParts % lanes == 0) {
+        const std::size_t vectors = kPlaneSumParts / lanes;
+        hn::Vec<decltype(dd)> sums[kPlaneSumParts];
+        for (std::size_t k = 0; k < vectors; ++k)
+            sums[k] = hn::LoadU(dd, parts + k * lanes);
+        const auto scale = hn::Set(df, factor);
+        for (; x + kPlaneSumParts <= n; x += kPlaneSumParts)
+            for (std::size_t k = 0; k < vectors; ++k) {
+                auto v = hn::LoadU(df, line + x + k * lanes);
+                if constexpr (kScale) {
+                    v = hn::Mul(v, scale);
+                    hn::StoreU(v, df, line + x + k * lanes);
+                }
+                sums[k] = hn::Add(sums[k], hn::PromoteTo(dd, v));
+            }
+        for (std::size_t k = 0; k < vectors; ++k)
+            hn::StoreU(sums[k], dd, parts + k * lanes);
+    }
+    for (; x < n; ++x) {
+        if constexpr (kScale)
+            line[x] *= factor;
+        parts[x % kPlaneSumParts] += line[x];
+    }
+}
+
+void AddToPlaneSumKernel(const float* line, std::size_t n, double* parts) {
+    PlaneSumKernel<false>(line, n, 1.0f, parts);
+}
+
+void ScaleAndAddToPlaneSumKernel(float* line, std::size_t n, float factor, double* parts) {
+    PlaneSumKernel<true>(line, n, factor, parts);
+}
+
 // NOLINTNEXTLINE(google-readability-namespace-comments)
 } // namespace HWY_NAMESPACE
 } // namespace Ovidane::PsfKernels
@@ -71,6 +115,8 @@ namespace Ovidane::PsfKernels {
 
 HWY_EXPORT(AddPupilTermKernel);
 HWY_EXPORT(AddRowBlocksKernel);
+HWY_EXPORT(AddToPlaneSumKernel);
+HWY_EXPORT(ScaleAndAddToPlaneSumKernel);
 
 void AddPupilTerm(const float* row, float c, float s, float* real, float* imaginary,
                   std::size_t n) {
@@ -79,6 +125,14 @@ void AddPupilTerm(const float* row, float c, float s, float* real, float* imagin
 
 void AddRowBlocks(const float* row, float* blocks, std::size_t n, uint32_t s) {
     HWY_DYNAMIC_DISPATCH(AddRowBlocksKernel)(row, blocks, n, s);
+}
+
+void AddToPlaneSum(const float* line, std::size_t n, double* parts) {
+    HWY_DYNAMIC_DISPATCH(AddToPlaneSumKernel)(line, n, parts);
+}
+
+void ScaleAndAddToPlaneSum(float* line, std::size_t n, float factor, double* parts) {
+    HWY_DYNAMIC_DISPATCH(ScaleAndAddToPlaneSumKernel)(line, n, factor, parts);
 }
 
 } // namespace Ovidane::PsfKernels

@@ -17,4 +17,22 @@ void AddPupilTerm(const float* row, float c, float s, float* real, float* imagin
 // sub-pixels added into a line of block sums.
 void AddRowBlocks(const float* row, float* blocks, std::size_t n, uint32_t s);
 
+// A plane's sum in double, formed in sixteen parts: part k takes the pixels x ≡ k (mod 16)
+// of each line, in order, and the plane's sum is the parts' total in index order. Sixteen
+// independent additions keep a core busy where a single running sum waits on each one.
+inline constexpr std::size_t kPlaneSumParts = 16;
+
+// parts[x % 16] += line[x], x < n.
+void AddToPlaneSum(const float* line, std::size_t n, double* parts);
+
+// line[x] *= factor, then parts[x % 16] += line[x], x < n.
+void ScaleAndAddToPlaneSum(float* line, std::size_t n, float factor, double* parts);
+
+inline double PlaneSumTotal(const double* parts) {
+    double total = 0.0;
+    for (std::size_t k = 0; k < kPlaneSumParts; ++k)
+        total += parts[k];
+    return total;
+}
+
 } // namespace Ovidane::PsfKernels

@@ -270,75 +270,35 @@ private:
     std::vector<float> mWeights;
 };
 
-// Scales a plane of `count` pixels, given line by line, so that it sums to `target`;
-// the sum is taken in double in line order. A plane that sums to 0 is set flat.
-template <class PlaneLine>
-void NormalizePlane(uint32_t lines, uint32_t length, PlaneLine&& line, float target) {
-    double sum = 0.0;
-    for (uint32_t l = 0; l < lines; ++l) {
-        const float* p = line(l);
-        for (uint32_t x = 0; x < length; ++x)
-            sum += p[x];
-    }
-    if (static_cast<float>(sum) == 0.0f) {
-        const float flat = target / static_cast<float>(uint64_t{lines} * length);
-        for (uint32_t l = 0; l < lines; ++l)
-            std::fill(line(l), line(l) + length, flat);
-        return;
-    }
-    const float factor = static_cast<float>(static_cast<double>(target) / sum);
-    for (uint32_t l = 0; l < lines; ++l) {
-        float* p = line(l);
-        for (uint32_t x = 0; x < length; ++x)
-            p[x] *= factor;
-    }
+// The sum of a plane given line by line, in double (PsfKernels' sixteen-part plane sum).
+template <class PlaneLine> double PlaneSum(uint32_t lines, uint32_t length, PlaneLine&& line) {
+    double parts[PsfKernels::kPlaneSumParts] = {};
+    for (uint32_t l = 0; l < lines; ++l)
+        PsfKernels::AddToPlaneSum(line(l), length, parts);
+    return PsfKernels::PlaneSumTotal(parts);
 }
 
-// NormalizePlane for up to kPlaneGroup planes of one image at once, plane planes[i] to
-// targets[i]. Each plane's sum is formed exactly as NormalizePlane forms it, in its own line
-// order, so every plane comes out the same bit for bit; the sums of the group run side by
-// side, so that their additions, each waiting on the one before in its own plane, overlap.
-// A lone plane's sum is one chain of dependent double additions, which is what bounds the
-// theoretical PSF's time.
-constexpr int kPlaneGroup = 4;
-
+// Scales a plane given line by line, whose sum is `sum`, so that it sums to `target`; a
+// plane that sums to 0 is set flat. Returns the sum of the scaled plane, taken as it is
+// scaled.
 template <class PlaneLine>
-void NormalizePlaneGroup(uint32_t lines, uint32_t length, const uint32_t* planes, int count,
-                         PlaneLine&& line, const float* targets) {
-    if (count < kPlaneGroup) {
-        for (int i = 0; i < count; ++i)
-            NormalizePlane(lines, length, [&](uint32_t l) { return line(planes[i], l); },
-                           targets[i]);
-        return;
-    }
-    double sums[kPlaneGroup] = {0.0, 0.0, 0.0, 0.0};
-    for (uint32_t l = 0; l < lines; ++l) {
-        const float* p0 = line(planes[0], l);
-        const float* p1 = line(planes[1], l);
-        const float* p2 = line(planes[2], l);
-        const float* p3 = line(planes[3], l);
-        for (uint32_t x = 0; x < length; ++x) {
-            sums[0] += p0[x];
-            sums[1] += p1[x];
-            sums[2] += p2[x];
-            sums[3] += p3[x];
-        }
-    }
-    for (int i = 0; i < kPlaneGroup; ++i) {
-        const uint32_t plane = planes[i];
-        const auto lineOf = [&](uint32_t l) { return line(plane, l); };
-        if (static_cast<float>(sums[i]) == 0.0f) {
-            // As NormalizePlane: a plane that sums to 0 is set flat.
-            NormalizePlane(lines, length, lineOf, targets[i]);
-            continue;
-        }
-        const float factor = static_cast<float>(static_cast<double>(targets[i]) / sums[i]);
+double ScalePlaneTo(uint32_t lines, uint32_t length, PlaneLine&& line, double sum,
+                    float target) {
+    double parts[PsfKernels::kPlaneSumParts] = {};
+    if (static_cast<float>(sum) == 0.0f) {
+        const float flat = target / static_cast<float>(uint64_t{lines} * length);
         for (uint32_t l = 0; l < lines; ++l) {
-            float* p = lineOf(l);
-            for (uint32_t x = 0; x < length; ++x)
-                p[x] *= factor;
+            std::fill(line(l), line(l) + length, flat);
+            PsfKernels::AddToPlaneSum(line(l), length, parts);
         }
+        return PsfKernels::PlaneSumTotal(parts);
     }
+    const float factor = static_cast<float>(static_cast<double>(target) / sum);
+    if (factor == 1.0f)
+        return sum;
+    for (uint32_t l = 0; l < lines; ++l)
+        PsfKernels::ScaleAndAddToPlaneSum(line(l), length, factor, parts);
+    return PsfKernels::PlaneSumTotal(parts);
 }
 
 bool IsConfocal(int modality) {
@@ -573,10 +533,6 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
             if (!(SA == 0.0f && p > half))
                 planes.push_back(p);
 
-        ImageWalk::ForEachLine(targetSize, [&](uint32_t y, uint32_t z) {
-            std::fill_n(target->GetLinePointer(y, z), NX, 0.0f);
-        });
-
         // Scratch per thread: the first thread works in the caller's buffers, the others in
         // their own, all made here and reused for every plane they compute.
         const int threads =
@@ -642,31 +598,45 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                 for (uint32_t y = halfH + 1; y < H; ++y)
                     std::memcpy(s.plane + std::size_t{y} * W, s.plane + std::size_t{H - y} * W,
                                 sizeof(float) * W);
-            if (NZ == 1)
-                NormalizePlane(
-                    H, W, [&](uint32_t y) { return s.plane + std::size_t{y} * W; },
-                    p == 0 ? 1.0f : 2.0f);
+            if (NZ == 1) {
+                const auto row = [&](uint32_t y) { return s.plane + std::size_t{y} * W; };
+                ScalePlaneTo(H, W, row, PlaneSum(H, W, row), p == 0 ? 1.0f : 2.0f);
+            }
         };
-        // Adds the S by S blocks of the oversampled plane to target plane tp. Each block is
-        // summed from 0 row by row, each row's sub-pixels in column order; a whole target
-        // line of blocks is formed at once.
-        const auto binPlane = [&](const cScratch& s, uint32_t tp) {
-            float* blocks = s.blocks;
+        // Bins the oversampled plane into target plane tp: each S by S block summed from 0
+        // row by row, each row's sub-pixels in column order, a whole target line of blocks at
+        // once. A single plane's ten planes are added into its one target plane; otherwise
+        // a plane's blocks are its target plane, whose sum goes into `parts`.
+        const auto binPlane = [&](const cScratch& s, uint32_t tp, double* parts) {
             for (uint32_t y = 0; y < NY; ++y) {
+                float* line = target->GetLinePointer(y, tp);
+                float* blocks = NZ == 1 ? s.blocks : line;
                 std::fill_n(blocks, NX, 0.0f);
                 for (uint32_t by = 0; by < S; ++by) {
                     const uint32_t row = y * S + by;
                     const float* source = s.plane + std::size_t{row <= halfH ? row : H - row} * W;
                     PsfKernels::AddRowBlocks(source, blocks, NX, S);
                 }
-                float* line = target->GetLinePointer(y, tp);
+                if (NZ != 1) {
+                    PsfKernels::AddToPlaneSum(line, NX, parts);
+                    continue;
+                }
                 for (uint32_t x = 0; x < NX; ++x)
                     line[x] += blocks[x];
+            }
+        };
+        const auto squarePlane = [&](uint32_t p) {
+            for (uint32_t y = 0; y < NY; ++y) {
+                float* line = target->GetLinePointer(y, p);
+                for (uint32_t x = 0; x < NX; ++x)
+                    line[x] *= line[x];
             }
         };
 
         const int64_t count = static_cast<int64_t>(planes.size());
         if (NZ == 1) {
+            for (uint32_t y = 0; y < NY; ++y)
+                std::fill_n(target->GetLinePointer(y, 0), NX, 0.0f);
             // All planes land in target plane 0: they are added in plane order, whichever
             // thread computed them, so the sum doesn't depend on the thread count. Planes
             // are claimed in ascending order, so the one whose turn it is is always being
@@ -677,47 +647,32 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
                 computePlane(planes[k], s);
                 for (int64_t now; (now = turn.load(std::memory_order_acquire)) != k;)
                     turn.wait(now, std::memory_order_acquire);
-                binPlane(s, 0);
+                binPlane(s, 0, nullptr);
                 turn.store(k + 1, std::memory_order_release);
                 turn.notify_all();
             });
             if (confocal)
-                ImageWalk::ForEachLine(targetSize, [&](uint32_t y, uint32_t) {
-                    float* line = target->GetLinePointer(y, 0);
-                    for (uint32_t x = 0; x < NX; ++x)
-                        line[x] *= line[x];
-                });
+                squarePlane(0);
             return;
         }
 
+        // Each plane is binned, scaled to sum 1 and, confocal, squared while it is still in
+        // the cache; the sum of the scaled plane is kept for the axial weighting.
+        const auto planeLine = [&](uint32_t p) {
+            return [&, p](uint32_t y) { return target->GetLinePointer(y, p); };
+        };
+        std::vector<double> scaledSums(NZ, 0.0);
         cWorkerPool::ForEach(count, threads, [&](int64_t k, int worker) {
             const uint32_t p = planes[k];
             const cScratch& s = scratch[worker];
             computePlane(p, s);
-            binPlane(s, p);
+            double parts[PsfKernels::kPlaneSumParts] = {};
+            binPlane(s, p, parts);
+            scaledSums[p] =
+                ScalePlaneTo(NY, NX, planeLine(p), PsfKernels::PlaneSumTotal(parts), 1.0f);
+            if (confocal)
+                squarePlane(p);
         });
-        // Each plane scaled to sum `weight(p)`, the planes in groups (NormalizePlaneGroup).
-        const auto planeLine = [&](uint32_t p, uint32_t y) { return target->GetLinePointer(y, p); };
-        const int64_t groups = (count + kPlaneGroup - 1) / kPlaneGroup;
-        const auto normalizeGroups = [&](int groupThreads, auto&& weight) {
-            cWorkerPool::ForEach(groups, groupThreads, [&](int64_t g, int) {
-                const int64_t first = g * kPlaneGroup;
-                const int n = static_cast<int>(std::min<int64_t>(kPlaneGroup, count - first));
-                float targets[kPlaneGroup];
-                for (int i = 0; i < n; ++i)
-                    targets[i] = weight(planes[first + i]);
-                NormalizePlaneGroup(NY, NX, planes.data() + first, n, planeLine, targets);
-            });
-        };
-        normalizeGroups(threads, [](uint32_t) { return 1.0f; });
-        if (confocal)
-            cWorkerPool::ForEach(count, threads, [&](int64_t k, int) {
-                for (uint32_t y = 0; y < NY; ++y) {
-                    float* line = target->GetLinePointer(y, planes[k]);
-                    for (uint32_t x = 0; x < NX; ++x)
-                        line[x] *= line[x];
-                }
-            });
         // Without aberration the PSF is symmetric in z: the planes past the middle are
         // copies, for every modality.
         const auto mirrorPlanes = [&] {
@@ -761,11 +716,15 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
             endWeight = 0.0f;
         else if (NA > 1.0f)
             endWeight = 1.0f - (NA - 1.0f) / 0.3999999761581421f;
-        const int postThreads = ImageWalk::ThreadsFor(targetSize.Voxels());
-        normalizeGroups(postThreads, [&](uint32_t p) {
-            const uint32_t d = p <= half ? p : NZ - p;
-            return 1.0f + std::min(static_cast<float>(d) * dz, z0) * (endWeight - 1.0f) / z0;
-        });
+        cWorkerPool::ForEach(count, ImageWalk::ThreadsFor(targetSize.Voxels()),
+                             [&](int64_t k, int) {
+                                 const uint32_t p = planes[k];
+                                 const uint32_t d = p <= half ? p : NZ - p;
+                                 const float weight =
+                                     1.0f + std::min(static_cast<float>(d) * dz, z0) *
+                                                (endWeight - 1.0f) / z0;
+                                 ScalePlaneTo(NY, NX, planeLine(p), scaledSums[p], weight);
+                             });
         mirrorPlanes();
     });
 }

@@ -10,8 +10,8 @@
 using namespace Ovidane;
 
 // Every instruction set gives the scalar loops' bits: sub-pixels added in order (two to four
-// take the de-interleaving road, others the scalar one), pupil terms added as written, on
-// lengths around the vector widths.
+// take the de-interleaving road, others the scalar one), pupil terms added as written, plane
+// sums in their sixteen parts (plain and while scaling), on lengths around the vector widths.
 TEST(PsfKernels, EveryInstructionSetGivesTheScalarLoopsBits) {
     std::mt19937 engine(5);
     std::uniform_real_distribution<float> value(-1.0f, 3.0f);
@@ -45,6 +45,19 @@ TEST(PsfKernels, EveryInstructionSetGivesTheScalarLoopsBits) {
             }
             EXPECT_EQ(real, expectedReal);
             EXPECT_EQ(imaginary, expectedImaginary);
+
+            std::vector<float> scaled = row, expectedScaled = row;
+            std::vector<double> parts(PsfKernels::kPlaneSumParts, 0.5), expectedParts = parts;
+            PsfKernels::AddToPlaneSum(row.data(), n, parts.data());
+            PsfKernels::ScaleAndAddToPlaneSum(scaled.data(), n, 1.7f, parts.data());
+            for (std::size_t x = 0; x < n; ++x)
+                expectedParts[x % PsfKernels::kPlaneSumParts] += row[x];
+            for (std::size_t x = 0; x < n; ++x) {
+                expectedScaled[x] *= 1.7f;
+                expectedParts[x % PsfKernels::kPlaneSumParts] += expectedScaled[x];
+            }
+            EXPECT_EQ(scaled, expectedScaled);
+            EXPECT_EQ(parts, expectedParts);
         }
         ++tried;
     }
