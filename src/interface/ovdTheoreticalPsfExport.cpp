@@ -133,13 +133,13 @@ bool WritePsf(const std::string& file, const cImageDimensions& size, float xSpac
         cFloatImagePtr centred(new cOvdImage<float>(size, Contiguous3D, "ovdWriteTheoreticalPsf"));
         CentreOrigin(psf, centred);
 
-        // A PSF file is exactly as long as its stack. An existing file is emptied through the
+        // A PSF file is exactly as long as its stack. An existing file is replaced through the
         // name given, never deleted and made anew, so a link or a device stays what it was.
         std::error_code ignored;
         const bool existed =
             std::filesystem::exists(std::filesystem::symlink_status(file, ignored));
         cUnmanagedRawFileWriter writer(file);
-        if (!writer.OpenEmptied())
+        if (!writer.OpenToReplace())
             return false;
         created = !existed;
         writer.Write(centred);

@@ -20,22 +20,34 @@ bool cUnmanagedRawFileWriter::Open() {
     return mFile.Open(GetFileName(), Platform::cRawFileHandle::Access::Write);
 }
 
-bool cUnmanagedRawFileWriter::OpenEmptied() {
+bool cUnmanagedRawFileWriter::OpenToReplace() {
     Close();
-    mWritesBack = mFile.Open(GetFileName(), Platform::cRawFileHandle::Access::Truncate);
-    return mWritesBack;
+    mReplaces = mFile.Open(GetFileName(), Platform::cRawFileHandle::Access::Write);
+    return mReplaces;
 }
 
 bool cUnmanagedRawFileWriter::Close() {
-    mWritesBack = false;
+    // A file being replaced that ends here, not in CloseDurably, was abandoned half written.
+    if (mReplaces && mFile.IsOpen())
+        CutAt(0);
+    mReplaces = false;
     ReleaseSliceBuffer();
     return mFile.Close();
 }
 
 bool cUnmanagedRawFileWriter::CloseDurably() {
+    bool cut = true;
+    if (mReplaces && mFile.IsOpen())
+        cut = CutAt(GetLastError().empty() ? mFile.Position() : 0);
+    mReplaces = false;
     const bool synced = !mFile.IsOpen() || mFile.Sync();
     const bool closed = Close();
-    return synced && closed;
+    return cut && synced && closed;
+}
+
+bool cUnmanagedRawFileWriter::CutAt(uint64_t end) {
+    const int64_t size = mFile.Size();
+    return size <= static_cast<int64_t>(end) || mFile.SetSize(end);
 }
 
 bool cUnmanagedRawFileWriter::Write(const cCountedPtr<cOvdImage<float>>& image) {
@@ -126,7 +138,7 @@ void cUnmanagedRawFileWriter::WriteBytes(const void* source, uint64_t bytes) {
     const uint64_t start = mFile.Position();
     // A file the host keeps goes to the disk while the rest is still being written: its
     // pieces are handed to the disk one by one, and the sync at the end waits for less.
-    const uint64_t piece = mWritesBack ? kWritebackBytes : bytes;
+    const uint64_t piece = mReplaces ? kWritebackBytes : bytes;
     const auto* from = static_cast<const unsigned char*>(source);
     uint64_t done = 0;
     do {
@@ -136,7 +148,7 @@ void cUnmanagedRawFileWriter::WriteBytes(const void* source, uint64_t bytes) {
             NoteShortTransfer(mFile.ErrorText());
             break;
         }
-        if (mWritesBack && n > 0)
+        if (mReplaces && n > 0)
             mFile.StartWriteback(start + done, n);
         done += n;
     } while (done < bytes);

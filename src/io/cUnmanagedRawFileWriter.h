@@ -28,17 +28,23 @@ public:
     // is not truncated: bytes behind those written keep their values. False when the
     // system refuses the file.
     bool Open() override;
-    // Opens the file for writing at position 0, emptied: a stack written now is the whole
-    // file. An existing file is truncated through its name, never deleted and made anew, so
-    // whatever the caller named (a symbolic link, a file with other links, a device) stays
-    // what it was. False when the system refuses the file.
-    bool OpenEmptied();
+    // Opens the file for writing at position 0, to be replaced by what is written now: when
+    // the writer closes durably the file ends where the writes end. An existing file is
+    // written over in place, its cached pages and disk blocks serving again, where emptying
+    // it first gave them back only to take new ones (5 ms for a 16 MB stack, a tenth of a
+    // whole run of it). A writer closed any other way (a run that failed or was cancelled)
+    // or whose write fell short leaves the file empty, never old bytes mixed with new. The
+    // name is never unlinked and made anew, so whatever the caller named (a symbolic link, a
+    // file with other links, a device) stays what it was. False when the system refuses
+    // the file.
+    bool OpenToReplace();
     // Closes without forcing the data to the disk: the files a run passes between its stages
     // are read back at once and deleted, and need no durability. True when the system closed
     // the file or nothing was open.
     bool Close() override;
-    // Forces the data to the disk and closes, for a file the host keeps. True when both
-    // succeed or nothing was open.
+    // Forces the data to the disk and closes, for a file the host keeps; a file opened to
+    // be replaced is cut where the writes ended first. True when all of it succeeds or
+    // nothing was open.
     bool CloseDurably();
 
     // The system's handle, -1 while no file is open.
@@ -73,12 +79,15 @@ private:
     template <class T> void TakeSizes(const cOvdImage<T>& image);
     // One transfer at the position, which then moves on by `bytes` whatever was written.
     void WriteBytes(const void* source, uint64_t bytes);
+    // Cuts a file being replaced at `end`; one that is not longer (a device, a pipe, a stack
+    // as long as the old one) is left as it is.
+    bool CutAt(uint64_t end);
 
-    // Pieces of a file the host keeps, each handed to the disk once written (OpenEmptied).
+    // Pieces of a file the host keeps, each handed to the disk once written (OpenToReplace).
     static constexpr uint64_t kWritebackBytes = uint64_t{4} << 20;
 
     Platform::cRawFileHandle mFile;
-    bool mWritesBack = false;
+    bool mReplaces = false;
 };
 
 } // namespace Ovidane

@@ -26,13 +26,13 @@ std::string IterationName(const std::string& name, int32_t iteration) {
     return name + "_I" + std::to_string(iteration);
 }
 
-// A writer on `name`, emptied first, since stale bytes behind a shorter stack would pass for
-// pixels. The file is emptied through the name the host gave, not deleted and made anew: an
-// output named by a symbolic link is written where the link points, one with other hard links
-// stays shared, and a device stays a device.
+// A writer on `name` that replaces the file, since stale bytes behind a shorter stack would
+// pass for pixels. The file is written through the name the host gave, not deleted and made
+// anew: an output named by a symbolic link is written where the link points, one with other
+// hard links stays shared, and a device stays a device.
 cCountedPtr<cUnmanagedRawFileWriter> OpenWriter(const std::string& name) {
     cCountedPtr<cUnmanagedRawFileWriter> writer(new cUnmanagedRawFileWriter(name));
-    writer->OpenEmptied();
+    writer->OpenToReplace();
     return writer;
 }
 

@@ -33,7 +33,7 @@ class cImageStatistics;
 // DEC_SPARAMS_ORIGINAL_FILE names the output), optionally SetStatusCallback, Blend. The
 // subvolume result files, of every saved iteration, and their PSF files are deleted on
 // the way; the output file and its "_I" siblings stay. Outputs are written through the
-// names given: emptied in place, never deleted and made anew (see OpenEmptied of the raw
+// names given: replaced in place, never deleted and made anew (see OpenToReplace of the raw
 // writer), and the transmitted-light pass turns the written file in place.
 //
 // When the subvolumes were restored for the whole stack (DEC_BPARAMS_STACK_ESTIMATES, no

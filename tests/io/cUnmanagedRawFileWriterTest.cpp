@@ -30,7 +30,7 @@ struct SliceTable {
     cFloatImagePtr image;
 };
 
-// `kept`: written as a file the host keeps, emptied first and synced at the end.
+// `kept`: written as a file the host keeps, replaced and synced at the end.
 template <class T>
 void CheckRoundTrip(const std::string& name, const cCountedPtr<cOvdImage<T>>& source,
                     const cCountedPtr<cOvdImage<T>>& target, bool kept = false) {
@@ -38,7 +38,7 @@ void CheckRoundTrip(const std::string& name, const cCountedPtr<cOvdImage<T>>& so
     SCOPED_TRACE(testing::Message() << sizeof(T) << "-byte pixels, " << w << "x" << h << "x" << d);
     Fill(*source);
     cUnmanagedRawFileWriter writer(name);
-    ASSERT_TRUE(kept ? writer.OpenEmptied() : writer.Open());
+    ASSERT_TRUE(kept ? writer.OpenToReplace() : writer.Open());
     EXPECT_TRUE(writer.Write(source));
     EXPECT_EQ((std::vector{writer.GetWidth(), writer.GetHeight(), writer.GetDepth()}),
               (std::vector{w, h, d}));
@@ -98,6 +98,40 @@ TEST(cUnmanagedRawFileWriter, WritesFollowEachOtherFromTheStartOfTheFile) {
     EXPECT_TRUE(writer.Write(words));
     EXPECT_TRUE(writer.Close());
     EXPECT_TRUE(startsWith(words0));
+}
+
+// A file opened to be replaced is written over in place and ends with the new stack when it
+// closes durably, whether the old file was longer or shorter; closed any other way, or left
+// to the destructor, it is empty rather than a mix of old and new bytes.
+TEST(cUnmanagedRawFileWriter, AReplacedFileHoldsTheNewStackAloneOrNothing) {
+    TempDir dir;
+    const std::string name = dir.File("kept");
+    auto floats = MakeImage<float>(2, 2, 1);
+    Fill(*floats);
+    const std::vector<uint8_t> written = PatternBytes<float>(0, 0, 0, 1, 1, 0);
+    enum class End { Durably, Plainly, Destroyed };
+    const struct {
+        std::size_t oldBytes;
+        End end;
+        bool keepsStack;
+    } cases[] = {{100, End::Durably, true},
+                 {4, End::Durably, true},
+                 {100, End::Plainly, false},
+                 {100, End::Destroyed, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.oldBytes << " old bytes, end " << int(c.end));
+        WriteFileBytes(name, std::vector<uint8_t>(c.oldBytes, 0xAB));
+        {
+            cUnmanagedRawFileWriter writer(name);
+            ASSERT_TRUE(writer.OpenToReplace());
+            EXPECT_TRUE(writer.Write(floats));
+            if (c.end == End::Durably)
+                EXPECT_TRUE(writer.CloseDurably());
+            else if (c.end == End::Plainly)
+                EXPECT_TRUE(writer.Close());
+        }
+        EXPECT_EQ(FileBytes(name), c.keepsStack ? written : std::vector<uint8_t>{});
+    }
 }
 
 TEST(cUnmanagedRawFileWriter, WriteRegionPacksTheBoxDenselyAndRefusesBoxesOutside) {
