@@ -742,6 +742,10 @@ void cImageMathGeneric::NormalizeImage(const cFloatImagePtr& a, const cFloatImag
             return;
         }
         const float factor = static_cast<float>(target / sum);
+        // A finite sum means finite pixels, which a factor of exactly 1 leaves as they are:
+        // an image normalised once already, such as a PSF made to sum 1, is not walked again.
+        if (factor == 1.0f && a.Get() == out.Get())
+            return;
         if (range.z == a->GetSizeZ())
             MultiplyImageByConstant(a, factor, out);
         else
