@@ -17,6 +17,9 @@ struct cKept {
     bool filled = false;
     cPsfCache::cKey key;
     cKeptBuffer pixels;
+    // The key of the last PSF offered and not kept.
+    bool offered = false;
+    cPsfCache::cKey offeredKey;
 };
 
 // Never destroyed: a host's run may end after the process began to shut down.
@@ -58,6 +61,15 @@ void cPsfCache::Store(const cKey& key, const cFloatImagePtr& psf) {
     std::lock_guard<std::mutex> hold(kept.lock);
     if (!psf || !(psf->GetDimensions() == key.size) || BytesOf(key.size) > kept.allowance)
         return;
+    // A PSF is kept when it is made the second time in a row: a process that restores one
+    // stack would never fetch it, and the copy would cost its one run a stack of memory
+    // written for the first time.
+    if (!(kept.offered && kept.offeredKey == key)) {
+        kept.offered = true;
+        kept.offeredKey = key;
+        return;
+    }
+    kept.offered = false;
     kept.filled = false;
     try {
         KeptPixels::Store(psf, kept.pixels);

@@ -10,8 +10,9 @@ namespace Ovidane {
 // The last theoretical PSF made in the process, kept for the next request with the same
 // optics and size: the warm runs of a host that restores stacks of one kind, and the
 // subvolumes of a cut, all ask for the same PSF, which costs more to compute than to copy.
-// A PSF is kept only when its bytes fit what the run's set-up allows (KeepAtMost), so the
-// copy stays within the run's memory budget; the process holds at most one. Thread-safe.
+// A PSF is kept from the second time it is made on, and only when its bytes fit what the
+// run's set-up allows (KeepAtMost), so the copy stays within the run's memory budget; the
+// process holds at most one. Thread-safe.
 class cPsfCache {
 public:
     // Everything a theoretical PSF depends on. Numbers compare by their bits.
@@ -29,7 +30,8 @@ public:
 
     // Copies the kept PSF into `psf` (of the key's size) when one was kept for `key`.
     static bool Fetch(const cKey& key, const cFloatImagePtr& psf);
-    // Keeps a copy of `psf` for `key` in place of the one kept, when it fits the allowance.
+    // Keeps a copy of `psf` for `key` in place of the one kept, when it fits the allowance
+    // and the PSF offered just before had the same key.
     static void Store(const cKey& key, const cFloatImagePtr& psf);
     // From now on keeps PSFs of at most `bytes` (0: none), and lets go of a larger one.
     static void KeepAtMost(uint64_t bytes);

@@ -226,8 +226,9 @@ TEST(cTheoreticalPsfFirstGuessWithSphericalAberration, AberratedPsfKeepsItsBrigh
 }
 
 // The process keeps the last PSF for the next request with the same optics: a repeated
-// request gets the same bits, a changed aberration its own PSF; the keeping itself hands a
-// PSF out only for a key equal in every field, and keeps none beyond its allowance.
+// request gets the same bits, a changed aberration its own PSF; the keeping itself keeps a
+// PSF the second time it is offered, hands it out only for a key equal in every field, and
+// keeps none beyond its allowance.
 TEST(cTheoreticalPsfFirstGuessWithSphericalAberration, KeptPsfServesOnlyTheSameRequest) {
     cPsfCache::KeepAtMost(uint64_t{1} << 30);
     const cImageDimensions size{24, 20, 12};
@@ -239,6 +240,9 @@ TEST(cTheoreticalPsfFirstGuessWithSphericalAberration, KeptPsfServesOnlyTheSameR
 
     cPsfCache::cKey key{size, 0.1f, 0.1f, 0.2f, 1.0f, 1.4f, 1.515f, 0.52f, 0.0f, 1, typeid(int)};
     const cFloatImagePtr kept = Random(size, 3, 0.0f, 1.0f);
+    const cFloatImagePtr fetched = Constant(size, 0.0f);
+    cPsfCache::Store(key, kept); // made once: not kept yet
+    EXPECT_FALSE(cPsfCache::Fetch(key, fetched));
     cPsfCache::Store(key, kept);
     std::vector<cPsfCache::cKey> others(10, key);
     others[0].size.z = 13;
@@ -251,7 +255,6 @@ TEST(cTheoreticalPsfFirstGuessWithSphericalAberration, KeptPsfServesOnlyTheSameR
     others[7].wavelength = 0.6f;
     others[8].sphericalAberration = -0.0f; // another bit pattern of the same number
     others[9].backEnd = typeid(float);
-    const cFloatImagePtr fetched = Constant(size, 0.0f);
     for (std::size_t i = 0; i < others.size(); ++i)
         EXPECT_FALSE(cPsfCache::Fetch(others[i], fetched)) << "field " << i;
     EXPECT_EQ(Pixels(fetched), std::vector<float>(size.Voxels(), 0.0f));
