@@ -711,7 +711,7 @@ cFloatImagePtr cSubvoluming::CutImage(const cImageDimensions& index) {
     mLoneWindow = cFloatImagePtr();
     mConstraints.clear();
     if (!image) {
-        image = new cOvdImage<float>(size, Contiguous2D, GetObjectName());
+        image = WindowOf(size);
         ReadWindow(mLog->GetParameters(), box, image);
         mConstraints = SliceCorrections(box.z0, box.z1);
     }
@@ -723,6 +723,30 @@ cFloatImagePtr cSubvoluming::CutImage(const cImageDimensions& index) {
         constraint->Apply(image);
     }
     return image;
+}
+
+cFloatImagePtr cSubvoluming::WindowOf(const cImageDimensions& size) {
+    if (!mWindowMemory) {
+        const cImageDimensions count = mCalculator->GetSubvolumeCount();
+        cImageDimensions largest{0, 0, 0};
+        for (uint32_t z = 0; z < count.z; ++z)
+            for (uint32_t y = 0; y < count.y; ++y)
+                for (uint32_t x = 0; x < count.x; ++x) {
+                    cImageBox box;
+                    cImagePosition offset;
+                    cImageDimensions extent, padded;
+                    mCalculator->GetSubvolumeRegion(x, y, z, box, offset, extent, padded);
+                    if (extent.Voxels() > largest.Voxels())
+                        largest = extent;
+                }
+        // In one block, of the same size for every cut alike, which the memory manager then
+        // keeps from run to run.
+        mWindowMemory = new cOvdImage<float>(largest, Contiguous3D, GetObjectName());
+    }
+    if (size.Voxels() > mWindowMemory->GetVoxelCount())
+        Fail("Window larger than the cut's largest in WindowOf", 2);
+    return new cOvdImage<float>(mWindowMemory->GetSlicePointer(0), size, Contiguous3D,
+                                GetObjectName());
 }
 
 } // namespace Ovidane

@@ -113,6 +113,9 @@ private:
     // Subvolume (ix, iy, iz) padded and ready for its restoration: read with its guard bands
     // and corrected, or the lone window that PrepareLone corrected; then made periodic.
     cFloatImagePtr CutImage(const cImageDimensions& index);
+    // An image of `size` for a window of the stack, in memory that all windows of the cut
+    // share (mWindowMemory).
+    cFloatImagePtr WindowOf(const cImageDimensions& size);
     void GenerateInitialImage();
     cCountedPtr<cSubvolumeCalculator> NewCalculator() const;
     void ReportProgress(int16_t subvolume, int16_t count);
@@ -139,6 +142,10 @@ private:
     cFloatImagePtr mLone;
     // The lone subvolume's window, read and corrected by PrepareLone for ProcessSubvolume.
     cFloatImagePtr mLoneWindow;
+    // Room for the largest window of the cut. The windows' sizes differ at the stack's edges,
+    // and the memory manager keeps a region for every size it is asked for: windows of their
+    // own would hold six regions of a 4 by 4 cut for the rest of the process, where one does.
+    cFloatImagePtr mWindowMemory;
 };
 
 } // namespace Ovidane

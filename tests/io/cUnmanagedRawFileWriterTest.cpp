@@ -125,10 +125,11 @@ TEST(cUnmanagedRawFileWriter, AReplacedFileHoldsTheNewStackAloneOrNothing) {
             cUnmanagedRawFileWriter writer(name);
             ASSERT_TRUE(writer.OpenToReplace());
             EXPECT_TRUE(writer.Write(floats));
-            if (c.end == End::Durably)
+            if (c.end == End::Durably) {
                 EXPECT_TRUE(writer.CloseDurably());
-            else if (c.end == End::Plainly)
+            } else if (c.end == End::Plainly) {
                 EXPECT_TRUE(writer.Close());
+            }
         }
         EXPECT_EQ(FileBytes(name), c.keepsStack ? written : std::vector<uint8_t>{});
     }
