@@ -726,7 +726,9 @@ cFloatImagePtr cSubvoluming::CutImage(const cImageDimensions& index) {
 }
 
 cFloatImagePtr cSubvoluming::WindowOf(const cImageDimensions& size) {
-    if (!mWindowMemory) {
+    // Made for the first window of a cut, and again for a later cut with larger windows;
+    // a window lives only while its subvolume is cut, so none still uses the memory then.
+    if (!mWindowMemory || size.Voxels() > mWindowMemory->GetVoxelCount()) {
         const cImageDimensions count = mCalculator->GetSubvolumeCount();
         cImageDimensions largest{0, 0, 0};
         for (uint32_t z = 0; z < count.z; ++z)
@@ -739,12 +741,12 @@ cFloatImagePtr cSubvoluming::WindowOf(const cImageDimensions& size) {
                     if (extent.Voxels() > largest.Voxels())
                         largest = extent;
                 }
+        if (size.Voxels() > largest.Voxels())
+            largest = size;
         // In one block, of the same size for every cut alike, which the memory manager then
         // keeps from run to run.
         mWindowMemory = new cOvdImage<float>(largest, Contiguous3D, GetObjectName());
     }
-    if (size.Voxels() > mWindowMemory->GetVoxelCount())
-        Fail("Window larger than the cut's largest in WindowOf", 2);
     return new cOvdImage<float>(mWindowMemory->GetSlicePointer(0), size, Contiguous3D,
                                 GetObjectName());
 }
