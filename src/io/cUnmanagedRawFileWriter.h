@@ -51,6 +51,10 @@ public:
     int GetHandle() const { return mFile.Descriptor(); }
     // Byte position of the next write.
     uint64_t GetPosition() const { return mFile.Position(); }
+    // Whether the file can be read back and written over (see cRawFileHandle::IsRegularFile).
+    bool IsRegularFile() const { return mFile.IsRegularFile(); }
+    // The next write goes to the start of the file again, over what is there.
+    void Rewind() { mFile.Seek(0); }
 
     // Appends the whole image; the sizes are set from it. One write for a contiguous
     // image, one per slice otherwise. False only for a null image.

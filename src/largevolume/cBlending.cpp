@@ -6,6 +6,7 @@
 
 #include "core/cWorkerPool.h"
 #include "decon/cImageNonNegativityLinearCompressionConstraint.h"
+#include "io/cUnmanagedRawFileReader.h"
 #include "io/cUnmanagedRawFileWriter.h"
 #include "largevolume/cBinning.h"
 #include "largevolume/cImageStatistics.h"
@@ -258,9 +259,9 @@ cImageDimensions cBlending::BlendedSliceSize() const {
             static_cast<uint32_t>(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT) / divisor), 1};
 }
 
-int cBlending::WriteStates(const std::string& name, const cSavedStates& states, uint32_t slices,
+int cBlending::WriteStates(cCountedPtr<cUnmanagedRawFileWriter> writer, const std::string& name,
+                           const cSavedStates& states, uint32_t slices,
                            const std::string& savedSuffix, const cSlabMaker& makeSlab) {
-    cCountedPtr<cUnmanagedRawFileWriter> writer = OpenWriter(name);
     for (int32_t i = 0; i < states.total;) {
         for (uint32_t z = 0; z < slices; z += mSlab)
             if (int result = makeSlab(z, *writer))
@@ -292,14 +293,8 @@ int cBlending::BlendVolume(const std::string& name) {
         for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
             if (accessor->GetSubvolumeCount().z > 1)
                 Fail("Invalid Dimensions in BlendVolume", 2);
-        const uint32_t depth = mAccessors.front()->GetInteriorSize().z;
-        const auto blendSlab = [&](uint32_t z) { return BlendSlab(z, false); };
-        if (int result = LookAtTheBlendedStack(depth, blendSlab))
-            return result;
-        return WriteStates(name, SavedStates(mLog->GetParameters(), DEC_IPARAMS_SAVE_INTERVAL),
-                           depth, "_I", [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
-                               return WriteSlab(z, false, writer);
-                           });
+        return BlendAndWrite(name, SavedStates(mLog->GetParameters(), DEC_IPARAMS_SAVE_INTERVAL),
+                             mAccessors.front()->GetInteriorSize().z, false);
     });
 }
 
@@ -309,16 +304,68 @@ int cBlending::Blend2D(const std::string& name) {
             return 1;
         // Each stack slice was restored on its own, as its own set of subvolumes, all with the
         // settings of the first.
-        const cSavedStates states =
-            SavedStates(mSubvolumeLogs->front()->GetParameters(), DEC_IPARAMS_SAVE_INTERVAL);
-        const auto blendPlane = [&](uint32_t z) { return BlendSlab(z, true); };
-        if (int result = LookAtTheBlendedStack(StackDepth(), blendPlane))
-            return result;
-        return WriteStates(name, states, StackDepth(), "_I",
-                           [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
-                               return WriteSlab(z, true, writer);
-                           });
+        return BlendAndWrite(
+            name, SavedStates(mSubvolumeLogs->front()->GetParameters(), DEC_IPARAMS_SAVE_INTERVAL),
+            StackDepth(), true);
     });
+}
+
+int cBlending::BlendAndWrite(const std::string& name, const cSavedStates& states,
+                             uint32_t slices, bool plane) {
+    // Looking at a stack blended slab by slab before it is written blends it once per look
+    // and once more for the write, each time reading every subvolume file. One final state
+    // written to a file that can be read back is blended once instead (BlendOnceIntoOutput).
+    // A device still gets the stack in one write.
+    cCountedPtr<cUnmanagedRawFileWriter> writer;
+    if (mNonNegativity && mSlab < slices && states.total == 1) {
+        writer = OpenWriter(name);
+        cUnmanagedRawFileReader blended(name);
+        if (writer->IsRegularFile() && blended.Open())
+            return BlendOnceIntoOutput(writer, blended, slices, plane);
+    }
+    const auto blendSlab = [&](uint32_t z) { return BlendSlab(z, plane); };
+    if (int result = LookAtTheBlendedStack(slices, blendSlab))
+        return result;
+    return WriteStates(writer ? writer : OpenWriter(name), name, states, slices, "_I",
+                       [&](uint32_t z, cUnmanagedRawFileWriter& out) {
+                           return WriteSlab(z, plane, out);
+                       });
+}
+
+int cBlending::BlendOnceIntoOutput(cCountedPtr<cUnmanagedRawFileWriter>& writer,
+                                   cUnmanagedRawFileReader& blended, uint32_t slices, bool plane) {
+    for (uint32_t z = 0; z < slices; z += mSlab) {
+        if (int result = BlendSlab(z, plane))
+            return result;
+        mNonNegativity->FirstLook(mOutputImage);
+        writer->Write(mOutputImage);
+    }
+    mBlendedSlab = -1;
+    for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
+        accessor->CloseAndDelete();
+    if (!writer->GetLastError().empty())
+        return kOutputFailed;
+    if (mNonNegativity->NeedsPedestal()) {
+        // The second look and the pedestal read the blended stack back, slab by slab; the
+        // raised slabs go over the blended ones.
+        for (int pass = 0; pass < 2; ++pass) {
+            if (!blended.Open())
+                return kOutputFailed;
+            writer->Rewind();
+            for (uint32_t z = 0; z < slices; z += mSlab) {
+                if (!blended.Read(mOutputImage))
+                    return kOutputFailed;
+                if (pass == 0) {
+                    mNonNegativity->SecondLook(mOutputImage);
+                    continue;
+                }
+                mNonNegativity->Apply(mOutputImage);
+                writer->Write(mOutputImage);
+            }
+        }
+    }
+    blended.Close();
+    return CloseWriter(writer) ? 0 : kOutputFailed;
 }
 
 int cBlending::WriteSlab(uint32_t z, bool plane, cUnmanagedRawFileWriter& writer) {
@@ -525,7 +572,7 @@ int cBlending::BlendPsf2D(const std::string& name) {
         const cSavedStates states =
             SavedStates(mSubvolumeLogs->front()->GetParameters(), DEC_IPARAMS_PSF_SAVE_INTERVAL);
         // Slice by slice like the image: each stack slice has its own mosaic of PSFs.
-        return WriteStates(name, states, StackDepth(), "_psf_I",
+        return WriteStates(OpenWriter(name), name, states, StackDepth(), "_psf_I",
                            [&](uint32_t z, cUnmanagedRawFileWriter& writer) {
                                ReadPlane(z);
                                writer.Write(mTileImage);

@@ -10,6 +10,7 @@
 #include "core/cOvdObject.h"
 #include "core/cStatusUpdateHandler.h"
 #include "image/cOvdImage.h"
+#include "io/cUnmanagedRawFileReader.h"
 #include "io/cUnmanagedRawFileWriter.h"
 #include "largevolume/SubvolumeLogList.h"
 #include "largevolume/cBlendingMaskCreator.h"
@@ -38,8 +39,10 @@ class cImageStatistics;
 //
 // When the subvolumes were restored for the whole stack (DEC_BPARAMS_STACK_ESTIMATES, no
 // phase object), the blended stack is made non-negative here, with one pedestal for the
-// whole stack (cStackNonNegativity): it is blended and looked at before it is written, so
-// the output is still written once, and may be a device or a pipe.
+// whole stack (cStackNonNegativity), which takes one or two looks at all of it first. A
+// stack blended in slabs is then blended once and written as blended, and read back from
+// the output for the second look and the pedestal; for a device, which can't be read back,
+// it is blended again for each look and the write, and written once.
 class cBlending : public cOvdObject {
 public:
     cBlending();
@@ -94,8 +97,19 @@ private:
     // Writes `name` and one "_I" sibling per saved state, `slices` slices each, a slab at a
     // time. After each stack the subvolume files it came from are deleted and the next
     // state's files, the result names followed by `savedSuffix` and the iteration, are opened.
-    int WriteStates(const std::string& name, const cSavedStates& states, uint32_t slices,
-                    const std::string& savedSuffix, const cSlabMaker& makeSlab);
+    int WriteStates(cCountedPtr<cUnmanagedRawFileWriter> writer, const std::string& name,
+                    const cSavedStates& states, uint32_t slices, const std::string& savedSuffix,
+                    const cSlabMaker& makeSlab);
+    // Blends the `slices` slices (planes with `plane`) of every saved state, makes them
+    // non-negative when that is asked for, and writes them to `name` and its siblings.
+    int BlendAndWrite(const std::string& name, const cSavedStates& states, uint32_t slices,
+                      bool plane);
+    // The one final state, blended a slab at a time and written as blended while the
+    // non-negativity step takes its first look; when a pedestal is needed, the written stack
+    // is read back (`blended`, open on the output) for the second look and once more to be
+    // raised and written over. The subvolume files go as soon as they are blended.
+    int BlendOnceIntoOutput(cCountedPtr<cUnmanagedRawFileWriter>& writer,
+                            cUnmanagedRawFileReader& blended, uint32_t slices, bool plane);
     // Blends the slab of stack slices from z into the output image; with `plane`, stack
     // plane z from the subvolumes restored for it. 0 or a step's code.
     int BlendSlab(uint32_t z, bool plane);

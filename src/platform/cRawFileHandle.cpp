@@ -167,6 +167,13 @@ std::size_t cRawFileHandle::Write(const void* buffer, std::size_t bytes) {
     return t.bytes;
 }
 
+bool cRawFileHandle::IsRegularFile() const {
+    if (mMemory)
+        return true;
+    struct stat status {};
+    return mDescriptor >= 0 && ::fstat(mDescriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 int64_t cRawFileHandle::Size() {
     if (mMemory)
         return static_cast<int64_t>(mMemory->Size());

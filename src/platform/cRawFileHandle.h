@@ -43,6 +43,9 @@ public:
     void StartWriteback(uint64_t offset, uint64_t bytes);
 
     bool IsOpen() const { return mDescriptor >= 0 || mMemory; }
+    // Whether the open file is a plain file (or a memory file), one that can be read back
+    // and written anywhere; false for a device, a pipe or a socket, and when none is open.
+    bool IsRegularFile() const;
     // The system's handle, -1 while no file or a memory file is open.
     int Descriptor() const { return mDescriptor; }
 

@@ -2,11 +2,14 @@
 
 #include <cmath>
 #include <filesystem>
+#include <tuple>
 #include <vector>
 
 #include "core/cException.h"
 #include "largevolume/SubvolumeRun.h"
+#include "decon/cImageNonNegativityLinearCompressionConstraint.h"
 #include "largevolume/cBlending.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
 using namespace OvidaneTest;
@@ -148,6 +151,51 @@ TEST(cBlendingTest, PsfsOfTheSubvolumesFormAMosaic) {
     EXPECT_EQ(wrong, 0);
     EXPECT_EQ(Mismatches(ReadRaw(run.Output()), run.stack), 0);
     EXPECT_EQ(run.temp.Count(), 0u);
+}
+
+// A stack mostly below 0 is raised by one pedestal for the whole stack, cut or not. Cut, it
+// is blended once and read back from the output for the second look and the pedestal; in
+// one piece, it is blended whole in memory. Either way the output is the step applied to
+// the whole stack at once, and no subvolume file is left.
+TEST(cBlendingTest, OnePedestalRaisesTheWholeStackHoweverItWasCut) {
+    CutSettings whole;
+    whole.memory = int64_t{1} << 30;
+    for (const auto& [what, settings, subvolumes] :
+         {std::tuple{"cut", CutSettings{}, 9u}, std::tuple{"one piece", whole, 1u}}) {
+        SCOPED_TRACE(what);
+        SubvolumeRun run(settings);
+        ASSERT_EQ(run.Cut(), 0);
+        ASSERT_EQ(run.logs->size(), subvolumes);
+        constexpr float kOffset = -220.0f;
+        run.RestoreUnchanged(kOffset);
+        double sum = 0;
+        for (float v : run.stack.pixels)
+            sum += v;
+        cCountedPtr<cDeconLog> log = run.BlendingLog();
+        log->GetParameters().SetBool(DEC_BPARAMS_STACK_ESTIMATES, true);
+        log->GetParameters().SetReal(DEC_RPARAMS_STACK_SUM, static_cast<float>(sum));
+        ASSERT_EQ(Blend(run, log), 0);
+
+        const cImageDimensions& size = run.stack.size;
+        const cFloatImagePtr expected = MakeImage(size, [&](uint32_t x, uint32_t y, uint32_t z) {
+            return run.stack.At(x, y, z) + kOffset;
+        });
+        cStackNonNegativity step(static_cast<float>(sum),
+                                 cImageNonNegativityLinearCompressionConstraint::kToleratedNegativeShare,
+                                 double(size.Voxels()));
+        step.FirstLook(expected);
+        ASSERT_TRUE(step.NeedsPedestal());
+        step.SecondLook(expected);
+        step.Apply(expected);
+        const std::vector<float> output = ReadRaw(run.Output());
+        ASSERT_EQ(output.size(), size.Voxels());
+        const std::vector<float> want = Pixels(expected);
+        int wrong = 0;
+        for (std::size_t i = 0; i < want.size(); ++i)
+            wrong += std::fabs(output[i] - want[i]) > 1e-4f * (1.0f + std::fabs(want[i]));
+        EXPECT_EQ(wrong, 0);
+        EXPECT_EQ(run.temp.Count(), 0u);
+    }
 }
 
 TEST(cBlendingTest, RefusesWhatItCannotJoin) {
