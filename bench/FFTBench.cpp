@@ -115,7 +115,8 @@ void WienerFilter(benchmark::State& state) {
 }
 
 void Sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Args({256, 256, 64})->Args({288, 288, 80})->Args({512, 512, 128});
+    benchmark->Args({256, 256, 64})->Args({288, 288, 80})->Args({320, 320, 80});
+    benchmark->Args({512, 512, 128});
     benchmark->UseManualTime()->Unit(benchmark::kMillisecond);
 }
 

@@ -57,7 +57,9 @@ public:
     // Transfer `bytes` at the position and move it on by the bytes transferred. The
     // answer is that count; less than asked for means end of file (reading) or a
     // failure, and ErrorText() then holds the system's text for it. Transfers larger
-    // than the kernel moves at once are split; an interrupted call is repeated.
+    // than the kernel moves at once are split; an interrupted call is repeated. A large read
+    // from disk is split into pieces read by several threads (RunParallel); the count is
+    // then how far the file was read without a gap.
     std::size_t Read(void* buffer, std::size_t bytes);
     std::size_t Write(const void* buffer, std::size_t bytes);
 
