@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -135,6 +136,29 @@ TEST(cUnmanagedRawFileReader, MissingAndShortFilesAnswerFalse) {
     auto smaller = MakeImage<float>(W, H, D - 1);
     EXPECT_TRUE(reader.Read(smaller));
     EXPECT_EQ(Mismatches(*smaller, 0, 0, 0, W, H, D - 1, 0.0f), 0);
+}
+
+// Reads of 4 MB and more go in pieces on several threads: what the file holds arrives in
+// order and whole, and a file that ends early, inside a piece or pieces before the last,
+// gives its exact length and the reason.
+TEST(cUnmanagedRawFileReader, LargeReadsArriveInOrderAndStopWhereTheFileEnds) {
+    constexpr std::size_t kBytes = (std::size_t{9} << 20) + 12;
+    std::vector<uint8_t> pattern(kBytes);
+    for (std::size_t i = 0; i < kBytes; ++i)
+        pattern[i] = static_cast<uint8_t>((i * 7919) >> 9);
+    TempDir dir;
+    const std::string name = dir.File("large");
+    for (const std::size_t missing : {std::size_t{0}, std::size_t{1}, std::size_t{5} << 20}) {
+        SCOPED_TRACE(missing);
+        WriteFileBytes(name, std::vector<uint8_t>(pattern.begin(), pattern.end() - missing));
+        Platform::cRawFileHandle file;
+        ASSERT_TRUE(file.Open(name, Platform::cRawFileHandle::Access::Read));
+        std::vector<uint8_t> read(kBytes, 0);
+        EXPECT_EQ(file.Read(read.data(), kBytes), kBytes - missing);
+        EXPECT_EQ(file.Position(), kBytes - missing);
+        EXPECT_TRUE(std::equal(read.begin(), read.end() - missing, pattern.begin()));
+        EXPECT_EQ(file.ErrorText(), missing ? "Unexpected end of file" : "");
+    }
 }
 
 // Offsets past 4 GiB, in sparse files: only the bytes placed take disk space.
