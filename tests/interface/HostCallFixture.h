@@ -11,33 +11,6 @@
 #include "support/BeadStack.h"
 #include "support/TempDir.h"
 
-// Records of a valid call on a stack of w x h x d pixels of the given type, for a 1.4 NA oil
-// objective at 520 nm: lateral limit 0.113 um, axial 0.278 um, so the spacings of 0.1 and
-// 0.25 um sit well inside the accepted factor-of-ten band. The strings must outlive the
-// records, which point into them.
-inline void FillValidRecords(ovdStructInvFilterImage& image, ovdStructInvFilterOpsStd& std,
-                             ovdStructInvFilterOpsExp& exp, const std::string& input,
-                             uint32_t dataType, int16_t w, int16_t h, int16_t d,
-                             const std::string& output, const std::string& tempDirectory) {
-    image.pszFile = input.c_str();
-    image.nDataType = dataType;
-    image.nModality = OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
-    image.sWidth = w;
-    image.sHeight = h;
-    image.sDepth = d;
-    image.sExtent4 = 1;
-    image.fXSpacing = 0.1f;
-    image.fYSpacing = 0.1f;
-    image.fZSpacing = 0.25f;
-    image.fNumericalAperture = 1.4f;
-    image.fRefractiveIndex = 1.515f;
-    image.fEmissionWavelength = 0.52f;
-    ovdInitStructInvFilterOpsStd(&std);
-    ovdInitStructInvFilterOpsExp(&exp);
-    std.pszOutputFile = output.c_str();
-    std.pszTempDirectory = tempDirectory.c_str();
-}
-
 struct HostCall {
     OvidaneTest::TempDir dir{"ovd-host"};
     OvidaneTest::TempDir temp{"ovd-host-temp"};
@@ -52,12 +25,34 @@ struct HostCall {
     ovdStructInvFilterOpsStd std{};
     ovdStructInvFilterOpsExp exp{};
 
+    // A 16 x 16 x 4 stack for a 1.4 NA oil objective at 520 nm: lateral limit 0.113 um,
+    // axial 0.278 um, so the spacings of 0.1 and 0.25 um sit well inside the accepted
+    // factor-of-ten band.
     HostCall() {
         WriteWords(input, 16 * 16 * 4);
         WriteWords(psf, 8 * 8 * 4);
-        FillValidRecords(image, std, exp, input, OVD_DATATYPE_UINT16, 16, 16, 4, output, tempPath);
+        image.pszFile = input.c_str();
+        image.nDataType = OVD_DATATYPE_UINT16;
+        image.nModality = OVD_MODALITY_WIDEFIELD_FLUORESCENCE;
+        image.sWidth = image.sHeight = 16;
+        image.sDepth = 4;
+        image.sExtent4 = 1;
+        image.fXSpacing = image.fYSpacing = 0.1f;
+        image.fZSpacing = 0.25f;
+        image.fNumericalAperture = 1.4f;
+        image.fRefractiveIndex = 1.515f;
+        image.fEmissionWavelength = 0.52f;
+        ovdInitStructInvFilterOpsStd(&std);
+        ovdInitStructInvFilterOpsExp(&exp);
+        std.pszOutputFile = output.c_str();
+        std.pszTempDirectory = tempPath.c_str();
     }
 
+    // The records given to the restoration; a PSF record goes only where it names a file.
+    uint16_t Restore(ovdStatusCallback callback = nullptr, void* user = nullptr) {
+        return ovd3dInverseFilter(&image, psfIn.pszFile ? &psfIn : nullptr,
+                                  psfOut.pszFile ? &psfOut : nullptr, &std, &exp, callback, user);
+    }
     uint16_t ValidateRecords() const {
         return Ovidane::ovdValidateRecords(&image, &psfIn, &psfOut, &std, &exp);
     }
@@ -75,27 +70,20 @@ struct HostCall {
 // in x and y and 0.25 um in z: widths in pixels.
 constexpr float kSigmaXY = 1.0f, kSigmaZ = 1.5f;
 
-// One host's restoration of a bead stack: the stack on disk in the pixel type asked for, an
-// empty temporary directory, records that pass every check, a quiet message channel.
-struct BeadJob {
-    OvidaneTest::TempDir dir{"ovd-run"};
-    OvidaneTest::TempDir temp{"ovd-run-temp"};
-    std::string input = dir.File("stack.raw");
-    std::string output = dir.File("restored.raw");
+// What the argument-list form writes back about the PSF; -1 until a run succeeds.
+struct PsfOutValues {
+    int16_t w = -1, h = -1, d = -1;
+    float sx = -1, sy = -1, sz = -1;
+};
+
+// One host's restoration of a bead stack: the valid call above with the bead stack on disk
+// in the pixel type asked for, and a quiet message channel.
+struct BeadJob : HostCall {
     std::string psfFile = dir.File("measured-psf.raw");
     std::string savedPsf = dir.File("saved-psf.raw");
-    std::string tempPath = temp.Path().string();
-    OvidaneTest::BeadStack stack;
-
-    ovdStructInvFilterImage image{};
-    ovdStructInvFilterPsf psfIn{};
-    ovdStructInvFilterPsf psfOut{};
-    ovdStructInvFilterOpsStd std{};
-    ovdStructInvFilterOpsExp exp{};
     ovdStructIterativeOps options{};
 
-    explicit BeadJob(const OvidaneTest::BeadStack& s, uint32_t dataType = OVD_DATATYPE_UINT16)
-        : stack(s) {
+    explicit BeadJob(const OvidaneTest::BeadStack& s, uint32_t dataType = OVD_DATATYPE_UINT16) {
         ovdSetMessageCallback(nullptr, nullptr);
         if (dataType == OVD_DATATYPE_UINT8)
             OvidaneTest::WriteRawAs<uint8_t>(input, s.v);
@@ -103,8 +91,10 @@ struct BeadJob {
             OvidaneTest::WriteRawAs<uint16_t>(input, s.v);
         else
             OvidaneTest::WriteRawAs<float>(input, s.v);
-        FillValidRecords(image, std, exp, input, dataType, int16_t(s.w), int16_t(s.h),
-                         int16_t(s.d), output, tempPath);
+        image.nDataType = dataType;
+        image.sWidth = int16_t(s.w);
+        image.sHeight = int16_t(s.h);
+        image.sDepth = int16_t(s.d);
         ovdInitStructIterativeOps(&options);
     }
     ~BeadJob() { ovdSetMessagesToStandardOutput(); }
@@ -126,9 +116,16 @@ struct BeadJob {
         psfOut.fXSpacing = -7;
     }
 
-    uint16_t Restore(ovdStatusCallback callback = nullptr, void* user = nullptr) {
-        return ovd3dInverseFilter(&image, psfIn.pszFile ? &psfIn : nullptr,
-                                  psfOut.pszFile ? &psfOut : nullptr, &std, &exp, callback, user);
+    // The same stack through the argument-list form, with the computed PSF and default cut.
+    uint16_t RestoreThroughArguments(uint16_t pixel, float aberration, uint16_t noise,
+                                     const char* psfOutFile, PsfOutValues& out,
+                                     ovdHostStatusCallback callback = nullptr,
+                                     void* user = nullptr) {
+        return DLL_OVD_3DIF(input.c_str(), output.c_str(), tempPath.c_str(), image.sWidth,
+                            image.sHeight, image.sDepth, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0,
+                            0, 0, 10, 6, 10, 1, pixel, aberration, noise, 0, 0, nullptr, 0, 0, 0, 0,
+                            0, 0, psfOutFile, &out.w, &out.h, &out.d, &out.sx, &out.sy, &out.sz,
+                            callback, user);
     }
     uint16_t RestoreIteratively(ovdStatusCallback callback = nullptr, void* user = nullptr) {
         return ovd3dRestore(&image, &psfIn, nullptr, &std, &exp, &options, callback, user);

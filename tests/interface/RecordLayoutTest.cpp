@@ -4,16 +4,10 @@
 
 // The byte layout is checked where it is fixed, in the 32-bit compilation of the header.
 // The records are plain data: a host may clear them with memset and copy them bytewise.
-static_assert(std::is_trivial_v<ovdStructInvFilterImage> &&
-              std::is_standard_layout_v<ovdStructInvFilterImage>);
-static_assert(std::is_trivial_v<ovdStructInvFilterPsf> &&
-              std::is_standard_layout_v<ovdStructInvFilterPsf>);
-static_assert(std::is_trivial_v<ovdStructInvFilterOpsStd> &&
-              std::is_standard_layout_v<ovdStructInvFilterOpsStd>);
-static_assert(std::is_trivial_v<ovdStructInvFilterOpsExp> &&
-              std::is_standard_layout_v<ovdStructInvFilterOpsExp>);
-static_assert(std::is_trivial_v<ovdStructInvFilterStatus> &&
-              std::is_standard_layout_v<ovdStructInvFilterStatus>);
+template <class... Record>
+constexpr bool kPlainData = ((std::is_trivial_v<Record> && std::is_standard_layout_v<Record>)&&...);
+static_assert(kPlainData<ovdStructInvFilterImage, ovdStructInvFilterPsf, ovdStructInvFilterOpsStd,
+                         ovdStructInvFilterOpsExp, ovdStructInvFilterStatus>);
 
 // The argument lists, place by place.
 using DetectSA = uint16_t(const char*, const char*, int16_t, int16_t, int16_t, float, float, float,

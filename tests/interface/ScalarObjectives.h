@@ -1,16 +1,16 @@
 #pragma once
 #include <cstdint>
 #include <functional>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
+#include "core/cCancelException.h"
 #include "interface/cScalarObjective.h"
 
 namespace Ovidane::testing {
 
 // A one-dimensional objective from a plain function that records every point asked for.
-// It can fail (error code) or throw at a chosen evaluation, counted from 1.
+// It can fail (error code) or be cancelled (throw) at a chosen evaluation, counted from 1.
 class cRecordingObjective : public cScalarObjective {
 public:
     explicit cRecordingObjective(std::function<double(double)> f) : f(std::move(f)) {}
@@ -19,7 +19,7 @@ public:
         points.push_back(x);
         const int n = static_cast<int>(points.size());
         if (n == throwAt)
-            throw std::runtime_error("objective failed");
+            throw cCancelException();
         if (n == failAt) {
             error = failCode;
             return 0.0;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 
 #include "ScalarObjectives.h"
 #include "interface/cMinimumBracketing.h"
@@ -66,7 +65,7 @@ TEST(cMinimumBracketingTest, FarMinimumIsReachedWithGrowingSteps) {
         EXPECT_LT(objective.points[i], 40.0 * 6.0);
 }
 
-TEST(cMinimumBracketingTest, FailedEvaluationEndsTheWalkAndExceptionsPassThrough) {
+TEST(cMinimumBracketingTest, FailedEvaluationEndsTheWalkAndCancelPassesThrough) {
     auto descent = [](double x) { return -x; }; // never bracketed: only a failure stops it
     for (int failAt : {1, 2, 3, 6}) {
         cRecordingObjective objective(descent);
@@ -79,6 +78,6 @@ TEST(cMinimumBracketingTest, FailedEvaluationEndsTheWalkAndExceptionsPassThrough
     cRecordingObjective objective(descent);
     objective.throwAt = 4;
     cMinimumBracketing br(&objective);
-    EXPECT_THROW(br.Bracket(0.0, 1.0), std::runtime_error);
+    EXPECT_THROW(br.Bracket(0.0, 1.0), cCancelException);
     EXPECT_EQ(objective.points.size(), 4u);
 }

@@ -48,7 +48,8 @@ public:
 // The detector on a stand-in figure of merit; the figure stays reachable for inspection.
 class cDetectorOnFunction : public cSADetectorWithBrent {
 public:
-    cDetectorOnFunction(cCountedPtr<cDeconLog> log, std::function<double(double)> f)
+    explicit cDetectorOnFunction(std::function<double(double)> f,
+                                 cCountedPtr<cDeconLog> log = new cDeconLog())
         : cSADetectorWithBrent(log), figure(new cFunctionFigure(log, std::move(f))) {}
     cCountedPtr<cFunctionFigure> figure;
 
@@ -76,13 +77,13 @@ uint16_t Report(ovdStructInvFilterStatus* status, void* userData) {
 } // namespace
 
 TEST(cSADetectorWithBrentTest, ScanThenBrentFindsInteriorMinimum) {
-    cCountedPtr<cDeconLog> log(new cDeconLog());
-    log->GetParameters().SetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE, true);
-    cDetectorOnFunction detector(log, ValleyAt(2.3));
+    cDetectorOnFunction detector(ValleyAt(2.3));
+    cDeconParameter& parameters = detector.figure->log->GetParameters();
+    parameters.SetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE, true);
     ASSERT_EQ(detector.Detect(-15.0f, 15.0f), 0);
     EXPECT_NEAR(detector.GetResult(), 2.3, 2 * (0.025 * 2.3));
     // The subvolume files must survive each evaluation.
-    EXPECT_FALSE(log->GetParameters().GetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE));
+    EXPECT_FALSE(parameters.GetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE));
     EXPECT_EQ(detector.figure->prepared, 1);
 
     const std::vector<double>& seen = detector.figure->seen;
@@ -120,8 +121,7 @@ TEST(cSADetectorWithBrentTest, BracketStartsAtTheScansBestAndMinimaBeyondTheLimi
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.minimiser);
-        cCountedPtr<cDeconLog> log(new cDeconLog());
-        cDetectorOnFunction detector(log, ValleyAt(c.minimiser));
+        cDetectorOnFunction detector(ValleyAt(c.minimiser));
         ASSERT_EQ(detector.Detect(c.lower, c.upper), 0);
         EXPECT_NEAR(detector.GetResult(), c.result, 2 * (0.025 * std::fabs(c.result)) + 1e-6);
         const std::vector<double>& seen = detector.figure->seen;
@@ -135,9 +135,8 @@ TEST(cSADetectorWithBrentTest, BracketStartsAtTheScansBestAndMinimaBeyondTheLimi
 
 TEST(cSADetectorWithBrentTest, ReportsOncePerEvaluationAndCancelEndsSearch) {
     {
-        cCountedPtr<cDeconLog> log(new cDeconLog());
         // Far outside the scan: the search needs more than twenty evaluations.
-        cDetectorOnFunction detector(log, ValleyAt(40.0));
+        cDetectorOnFunction detector(ValleyAt(40.0));
         Host host;
         detector.SetStatusCallback(&Report, &host);
         ASSERT_EQ(detector.Detect(-100.0f, 100.0f), 0);
@@ -151,8 +150,7 @@ TEST(cSADetectorWithBrentTest, ReportsOncePerEvaluationAndCancelEndsSearch) {
         EXPECT_EQ(host.seen.back().sIterationCount, 20);
     }
     for (int cancelAt : {3, 14}) { // in the scan, and in Brent's steps
-        cCountedPtr<cDeconLog> log(new cDeconLog());
-        cDetectorOnFunction detector(log, ValleyAt(2.3));
+        cDetectorOnFunction detector(ValleyAt(2.3));
         Host host;
         host.cancelAt = cancelAt;
         detector.SetStatusCallback(&Report, &host);
@@ -164,30 +162,27 @@ TEST(cSADetectorWithBrentTest, ReportsOncePerEvaluationAndCancelEndsSearch) {
 }
 
 TEST(cSADetectorWithBrentTest, FailuresEndTheSearchWithTheirCode) {
-    {
-        cCountedPtr<cDeconLog> log(new cDeconLog());
-        cDetectorOnFunction detector(log, ValleyAt(2.3));
-        detector.figure->prepareCode = 5;
-        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), 5);
-        EXPECT_TRUE(detector.figure->seen.empty());
-    }
-    for (int failAt : {4, 15}) {
-        cCountedPtr<cDeconLog> log(new cDeconLog());
-        cDetectorOnFunction detector(log, ValleyAt(2.3));
-        detector.figure->failAt = failAt;
-        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), 4);
+    // A failed preparation evaluates nothing; a failed evaluation, in the scan or in Brent's
+    // steps, ends the search there with no result.
+    struct Case {
+        int32_t prepareCode;
+        int failAt;
+        int32_t code, evaluations;
+    };
+    for (const Case& c : {Case{5, 0, 5, 0}, Case{0, 4, 4, 4}, Case{0, 15, 4, 15}}) {
+        SCOPED_TRACE(c.failAt);
+        cDetectorOnFunction detector(ValleyAt(2.3));
+        detector.figure->prepareCode = c.prepareCode;
+        detector.figure->failAt = c.failAt;
+        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), c.code);
         EXPECT_EQ(detector.GetResult(), 0.0);
-        EXPECT_EQ(detector.GetEvaluationCount(), failAt);
+        EXPECT_EQ(detector.figure->seen.size(), std::size_t(c.evaluations));
+        EXPECT_EQ(detector.GetEvaluationCount(), c.evaluations);
     }
-    {
-        cCountedPtr<cDeconLog> log(new cDeconLog());
-        cDetectorOnFunction detector(log, ValleyAt(2.3));
-        detector.figure->throwAt = 2;
-        EXPECT_THROW(detector.Detect(-15.0f, 15.0f), cException);
-    }
-    {
-        // Without a log there is nothing to search.
-        cSADetectorWithBrent detector{cCountedPtr<cDeconLog>()};
-        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), OVD_ERR_PARAMETER);
-    }
+    cDetectorOnFunction throwing(ValleyAt(2.3));
+    throwing.figure->throwAt = 2;
+    EXPECT_THROW(throwing.Detect(-15.0f, 15.0f), cException);
+    // Without a log there is nothing to search.
+    cSADetectorWithBrent detector{cCountedPtr<cDeconLog>()};
+    EXPECT_EQ(detector.Detect(-15.0f, 15.0f), OVD_ERR_PARAMETER);
 }

@@ -2,12 +2,13 @@
 
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "interface/ovdinf01.h"
-#include "support/TempDir.h"
 #include "support/RawStack.h"
+#include "support/TempDir.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ struct DetectCall {
     ovdHostStatusCallback callback = nullptr;
     void* userData = nullptr;
     // Set: the call goes through the search extension with this record.
-    const ovdStructSASearch* search = nullptr;
+    std::optional<ovdStructSASearch> search;
 
     explicit DetectCall(std::size_t bytes = 16 * 16 * 4 * 2) {
         std::vector<char> data(bytes, 1);
@@ -36,9 +37,9 @@ struct DetectCall {
     uint16_t Call() {
         if (search)
             return ovd3dInverseFilterDetectSAWithSearch(
-                input.c_str(), tempDirectory, 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f,
-                0, 0, 0, 4, 2, 4, 1, pixelType, lower, upper, result, 0, 0, reservedFlag, nullptr,
-                search, callback, userData);
+                input.c_str(), tempDirectory, 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0,
+                0, 0, 4, 2, 4, 1, pixelType, lower, upper, result, 0, 0, reservedFlag, nullptr,
+                &*search, callback, userData);
         return ovd3dInverseFilterDetectSA(
             input.c_str(), tempDirectory, 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0,
             0, 4, 2, 4, 1, pixelType, lower, upper, result, 0, 0, reservedFlag, callback, userData);
@@ -64,33 +65,30 @@ ovdStructSASearch SearchRecord(uint32_t search, uint32_t binFactor, uint32_t res
 // on the full search, reserved fields that aren't 0, and a factor that would leave the
 // 16 x 16 stack fewer than 16 pixels wide.
 TEST(ovdDetectSphericalAberrationTest, RefusedRequestsLeaveEstimateAndTemporaryDirectoryAlone) {
-    static const ovdStructSASearch unknown = SearchRecord(2, 0),
-                                   binnedFull = SearchRecord(OVD_SA_SEARCH_FULL, 2),
-                                   factorOne = SearchRecord(OVD_SA_SEARCH_BINNED, 1),
-                                   factorNine = SearchRecord(OVD_SA_SEARCH_BINNED, 9),
-                                   reserved = SearchRecord(OVD_SA_SEARCH_BINNED, 0, 1),
-                                   tooCoarse = SearchRecord(OVD_SA_SEARCH_BINNED, 2);
     struct Case {
         void (*spoil)(DetectCall&);
         uint16_t code;
     };
+    constexpr uint16_t kRefused = OVD_RESULT_INVALID_ARGUMENT;
+    constexpr uint32_t kBinned = OVD_SA_SEARCH_BINNED;
     const Case cases[] = {
-        {[](DetectCall& c) { c.search = &unknown; }, OVD_RESULT_INVALID_ARGUMENT},
-        {[](DetectCall& c) { c.search = &binnedFull; }, OVD_RESULT_INVALID_ARGUMENT},
-        {[](DetectCall& c) { c.search = &factorOne; }, OVD_RESULT_INVALID_ARGUMENT},
-        {[](DetectCall& c) { c.search = &factorNine; }, OVD_RESULT_INVALID_ARGUMENT},
-        {[](DetectCall& c) { c.search = &reserved; }, OVD_RESULT_INVALID_ARGUMENT},
-        {[](DetectCall& c) { c.search = &tooCoarse; }, OVD_RESULT_INVALID_ARGUMENT},
-        {[](DetectCall& c) { c.tempDirectory = nullptr; }, OVD_RESULT_INVALID_ARGUMENT},
-        {[](DetectCall& c) { c.lower = 5.0f, c.upper = -5.0f; }, OVD_RESULT_INVALID_ARGUMENT},
-        {[](DetectCall& c) { c.reservedFlag = 2; }, OVD_RESULT_INVALID_ARGUMENT},
-        {[](DetectCall& c) { std::filesystem::remove(c.input); }, OVD_RESULT_INVALID_ARGUMENT},
+        {[](DetectCall& c) { c.search = SearchRecord(2, 0); }, kRefused},
+        {[](DetectCall& c) { c.search = SearchRecord(OVD_SA_SEARCH_FULL, 2); }, kRefused},
+        {[](DetectCall& c) { c.search = SearchRecord(kBinned, 1); }, kRefused},
+        {[](DetectCall& c) { c.search = SearchRecord(kBinned, 9); }, kRefused},
+        {[](DetectCall& c) { c.search = SearchRecord(kBinned, 0, 1); }, kRefused},
+        {[](DetectCall& c) { c.search = SearchRecord(kBinned, 2); }, kRefused},
+        {[](DetectCall& c) { c.tempDirectory = nullptr; }, kRefused},
+        {[](DetectCall& c) { c.lower = 5.0f, c.upper = -5.0f; }, kRefused},
+        {[](DetectCall& c) { c.reservedFlag = 2; }, kRefused},
+        {[](DetectCall& c) { std::filesystem::remove(c.input); }, kRefused},
         {[](DetectCall& c) { c.pixelType = 3; }, OVD_RESULT_CONVERSION_FAILED},
         // The last slice of the 16-bit stack is missing.
         {[](DetectCall& c) { std::filesystem::resize_file(c.input, 16 * 16 * 3 * 2); },
          OVD_RESULT_CONVERSION_FAILED},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
         DetectCall call;
         c.spoil(call);
         EXPECT_EQ(call.Call(), c.code);
@@ -110,8 +108,8 @@ struct SearchHost {
     std::vector<std::pair<float, uint32_t>> reports; // percent, evaluation
     std::size_t stopAt = 0;
 
-    static uint16_t OVD_CALL Report(void* self, uint32_t, float percent, uint32_t count,
-                                    uint32_t, float) {
+    static uint16_t OVD_CALL Report(void* self, uint32_t, float percent, uint32_t count, uint32_t,
+                                    float) {
         auto* host = static_cast<SearchHost*>(self);
         host->reports.emplace_back(percent, count);
         return host->reports.size() == host->stopAt ? 0 : OVD_STATUS_CONTINUE;

@@ -3,8 +3,8 @@
 // five operations stay as they are; only the reason is added.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
-
 #include <string>
 #include <sys/mount.h>
 #include <thread>
@@ -22,17 +22,11 @@ struct Lines {
         static_cast<Lines*>(user)->lines.push_back(line);
     }
     bool Contain(const std::string& text) const {
-        for (const std::string& line : lines)
-            if (line.find(text) != std::string::npos)
-                return true;
-        return false;
+        return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+            return line.find(text) != std::string::npos;
+        });
     }
 };
-
-uint16_t Restore(HostCall& call) {
-    return ovd3dInverseFilter(&call.image, nullptr, nullptr, &call.std, &call.exp, nullptr,
-                              nullptr);
-}
 
 int64_t AmpleSpace(const std::string&) {
     return int64_t(1) << 40;
@@ -73,7 +67,7 @@ TEST(LastErrorMessage, FailuresNameTheirCauseUnderTheirOwnCodes) {
         c.spoil(call);
         Lines seen;
         ovdSetMessageCallback(&Lines::Collect, &seen);
-        const uint16_t code = Restore(call);
+        const uint16_t code = call.Restore();
         ovdSetMessagesToStandardOutput();
         EXPECT_EQ(code, c.code);
         const std::string reason = ovdGetLastErrorMessage();
@@ -87,7 +81,7 @@ TEST(LastErrorMessage, IsClearedBySuccessAndKeptPerThread) {
     HostCall failing;
     failing.image.sDepth = 40;
     ovdSetMessageCallback(nullptr, nullptr);
-    ASSERT_EQ(Restore(failing), OVD_RESULT_CONVERSION_FAILED);
+    ASSERT_EQ(failing.Restore(), OVD_RESULT_CONVERSION_FAILED);
     ASSERT_STRNE(ovdGetLastErrorMessage(), "");
 
     // Another thread's calls neither see nor touch this thread's reason.
@@ -95,13 +89,13 @@ TEST(LastErrorMessage, IsClearedBySuccessAndKeptPerThread) {
     std::thread([&] {
         other = ovdGetLastErrorMessage();
         HostCall good;
-        EXPECT_EQ(Restore(good), OVD_RESULT_SUCCESS);
+        EXPECT_EQ(good.Restore(), OVD_RESULT_SUCCESS);
     }).join();
     EXPECT_EQ(other, "");
     EXPECT_NE(std::string(ovdGetLastErrorMessage()).find("shorter"), std::string::npos);
 
     HostCall good;
-    EXPECT_EQ(Restore(good), OVD_RESULT_SUCCESS);
+    EXPECT_EQ(good.Restore(), OVD_RESULT_SUCCESS);
     EXPECT_STREQ(ovdGetLastErrorMessage(), "");
     ovdSetMessagesToStandardOutput();
 }
@@ -121,7 +115,7 @@ TEST(LastErrorMessage, FullTemporaryDiskIsSaidToBeFull) {
     Ovidane::ovdSetDiskSpaceQuery(&AmpleSpace);
     ovdSetMemoryBudget(1 << 20);
     ovdSetMessageCallback(nullptr, nullptr);
-    const uint16_t code = Restore(call);
+    const uint16_t code = call.Restore();
     const std::string reason = ovdGetLastErrorMessage();
     ovdSetMessagesToStandardOutput();
     ovdSetMemoryBudget(0);

@@ -1,12 +1,12 @@
 // The iterative restoration through its exported operation, called as a host calls it:
-// refusals of its options, what each method gives on a bead stack, a cut run against an
-// uncut one, and cancels at any pass.
+// refusals of its options, what each method gives on a bead stack, and cancels at any pass.
+// (A cut ML-EM run is checked beside the inverse filter's cut runs.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <limits>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -23,9 +23,6 @@ namespace {
 // The blur is known: the comparison is of methods, not of PSF models.
 struct Restoration : BeadJob {
     explicit Restoration(const BeadStack& s) : BeadJob(s) { MeasuredPsf(16, 16, 9); }
-    uint16_t Run(ovdStatusCallback callback = nullptr, void* user = nullptr) {
-        return RestoreIteratively(callback, user);
-    }
 };
 
 BeadStack NoisyBeads(int w, int h, int d) {
@@ -38,20 +35,13 @@ double CorrelationWithBeads(const std::vector<float>& v, const BeadStack& geomet
     std::vector<float> truth(v.size(), 0.0f);
     for (const Bead& b : GridOfBeads(geometry.w, geometry.h, geometry.d, 12, 4, 1.0f))
         truth[geometry.Index(int(b.x), int(b.y), int(b.z))] = 1.0f;
-    double mv = 0, mt = 0;
+    const double n = double(v.size());
+    double sv = 0, st = 0, svv = 0, stt = 0, svt = 0;
     for (std::size_t i = 0; i < v.size(); ++i) {
-        mv += v[i];
-        mt += truth[i];
+        sv += v[i], st += truth[i];
+        svv += double(v[i]) * v[i], stt += truth[i] * truth[i], svt += double(v[i]) * truth[i];
     }
-    mv /= double(v.size());
-    mt /= double(v.size());
-    double cross = 0, vv = 0, tt = 0;
-    for (std::size_t i = 0; i < v.size(); ++i) {
-        cross += (v[i] - mv) * (truth[i] - mt);
-        vv += (v[i] - mv) * (v[i] - mv);
-        tt += (truth[i] - mt) * (truth[i] - mt);
-    }
-    return cross / std::sqrt(vv * tt);
+    return (svt - sv * st / n) / std::sqrt((svv - sv * sv / n) * (stt - st * st / n));
 }
 
 struct PassCanceller {
@@ -75,29 +65,29 @@ TEST(IterativeRestore, RefusesOptionsAndValuesNoRunCouldUse) {
     };
     const Case cases[] = {
         {"negative passes", [](Restoration& r) { r.options.nIterations = -3; }, 2},
-        {"absurd passes", [](Restoration& r) { r.options.nIterations = OVD_MAX_ITERATIONS + 1; }, 2},
+        {"absurd passes", [](Restoration& r) { r.options.nIterations = OVD_MAX_ITERATIONS + 1; },
+         2},
         {"unknown method", [](Restoration& r) { r.options.nMethod = 5; }, 2},
-        {"plane method on a stack", [](Restoration& r) { r.options.nMethod = OVD_METHOD_MLEM_2D; }, 2},
+        {"plane method on a stack", [](Restoration& r) { r.options.nMethod = OVD_METHOD_MLEM_2D; },
+         2},
         {"blind on a stack", [](Restoration& r) { r.options.nMethod = OVD_METHOD_BLIND_2D; }, 2},
         {"unknown acceleration", [](Restoration& r) { r.options.nAcceleration = 2; }, 2},
         {"unknown start", [](Restoration& r) { r.options.nStart = 7; }, 2},
         {"NaN roughness", [](Restoration& r) { r.options.fRoughness = std::nanf(""); }, 2},
         {"negative roughness", [](Restoration& r) { r.options.fRoughness = -1.0f; }, 2},
-        {"object updates", [](Restoration& r) { r.options.nObjectUpdates = OVD_MAX_UPDATES + 1; }, 2},
+        {"object updates", [](Restoration& r) { r.options.nObjectUpdates = OVD_MAX_UPDATES + 1; },
+         2},
         {"PSF updates", [](Restoration& r) { r.options.nPsfUpdates = 65535; }, 2},
         {"Gold interval 0", [](Restoration& r) { r.options.nGoldInterval = 0; }, 2},
         {"NaN aberration", [](Restoration& r) { r.image.fSphericalAberration = std::nanf(""); }, 2},
-        {"infinite aberration",
-         [](Restoration& r) {
-             r.image.fSphericalAberration = std::numeric_limits<float>::infinity();
-         },
+        {"infinite aberration", [](Restoration& r) { r.image.fSphericalAberration = HUGE_VALF; },
          2},
         {"NaN PSF spacing", [](Restoration& r) { r.psfIn.fZSpacing = std::nanf(""); }, 2},
         // Nanometres taken for micrometres: a grid of 16000 x 16000 x 3600 once resampled.
         {"PSF spacing in nanometres",
          [](Restoration& r) {
-             r.psfIn.fXSpacing = r.psfIn.fYSpacing = 100.0f;
-             r.psfIn.fZSpacing = 250.0f;
+             r.psfIn.fXSpacing = r.psfIn.fYSpacing = 100;
+             r.psfIn.fZSpacing = 250;
          },
          1, "memory budget"},
         {"guard band 101", [](Restoration& r) { r.exp.sZGuardBand = 101; }, 13},
@@ -107,10 +97,10 @@ TEST(IterativeRestore, RefusesOptionsAndValuesNoRunCouldUse) {
     for (const Case& c : cases) {
         Restoration r(beads);
         c.spoil(r);
-        EXPECT_EQ(r.Run(), c.code) << c.what;
-        EXPECT_STRNE(ovdGetLastErrorMessage(), "") << c.what;
-        EXPECT_NE(std::string(ovdGetLastErrorMessage()).find(c.says), std::string::npos)
-            << c.what << ": " << ovdGetLastErrorMessage();
+        EXPECT_EQ(r.RestoreIteratively(), c.code) << c.what;
+        const std::string reason = ovdGetLastErrorMessage();
+        EXPECT_TRUE(!reason.empty() && reason.find(c.says) != std::string::npos)
+            << c.what << ": " << reason;
         EXPECT_FALSE(fs::exists(r.output)) << c.what;
         EXPECT_EQ(r.temp.Count(), 0u) << c.what;
     }
@@ -128,12 +118,10 @@ TEST(IterativeRestore, EveryMethodAndStartImprovesOnTheDataAndTheFilterIsUnchang
     Restoration filter(beads);
     filter.options.nMethod = OVD_METHOD_INVERSE_FILTER;
     filter.psfIn.pszFile = nullptr;
-    ASSERT_EQ(filter.Run(), OVD_RESULT_SUCCESS);
+    ASSERT_EQ(filter.RestoreIteratively(), OVD_RESULT_SUCCESS);
     Restoration classic(beads);
     classic.psfIn.pszFile = nullptr;
-    ASSERT_EQ(ovd3dInverseFilter(&classic.image, &classic.psfIn, nullptr, &classic.std,
-                                 &classic.exp, nullptr, nullptr),
-              OVD_RESULT_SUCCESS);
+    ASSERT_EQ(classic.Restore(), OVD_RESULT_SUCCESS);
     EXPECT_TRUE(filter.Result() == classic.Result());
     const double raw = CorrelationWithBeads(beads.v, beads);
     const double filtered = CorrelationWithBeads(filter.Result(), beads);
@@ -155,12 +143,12 @@ TEST(IterativeRestore, EveryMethodAndStartImprovesOnTheDataAndTheFilterIsUnchang
         r.options.nMethod = v.method;
         r.options.nAcceleration = v.acceleration;
         r.options.nStart = v.start;
-        ASSERT_EQ(r.Run(), OVD_RESULT_SUCCESS) << v.what;
+        ASSERT_EQ(r.RestoreIteratively(), OVD_RESULT_SUCCESS) << v.what;
         const std::vector<float> result = r.Result();
         ASSERT_EQ(result.size(), beads.v.size()) << v.what;
-        EXPECT_TRUE(std::all_of(result.begin(), result.end(),
-                                [](float p) { return std::isfinite(p) && p >= 0.0f; }))
-            << v.what;
+        EXPECT_TRUE(std::all_of(result.begin(), result.end(), [](float p) {
+            return std::isfinite(p) && p >= 0.0f;
+        })) << v.what;
         const double quality = CorrelationWithBeads(result, beads);
         std::printf("%-24s correlation %.3f (raw %.3f, inverse filter %.3f)\n", v.what, quality,
                     raw, filtered);
@@ -171,7 +159,7 @@ TEST(IterativeRestore, EveryMethodAndStartImprovesOnTheDataAndTheFilterIsUnchang
             Restoration again(beads);
             again.options = r.options;
             ovdSetWorkerThreads(threads);
-            const uint16_t code = again.Run();
+            const uint16_t code = again.RestoreIteratively();
             ovdSetWorkerThreads(0);
             ASSERT_EQ(code, OVD_RESULT_SUCCESS) << v.what << ", " << threads << " threads";
             EXPECT_TRUE(again.Result() == result) << v.what << ", " << threads << " threads";
@@ -206,18 +194,15 @@ TEST(IterativeRestore, PlaneMethodsRestoreAPlaneAndHandBackTheirPsf) {
         const std::string saved = r.dir.File("psf-out.raw");
         ovdStructInvFilterPsf psfOut{};
         psfOut.pszFile = saved.c_str();
-        ASSERT_EQ(ovd3dRestore(&r.image, &r.psfIn, &psfOut, &r.std, &r.exp, &r.options, nullptr,
-                               nullptr),
-                  OVD_RESULT_SUCCESS)
+        ASSERT_EQ(
+            ovd3dRestore(&r.image, &r.psfIn, &psfOut, &r.std, &r.exp, &r.options, nullptr, nullptr),
+            OVD_RESULT_SUCCESS)
             << method;
         EXPECT_GT(CorrelationWithBeads(r.Result(), plane), raw) << method;
         const std::vector<float> psf = ReadRaw(saved);
         ASSERT_EQ(psf.size(), std::size_t(psfOut.sWidth) * psfOut.sHeight) << method;
         EXPECT_EQ(psfOut.sDepth, 1) << method;
-        double sum = 0;
-        for (float p : psf)
-            sum += p;
-        EXPECT_NEAR(sum, 1.0, 1e-3) << method;
+        EXPECT_NEAR(std::accumulate(psf.begin(), psf.end(), 0.0), 1.0, 1e-3) << method;
         const double spread = SpreadInX(psf, psfOut.sWidth);
         if (method == OVD_METHOD_MLEM_2D)
             knownSpread = spread;
@@ -229,7 +214,7 @@ TEST(IterativeRestore, PlaneMethodsRestoreAPlaneAndHandBackTheirPsf) {
     Restoration cut(NoisyBeads(256, 256, 1));
     cut.options.nMethod = OVD_METHOD_BLIND_2D;
     ovdSetMemoryBudget(1500000);
-    EXPECT_EQ(cut.Run(), OVD_RESULT_INVALID_ARGUMENT);
+    EXPECT_EQ(cut.RestoreIteratively(), OVD_RESULT_INVALID_ARGUMENT);
     ovdSetMemoryBudget(0);
     EXPECT_NE(std::string(ovdGetLastErrorMessage()).find("one piece"), std::string::npos)
         << ovdGetLastErrorMessage();
@@ -246,47 +231,11 @@ TEST(IterativeRestore, CancelAtAnyPassLeavesNothing) {
         r.options.nIterations = 10;
         const std::vector<char> before = ReadBytes(r.input);
         PassCanceller canceller{pass};
-        EXPECT_EQ(r.Run(&PassCanceller::Call, &canceller), OVD_RESULT_RUN_FAILED) << pass;
+        EXPECT_EQ(r.RestoreIteratively(&PassCanceller::Call, &canceller), OVD_RESULT_RUN_FAILED)
+            << pass;
         EXPECT_EQ(canceller.lastPass, pass);
         EXPECT_EQ(r.temp.Count(), 0u) << pass;
         EXPECT_FALSE(fs::exists(r.output)) << pass;
         EXPECT_TRUE(ReadBytes(r.input) == before) << pass;
     }
-}
-
-// ML-EM restores each subvolume on its own; away from the outer faces the cut must not
-// show by more than 1% of the restored range.
-TEST(IterativeRestore, CutMlemMatchesTheUncutOneAwayFromTheFaces) {
-    const BeadStack beads = MakeBeadStack(128, 128, 8, GridOfBeads(128, 128, 8, 20, 4, 4000.0f),
-                                          kSigmaXY, kSigmaZ, 100.0f);
-    Restoration whole(beads), cut(beads);
-    for (Restoration* r : {&whole, &cut})
-        r->options.nIterations = 10;
-    ASSERT_EQ(whole.Run(), OVD_RESULT_SUCCESS);
-    int subvolumes = 0;
-    struct Count {
-        static uint16_t Call(ovdStructInvFilterStatus* status, void* user) {
-            *static_cast<int*>(user) = status->sSubvolumeCount;
-            return OVD_STATUS_CONTINUE;
-        }
-    };
-    ovdSetMemoryBudget(6000000);
-    const uint16_t code = cut.Run(&Count::Call, &subvolumes);
-    ovdSetMemoryBudget(0);
-    ASSERT_EQ(code, OVD_RESULT_SUCCESS);
-    EXPECT_GE(subvolumes, 4);
-
-    const std::vector<float> a = whole.Result(), b = cut.Result();
-    const auto [lo, hi] = std::minmax_element(a.begin(), a.end());
-    const float range = *hi - *lo;
-    constexpr int kMargin = 10;
-    float worst = 0;
-    for (int z = 0; z < beads.d; ++z)
-        for (int y = kMargin; y < beads.h - kMargin; ++y)
-            for (int x = kMargin; x < beads.w - kMargin; ++x)
-                worst =
-                    std::max(worst, std::abs(a[beads.Index(x, y, z)] - b[beads.Index(x, y, z)]));
-    std::printf("ML-EM seam deviation: %.4f%% of the range (%d subvolumes)\n",
-                100.0 * worst / range, subvolumes);
-    EXPECT_LT(worst, 0.01f * range);
 }

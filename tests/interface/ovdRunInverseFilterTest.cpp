@@ -10,20 +10,7 @@
 
 using namespace Ovidane;
 
-namespace {
-
-ovdRunArguments Derived(const HostCall& call) {
-    return ovdDeriveFromRecords(call.image, &call.psfIn, &call.psfOut, call.std, call.exp);
-}
-
-cDeconParameter& SetUpRun(const ovdRunArguments& a, ovdRunState& state) {
-    EXPECT_EQ(ovdSetUpInverseFilterRun(a, state), 0);
-    return state.log->GetParameters();
-}
-
-} // namespace
-
-TEST(DeriveFromRecords, NoiseFactorSelectsLevelInSinglePrecision) {
+TEST(RunSetUp, NoiseFactorSelectsALevelInSinglePrecisionAndEachLevelItsClass) {
     ovdStructInvFilterOpsExp exp;
     ovdInitStructInvFilterOpsExp(&exp);
     EXPECT_EQ(ovdNoiseLevelOfFactor(exp.fNoiseFactor), 1); // the default is the low class
@@ -33,19 +20,20 @@ TEST(DeriveFromRecords, NoiseFactorSelectsLevelInSinglePrecision) {
     EXPECT_EQ(ovdNoiseLevelOfFactor(2e-3f), 3);
     EXPECT_EQ(ovdNoiseLevelOfFactor(2.0001e-5f), 4);
     EXPECT_EQ(ovdNoiseLevelOfFactor(0.01f), 4);
-}
 
-TEST(RunSetUp, NoiseLevelsBecomeTheirClasses) {
+    // Each level becomes its class in the run's parameters.
     HostCall call;
     call.image.nDataType = OVD_DATATYPE_FLOAT32;
-    ovdRunArguments a = Derived(call);
+    ovdRunArguments a =
+        ovdDeriveFromRecords(call.image, &call.psfIn, &call.psfOut, call.std, call.exp);
     const int32_t expected[] = {DEC_FLAG_NOISE_LEVEL_ESTIMATE, DEC_FLAG_NOISE_LEVEL_LOW,
                                 DEC_FLAG_NOISE_LEVEL_MEDIUM, DEC_FLAG_NOISE_LEVEL_HIGH};
     for (uint16_t level = 0; level < 4; ++level) {
         a.noiseLevel = level;
         a.noiseFactor = 0.5f;
         ovdRunState state;
-        cDeconParameter& p = SetUpRun(a, state);
+        ASSERT_EQ(ovdSetUpInverseFilterRun(a, state), 0);
+        cDeconParameter& p = state.log->GetParameters();
         EXPECT_EQ(p.GetFlag(DEC_FPARAMS_NOISE_LEVEL), expected[level]);
         EXPECT_EQ(p.GetReal(DEC_RPARAMS_GOODS_FACTOR), 0.0f); // only the value-carrying level
     }

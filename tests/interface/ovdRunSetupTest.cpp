@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "interface/ovdRunSetup.h"
-#include "support/TempDir.h"
 #include "support/RawStack.h"
+#include "support/TempDir.h"
 
 using namespace Ovidane;
 using namespace OvidaneTest;
@@ -14,7 +14,9 @@ using namespace OvidaneTest;
 namespace {
 
 int64_t gFakeFreeBytes = 0;
-int64_t FakeQuery(const std::string&) { return gFakeFreeBytes; }
+int64_t FakeQuery(const std::string&) {
+    return gFakeFreeBytes;
+}
 
 struct RestoreDiskQuery {
     ~RestoreDiskQuery() { ovdSetDiskSpaceQuery(nullptr); }
@@ -22,7 +24,7 @@ struct RestoreDiskQuery {
 
 } // namespace
 
-TEST(ovdConvertToFloatFile, ConvertsByValueSliceBySlice) {
+TEST(ovdConvertToFloatFile, ConvertsByValueAndTellsUnreadableAndUnwritableFilesApart) {
     TempDir dir;
     // 3x2x2 stacks; values at the ends of each type's range must come through unscaled.
     const std::vector<uint16_t> words{0, 1, 2, 1000, 65535, 7, 8, 9, 10, 11, 12, 40000};
@@ -40,18 +42,21 @@ TEST(ovdConvertToFloatFile, ConvertsByValueSliceBySlice) {
         EXPECT_EQ(f16[i], float(words[i]));
         EXPECT_EQ(f8[i], float(bytes[i]));
     }
-}
 
-TEST(ovdConvertToFloatFile, ReportsUnreadableShortAndUnwritableFiles) {
-    TempDir dir;
+    // Unreadable or short input answers 7, an output that can't be created 8.
     WriteRaw(dir.File("short"), std::vector<uint16_t>(5, 1)); // a 3x2x1 slice needs 6
     EXPECT_EQ(ovdConvertToFloatFile<uint16_t>(dir.File("missing"), dir.File("o"), 3, 2, 1), 7);
     EXPECT_EQ(ovdConvertToFloatFile<uint16_t>(dir.File("short"), dir.File("o"), 3, 2, 1), 7);
     WriteRaw(dir.File("full"), std::vector<uint16_t>(6, 1));
-    EXPECT_EQ(ovdConvertToFloatFile<uint16_t>(dir.File("full"), dir.File("no/such/dir"), 3, 2, 1), 8);
+    EXPECT_EQ(ovdConvertToFloatFile<uint16_t>(dir.File("full"), dir.File("no/such/dir"), 3, 2, 1),
+              8);
 }
 
 TEST(ovdCheckDiskSpace, ComparesKilobytesAndCountsAFailedQueryAsNoSpace) {
+    // Without a stand-in the file system of the directory itself answers; no path, no space.
+    TempDir dir;
+    EXPECT_TRUE(ovdCheckDiskSpace(1, dir.Path().string()));
+    EXPECT_FALSE(ovdCheckDiskSpace(1, ""));
     RestoreDiskQuery restore;
     ovdSetDiskSpaceQuery(&FakeQuery);
     gFakeFreeBytes = 100 * 1024;
@@ -63,10 +68,4 @@ TEST(ovdCheckDiskSpace, ComparesKilobytesAndCountsAFailedQueryAsNoSpace) {
     EXPECT_FALSE(ovdCheckDiskSpace(0, "/tmp"));
     gFakeFreeBytes = int64_t{5} << 40; // 5 TB free must not wrap into "full"
     EXPECT_TRUE(ovdCheckDiskSpace(UINT32_C(2000000000), "/tmp"));
-}
-
-TEST(ovdCheckDiskSpace, AsksTheFileSystemOfTheDirectoryItself) {
-    TempDir dir;
-    EXPECT_TRUE(ovdCheckDiskSpace(1, dir.Path().string()));
-    EXPECT_FALSE(ovdCheckDiskSpace(1, "")); // no path, no answer, no space
 }

@@ -2,32 +2,28 @@
 
 #include <cmath>
 #include <filesystem>
-#include <functional>
-#include <limits>
 
 #include "HostCallFixture.h"
 
 using namespace Ovidane;
 namespace fs = std::filesystem;
 
-namespace {
-
-struct RecordCase {
-    const char* what;
-    std::function<void(HostCall&)> spoil;
-    uint16_t code;
-};
-
-} // namespace
-
 TEST(ValidateRecords, EachRefusalAnswersItsCodeInOrder) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const std::vector<RecordCase> cases = {
+    struct RecordCase {
+        const char* what;
+        void (*spoil)(HostCall&);
+        uint16_t code;
+    };
+    const RecordCase cases[] = {
         {"valid call", [](HostCall&) {}, 0},
         {"missing input", [](HostCall& c) { c.image.pszFile = "/nonexistent/stack.raw"; }, 2},
         {"empty input name", [](HostCall& c) { c.image.pszFile = ""; }, 2},
         {"alternate name used when the main one is null",
-         [](HostCall& c) { c.image.pszFile = nullptr; c.image.pszFileAlternate = c.input.c_str(); }, 0},
+         [](HostCall& c) {
+             c.image.pszFile = nullptr;
+             c.image.pszFileAlternate = c.input.c_str();
+         },
+         0},
         {"unknown data type", [](HostCall& c) { c.image.nDataType = 3; }, 2},
         {"modality 0", [](HostCall& c) { c.image.nModality = 0; }, 2},
         {"confocal modality", [](HostCall& c) { c.image.nModality = 3; }, 2},
@@ -35,37 +31,62 @@ TEST(ValidateRecords, EachRefusalAnswersItsCodeInOrder) {
         {"extent4 zero", [](HostCall& c) { c.image.sExtent4 = 0; }, 2},
         {"negative depth", [](HostCall& c) { c.image.sDepth = -1; }, 2},
         {"zero spacing", [](HostCall& c) { c.image.fYSpacing = 0; }, 2},
-        {"NaN spacing", [nan](HostCall& c) { c.image.fZSpacing = nan; }, 2},
+        {"NaN spacing", [](HostCall& c) { c.image.fZSpacing = std::nanf(""); }, 2},
         {"index below 1", [](HostCall& c) { c.image.fRefractiveIndex = 0.99f; }, 16},
         {"index above 5", [](HostCall& c) { c.image.fRefractiveIndex = 5.01f; }, 16},
         {"aperture equal to index", [](HostCall& c) { c.image.fNumericalAperture = 1.515f; }, 16},
-        {"ordinary optics, small ratio",
-         [](HostCall& c) { c.image.fNumericalAperture = 0.25f; }, 16},
+        {"ordinary optics, small ratio", [](HostCall& c) { c.image.fNumericalAperture = 0.25f; },
+         16},
         {"dry 0.9 objective passes the ratio",
-         [](HostCall& c) { c.image.fNumericalAperture = 0.9f; c.image.fRefractiveIndex = 1.0f; }, 0},
+         [](HostCall& c) {
+             c.image.fNumericalAperture = 0.9f;
+             c.image.fRefractiveIndex = 1.0f;
+         },
+         0},
         {"a ratio of exactly 0.2 passes",
-         [](HostCall& c) { c.image.fNumericalAperture = 0.2f; c.image.fRefractiveIndex = 1.0f;
-                           c.image.fZSpacing = 2.0f; }, 0},
+         [](HostCall& c) {
+             c.image.fNumericalAperture = 0.2f;
+             c.image.fRefractiveIndex = 1.0f;
+             c.image.fZSpacing = 2.0f;
+         },
+         0},
         {"wavelength too short", [](HostCall& c) { c.image.fEmissionWavelength = 0.0009f; }, 15},
         {"wavelength too long", [](HostCall& c) { c.image.fEmissionWavelength = 100.5f; }, 15},
         {"50 nm is accepted by the records",
-         [](HostCall& c) { c.image.fEmissionWavelength = 0.05f; c.image.fXSpacing = c.image.fYSpacing = 0.05f;
-                           c.image.fZSpacing = 0.1f; }, 0},
+         [](HostCall& c) {
+             c.image.fEmissionWavelength = 0.05f;
+             c.image.fXSpacing = c.image.fYSpacing = 0.05f;
+             c.image.fZSpacing = 0.1f;
+         },
+         0},
         {"x spacing coarse", [](HostCall& c) { c.image.fXSpacing = 1.2f; }, 17},
         {"y spacing fine", [](HostCall& c) { c.image.fYSpacing = 0.01f; }, 18},
         {"z spacing coarse", [](HostCall& c) { c.image.fZSpacing = 2.9f; }, 19},
         {"z spacing fine", [](HostCall& c) { c.image.fZSpacing = 0.02f; }, 20},
         {"unnamed PSF with nonsense numbers",
-         [](HostCall& c) { c.psfIn.pszFile = ""; c.psfIn.pszFileAlternate = "/nonexistent"; c.psfIn.sWidth = -3; }, 0},
+         [](HostCall& c) {
+             c.psfIn.pszFile = "";
+             c.psfIn.pszFileAlternate = "/nonexistent";
+             c.psfIn.sWidth = -3;
+         },
+         0},
         {"missing PSF", [](HostCall& c) { c.psfIn.pszFile = "/nonexistent/psf.raw"; }, 2},
         {"PSF data type 2",
-         [](HostCall& c) { c.psfIn.pszFile = c.psf.c_str(); c.psfIn.sWidth = c.psfIn.sHeight = c.psfIn.sDepth = 8;
-                           c.psfIn.fXSpacing = c.psfIn.fYSpacing = c.psfIn.fZSpacing = 0.1f; c.psfIn.nDataType = 2; }, 2},
-        {"PSF output in a missing directory", [](HostCall& c) { c.psfOut.pszFile = "/nonexistent/psf.raw"; }, 2},
+         [](HostCall& c) {
+             c.psfIn.pszFile = c.psf.c_str();
+             c.psfIn.sWidth = c.psfIn.sHeight = c.psfIn.sDepth = 8;
+             c.psfIn.fXSpacing = c.psfIn.fYSpacing = c.psfIn.fZSpacing = 0.1f;
+             c.psfIn.nDataType = 2;
+         },
+         2},
+        {"PSF output in a missing directory",
+         [](HostCall& c) { c.psfOut.pszFile = "/nonexistent/psf.raw"; }, 2},
         {"no output name", [](HostCall& c) { c.std.pszOutputFile = nullptr; }, 2},
-        {"output in a missing directory", [](HostCall& c) { c.std.pszOutputFile = "/nonexistent/out.raw"; }, 2},
+        {"output in a missing directory",
+         [](HostCall& c) { c.std.pszOutputFile = "/nonexistent/out.raw"; }, 2},
         {"no temporary directory", [](HostCall& c) { c.std.pszTempDirectory = ""; }, 2},
-        {"missing temporary directory", [](HostCall& c) { c.std.pszTempDirectory = "/nonexistent/tmp"; }, 2},
+        {"missing temporary directory",
+         [](HostCall& c) { c.std.pszTempDirectory = "/nonexistent/tmp"; }, 2},
         {"negative guard band", [](HostCall& c) { c.exp.sZGuardBand = -1; }, 2},
         {"record overlap has no upper limit", [](HostCall& c) { c.exp.sOverlap = 301; }, 0},
         {"negative noise factor", [](HostCall& c) { c.exp.fNoiseFactor = -1e-6f; }, 2},
@@ -73,9 +94,17 @@ TEST(ValidateRecords, EachRefusalAnswersItsCodeInOrder) {
         {"memory percent 0", [](HostCall& c) { c.exp.fMemoryPercent = 0; }, 0},
         // Order: the first failure wins.
         {"optics before wavelength",
-         [](HostCall& c) { c.image.fRefractiveIndex = 6; c.image.fEmissionWavelength = 200; }, 16},
+         [](HostCall& c) {
+             c.image.fRefractiveIndex = 6;
+             c.image.fEmissionWavelength = 200;
+         },
+         16},
         {"wavelength before sampling",
-         [](HostCall& c) { c.image.fEmissionWavelength = 200; c.image.fXSpacing = 50; }, 15},
+         [](HostCall& c) {
+             c.image.fEmissionWavelength = 200;
+             c.image.fXSpacing = 50;
+         },
+         15},
     };
     for (const RecordCase& c : cases) {
         HostCall call;
@@ -103,7 +132,9 @@ TEST(CheckResolution, LimitsOfTenAndATenthThemselvesPass) {
     const float lateral = 0.61f * 0.5f / 2.0f;
     EXPECT_EQ(ovdCheckResolution(10.0f * lateral, 0.2f, 0.5f, 1.0f, 1.33f, 0.5f), 0);
     EXPECT_EQ(ovdCheckResolution(0.2f, 0.1f * lateral, 0.5f, 1.0f, 1.33f, 0.5f), 0);
-    EXPECT_EQ(ovdCheckResolution(std::nextafter(10.0f * lateral, 100.0f), 0.2f, 0.5f, 1.0f, 1.33f, 0.5f), 17);
+    EXPECT_EQ(
+        ovdCheckResolution(std::nextafter(10.0f * lateral, 100.0f), 0.2f, 0.5f, 1.0f, 1.33f, 0.5f),
+        17);
     // An aperture equal to the index makes alpha a right angle; the check still answers.
     EXPECT_EQ(ovdCheckResolution(0.1f, 0.1f, 0.25f, 1.33f, 1.33f, 0.5f), 0);
 }

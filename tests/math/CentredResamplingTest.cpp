@@ -24,12 +24,8 @@ struct cAxis {
 // which for a linear profile are both r·f(s). A pixel that lies wholly outside the samples
 // holds 0; one that straddles their end is left out (NaN).
 double Expected(const cAxis& axis, uint32_t t) {
-    if (axis.T == 1) { // one plane: all samples summed
-        double sum = 0;
-        for (uint32_t j = 0; j < axis.M; ++j)
-            sum += axis.a + axis.b * j;
-        return sum;
-    }
+    if (axis.T == 1) // one plane: all samples summed
+        return axis.M * (axis.a + axis.b * (axis.M - 1) / 2.0);
     const double r = double(axis.v) / axis.q;
     const double s = axis.M / 2 + (double(t) - axis.T / 2) * r;
     const double half = r <= 1.0 ? 0.0 : 0.5 * r;

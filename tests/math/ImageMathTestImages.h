@@ -4,6 +4,7 @@
 // lines that do not follow each other in memory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "image/cOvdImage.h"
+#include "math/cImageMath.h"
 
 namespace OvidaneTest {
 
@@ -70,5 +72,84 @@ protected:
     std::vector<std::vector<float>> mStorage;
     std::mt19937 mRandom;
 };
+
+// One element-wise operation: how to run it on (a, b) into out (in-place ones run on out after
+// a copy of a); the plain back end's value for input pixels p and q, where the test states
+// one; and the vector back end's own rule where it differs from the plain result, exact or
+// within a relative tolerance (the vector logarithm and exponential).
+struct ElementWise {
+    using Rule = std::function<float(float, float)>;
+    const char* name;
+    std::function<void(Ovidane::cImageMath&, Images, Images, Images)> run;
+    Rule plain = {};
+    Rule vector = {};
+    float tolerance = 0.0f;
+};
+
+inline std::vector<ElementWise> ElementWiseOperations() {
+    const float c = 0.625f;
+    using M = Ovidane::cImageMath&;
+    const auto floor = [](float p) { return std::max(p, 1e-20f); };
+    const auto log = [floor](float p, float) { return std::log(floor(p)); };
+    return {
+        {"AddImage", [](M m, Images a, Images b, Images o) { m.AddImage(a, b, o); },
+         [](float p, float q) { return p + q; }},
+        {"SubtractImage", [](M m, Images a, Images b, Images o) { m.SubtractImage(a, b, o); },
+         [](float p, float q) { return p - q; }},
+        {"MultiplyImage", [](M m, Images a, Images b, Images o) { m.MultiplyImage(a, b, o); },
+         [](float p, float q) { return p * q; }},
+        {"MinimumImage", [](M m, Images a, Images b, Images o) { m.MinimumImage(a, b, o); },
+         [](float p, float q) { return std::fmin(p, q); }},
+        {"MaximumImage", [](M m, Images a, Images b, Images o) { m.MaximumImage(a, b, o); },
+         [](float p, float q) { return std::fmax(p, q); }},
+        {"AddImageByConstant",
+         [c](M m, Images a, Images, Images o) { m.AddImageByConstant(a, c, o); },
+         [c](float p, float) { return p + c; }},
+        {"SubtractImageByConstant",
+         [c](M m, Images a, Images, Images o) { m.SubtractImageByConstant(a, c, o); },
+         [c](float p, float) { return p - c; }},
+        {"MultiplyImageByConstant",
+         [c](M m, Images a, Images, Images o) { m.MultiplyImageByConstant(a, c, o); },
+         [c](float p, float) { return p * c; }},
+        {"AbsoluteValueImage", [](M m, Images a, Images, Images o) { m.AbsoluteValueImage(a, o); },
+         [](float p, float) { return std::fabs(p); }},
+        {"SquareImage", [](M m, Images a, Images, Images o) { m.SquareImage(a, o); },
+         [](float p, float) { return p * p; }},
+        {"CopyImage", [](M m, Images a, Images, Images o) { m.CopyImage(a, o); },
+         [](float p, float) { return p; }},
+        {"NormalizeImage(low, high)",
+         [](M m, Images a, Images, Images o) { m.NormalizeImage(a, o, -1.0f, 3.0f); },
+         [](float p, float) { return (p + 1.0f) / 4.0f; }},
+        {"Threshold below, mode 1",
+         [c](M m, Images a, Images, Images o) {
+             m.CopyImage(a, o);
+             m.SubtractImageByConstantAndThreshold(o, c, 0.5f, 9.0f, 1);
+         },
+         [c](float p, float) { return p - c < 0.5f ? 9.0f : p - c; }},
+        {"Threshold above, other mode",
+         [](M m, Images a, Images, Images o) {
+             m.CopyImage(a, o);
+             m.SubtractImageByConstantAndThreshold(o, 0.5f, 9.0f, 0);
+         },
+         [](float p, float) { return p > 0.5f ? 9.0f : p; }},
+        {"DivideImage", [](M m, Images a, Images b, Images o) { m.DivideImage(a, b, o); },
+         [](float p, float q) { return q == 0.0f ? 0.0f : p / q; },
+         [](float p, float q) { return p / (q < 1e-20f ? 1e20f : q); }},
+        {"SquareRootImage", [](M m, Images a, Images, Images o) { m.SquareRootImage(a, o); },
+         [](float p, float) { return p <= 0.0f ? 0.0f : std::sqrt(p); },
+         [floor](float p, float) { return std::sqrt(floor(p)); }},
+        {"LogImage", [](M m, Images a, Images, Images o) { m.LogImage(a, o); }, log, log, 5e-7f},
+        {"PowerOfImageDivisionWithThreshold",
+         [](M m, Images a, Images b, Images o) {
+             m.PowerOfImageDivisionWithThreshold(a, b, o, 1.5f, 0.25f, -3.0f);
+         },
+         {},
+         [floor](float p, float q) {
+             const float quotient = std::min(p / floor(q), 10.0f);
+             return quotient > 0 ? std::pow(quotient, 1.5f) : 0.0f;
+         },
+         2e-6f},
+    };
+}
 
 } // namespace OvidaneTest

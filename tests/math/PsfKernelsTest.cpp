@@ -51,11 +51,9 @@ TEST(PsfKernels, EveryInstructionSetGivesTheScalarLoopsBits) {
             PsfKernels::AddToPlaneSum(row.data(), n, parts.data());
             PsfKernels::ScaleAndAddToPlaneSum(scaled.data(), n, 1.7f, parts.data());
             for (std::size_t x = 0; x < n; ++x)
-                expectedParts[x % PsfKernels::kPlaneSumParts] += row[x];
-            for (std::size_t x = 0; x < n; ++x) {
-                expectedScaled[x] *= 1.7f;
+                expectedParts[x % PsfKernels::kPlaneSumParts] += row[x], expectedScaled[x] *= 1.7f;
+            for (std::size_t x = 0; x < n; ++x)
                 expectedParts[x % PsfKernels::kPlaneSumParts] += expectedScaled[x];
-            }
             EXPECT_EQ(scaled, expectedScaled);
             EXPECT_EQ(parts, expectedParts);
         }

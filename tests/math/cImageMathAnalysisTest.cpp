@@ -2,15 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <random>
-#include <string>
 #include <vector>
 
-#include "core/cException.h"
-#include "core/cWorkerThreads.h"
 #include "math/cImageMathGeneric.h"
 #include "math/cImageMathHighway.h"
 #include "support/TestImages.h"
@@ -42,36 +38,6 @@ TEST(cImageMathAnalysis, FFTShiftBringsTheCentreOfAnOddStackToTheOrigin) {
     math.FFTShift(in, MakeImage(size), in);
     EXPECT_EQ(Pixels(in), Pixels(out));
     EXPECT_NE(FailureOf([&] { math.FFTShift(in, MakeImage({5, 3, 6}), in); }), "");
-}
-
-TEST(cImageMathAnalysis, ResultsDoNotDependOnTheThreadCount) {
-    cImageMathGeneric math;
-    // Several pieces of a reduction's partition, and enough pixels to fan out.
-    const cImageDimensions size{96, 80, 24};
-    const cFloatImagePtr data = MakeImage(size, Random(20, 0, 100));
-    const cFloatImagePtr blurred = MakeImage(size, Random(21, 1, 90));
-    const cFloatImagePtr direction = MakeImage(size, Random(22, -20, 20));
-    const cFloatImagePtr work = MakeImage(size);
-    auto run = [&](int threads) {
-        cWorkerThreads::SetCount(threads);
-        std::vector<float> results{math.ComputeLogLikelihoodIncreaseByLineSearch(
-            data, blurred, direction, work, 1.5f, 3, 4, 2, 2, 1, 3)};
-        cCountedArray<float> profile = MakeCountedArray<float>(57);
-        math.CalculateRadialProfile(data, direction, profile);
-        results.insert(results.end(), profile->begin(), profile->end());
-        const cFloatImagePtr smoothed = Copy(data);
-        math.GoodsRoughnessPenalty(smoothed, blurred, work, 0.01f);
-        const cFloatImagePtr shifted = MakeImage(size);
-        math.FFTShift(data, work, shifted);
-        for (const cFloatImagePtr& image : {smoothed, shifted})
-            for (const float p : Pixels(image))
-                results.push_back(p);
-        return results;
-    };
-    const std::vector<float> one = run(1);
-    const std::vector<float> two = run(2);
-    cWorkerThreads::SetCount(0);
-    EXPECT_TRUE(one == two);
 }
 
 // Each pixel below the last limit counts in the bin of the first limit above it, for the
@@ -114,9 +80,8 @@ TEST(cImageMathAnalysis, CountsBelowLimitsMatchASortedSearch) {
             math->CountPixelsBelowLimits(image, limits, counts);
             for (uint64_t& c : counts)
                 --c; // the counts are added to what the caller holds
-            EXPECT_EQ(counts, expected)
-                << limits.size() << " limits from " << limits.front() << ", back end "
-                << (math == &plain ? "plain" : "vector");
+            EXPECT_EQ(counts, expected) << limits.size() << " limits from " << limits.front()
+                                        << ", back end " << (math == &plain ? "plain" : "vector");
         }
     }
 }

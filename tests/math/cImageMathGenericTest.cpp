@@ -5,9 +5,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
-#include <memory>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "ImageMathTestImages.h"
@@ -49,89 +47,12 @@ protected:
     cImageMathGeneric math;
 };
 
-// One element-wise operation: how to run it on (a, b) into out, and what one pixel of out
-// must be. In-place operations run on out after a copy of a.
-struct ElementWise {
-    const char* name;
-    std::function<void(cImageMath&, Images, Images, Images)> run;
-    std::function<float(float, float)> pixel;
-};
-
-std::vector<ElementWise> ElementWiseOperations() {
-    const float c = 0.75f;
-    return {
-        {"AddImage", [](cImageMath& m, Images a, Images b, Images o) { m.AddImage(a, b, o); },
-         [](float p, float q) { return p + q; }},
-        {"SubtractImage",
-         [](cImageMath& m, Images a, Images b, Images o) { m.SubtractImage(a, b, o); },
-         [](float p, float q) { return p - q; }},
-        {"MultiplyImage",
-         [](cImageMath& m, Images a, Images b, Images o) { m.MultiplyImage(a, b, o); },
-         [](float p, float q) { return p * q; }},
-        {"DivideImage", [](cImageMath& m, Images a, Images b, Images o) { m.DivideImage(a, b, o); },
-         [](float p, float q) { return q == 0.0f ? 0.0f : p / q; }},
-        {"MinimumImage",
-         [](cImageMath& m, Images a, Images b, Images o) { m.MinimumImage(a, b, o); },
-         [](float p, float q) { return std::fmin(p, q); }},
-        {"MaximumImage",
-         [](cImageMath& m, Images a, Images b, Images o) { m.MaximumImage(a, b, o); },
-         [](float p, float q) { return std::fmax(p, q); }},
-        {"SquareRootImage",
-         [](cImageMath& m, Images a, Images, Images o) { m.SquareRootImage(a, o); },
-         [](float p, float) { return p <= 0.0f ? 0.0f : std::sqrt(p); }},
-        {"MultiplyImageByConstant",
-         [c](cImageMath& m, Images a, Images, Images o) { m.MultiplyImageByConstant(a, c, o); },
-         [c](float p, float) { return p * c; }},
-        {"NormalizeImage(low, high)",
-         [](cImageMath& m, Images a, Images, Images o) { m.NormalizeImage(a, o, -1.0f, 3.0f); },
-         [](float p, float) { return (p + 1.0f) / 4.0f; }},
-        {"SubtractImageByConstantAndThreshold mode 1",
-         [c](cImageMath& m, Images a, Images, Images o) {
-             m.CopyImage(a, o);
-             m.SubtractImageByConstantAndThreshold(o, c, 0.5f, 9.0f, 1);
-         },
-         [c](float p, float) { return p - c < 0.5f ? 9.0f : p - c; }},
-        {"SubtractImageByConstantAndThreshold other mode",
-         [](cImageMath& m, Images a, Images, Images o) {
-             m.CopyImage(a, o);
-             m.SubtractImageByConstantAndThreshold(o, 0.5f, 9.0f, 0);
-         },
-         [](float p, float) { return p > 0.5f ? 9.0f : p; }},
-    };
-}
-
-TEST_F(ImageMathTest, ElementWiseOperationsMatchScalarRuleAlsoWritingIntoAnInput) {
-    const cImageDimensions size{13, 7, 5};
-    const cFloatImagePtr a = Random(size, false), b = Random(size, true);
-    const std::vector<float> pa = Pixels(a), pb = Pixels(b);
-    for (const ElementWise& op : ElementWiseOperations()) {
-        SCOPED_TRACE(op.name);
-        const cFloatImagePtr in = Clone(a), out = Make(size, true, 123.0f);
-        op.run(math, in, b, out);
-        const std::vector<float> separate = Pixels(out);
-        for (std::size_t i = 0; i < pa.size(); ++i)
-            ASSERT_TRUE(Same(separate[i], op.pixel(pa[i], pb[i])))
-                << "pixel " << i << ": " << separate[i] << " for " << pa[i] << ", " << pb[i];
-        // out may be a: every pixel is read before it is written.
-        const cFloatImagePtr inPlace = Clone(a, true);
-        op.run(math, inPlace, b, inPlace);
-        const std::vector<float> aliased = Pixels(inPlace);
-        for (std::size_t i = 0; i < pa.size(); ++i)
-            ASSERT_TRUE(Same(aliased[i], separate[i])) << "pixel " << i;
-    }
-    // out may be b as well.
-    const cFloatImagePtr b2 = Clone(b);
-    math.SubtractImage(a, b2, b2);
-    const std::vector<float> diff = Pixels(b2);
-    for (std::size_t i = 0; i < pa.size(); ++i)
-        ASSERT_EQ(diff[i], pa[i] - pb[i]);
-}
-
 TEST_F(ImageMathTest, ChecksRefuseBeforeWriting) {
     const cFloatImagePtr a = Make({4, 4, 4}), b5 = Make({4, 4, 5}), out = Make({4, 4, 4}, false, 7);
     const cFloatImagePtr none;
     // Box sizes are compared as given: up and down cover the same pixels but differ.
     const cImageBox up{0, 0, 0, 3, 3, 0}, down{3, 3, 0, 0, 0, 0}, wide{0, 0, 0, 4, 3, 0};
+    cImagePosition origin{0, 0, 0}, corner{3, 0, 0};
     const std::function<void()> refused[] = {
         [&] { math.AddImage(a, a, none); },
         [&] { math.SumImage(none); },
@@ -143,6 +64,17 @@ TEST_F(ImageMathTest, ChecksRefuseBeforeWriting) {
         [&] { math.CopyRectangularRoi(a, out, up, wide); },
         [&] { math.CopyRectangularRoi(a, out, up, down); },
         [&] { math.NormalizeImage(a, out, 0u, 4u, 1.0f); },
+        [&] { math.Generate3DGaussian(none, 1, 1, 1, 1, 1, 1); },
+        [&] { math.CreateDoubleTruncatedCone(none, 1, 1, 1, 0, 1, 1, 1); },
+        [&] { math.InterpolateLine(none, origin, corner); },
+        [&] { math.InterpolateBilinear(a, out, none, out); },
+        [&] {
+            math.InterpolateBilinear(a, out, Make({3, 4, 1}), out);
+        },
+        [&] {
+            math.InterpolateRoi(out, {0, 0, 0, 4, 0, 0}, 1);
+        },
+        [&] { math.Generate3DDvorakHourGlass(out, b5, 1, 1, 1, 1, 1.5f, 0.5f, 1, false); },
     };
     for (const auto& call : refused)
         ExpectFailure(call);
@@ -180,7 +112,7 @@ TEST_F(ImageMathTest, BoxesPairPixelsAndMayGiveTheirCornersInEitherOrder) {
     EXPECT_EQ(math.SumImage(low), 5.0 * 4 * 3 * 3);
 }
 
-TEST_F(ImageMathTest, ReductionsAccumulateAsSpecifiedOverBothLayouts) {
+TEST_F(ImageMathTest, ReductionsAccumulateInDoubleOverBothLayouts) {
     const cImageDimensions size{37, 11, 4};
     for (bool perSlice : {false, true}) {
         const cFloatImagePtr a = Random(size, perSlice);
@@ -296,40 +228,47 @@ TEST_F(ImageMathTest, CopiesPadAndCut) {
     EXPECT_EQ(Pixels(taller), std::vector<float>(40, 5.0f)); // same width: nothing copied
 }
 
-// Every element-wise operation and reduction gives the same bits on one and on two worker
-// threads, on a stack large enough to be split.
+// Every element-wise operation, reduction, analysis and shape gives the same bits on one, two
+// and three worker threads, on a stack of several pieces of a reduction's partition.
 TEST_F(ImageMathTest, ResultsDoNotDependOnTheThreadCount) {
-    const cImageDimensions size{203, 171, 3};
+    const cImageDimensions size{96, 80, 24};
     const cFloatImagePtr a = Random(size, false), b = Random(size, true);
-    struct Run {
-        std::vector<float> pixels;
-        std::vector<double> reductions;
-    };
+    const cFloatImagePtr data = Random(size, false, 0, 100), blurred = Random(size, true, 1, 90);
     const auto runAll = [&](int threads) {
         cWorkerThreads::SetCount(threads);
-        Run run;
+        std::vector<double> run;
+        const auto keep = [&](Images image) {
+            for (float p : Pixels(image))
+                run.push_back(p);
+        };
         for (const ElementWise& op : ElementWiseOperations()) {
-            const cFloatImagePtr in = Clone(a), out = Make(size, true);
-            op.run(math, in, b, out);
-            for (float p : Pixels(out))
-                run.pixels.push_back(p);
+            const cFloatImagePtr out = Make(size, true);
+            op.run(math, Clone(a), b, out);
+            keep(out);
         }
-        run.reductions = {math.SumImage(a),
-                          math.SumImageSlice(a, 1),
-                          math.AverageImage(a),
-                          math.UnMaskedAverageImage(a, Make(size, false, 0.0f)),
-                          math.FindMinimumValue(a),
-                          math.FindMaximumValue(a),
-                          double(math.CountPixelInRange(a, -1.0f, 1.0f))};
+        const cFloatImagePtr work = Make(size), smoothed = Clone(data), shifted = Make(size);
+        math.GoodsRoughnessPenalty(smoothed, blurred, work, 0.01f);
+        math.FFTShift(data, work, shifted);
+        const cFloatImagePtr gaussian = Make(size);
+        math.Generate3DGaussian(gaussian, 0.1f, 0.1f, 0.3f, 0.7f, 0.9f, 2.0f);
+        for (Images image : {smoothed, shifted, gaussian})
+            keep(image);
+        cCountedArray<float> profile = MakeCountedArray<float>(57);
+        math.CalculateRadialProfile(data, a, profile);
+        run.insert(run.end(), profile->begin(), profile->end());
+        run.insert(run.end(),
+                   {math.SumImage(a), math.SumImageSlice(a, 1), math.AverageImage(a),
+                    math.UnMaskedAverageImage(a, Make(size)), math.FindMinimumValue(a),
+                    math.FindMaximumValue(a), double(math.CountPixelInRange(a, -1.0f, 1.0f)),
+                    math.ComputeLogLikelihoodIncreaseByLineSearch(data, blurred, a, work, 1.5f, 3,
+                                                                  4, 2, 2, 1, 3)});
         return run;
     };
-    const Run one = runAll(1), two = runAll(2);
+    const std::vector<double> one = runAll(1), two = runAll(2), three = runAll(3);
     cWorkerThreads::SetCount(0);
-    ASSERT_EQ(one.pixels.size(), two.pixels.size());
-    EXPECT_EQ(std::memcmp(one.pixels.data(), two.pixels.data(), one.pixels.size() * sizeof(float)),
-              0);
-    for (std::size_t i = 0; i < one.reductions.size(); ++i)
-        EXPECT_EQ(one.reductions[i], two.reductions[i]) << "reduction " << i;
+    ASSERT_EQ(one.size(), two.size());
+    EXPECT_EQ(std::memcmp(one.data(), two.data(), one.size() * sizeof(double)), 0);
+    EXPECT_EQ(std::memcmp(one.data(), three.data(), one.size() * sizeof(double)), 0);
 }
 
 } // namespace

@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
-#include <functional>
 #include <vector>
 
-#include "core/cException.h"
-#include "core/cWorkerThreads.h"
 #include "math/cImageMathGeneric.h"
 #include "support/TestImages.h"
 
@@ -23,11 +19,6 @@ void Fill(const cFloatImagePtr& image, const PixelFunction& f) {
     ForEachPixel(image->GetDimensions(),
                  [&](uint32_t x, uint32_t y, uint32_t z) { At(image, x, y, z) = f(x, y, z); });
 }
-
-// Restores the default thread count however a test ends.
-struct ThreadCountReset {
-    ~ThreadCountReset() { cWorkerThreads::SetCount(0); }
-};
 
 } // namespace
 
@@ -73,44 +64,41 @@ TEST(cImageMathGeometry, MasksMeasureOddAxesFromTheWrappedOrigin) {
     EXPECT_EQ(At(image, 2, 2, 0), 0.0f); // r = 2.83
 }
 
+// Lines of 8 with ends 10 at s = 2 and 20 at e = 5, and 99 elsewhere: the ramp runs from the
+// value at e to the value at s over the end of the line, leaving the pixels between alone.
 TEST(cImageMathGeometry, LineBridgesRampAcrossTheWrapAroundGap) {
     cImageMathGeneric math;
-    const auto line = [](uint32_t x, uint32_t y) {
-        cFloatImagePtr image = MakeImage(x, y, 1, 99.0f);
-        return image;
+    struct Case {
+        const char* what;
+        bool alongY, cosine;
+        float expected[8];
     };
-    // Along x the ramp runs from ve at e to vs at s, over the end of the line.
-    cFloatImagePtr image = line(8, 1);
-    for (uint32_t x = 2; x <= 5; ++x)
-        At(image, x, 0, 0) = 10.0f * (x == 5 ? 2.0f : 1.0f);
-    At(image, 3, 0, 0) = 42.0f;
-    cImagePosition start{2, 0, 0}, end{5, 0, 0};
-    math.InterpolateLine(image, start, end);
-    const float expected[8] = {14, 12, 10, 42, 10, 20, 18, 16};
-    for (uint32_t x = 0; x < 8; ++x)
-        EXPECT_NEAR(At(image, x, 0, 0), expected[x], 1e-5) << x;
-
-    // Along y the far part starts one past e and ends one short of the line's end.
-    image = line(1, 8);
-    At(image, 0, 2, 0) = 10.0f;
-    At(image, 0, 5, 0) = 20.0f;
-    start = {0, 2, 0};
-    end = {0, 5, 0};
-    math.InterpolateLine(image, start, end);
-    const float expectedY[8] = {14, 12, 10, 99, 99, 20, 20, 18};
-    for (uint32_t y = 0; y < 8; ++y)
-        EXPECT_NEAR(At(image, 0, y, 0), expectedY[y], 1e-5) << y;
-
-    // The raised cosine on the same x line: weights 0, 1/4, 3/4, 1 over the gap 6, 7, 0, 1.
-    image = line(8, 1);
-    At(image, 2, 0, 0) = 10.0f;
-    At(image, 5, 0, 0) = 20.0f;
-    start = {2, 0, 0};
-    end = {5, 0, 0};
-    math.InterpolateLineCosine(image, start, end);
-    const float expectedCosine[8] = {12.5f, 10, 10, 99, 99, 20, 20, 17.5f};
-    for (uint32_t x = 0; x < 8; ++x)
-        EXPECT_NEAR(At(image, x, 0, 0), expectedCosine[x], 1e-5) << x;
+    const Case cases[] = {
+        // The pixels between the ends, 42 and 10 here, stay as they are.
+        {"linear along x", false, false, {14, 12, 10, 42, 10, 20, 18, 16}},
+        // Along y the far part starts one past e and ends one short of the line's end.
+        {"linear along y", true, false, {14, 12, 10, 99, 99, 20, 20, 18}},
+        // Weights 0, 1/4, 3/4, 1 over the gap 6, 7, 0, 1.
+        {"raised cosine along x", false, true, {12.5f, 10, 10, 99, 99, 20, 20, 17.5f}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        cFloatImagePtr image = c.alongY ? MakeImage(1, 8, 1, 99.0f) : MakeImage(8, 1, 1, 99.0f);
+        const auto pixel = [&](uint32_t i) -> float& {
+            return c.alongY ? At(image, 0, i, 0) : At(image, i, 0, 0);
+        };
+        pixel(2) = 10.0f, pixel(5) = 20.0f;
+        if (!c.alongY && !c.cosine)
+            pixel(3) = 42.0f, pixel(4) = 10.0f;
+        cImagePosition start{c.alongY ? 0u : 2u, c.alongY ? 2u : 0u, 0},
+            end{c.alongY ? 0u : 5u, c.alongY ? 5u : 0u, 0};
+        if (c.cosine)
+            math.InterpolateLineCosine(image, start, end);
+        else
+            math.InterpolateLine(image, start, end);
+        for (uint32_t i = 0; i < 8; ++i)
+            EXPECT_NEAR(pixel(i), c.expected[i], 1e-5) << i;
+    }
 }
 
 TEST(cImageMathGeometry, RoiBridgesSpreadABoxOverTheWholeImage) {
@@ -210,41 +198,4 @@ TEST(cImageMathGeometry, BesselTableMatchesTheLibraryFunction) {
             EXPECT_NEAR(At(table, i, 0, j), expected, 1e-6 * std::max(1.0, double(j)))
                 << i << " " << j;
         }
-}
-
-TEST(cImageMathGeometry, ChecksRefuseBadArgumentsBeforeWriting) {
-    cImageMathGeneric math;
-    const cFloatImagePtr none;
-    const cFloatImagePtr image = MakeImage(4, 4, 4, 3.0f);
-    cImagePosition a{0, 0, 0}, b{3, 0, 0};
-    const std::function<void()> refused[] = {
-        [&] { math.Generate3DGaussian(none, 1, 1, 1, 1, 1, 1); },
-        [&] { math.CreateDoubleTruncatedCone(none, 1, 1, 1, 0, 1, 1, 1); },
-        [&] { math.InterpolateLine(none, a, b); },
-        [&] { math.InterpolateBilinear(image, image, none, image); },
-        [&] { math.InterpolateBilinear(image, image, MakeImage(3, 4, 1), image); },
-        [&] { math.InterpolateRoi(image, {0, 0, 0, 4, 0, 0}, 1); },
-        [&] {
-            math.Generate3DDvorakHourGlass(image, MakeImage(4, 4, 5), 1, 1, 1, 1, 1.5f, 0.5f, 1,
-                                           false);
-        },
-    };
-    for (const auto& call : refused)
-        EXPECT_NE(FailureOf(call), "");
-    for (float v : Pixels(image))
-        EXPECT_EQ(v, 3.0f);
-}
-
-TEST(cImageMathGeometry, ShapesDoNotDependOnTheThreadCount) {
-    ThreadCountReset reset;
-    cImageMathGeneric math;
-    const auto gaussian = [&](int threads) {
-        cWorkerThreads::SetCount(threads);
-        cFloatImagePtr image = MakeImage(64, 48, 24);
-        math.Generate3DGaussian(image, 0.1f, 0.1f, 0.3f, 0.7f, 0.9f, 2.0f);
-        return Pixels(image);
-    };
-    const std::vector<float> one = gaussian(1), two = gaussian(2), three = gaussian(3);
-    EXPECT_EQ(std::memcmp(one.data(), two.data(), one.size() * sizeof(float)), 0);
-    EXPECT_EQ(std::memcmp(one.data(), three.data(), one.size() * sizeof(float)), 0);
 }

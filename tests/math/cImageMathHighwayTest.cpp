@@ -44,99 +44,53 @@ protected:
     cImageMathPtr plainPtr{new cImageMathGeneric};
     cImageMathGeneric& plain = static_cast<cImageMathGeneric&>(*plainPtr);
     cImageMathHighway vector{plainPtr};
+    cImageMath* const backEnds[2] = {&plain, &vector};
 };
 
-// How an operation's vector result must relate to the plain one for input pixels p (of a) and
-// q (of b): equal bits, or the stated vector rule (exact, or within a relative tolerance for
-// the vector logarithm and exponential).
-struct Operation {
-    const char* name;
-    std::function<void(cImageMath&, Images, Images, Images)> run;
-    std::function<float(float, float)> vectorRule = {}; // empty: the plain result
-    float tolerance = 0.0f;
-};
-
-std::vector<Operation> Operations() {
-    const float c = 0.625f;
-    using M = cImageMath&;
-    const auto floor = [](float p) { return p < 1e-20f ? 1e-20f : p; };
-    return {
-        {"AddImage", [](M m, Images a, Images b, Images o) { m.AddImage(a, b, o); }},
-        {"SubtractImage", [](M m, Images a, Images b, Images o) { m.SubtractImage(a, b, o); }},
-        {"MultiplyImage", [](M m, Images a, Images b, Images o) { m.MultiplyImage(a, b, o); }},
-        {"MinimumImage", [](M m, Images a, Images b, Images o) { m.MinimumImage(a, b, o); }},
-        {"MaximumImage", [](M m, Images a, Images b, Images o) { m.MaximumImage(a, b, o); }},
-        {"AddImageByConstant",
-         [c](M m, Images a, Images, Images o) { m.AddImageByConstant(a, c, o); }},
-        {"SubtractImageByConstant",
-         [c](M m, Images a, Images, Images o) { m.SubtractImageByConstant(a, c, o); }},
-        {"MultiplyImageByConstant",
-         [c](M m, Images a, Images, Images o) { m.MultiplyImageByConstant(a, c, o); }},
-        {"AbsoluteValueImage", [](M m, Images a, Images, Images o) { m.AbsoluteValueImage(a, o); }},
-        {"SquareImage", [](M m, Images a, Images, Images o) { m.SquareImage(a, o); }},
-        {"CopyImage", [](M m, Images a, Images, Images o) { m.CopyImage(a, o); }},
-        {"Threshold below",
-         [c](M m, Images a, Images, Images o) {
-             m.CopyImage(a, o);
-             m.SubtractImageByConstantAndThreshold(o, c, 0.5f, 9.0f, 1);
-         }},
-        {"Threshold above, clamp",
-         [](M m, Images a, Images, Images o) {
-             m.CopyImage(a, o);
-             m.SubtractImageByConstantAndThreshold(o, 0.5f, 0.5f, 0);
-         }},
-        {"DivideImage", [](M m, Images a, Images b, Images o) { m.DivideImage(a, b, o); },
-         [](float p, float q) { return p / (q < 1e-20f ? 1e20f : q); }},
-        {"SquareRootImage", [](M m, Images a, Images, Images o) { m.SquareRootImage(a, o); },
-         [floor](float p, float) { return std::sqrt(floor(p)); }},
-        {"LogImage", [](M m, Images a, Images, Images o) { m.LogImage(a, o); },
-         [floor](float p, float) { return std::log(floor(p)); }, 5e-7f},
-        {"PowerOfImageDivisionWithThreshold",
-         [](M m, Images a, Images b, Images o) {
-             m.PowerOfImageDivisionWithThreshold(a, b, o, 1.5f, 0.25f, -3.0f);
-         },
-         [floor](float p, float q) {
-             const float quotient = std::min(p / floor(q), 10.0f);
-             return quotient > 0 ? std::pow(quotient, 1.5f) : 0.0f;
-         },
-         2e-6f},
-    };
-}
-
-// Every element-wise vector form against the plain back end, on lines of odd length in either
-// layout, into a separate out and into a itself.
-TEST_F(HighwayTest, ElementWiseFormsMatchThePlainOnesOrTheirStatedRule) {
+// Every element-wise operation on lines of odd length in either layout: the plain back end
+// gives the stated value, the vector one the plain result or its own stated rule; both also
+// into a itself, every pixel read before it is written, and subtraction into b.
+TEST_F(HighwayTest, ElementWiseFormsFollowTheirRulesOnBothBackEnds) {
     for (const cImageDimensions size : {cImageDimensions{37, 5, 3}, cImageDimensions{1, 3, 2}}) {
         for (const bool perSlice : {false, true}) {
             const cFloatImagePtr a = Random(size, perSlice), b = Random(size, !perSlice);
             const std::vector<float> pa = Pixels(a), pb = Pixels(b);
-            for (const Operation& op : Operations()) {
+            for (const ElementWise& op : ElementWiseOperations()) {
                 SCOPED_TRACE(std::string(op.name) + (perSlice ? " per slice" : " one block") +
                              " width " + std::to_string(size.x));
-                const cFloatImagePtr expected = Make(size, perSlice);
+                const cFloatImagePtr expected = Make(size, perSlice, 123.0f);
                 op.run(plain, Clone(a), Clone(b), expected);
-                const cFloatImagePtr in = Clone(a, perSlice), divisor = Clone(b), out = Make(size);
-                op.run(vector, in, divisor, out);
+                const cFloatImagePtr in = Clone(a, perSlice), out = Make(size);
+                op.run(vector, in, Clone(b), out);
                 const std::vector<float> got = Pixels(out), want = Pixels(expected);
                 for (std::size_t i = 0; i < got.size(); ++i) {
-                    if (!op.vectorRule) {
-                        ASSERT_TRUE(Same(got[i], want[i])) << i << ": " << got[i] << " " << want[i];
-                        continue;
-                    }
-                    const float rule = op.vectorRule(pa[i], pb[i]);
+                    ASSERT_TRUE(!op.plain || Same(want[i], op.plain(pa[i], pb[i])))
+                        << i << ": " << want[i] << " for " << pa[i] << ", " << pb[i];
+                    const float rule = op.vector ? op.vector(pa[i], pb[i]) : want[i];
                     if (op.tolerance == 0.0f)
                         ASSERT_TRUE(Same(got[i], rule)) << i << ": " << got[i] << " " << rule;
                     else
                         ASSERT_NEAR(got[i], rule, op.tolerance * std::max(1.0f, std::fabs(rule)))
                             << i << " for " << pa[i] << ", " << pb[i];
                 }
-                // The vector forms leave a alone (the plain logarithm writes its floor back).
+                // The vector forms leave a alone (the plain logarithm writes its floor back);
+                // every run gets a copy of b, which the vector power raises in place.
                 EXPECT_EQ(Pixels(in), pa);
-                const cFloatImagePtr inPlace = Clone(a, perSlice);
-                op.run(vector, inPlace, Clone(b), inPlace);
-                const std::vector<float> aliased = Pixels(inPlace);
-                for (std::size_t i = 0; i < got.size(); ++i)
-                    ASSERT_TRUE(Same(aliased[i], got[i])) << "in place, pixel " << i;
+                for (cImageMath* math : backEnds) {
+                    const cFloatImagePtr inPlace = Clone(a, perSlice);
+                    op.run(*math, inPlace, Clone(b), inPlace);
+                    const std::vector<float> aliased = Pixels(inPlace);
+                    for (std::size_t i = 0; i < got.size(); ++i)
+                        ASSERT_TRUE(Same(aliased[i], math == &plain ? want[i] : got[i]))
+                            << "in place, pixel " << i;
+                }
+            }
+            for (cImageMath* math : backEnds) {
+                const cFloatImagePtr intoB = Clone(b, perSlice);
+                math->SubtractImage(a, intoB, intoB);
+                const std::vector<float> difference = Pixels(intoB);
+                for (std::size_t i = 0; i < pa.size(); ++i)
+                    ASSERT_EQ(difference[i], pa[i] - pb[i]);
             }
         }
     }
@@ -394,7 +348,7 @@ TEST_F(HighwayTest, EveryInstructionSetGivesTheSameBits) {
     const cFloatImagePtr a = Random(size, false), b = Random(size, true);
     const auto runAll = [&] {
         std::vector<float> results;
-        for (const Operation& op : Operations()) {
+        for (const ElementWise& op : ElementWiseOperations()) {
             if (op.tolerance != 0.0f)
                 continue;
             const cFloatImagePtr out = Make(size);

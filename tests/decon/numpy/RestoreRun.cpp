@@ -1,8 +1,6 @@
-// Restores one stack as the run stages restore one subvolume: a hand-made subvolume log,
-// then the constructor, SetSubvolumeProgress, Initialize, SetUp, Prepare and Run. The check
-// scripts write the stack and the PSF, run this program and recompute the result with numpy.
-//
-// Arguments, each key=value:
+// Restores one stack as the run stages restore one subvolume (a hand-made subvolume log, then
+// the constructor, SetSubvolumeProgress, Initialize, SetUp, Prepare and Run), for the check
+// scripts to recompute with numpy. Arguments, each key=value:
 //   method=inverse|mlem|gold|mlem2d|blind  the inverse filter, ML-EM, Gold's ratio method,
 //                      or ML-EM of a plane with a known or an estimated PSF
 //   input, output      raw float stacks (x fastest, native byte order)
@@ -11,16 +9,15 @@
 //                      without it the theoretical PSF of na=, n=, lambda= (widefield)
 //   guard=x1,x2,y1,y2,z1,z2   guard bands of the subvolume (default none)
 //   factor=F           the regularisation factor
-// The inverse filter only:
-//   noise=50..54       the noise level; phase=0|1 the stack shows a phase object
-// The iterative methods only; every pass is saved as output_I1 ... and the last as output:
-//   passes=N           the number of passes (Good's β = F·1e-4, and a Gaussian blur of the
-//                      start of width sqrt(F/10) when that exceeds 1)
+//   noise=50..54, phase=0|1   the inverse filter's noise level; the stack shows a phase object
+//   passes=N           the iterative methods' passes, each saved as output_I1 ... and the last
+//                      as output (Good's β = F·1e-4, and a Gaussian blur of the start of
+//                      width sqrt(F/10) when that exceeds 1)
 //   extrapolation=0|1  ML-EM: vector extrapolation instead of the line search
 //   smooth=width,interval     Gold's blur between the passes
 //   updates=object,psf        the plane methods' updates a pass (default 1,1); the blind
 //                             method also saves its PSF estimate as output_psf
-// Prints one line "status calls N" on success; exit code 1 with the failure otherwise.
+// Prints "status calls N" on success; exit code 1 with the failure otherwise.
 #include <iostream>
 #include <map>
 #include <sstream>
@@ -116,14 +113,11 @@ int main(int argc, char** argv) {
 
         cCountedPtr<cDeconAlgorithm> algorithm;
         if (method == "inverse") {
-            p.SetReal(DEC_RPARAMS_SPHERICAL_ABERRATION, 0.0f);
             p.SetBool(DEC_BPARAMS_IS_PHASEOBJECT, option("phase", "0") == "1");
-            p.SetBool(DEC_BPARAMS_IS_TLB, false);
             p.SetFlag(DEC_FPARAMS_NOISE_LEVEL, std::stoi(a.at("noise")));
             p.SetFlag(DEC_FPARAMS_DARK_CURRENT_METHOD, DEC_FLAG_DCM_AUTO_CALCULATION);
             p.SetFlag(DEC_FPARAMS_PREVIEW_METHOD, DEC_FLAG_PM_3D_PREVIEW);
             p.SetReal(DEC_RPARAMS_MINIMUM_RADIUS, 1.0f);
-            p.SetBool(DEC_BPARAMS_DELETE_ORIGINAL_FILE, false);
             p.SetInt(DEC_IPARAMS_SUBVOLUME_XNUMBEROFVOLUMES, 1);
             p.SetInt(DEC_IPARAMS_SUBVOLUME_YNUMBEROFVOLUMES, 1);
             p.SetInt(DEC_IPARAMS_SUBVOLUME_ZNUMBEROFVOLUMES, 1);
@@ -145,9 +139,10 @@ int main(int argc, char** argv) {
             p.SetBool(DEC_BPARAMS_SAVE_PSF, method == "blind");
             p.SetFlag(DEC_FPARAMS_DECON_METHOD,
                       method == "gold" ? DEC_FLAG_DM_GOLDS : DEC_FLAG_DM_EXPECTATION_MAX);
-            algorithm = MakeDeconAlgorithm(log, method == "mlem2d"  ? cRestorationKind::Plane
-                                                : method == "blind" ? cRestorationKind::BlindPlane
-                                                                    : cRestorationKind::ByLogMethod);
+            algorithm =
+                MakeDeconAlgorithm(log, method == "mlem2d"  ? cRestorationKind::Plane
+                                        : method == "blind" ? cRestorationKind::BlindPlane
+                                                            : cRestorationKind::ByLogMethod);
         }
         algorithm->SetStatusCallback(CountStatus, nullptr);
         algorithm->SetSubvolumeProgress(1, 1);

@@ -33,31 +33,25 @@ void Write(const std::string& folder, const std::string& name, const cFloatImage
         throw std::runtime_error("cannot write " + name);
 }
 
-void Fill(const cFloatImagePtr& image, std::mt19937& generator) {
-    std::uniform_real_distribution<float> value(0.0f, 1.0f);
+// Visits every pixel in file order.
+template <class Visit> void ForEachPixel(const cFloatImagePtr& image, Visit visit) {
     for (uint32_t z = 0; z < image->GetSizeZ(); ++z)
         for (uint32_t y = 0; y < image->GetSizeY(); ++y)
             for (uint32_t x = 0; x < image->GetSizeX(); ++x)
-                image->GetLinePointer(y, z)[x] = value(generator);
+                visit(image->GetLinePointer(y, z)[x]);
 }
 
 void DumpCase(const std::string& folder, const cImageDimensions& size, unsigned seed) {
     std::filesystem::create_directories(folder);
     std::ofstream(folder + "/size.txt") << size.x << " " << size.y << " " << size.z << "\n";
     std::mt19937 generator(seed);
+    std::uniform_real_distribution<float> value(0.0f, 1.0f);
     const cFloatImagePtr a = MakeImage(size), b = MakeImage(size);
-    Fill(a, generator);
-    Fill(b, generator);
     // b as a PSF: positive with sum 1.
     double sum = 0;
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                sum += b->GetLinePointer(y, z)[x];
-    for (uint32_t z = 0; z < size.z; ++z)
-        for (uint32_t y = 0; y < size.y; ++y)
-            for (uint32_t x = 0; x < size.x; ++x)
-                b->GetLinePointer(y, z)[x] = float(b->GetLinePointer(y, z)[x] / sum);
+    ForEachPixel(a, [&](float& p) { p = value(generator); });
+    ForEachPixel(b, [&](float& p) { sum += (p = value(generator)); });
+    ForEachPixel(b, [&](float& p) { p = float(p / sum); });
     Write(folder, "a", a);
     Write(folder, "b", b);
 
