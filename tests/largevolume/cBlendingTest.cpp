@@ -174,6 +174,8 @@ TEST(cBlendingTest, OnePedestalRaisesTheWholeStackHoweverItWasCut) {
         cCountedPtr<cDeconLog> log = run.BlendingLog();
         log->GetParameters().SetBool(DEC_BPARAMS_STACK_ESTIMATES, true);
         log->GetParameters().SetReal(DEC_RPARAMS_STACK_SUM, static_cast<float>(sum));
+        // An older, longer output is written over; its tail must go.
+        WriteRaw(run.Output(), std::vector<float>(run.stack.pixels.size() + 100, -1.0f));
         ASSERT_EQ(Blend(run, log), 0);
 
         const cImageDimensions& size = run.stack.size;
