@@ -310,8 +310,8 @@ int cBlending::Blend2D(const std::string& name) {
     });
 }
 
-int cBlending::BlendAndWrite(const std::string& name, const cSavedStates& states,
-                             uint32_t slices, bool plane) {
+int cBlending::BlendAndWrite(const std::string& name, const cSavedStates& states, uint32_t slices,
+                             bool plane) {
     // Looking at a stack blended slab by slab before it is written blends it once per look
     // and once more for the write, each time reading every subvolume file. One final state
     // written to a file that can be read back is blended once instead (BlendOnceIntoOutput).
@@ -326,10 +326,9 @@ int cBlending::BlendAndWrite(const std::string& name, const cSavedStates& states
     const auto blendSlab = [&](uint32_t z) { return BlendSlab(z, plane); };
     if (int result = LookAtTheBlendedStack(slices, blendSlab))
         return result;
-    return WriteStates(writer ? writer : OpenWriter(name), name, states, slices, "_I",
-                       [&](uint32_t z, cUnmanagedRawFileWriter& out) {
-                           return WriteSlab(z, plane, out);
-                       });
+    return WriteStates(
+        writer ? writer : OpenWriter(name), name, states, slices, "_I",
+        [&](uint32_t z, cUnmanagedRawFileWriter& out) { return WriteSlab(z, plane, out); });
 }
 
 int cBlending::BlendOnceIntoOutput(cCountedPtr<cUnmanagedRawFileWriter>& writer,

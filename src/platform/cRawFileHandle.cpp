@@ -178,13 +178,12 @@ std::size_t cRawFileHandle::Read(void* buffer, std::size_t bytes) {
         return read;
     }
     auto* target = static_cast<char*>(buffer);
-    const Transferred t =
-        bytes >= kParallelRead
-            ? ReadInPieces(mDescriptor, target, bytes, mPosition)
-            : TransferAll(bytes, [&](std::size_t done, std::size_t piece) {
-                  return ::pread(mDescriptor, target + done, piece,
-                                 static_cast<off_t>(mPosition + done));
-              });
+    const Transferred t = bytes >= kParallelRead
+                              ? ReadInPieces(mDescriptor, target, bytes, mPosition)
+                              : TransferAll(bytes, [&](std::size_t done, std::size_t piece) {
+                                    return ::pread(mDescriptor, target + done, piece,
+                                                   static_cast<off_t>(mPosition + done));
+                                });
     if (t.error == kNothingMoved)
         mErrorText = "Unexpected end of file";
     else if (t.error != 0)

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "core/cException.h"
-#include "largevolume/SubvolumeRun.h"
 #include "decon/cImageNonNegativityLinearCompressionConstraint.h"
+#include "largevolume/SubvolumeRun.h"
 #include "largevolume/cBlending.h"
 #include "support/TestImages.h"
 
@@ -182,9 +182,10 @@ TEST(cBlendingTest, OnePedestalRaisesTheWholeStackHoweverItWasCut) {
         const cFloatImagePtr expected = MakeImage(size, [&](uint32_t x, uint32_t y, uint32_t z) {
             return run.stack.At(x, y, z) + kOffset;
         });
-        cStackNonNegativity step(static_cast<float>(sum),
-                                 cImageNonNegativityLinearCompressionConstraint::kToleratedNegativeShare,
-                                 double(size.Voxels()));
+        cStackNonNegativity step(
+            static_cast<float>(sum),
+            cImageNonNegativityLinearCompressionConstraint::kToleratedNegativeShare,
+            double(size.Voxels()));
         step.FirstLook(expected);
         ASSERT_TRUE(step.NeedsPedestal());
         step.SecondLook(expected);
