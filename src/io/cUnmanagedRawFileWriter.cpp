@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "core/cException.h"
 
@@ -123,6 +124,20 @@ bool cUnmanagedRawFileWriter::WriteBox(const cCountedPtr<cOvdImage<T>>& image, u
         }
         for (uint32_t z = z0; z <= z1; ++z)
             WriteBytes(source.GetLinePointer(y0, z), sliceBytes);
+        return true;
+    }
+    if (!mReplaces) {
+        // The rows go out where they lie, gathered by the system, a slice at a time so that
+        // a slice that falls short leaves the next one its own place.
+        std::vector<const void*> runs(rows);
+        for (uint32_t z = z0; z <= z1; ++z) {
+            for (uint32_t r = 0; r < rows; ++r)
+                runs[r] = source.GetLinePointer(y0 + r, z) + x0;
+            const uint64_t start = mFile.Position();
+            if (mFile.WriteRuns(runs.data(), rows, rowBytes) < sliceBytes)
+                NoteShortTransfer(mFile.ErrorText());
+            mFile.Seek(start + sliceBytes);
+        }
         return true;
     }
     unsigned char* buffer = SliceBuffer(sliceBytes);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 #include <vector>
 
@@ -59,6 +60,9 @@ template <class Move> Transferred TransferAll(std::size_t bytes, Move move) {
 // at a fraction of the memory's speed; writes to one file hold its lock and gain nothing.
 constexpr std::size_t kParallelRead = std::size_t{4} << 20;
 constexpr std::size_t kReadPiece = std::size_t{1} << 20;
+
+// Runs gathered by one write call: the system takes at most IOV_MAX (1024 on Linux).
+constexpr std::size_t kRunsPerCall = 1024;
 
 // Reads [offset, offset + bytes) in pieces on several threads: how far the file was read
 // without a gap, and the reason of the first piece that came up short.
@@ -209,6 +213,50 @@ std::size_t cRawFileHandle::Write(const void* buffer, std::size_t bytes) {
         RecordSystemError(t.error == kNothingMoved ? ENOSPC : t.error);
     mPosition += t.bytes;
     return t.bytes;
+}
+
+std::size_t cRawFileHandle::WriteRuns(const void* const* runs, std::size_t count,
+                                      std::size_t runBytes) {
+    std::size_t written = 0;
+    std::size_t run = 0;
+    if (!mMemory) {
+        // As many runs per call as the system takes; a call that falls short leaves the rest
+        // to Write, run by run, which finds and records the reason.
+        iovec pieces[kRunsPerCall];
+        while (run < count) {
+            const std::size_t n = std::min(count - run, kRunsPerCall);
+            for (std::size_t i = 0; i < n; ++i)
+                pieces[i] = {const_cast<void*>(runs[run + i]), runBytes};
+            const ssize_t moved =
+                ::pwritev(mDescriptor, pieces, static_cast<int>(n), static_cast<off_t>(mPosition));
+            if (moved < 0 && errno == EINTR)
+                continue;
+            const std::size_t whole = n * runBytes;
+            const std::size_t done = moved > 0 ? static_cast<std::size_t>(moved) : 0;
+            mPosition += done;
+            written += done;
+            if (done < whole) {
+                const std::size_t into = done % runBytes;
+                run += done / runBytes;
+                const std::size_t rest =
+                    Write(static_cast<const char*>(runs[run]) + into, runBytes - into);
+                written += rest;
+                if (rest < runBytes - into)
+                    return written;
+                ++run;
+                continue;
+            }
+            run += n;
+        }
+        return written;
+    }
+    for (; run < count; ++run) {
+        const std::size_t done = Write(runs[run], runBytes);
+        written += done;
+        if (done < runBytes)
+            break;
+    }
+    return written;
 }
 
 bool cRawFileHandle::IsRegularFile() const {

@@ -62,6 +62,10 @@ public:
     // then how far the file was read without a gap.
     std::size_t Read(void* buffer, std::size_t bytes);
     std::size_t Write(const void* buffer, std::size_t bytes);
+    // Write for `count` runs of `runBytes` bytes lying apart in memory (the rows of a box),
+    // one after the other in the file, gathered by the system: a few calls for many runs,
+    // and no copy into a buffer first.
+    std::size_t WriteRuns(const void* const* runs, std::size_t count, std::size_t runBytes);
 
     // Length of the open file in bytes; -1 when the system can't tell.
     int64_t Size();

@@ -84,7 +84,8 @@ TEST(cUnmanagedRawFileWriter, WritesFollowEachOtherFromTheStartOfTheFile) {
     expected.insert(expected.end(), words0.begin(), words0.end());
     const auto startsWith = [&](const std::vector<uint8_t>& prefix) {
         const std::vector<uint8_t> bytes = FileBytes(name);
-        return bytes.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), bytes.begin());
+        return bytes.size() >= prefix.size() &&
+               std::equal(prefix.begin(), prefix.end(), bytes.begin());
     };
 
     cUnmanagedRawFileWriter writer(name);
@@ -158,6 +159,17 @@ TEST(cUnmanagedRawFileWriter, WriteRegionPacksTheBoxDenselyAndRefusesBoxesOutsid
             EXPECT_EQ(FileBytes(name), PatternBytes<float>(b[0], b[1], b[2], b[3], b[4], b[5]));
         }
     }
+    // More rows than one gathering call takes.
+    auto tall = MakeImage<float>(3, 2500, 2);
+    Fill(*tall);
+    {
+        const std::string tallName = dir.File("tall");
+        cUnmanagedRawFileWriter writer(tallName);
+        ASSERT_TRUE(writer.Open());
+        EXPECT_TRUE(writer.WriteRegion(tall, 1, 1, 0, 2, 2499, 1));
+        EXPECT_TRUE(writer.Close());
+        EXPECT_EQ(FileBytes(tallName), PatternBytes<float>(1, 1, 0, 2, 2499, 1));
+    }
     auto bytes = MakeImage<uint8_t>(4, 3, 2);
     Fill(*bytes);
     cUnmanagedRawFileWriter writer(name);
@@ -189,10 +201,13 @@ TEST(cUnmanagedRawFileWriter, ShortWritesAreNotedAndTheOperationGoesOn) {
     EXPECT_TRUE(unopened.Write(image));
     EXPECT_EQ(unopened.GetLastError(), "error: " + missing + " : Bad file descriptor\n");
 
-    // A file-size limit one byte below the stack: the write falls short by that one byte.
+    // A file-size limit one byte below the stack, or below a box whose rows are gathered:
+    // the write falls short by that one byte, inside its last row.
     const std::string limited = dir.File("limited");
-    {
-        const uint64_t bytes = 3 * 2 * 2 * sizeof(float);
+    for (const bool box : {false, true}) {
+        SCOPED_TRACE(box ? "gathered box" : "stack");
+        std::filesystem::remove(limited);
+        const uint64_t bytes = (box ? 2 * 2 * 2 : 3 * 2 * 2) * sizeof(float);
         rlimit saved{};
         ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
         ASSERT_GE(saved.rlim_cur, bytes);
@@ -202,12 +217,14 @@ TEST(cUnmanagedRawFileWriter, ShortWritesAreNotedAndTheOperationGoesOn) {
         rlimit limit = saved;
         limit.rlim_cur = bytes - 1;
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-        const bool answer = writer.Write(image);
+        const bool answer = box ? writer.WriteRegion(image, 1, 0, 0, 2, 1, 1) : writer.Write(image);
         setrlimit(RLIMIT_FSIZE, &saved);
         std::signal(SIGXFSZ, handler);
         EXPECT_TRUE(answer);
         EXPECT_EQ(writer.GetLastError(), "error: " + limited + " : File too large\n");
+        EXPECT_EQ(writer.GetPosition(), bytes);
         EXPECT_TRUE(writer.Close());
+        EXPECT_EQ(std::filesystem::file_size(limited), bytes - 1);
     }
 
     if (!std::filesystem::exists("/dev/full"))
