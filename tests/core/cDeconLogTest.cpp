@@ -7,9 +7,11 @@
 
 using namespace Ovidane;
 
-namespace {
-
-void Fill(cDeconParameter& p) {
+// The dump is what a user reads to know how a run was set up: values of every kind, a flag
+// value that belongs to no name, 64-bit sizes whole, and the cut as a product of its counts.
+TEST(cDeconLog, DumpShowsEveryKindOfValueAndTheCut) {
+    cDeconLog log;
+    cDeconParameter& p = log.GetParameters();
     p.SetString(DEC_SPARAMS_ORIGINAL_FILE, "/data/stack.raw");
     p.SetReal(DEC_RPARAMS_SPHERICAL_ABERRATION, -1.25f);
     p.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, 512);
@@ -22,23 +24,9 @@ void Fill(cDeconParameter& p) {
     p.SetBool(DEC_BPARAMS_IS_TLB, true);
     p.SetFlag(DEC_FPARAMS_DATATYPE, DEC_FLAG_DTF_FLOAT_32BIT);
     p.SetFlag(DEC_FPARAMS_MODALITY, 2);
-}
-
-std::string DumpOf(const cDeconLog& log) {
     std::ostringstream out;
     log.Dump(out);
-    return out.str();
-}
-
-
-} // namespace
-
-// The dump is what a user reads to know how a run was set up: values of every kind, a flag
-// value that belongs to no name, 64-bit sizes whole, and the cut as a product of its counts.
-TEST(cDeconLog, DumpShowsEveryKindOfValueAndTheCut) {
-    cDeconLog log;
-    Fill(log.GetParameters());
-    const std::string dump = DumpOf(log);
+    const std::string dump = out.str();
     for (const char* line :
          {"DEC_SPARAMS_ORIGINAL_FILE = /data/stack.raw\n", "DEC_BPARAMS_IS_TLB = 1\n",
           "DEC_BPARAMS_IS_CONFOCAL = 0\n", "DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE = 5000000000\n",

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-
 #include "core/cDeconParameter.h"
 
 using namespace Ovidane;
@@ -41,11 +40,4 @@ TEST(cDeconParameter, SetFlagStoresExactlyTheAcceptedRangeAndKeepsTheOldValueOth
             EXPECT_EQ(p.GetFlag(range.key), accepted ? value : range.first) << value;
         }
     }
-    // The examples that matter to the run: an out-of-range noise level and image source.
-    cDeconParameter p;
-    p.SetFlag(DEC_FPARAMS_NOISE_LEVEL, DEC_FLAG_NOISE_LEVEL_HIGH);
-    p.SetFlag(DEC_FPARAMS_NOISE_LEVEL, 55);
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_NOISE_LEVEL), DEC_FLAG_NOISE_LEVEL_HIGH);
-    p.SetFlag(DEC_FPARAMS_INITIAL_IMAGE_SOURCE, 23);
-    EXPECT_EQ(p.GetFlag(DEC_FPARAMS_INITIAL_IMAGE_SOURCE), 0);
 }

@@ -32,10 +32,6 @@ uint16_t Record(ovdStructInvFilterStatus* status, void* userData) {
     return host->answer;
 }
 
-uint16_t Throw(ovdStructInvFilterStatus*, void*) {
-    throw std::runtime_error("host failure");
-}
-
 } // namespace
 
 TEST(cStatusUpdateHandler, TimeEstimateUsesTimePerIterationInWholeMilliseconds) {
@@ -72,7 +68,9 @@ TEST(cStatusUpdateHandler, AnyAnswerButContinueCancelsWithCode200) {
 }
 
 TEST(cStatusUpdateHandler, ThrowingOrMissingCallbackLetsTheRunGoOn) {
-    cClockedHandler throwing(&Throw);
+    cClockedHandler throwing([](ovdStructInvFilterStatus*, void*) -> uint16_t {
+        throw std::runtime_error("host failure");
+    });
     EXPECT_EQ(throwing.Update(10.0f, 0, 1, 1, 1, 106), 201);
     cClockedHandler silent(nullptr);
     EXPECT_EQ(silent.Update(10.0f, 0, 1, 1, 1, 106), 201);

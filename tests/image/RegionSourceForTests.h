@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <new>
-#include <ostream>
+#include <sstream>
 
 #include "core/cMessageSink.h"
 #include "image/cMemoryManagerContainer.h"
@@ -23,7 +23,7 @@ public:
     }
 
     void* Acquire(std::size_t bytes) override {
-        if (mThrow)
+        if (throwOnAcquire)
             throw std::bad_alloc();
         if (bytes > mLargest || bytes > mCapacity - mUsed) {
             ++refused;
@@ -44,26 +44,32 @@ public:
 
     std::size_t Used() const { return mUsed; }
     std::size_t LiveRegions() const { return mLive.size(); }
-    void ThrowOnAcquire(bool on) { mThrow = on; }
 
     int acquired = 0;
     int released = 0;
     int refused = 0;
+    bool throwOnAcquire = false; // fail by throwing instead of answering null
 
 private:
     std::size_t mLargest;
     std::size_t mCapacity;
     std::size_t mUsed = 0;
-    bool mThrow = false;
     std::map<void*, std::size_t> mLive;
 };
+
+// What an image does when it goes: unlock its blocks, drop them.
+template <class T> void Drop(cBlockArray<T>& blocks) {
+    for (auto& block : blocks)
+        block->locked = false;
+    blocks.clear();
+}
 
 // For the lifetime of this object the calling thread's pool is a fresh one on `source`,
 // and the process's message lines go to `messages`. Afterwards the pool is gone (the test
 // must have dropped its images), and the installed source and the sink are as they were.
 class cScopedPool {
 public:
-    cScopedPool(cRegionSource& source, std::ostream& messages) {
+    explicit cScopedPool(std::size_t largest = SIZE_MAX) : source(largest) {
         cMessageSink::ToStream(messages);
         cMemoryManagerContainer::Instance().ReleaseThreadMemory();
         mPrevious = &cRegionSource::Install(source);
@@ -75,6 +81,9 @@ public:
     }
     cScopedPool(const cScopedPool&) = delete;
     cScopedPool& operator=(const cScopedPool&) = delete;
+
+    cLimitedRegionSource source;
+    std::ostringstream messages;
 
 private:
     cRegionSource* mPrevious = nullptr;

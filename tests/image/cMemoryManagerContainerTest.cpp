@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 #include <string>
 #include <thread>
 
@@ -13,17 +12,10 @@
 #include "platform/Platform.h"
 
 using namespace Ovidane;
-using Testing::cLimitedRegionSource;
 using Testing::cScopedPool;
+using Testing::Drop;
 
 namespace {
-
-// What an image does when it goes: unlock its blocks, drop them.
-template <class T> void Drop(cBlockArray<T>& blocks) {
-    for (auto& block : blocks)
-        block->locked = false;
-    blocks.clear();
-}
 
 uint32_t CallerId() {
     return cThreadIdManager::Instance().CurrentLogicalThreadId();
@@ -32,9 +24,7 @@ uint32_t CallerId() {
 } // namespace
 
 TEST(cMemoryManagerContainer, ReleasedThreadsManagerGoesWhenItsLastBlockIsUnlocked) {
-    cLimitedRegionSource source;
-    std::ostringstream out;
-    cScopedPool pool(source, out);
+    cScopedPool pool;
     auto& container = cMemoryManagerContainer::Instance();
 
     cBlockArray<float> blocks;
@@ -43,26 +33,24 @@ TEST(cMemoryManagerContainer, ReleasedThreadsManagerGoesWhenItsLastBlockIsUnlock
     container.ReleaseThreadMemory();
     container.ReleaseThreadMemory(); // on the list once
     EXPECT_TRUE(container.HasManager(CallerId())) << "a locked block keeps the manager";
-    EXPECT_EQ(source.released, 0);
+    EXPECT_EQ(pool.source.released, 0);
 
     Drop(blocks);
     container.ReportBlockUse(); // any operation removes idle released managers on its way out
     EXPECT_FALSE(container.HasManager(CallerId()));
-    EXPECT_EQ(source.LiveRegions(), 0u);
+    EXPECT_EQ(pool.source.LiveRegions(), 0u);
 
     // The next operation makes a fresh manager, no longer on the release list: it keeps
     // its pool when idle.
     container.Allocate(64, 4, blocks, "run");
-    EXPECT_EQ(source.acquired, 2);
+    EXPECT_EQ(pool.source.acquired, 2);
     Drop(blocks);
     container.ReportOwners();
     EXPECT_TRUE(container.HasManager(CallerId()));
 }
 
 TEST(cMemoryManagerContainer, EachLogicalThreadHasItsOwnPool) {
-    cLimitedRegionSource source;
-    std::ostringstream out;
-    cScopedPool pool(source, out);
+    cScopedPool pool;
     auto& container = cMemoryManagerContainer::Instance();
     const uint32_t caller = CallerId();
 
@@ -85,8 +73,8 @@ TEST(cMemoryManagerContainer, EachLogicalThreadHasItsOwnPool) {
     EXPECT_NE(workersPixels, callersPixels)
         << "the caller's free block belongs to the caller's pool";
     EXPECT_TRUE(container.HasManager(caller));
-    EXPECT_EQ(source.acquired, 2);
-    EXPECT_EQ(source.LiveRegions(), 1u) << "the released worker's region went back";
+    EXPECT_EQ(pool.source.acquired, 2);
+    EXPECT_EQ(pool.source.LiveRegions(), 1u) << "the released worker's region went back";
 
     // A worker acting for the caller shares the caller's pool.
     std::thread([&] {
@@ -99,7 +87,7 @@ TEST(cMemoryManagerContainer, EachLogicalThreadHasItsOwnPool) {
         cThreadIdManager::Instance().RemoveThreadId(self);
     }).join();
     EXPECT_EQ(workersPixels, callersPixels);
-    EXPECT_EQ(source.acquired, 2);
+    EXPECT_EQ(pool.source.acquired, 2);
 }
 
 TEST(cMemoryManagerContainerDeathTest, ManagersAliveAtExitReportAndGoCleanly) {

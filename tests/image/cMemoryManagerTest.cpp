@@ -10,42 +10,37 @@
 
 using namespace Ovidane;
 using Testing::cLimitedRegionSource;
+using Testing::Drop;
 
 namespace {
 
 constexpr uint32_t kSlice = 32 * 32; // elements of one slice
 constexpr std::size_t kSliceBytes = kSlice * sizeof(float);
 
-// A manager that writes into `out`, quiet unless a test asks for its verbosity.
+// A quiet manager on a limited heap, its messages caught in `out`.
 struct ManagerOn {
-    ManagerOn(cRegionSource& source, std::ostream& out) : manager(source) {
+    explicit ManagerOn(std::size_t largest = SIZE_MAX, std::size_t capacity = SIZE_MAX)
+        : source(largest, capacity), manager(source) {
         manager.SetStreams(out, out);
         manager.SetVerbosity(0);
     }
+    cLimitedRegionSource source;
+    std::ostringstream out;
     cMemoryManager manager;
 };
-
-template <class T> void Unlock(cBlockArray<T>& blocks) {
-    for (auto& block : blocks)
-        block->locked = false;
-    blocks.clear();
-}
-
 
 } // namespace
 
 TEST(cMemoryManager, HeapRefusalFallsBackToSmallerRegions) {
     // Room for one region of 7 slices and one of 3, but not for 10 in one piece.
-    cLimitedRegionSource source(7 * kSliceBytes, 10 * kSliceBytes);
-    std::ostringstream out;
-    ManagerOn m(source, out);
+    ManagerOn m(7 * kSliceBytes, 10 * kSliceBytes);
     cBlockArray<float> blocks;
     m.manager.Allocate(kSlice, 10, blocks, "decon");
 
     ASSERT_EQ(blocks.size(), 10u);
     const auto& regions = m.manager.GetRegions<float>();
     ASSERT_EQ(regions.size(), 2u);
-    EXPECT_EQ(source.Used(), 10 * kSliceBytes);
+    EXPECT_EQ(m.source.Used(), 10 * kSliceBytes);
     for (float* region : regions)
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(region) % 64, 0u);
     // The first seven come from the split, the shed three from a second, smaller region.
@@ -62,13 +57,11 @@ TEST(cMemoryManager, HeapRefusalFallsBackToSmallerRegions) {
     }
     EXPECT_EQ(m.manager.GetProfile().size(), 1u);
     EXPECT_EQ(m.manager.GetProfile()[0].GetCount(0), 10u);
-    EXPECT_EQ(out.str().find("Beginning allocation..."), std::string::npos);
+    EXPECT_EQ(m.out.str().find("Beginning allocation..."), std::string::npos);
 }
 
 TEST(cMemoryManager, PoolServesTheSameSizeAgainAndOnlyExactSizes) {
-    cLimitedRegionSource source;
-    std::ostringstream out;
-    ManagerOn m(source, out);
+    ManagerOn m;
 
     // Plenty of room: ten slices come as one block of ten slices.
     cBlockArray<float> first;
@@ -76,7 +69,7 @@ TEST(cMemoryManager, PoolServesTheSameSizeAgainAndOnlyExactSizes) {
     ASSERT_EQ(first.size(), 1u);
     EXPECT_EQ(first[0]->size, 10 * kSlice);
     float* const start = first[0]->start;
-    Unlock(first);
+    Drop(first);
 
     // The same request again: the same block, no new region, nothing more in the pool.
     cBlockArray<float> second;
@@ -84,22 +77,20 @@ TEST(cMemoryManager, PoolServesTheSameSizeAgainAndOnlyExactSizes) {
     ASSERT_EQ(second.size(), 1u);
     EXPECT_EQ(second[0]->start, start);
     EXPECT_EQ(second[0]->owner, "b");
-    EXPECT_EQ(source.acquired, 1);
+    EXPECT_EQ(m.source.acquired, 1);
 
     // A free block is never cut: four slices while the ten-slice block is free take a new region.
-    Unlock(second);
+    Drop(second);
     cBlockArray<float> smaller;
     m.manager.Allocate(kSlice, 4, smaller, "c");
     ASSERT_EQ(smaller.size(), 1u);
     EXPECT_EQ(smaller[0]->size, 4 * kSlice);
-    EXPECT_EQ(source.acquired, 2);
+    EXPECT_EQ(m.source.acquired, 2);
     EXPECT_EQ(m.manager.GetRegions<float>().size(), 2u);
 }
 
 TEST(cMemoryManager, PartlyFoundSlicesAreGivenBackBeforeTheSearchForOneBlock) {
-    cLimitedRegionSource source;
-    std::ostringstream out;
-    ManagerOn m(source, out);
+    ManagerOn m;
     cRequestList slices{{kSlice, 10, false, OvdTypeReal}};
     m.manager.TryAllocateRegions(slices, "pool", false);
     ASSERT_TRUE(slices.empty());
@@ -128,9 +119,7 @@ TEST(cMemoryManager, PartlyFoundSlicesAreGivenBackBeforeTheSearchForOneBlock) {
 }
 
 TEST(cMemoryManager, OnlyRegionsWithoutLockedBlocksAreReleased) {
-    cLimitedRegionSource source;
-    std::ostringstream out;
-    ManagerOn m(source, out);
+    ManagerOn m;
     cRequestList first{{kSlice, 3, false, OvdTypeReal}};
     m.manager.TryAllocateRegions(first, "x", false);
     cRequestList second{{kSlice, 3, false, OvdTypeReal}};
@@ -142,8 +131,8 @@ TEST(cMemoryManager, OnlyRegionsWithoutLockedBlocksAreReleased) {
     m.manager.ReleaseUnusedRegions<float>();
     ASSERT_EQ(m.manager.GetRegions<float>().size(), 1u);
     EXPECT_EQ(m.manager.GetRegions<float>()[0], kept);
-    EXPECT_EQ(source.released, 1);
-    EXPECT_EQ(source.LiveRegions(), 1u);
+    EXPECT_EQ(m.source.released, 1);
+    EXPECT_EQ(m.source.LiveRegions(), 1u);
     for (std::size_t i = 0; i < 6; ++i) {
         const auto& block = *pool[i];
         if (i < 3) {
@@ -160,9 +149,7 @@ TEST(cMemoryManager, OnlyRegionsWithoutLockedBlocksAreReleased) {
 }
 
 TEST(cMemoryManager, TryAllocateRegionsLeavesExactlyWhatWasRefused) {
-    cLimitedRegionSource source(1000);
-    std::ostringstream out;
-    ManagerOn m(source, out);
+    ManagerOn m(1000);
     cRequestList list{{100, 2, false, OvdTypeReal},
                       {2000, 1, false, OvdTypeUnsignedChar},
                       {50, 1, false, OvdTypeReal}};
@@ -181,7 +168,7 @@ TEST(cMemoryManager, TryAllocateRegionsLeavesExactlyWhatWasRefused) {
     EXPECT_TRUE(m.manager.GetBlocks<uint8_t>().empty());
 
     // A source that fails by throwing refuses like one that answers null.
-    source.ThrowOnAcquire(true);
+    m.source.throwOnAcquire = true;
     cRequestList more{{10, 1, false, ovdTypeUnsignedShort}};
     EXPECT_NO_THROW(m.manager.TryAllocateRegions(more, "x", true));
     EXPECT_EQ(more.size(), 1u);
@@ -190,25 +177,21 @@ TEST(cMemoryManager, TryAllocateRegionsLeavesExactlyWhatWasRefused) {
 TEST(cMemoryManager, ServedPartsTakenBackAsIdleAreServedAgainWhole) {
     // Room for ten slices, but an idle block of another size holds six of them: the first
     // pass serves four, frees them with the idle block and serves only the other six.
-    cLimitedRegionSource source(SIZE_MAX, 10 * kSliceBytes);
-    std::ostringstream out;
-    ManagerOn m(source, out);
+    ManagerOn m(SIZE_MAX, 10 * kSliceBytes);
     cBlockArray<float> other;
     m.manager.Allocate(6 * kSlice, 1, other, "old");
-    Unlock(other);
+    Drop(other);
 
     cBlockArray<float> blocks;
     m.manager.Allocate(kSlice, 10, blocks, "new");
     ASSERT_EQ(blocks.size(), 1u);
     EXPECT_EQ(blocks[0]->size, 10 * kSlice);
-    EXPECT_EQ(source.Used(), 10 * kSliceBytes);
+    EXPECT_EQ(m.source.Used(), 10 * kSliceBytes);
     EXPECT_EQ(m.manager.LockedBlockCount(), 1u);
 }
 
 TEST(cMemoryManager, FailureKeepsWhatWasServedAndTheNextRequestSaysSo) {
-    cLimitedRegionSource source(SIZE_MAX, 6 * kSliceBytes);
-    std::ostringstream out;
-    ManagerOn m(source, out);
+    ManagerOn m(SIZE_MAX, 6 * kSliceBytes);
     cBlockArray<float> blocks;
     try {
         m.manager.Allocate(kSlice, 10, blocks, "big");
@@ -220,19 +203,19 @@ TEST(cMemoryManager, FailureKeepsWhatWasServedAndTheNextRequestSaysSo) {
     }
     EXPECT_TRUE(blocks.empty());
     EXPECT_EQ(m.manager.LockedBlockCount(), 0u);
-    out.str("");
+    m.out.str("");
 
     // The first request after the failure announces itself when it goes to the heap.
     m.manager.Allocate(2 * kSlice, 1, blocks, "after");
     EXPECT_EQ(blocks.size(), 1u);
-    EXPECT_EQ(out.str(), "Beginning allocation...\n");
-    Unlock(blocks);
+    EXPECT_EQ(m.out.str(), "Beginning allocation...\n");
+    Drop(blocks);
 
     // Single slices that were served stay in the pool and answer the next request.
-    const int acquired = source.acquired;
+    const int acquired = m.source.acquired;
     m.manager.Allocate(kSlice, 3, blocks, "small");
     EXPECT_EQ(blocks.size(), 3u);
-    EXPECT_EQ(source.acquired, acquired);
+    EXPECT_EQ(m.source.acquired, acquired);
 
     // A request that may not be split fails with its own message.
     cRequestList contiguous{{kSlice, 10, true, OvdTypeReal}};

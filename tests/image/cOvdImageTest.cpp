@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -10,7 +9,6 @@
 #include "image/cOvdImage.h"
 
 using namespace Ovidane;
-using Testing::cLimitedRegionSource;
 using Testing::cScopedPool;
 
 namespace {
@@ -32,9 +30,7 @@ void ExpectFailure(Call&& call, const std::string& message, uint16_t code = 2) {
 } // namespace
 
 TEST(cOvdImage, LayoutFollowsTheManagersAnswer) {
-    cLimitedRegionSource source(2 * kSliceBytes); // no region of more than two slices
-    std::ostringstream out;
-    cScopedPool pool(source, out);
+    cScopedPool pool(2 * kSliceBytes); // no region of more than two slices
 
     // A single slice fits in one block: the image is one vector.
     cFloatImage flat({16, 8, 1}, "flat");
@@ -67,19 +63,8 @@ TEST(cOvdImage, LayoutFollowsTheManagersAnswer) {
                   "Unable to allocate 2D Contiguous memory", OVD_ERR_MEMORY);
 }
 
-TEST(cOvdImage, PlentyOfMemoryGivesOneVector) {
-    cLimitedRegionSource source;
-    std::ostringstream out;
-    cScopedPool pool(source, out);
-    cFloatImage image(kSize, Contiguous2D, "img");
-    EXPECT_EQ(image.GetLayout(), Contiguous3D);
-    EXPECT_EQ(image.GetPixelPointer(3, 2, 4), image.GetSlicePointer(0) + (8 * 4 + 2) * 16 + 3);
-}
-
 TEST(cOvdImage, WrappedMemoryStaysWithItsOwner) {
-    cLimitedRegionSource source;
-    std::ostringstream out;
-    cScopedPool pool(source, out);
+    cScopedPool pool;
     std::vector<float> pixels(kSize.Voxels(), 1.0f);
     std::vector<std::vector<float>> planes(3, std::vector<float>(4 * 2, 2.0f));
     float* table[3] = {planes[0].data(), planes[1].data(), planes[2].data()};
@@ -96,18 +81,19 @@ TEST(cOvdImage, WrappedMemoryStaysWithItsOwner) {
     // The images are gone, the memory is not (the sanitizer build catches a wrong free).
     EXPECT_EQ(pixels.back(), 1.0f);
     EXPECT_EQ(planes[2].back(), 2.0f);
-    EXPECT_EQ(source.acquired, 0);
+    EXPECT_EQ(pool.source.acquired, 0);
 
     table[1] = nullptr;
     ExpectFailure([&] { cFloatImage bad(table, 4, 2, 3, Contiguous2D, "x"); }, "NULL Array");
 }
 
-TEST(cOvdImage, SubImagesAlongTheFirstAxisAreViewsIntoTheSource) {
-    cLimitedRegionSource source;
-    std::ostringstream out;
-    cScopedPool pool(source, out);
-    std::vector<float> pixels(kSize.Voxels());
-    cFloatImage image(pixels.data(), kSize, Contiguous3D, "src");
+// Plenty of memory: even a request for slices gets one vector, and a band cut from it along
+// the first axis points into it.
+TEST(cOvdImage, PlentyOfMemoryGivesOneVectorAndSubImagesAreViewsIntoIt) {
+    cScopedPool pool;
+    cFloatImage image(kSize, Contiguous2D, "img");
+    EXPECT_EQ(image.GetLayout(), Contiguous3D);
+    EXPECT_EQ(image.GetPixelPointer(3, 2, 4), image.GetSlicePointer(0) + (8 * 4 + 2) * 16 + 3);
     std::unique_ptr<cFloatImage> band(image.GetSubImageFirstAxis(2, 3));
     EXPECT_EQ(band->GetDimensions(), (cImageDimensions{2, 8, 5}));
     EXPECT_EQ(band->GetSlicePointer(0), image.GetSlicePointer(0) + 2 * 8 * 5);

@@ -24,32 +24,38 @@ struct CutSettings {
     int64_t memory = 100000;
 };
 
+// What the cut reads from a run's log: the stack and where its pieces go, their guard bands,
+// overlap and memory budget, and one restored pixel per pixel read.
+inline void SetCutParameters(Ovidane::cDeconParameter& p, const CutSettings& settings,
+                             const std::string& stack, const std::string& temp) {
+    using namespace Ovidane;
+    p.SetString(DEC_SPARAMS_ORIGINAL_FILE, stack);
+    p.SetString(DEC_SPARAMS_TEMP_DIRECTORY, temp);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, int32_t(settings.size.x));
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT, int32_t(settings.size.y));
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_DEPTH, int32_t(settings.size.z));
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_XYGUARDBAND, settings.guardXY);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_ZGUARDBAND, settings.guardZ);
+    p.SetInt(DEC_IPARAMS_SUBVOLUME_OVERLAP, settings.overlap);
+    p.SetBool(DEC_BPARAMS_SUBVOLUME_XYMONTAGE, true);
+    p.SetBool(DEC_BPARAMS_IS_CONFOCAL, settings.confocal);
+    p.SetBool(DEC_BPARAMS_IS_2D, settings.size.z == 1);
+    p.SetFlag(DEC_FPARAMS_SUBVOLUME_METHOD, DEC_FLAG_SVM_DYNAMIC);
+    p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, settings.memory);
+    p.SetFlag(DEC_FPARAMS_INITIAL_IMAGE_SOURCE, DEC_FLAG_IIS_VOLUME);
+    p.SetInt(DEC_IPARAMS_BINFACTOR, 1);
+    p.SetInt(DEC_IPARAMS_SUBPIXEL_XY_FACTOR, 1);
+    p.SetInt(DEC_IPARAMS_SUBPIXEL_Z_FACTOR, 1);
+}
+
 class SubvolumeRun {
 public:
     explicit SubvolumeRun(const CutSettings& settings = {})
-        : temp("ovd-subvol-temp"), files("ovd-subvol-files"), stack(PatternStack(settings.size)) {
-        using namespace Ovidane;
+        : temp("ovd-subvol-temp"), files("ovd-subvol-files"), stack(PatternStack(settings.size)),
+          log(new Ovidane::cDeconLog) {
         WriteRaw(files.File("stack"), stack.pixels);
-        log = new cDeconLog;
-        cDeconParameter& p = log->GetParameters();
-        p.SetString(DEC_SPARAMS_ORIGINAL_FILE, files.File("stack"));
-        p.SetString(DEC_SPARAMS_TEMP_DIRECTORY, temp.Path().string());
-        p.SetInt(DEC_IPARAMS_SUBVOLUME_WIDTH, int32_t(settings.size.x));
-        p.SetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT, int32_t(settings.size.y));
-        p.SetInt(DEC_IPARAMS_SUBVOLUME_DEPTH, int32_t(settings.size.z));
-        p.SetInt(DEC_IPARAMS_SUBVOLUME_XYGUARDBAND, settings.guardXY);
-        p.SetInt(DEC_IPARAMS_SUBVOLUME_ZGUARDBAND, settings.guardZ);
-        p.SetInt(DEC_IPARAMS_SUBVOLUME_OVERLAP, settings.overlap);
-        p.SetBool(DEC_BPARAMS_SUBVOLUME_XYMONTAGE, true);
-        p.SetBool(DEC_BPARAMS_IS_CONFOCAL, settings.confocal);
-        p.SetBool(DEC_BPARAMS_IS_2D, settings.size.z == 1);
-        p.SetFlag(DEC_FPARAMS_SUBVOLUME_METHOD, DEC_FLAG_SVM_DYNAMIC);
-        p.SetInt64(DEC_I64PARAMS_SUBVOLUME_MEMORYSIZE, settings.memory);
-        p.SetFlag(DEC_FPARAMS_INITIAL_IMAGE_SOURCE, DEC_FLAG_IIS_VOLUME);
-        p.SetFlag(DEC_FPARAMS_MODALITY, DEC_FLAG_MOD_WF_FLUORESCENCE);
-        p.SetInt(DEC_IPARAMS_BINFACTOR, 1);
-        p.SetInt(DEC_IPARAMS_SUBPIXEL_XY_FACTOR, 1);
-        p.SetInt(DEC_IPARAMS_SUBPIXEL_Z_FACTOR, 1);
+        SetCutParameters(Parameters(), settings, files.File("stack"), temp.Path().string());
+        Parameters().SetFlag(Ovidane::DEC_FPARAMS_MODALITY, Ovidane::DEC_FLAG_MOD_WF_FLUORESCENCE);
     }
 
     Ovidane::cDeconParameter& Parameters() { return log->GetParameters(); }

@@ -1,11 +1,7 @@
 #pragma once
-// Raw float stacks written and read here with plain streams, independently of the
-// library's file classes, and the stack patterns the subvolume tests cut and join.
+// The stack pattern the subvolume tests cut and join, and raw files to hold it.
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <string>
 #include <vector>
 
 #include "core/cImageDimensions.h"
@@ -17,9 +13,6 @@ struct Stack {
     Ovidane::cImageDimensions size;
     std::vector<float> pixels;
 
-    float& At(uint32_t x, uint32_t y, uint32_t z) {
-        return pixels[(std::size_t{z} * size.y + y) * size.x + x];
-    }
     float At(uint32_t x, uint32_t y, uint32_t z) const {
         return pixels[(std::size_t{z} * size.y + y) * size.x + x];
     }
@@ -28,17 +21,14 @@ struct Stack {
 // Positive, different at every pixel and not smooth, so that a pixel taken from the
 // wrong place, or weighted wrongly at a seam, shows.
 inline Stack PatternStack(Ovidane::cImageDimensions size) {
-    Stack stack{size, std::vector<float>(size.Voxels())};
+    Stack stack{size, {}};
     for (uint32_t z = 0; z < size.z; ++z)
         for (uint32_t y = 0; y < size.y; ++y)
             for (uint32_t x = 0; x < size.x; ++x)
-                stack.At(x, y, z) = 100.0f + 30.0f * z + 0.5f * float((x * 37 + y * 101) % 211) +
-                                    10.0f * std::sin(0.3f * float(x)) * std::cos(0.2f * float(y));
+                stack.pixels.push_back(100.0f + 30.0f * z + 0.5f * float((x * 37 + y * 101) % 211) +
+                                       10.0f * std::sin(0.3f * float(x)) *
+                                           std::cos(0.2f * float(y)));
     return stack;
-}
-
-inline bool Exists(const std::string& name) {
-    return std::filesystem::exists(name);
 }
 
 } // namespace OvidaneTest

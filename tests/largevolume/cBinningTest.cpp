@@ -3,10 +3,10 @@
 #include <cmath>
 #include <vector>
 
-#include "support/BeadStack.h"
 #include "largevolume/cBinning.h"
 #include "largevolume/cImageStatistics.h"
 #include "largevolume/cLargeVolumeProcessingFramework.h"
+#include "support/BeadStack.h"
 #include "support/TempDir.h"
 
 using namespace Ovidane;
@@ -85,19 +85,13 @@ TEST(cBinning, ShrinkingSumsBlocksAndTheRatioMapBringsTheDetailBack) {
     // Actions after the binning see binned slices.
     EXPECT_NEAR(statistics.GetMaximum(), largest, 1e-4 * largest);
 
-    // The map is full size. Where the binned slice is flat (slice 1) the map is exactly
-    // (I / mean) / 1.01; a slice of zeros has a map of zeros.
-    const std::vector<float> ratio = ReadRaw<float>(p.dir.File("ratio"));
-    ASSERT_EQ(ratio.size(), 8u * 6 * 3);
-    for (uint32_t y = 0; y < 6; ++y)
-        for (uint32_t x = 0; x < 8; ++x) {
-            EXPECT_NEAR(ratio[48 + y * 8 + x], p.in.at(x, y, 1) / 10.0 / 1.01, 1e-6);
-            EXPECT_EQ(ratio[96 + y * 8 + x], 0.0f);
-        }
+    // The map is full size; what it holds shows in the restored stack.
+    EXPECT_EQ(ReadRaw<float>(p.dir.File("ratio")).size(), 8u * 6 * 3);
 
-    // Restored: a flat binned slice comes back as I / 1.01 exactly; smooth blocks near the
-    // mean come back to within about 1% (the map's a / (a^2 + 0.01) with a near 1), with
-    // the pixel detail that binning had removed.
+    // Restored: a flat binned slice (slice 1), whose map is (I / mean) / 1.01, comes back as
+    // I / 1.01 exactly, and a slice of zeros as zeros; smooth blocks near the mean come back
+    // to within about 1% (the map's a / (a^2 + 0.01) with a near 1), with the pixel detail
+    // that binning had removed.
     ASSERT_EQ(p.Restore(p.dir.File("restored")), 0);
     const std::vector<float> restored = ReadRaw<float>(p.dir.File("restored"));
     ASSERT_EQ(restored.size(), 8u * 6 * 3);

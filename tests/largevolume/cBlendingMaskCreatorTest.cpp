@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -17,10 +18,9 @@ float At(const cFloatImagePtr& image, uint32_t x, uint32_t y) {
 // The weights of every tile of a counts.x by counts.y layout added up where the tiles land
 // in the joined slice, tiles advancing by their size less the overlap.
 std::vector<double> WeightSums(cBlendingMaskCreator& masks, cImageDimensions counts,
-                               cImageDimensions size, uint32_t overlap, uint32_t& width,
-                               uint32_t& height) {
-    width = counts.x * size.x - (counts.x - 1) * overlap;
-    height = counts.y * size.y - (counts.y - 1) * overlap;
+                               cImageDimensions size, uint32_t overlap) {
+    const uint32_t width = counts.x * size.x - (counts.x - 1) * overlap;
+    const uint32_t height = counts.y * size.y - (counts.y - 1) * overlap;
     std::vector<double> sums(std::size_t{width} * height, 0.0);
     for (uint32_t iy = 0; iy < counts.y; ++iy)
         for (uint32_t ix = 0; ix < counts.x; ++ix) {
@@ -35,23 +35,21 @@ std::vector<double> WeightSums(cBlendingMaskCreator& masks, cImageDimensions cou
 }
 
 // Every pixel of the joined slice, seams and four-tile corners included, gets a total
-// weight of 1, whatever the overlap; single-precision ramps are good to a few ulp.
+// weight of 1, whatever the overlap, so tiles keep weight 1 along the stack's outer edges,
+// where no neighbour shares them; single-precision ramps are good to a few ulp.
 TEST(cBlendingMaskCreatorTest, WeightsOfAllTilesAddUpToOneEverywhere) {
     const cImageDimensions size{20, 16, 1};
     for (const cImageDimensions counts :
          {cImageDimensions{3, 3, 1}, cImageDimensions{2, 1, 1}, cImageDimensions{1, 4, 1}}) {
-        for (uint32_t overlap : {1u, 2u, 3u, 7u}) {
+        for (uint32_t overlap : {1u, 2u, 3u, 6u, 7u}) {
             SCOPED_TRACE(testing::Message()
                          << counts.x << "x" << counts.y << " tiles, overlap " << overlap);
             cBlendingMaskCreator masks;
             masks.Setup(counts, size, overlap);
-            uint32_t width = 0, height = 0;
-            const std::vector<double> sums =
-                WeightSums(masks, counts, size, overlap, width, height);
-            int wrong = 0;
-            for (double s : sums)
-                wrong += std::fabs(s - 1.0) > 1e-6;
-            EXPECT_EQ(wrong, 0);
+            const std::vector<double> sums = WeightSums(masks, counts, size, overlap);
+            EXPECT_EQ(std::count_if(sums.begin(), sums.end(),
+                                    [](double s) { return std::fabs(s - 1.0) > 1e-6; }),
+                      0);
         }
     }
 }
@@ -72,22 +70,9 @@ TEST(cBlendingMaskCreatorTest, TilesFadeAlongARaisedCosineTowardsNeighboursOnly)
         EXPECT_NEAR(At(middle, 10, i), w, 1e-6) << i;
         EXPECT_NEAR(At(middle, 10, size.y - 1 - i), w, 1e-6) << i;
     }
-    EXPECT_EQ(At(middle, 0, 8), 0.0f);
-    EXPECT_EQ(At(middle, o - 1, 8), 1.0f);
     EXPECT_EQ(At(middle, o, 8), 1.0f);
     // The corner weight is the product of the two edge weights.
     EXPECT_NEAR(At(middle, 2, 3), At(middle, 2, 8) * At(middle, 10, 3), 1e-7);
-
-    // The first tile keeps weight 1 at the stack's outer edges and fades at its far ones.
-    const cFloatImagePtr first = masks.GetMask(0, 0);
-    EXPECT_EQ(At(first, 0, 0), 1.0f);
-    EXPECT_EQ(At(first, size.x - o, 0), 1.0f);
-    EXPECT_EQ(At(first, size.x - 1, 0), 0.0f);
-    EXPECT_EQ(At(first, 0, size.y - 1), 0.0f);
-    // The last tile, the other way round.
-    const cFloatImagePtr last = masks.GetMask(2, 2);
-    EXPECT_EQ(At(last, size.x - 1, size.y - 1), 1.0f);
-    EXPECT_EQ(At(last, 0, size.y - 1), 0.0f);
 
     // An overlap of 2 hands each side one column whole; an overlap of 1 shares its one
     // column half and half (the other sides follow from the sums above).

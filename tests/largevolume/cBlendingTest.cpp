@@ -46,18 +46,11 @@ TEST(cBlendingTest, JoiningUnchangedSubvolumesGivesTheStackBack) {
         CutSettings settings;
         size_t subvolumes;
     };
-    CutSettings overlap1;
-    overlap1.confocal = true;
-    overlap1.overlap = 1;
-    CutSettings overlap0 = overlap1;
-    overlap0.overlap = 0;
-    CutSettings small;
-    small.size = {60, 50, 3};
-    CutSettings plane;
-    plane.size = {200, 150, 1};
     for (const Case& c :
-         {Case{"overlap 8", {}, 9}, Case{"overlap 1", overlap1, 9}, Case{"overlap 0", overlap0, 9},
-          Case{"one subvolume", small, 1}, Case{"one plane", plane, 2}}) {
+         {Case{"overlap 8", {}, 9}, Case{"overlap 1", {.overlap = 1, .confocal = true}, 9},
+          Case{"overlap 0", {.overlap = 0, .confocal = true}, 9},
+          Case{"one subvolume", {.size = {60, 50, 3}}, 1},
+          Case{"one plane", {.size = {200, 150, 1}}, 2}}) {
         SCOPED_TRACE(c.what);
         SubvolumeRun run(c.settings);
         ASSERT_EQ(run.Cut(), 0);

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <vector>
 
-#include "support/TestImages.h"
 #include "largevolume/cImageStatistics.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
 using namespace OvidaneTest;

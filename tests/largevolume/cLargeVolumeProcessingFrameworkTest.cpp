@@ -2,11 +2,12 @@
 
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "support/BeadStack.h"
 #include "largevolume/cLargeVolumeProcessingFramework.h"
 #include "math/cImageMathManager.h"
+#include "support/BeadStack.h"
 #include "support/TempDir.h"
 
 using namespace Ovidane;
@@ -87,7 +88,6 @@ TEST(cLargeVolumeProcessingFramework, ActionsSeeSlicesInOrderAndTheLastImageIsWr
     pass.AddAction(&doubler);
     pass.AddAction(replacer);
     pass.AddAction(&last);
-    EXPECT_EQ(pass.GetActionCount(), 3u);
     pass.SetOutput(dir.File("out"));
     ASSERT_EQ(pass.Run(), 0);
 
@@ -112,25 +112,24 @@ TEST(cLargeVolumeProcessingFramework, FailuresEndThePassAtOnce) {
     WriteRaw(dir.File("in"), Pattern(3, 2, 3).v);
     std::vector<std::string> journal;
 
-    { // A Process failure: later actions and Finish aren't called; slice 0 was written.
-        Recorder first("A", journal, 1, 7), second("B", journal);
+    // A Process failure ends the pass there: later actions and Finish aren't called, the
+    // slices before it are written. A Finish failure stops the Finish calls after it.
+    const std::vector<std::string> processFails{"A0:3@0", "B0:3@0", "A1:3@50"};
+    const std::vector<std::string> finishFails{"A0:3@0",   "B0:3@0",   "A1:3@50", "B1:3@50",
+                                               "A2:3@100", "B2:3@100", "AF"};
+    for (const auto& [failAt, calls, slices] :
+         {std::tuple{1, processFails, 1u}, std::tuple{Recorder::kAtFinish, finishFails, 3u}}) {
+        SCOPED_TRACE(failAt);
+        journal.clear();
+        Recorder first("A", journal, failAt, 7), second("B", journal);
         cLargeVolumeProcessingFramework pass(dir.File("in"), 3, 2, 3);
         pass.AddAction(&first);
         pass.AddAction(&second);
         pass.SetOutput(dir.File("out"));
         EXPECT_EQ(pass.Run(), 7);
-        EXPECT_EQ(journal, (std::vector<std::string>{"A0:3@0", "B0:3@0", "A1:3@50"}));
+        EXPECT_EQ(journal, calls);
         EXPECT_EQ(pass.Close(), 0);
-        EXPECT_EQ(std::filesystem::file_size(dir.File("out")), 3u * 2 * sizeof(float));
-    }
-    journal.clear();
-    { // A Finish failure stops the Finish calls that follow it.
-        Recorder first("A", journal, Recorder::kAtFinish, 4), second("B", journal);
-        cLargeVolumeProcessingFramework pass(dir.File("in"), 3, 2, 3);
-        pass.AddAction(&first);
-        pass.AddAction(&second);
-        EXPECT_EQ(pass.Run(), 4);
-        EXPECT_EQ(journal.back(), "AF");
+        EXPECT_EQ(std::filesystem::file_size(dir.File("out")), slices * 3u * 2 * sizeof(float));
     }
     journal.clear();
     { // A stack file that ends inside the last slice, or doesn't exist, is refused

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "support/TestImages.h"
 #include "largevolume/cTLBInversion.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
 using namespace OvidaneTest;
@@ -18,7 +18,6 @@ TEST(cTLBInversion, MapsTheRangeOntoItselfAndFloorsAtTheSmallNumber) {
     cTLBInversion inversion(200.0f, 10.0f);
     EXPECT_EQ(inversion.Process(pointer, 0), 0);
     EXPECT_EQ(pointer.Get(), image.Get());
-    EXPECT_EQ(Pixels(image),
-              (std::vector<float>{10.0f, 200.0f, 105.0f, 1e-20f, 1e-20f, 192.5f}));
+    EXPECT_EQ(Pixels(image), (std::vector<float>{10.0f, 200.0f, 105.0f, 1e-20f, 1e-20f, 192.5f}));
     EXPECT_EQ(inversion.Finish(), 0);
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <vector>
 
 #include "core/cDeconLog.h"
@@ -7,6 +8,7 @@
 #include "largevolume/SubvolumeTestFiles.h"
 #include "largevolume/cSubvolumeAccessor.h"
 #include "support/TempDir.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
 using namespace OvidaneTest;
@@ -68,10 +70,7 @@ TEST(cSubvolumeAccessorTest, PlacesInteriorSlicesInItsTileAndDeletesWhatItRead) 
     noInterior->GetParameters().SetInt(DEC_IPARAMS_SUBVOLUME_X2GUARDBAND, 8);
     EXPECT_THROW(cSubvolumeAccessor().Setup(noInterior), cException);
 
-    cFloatImagePtr mosaic(new cOvdImage<float>(cImageDimensions{10, 15, 1}, Contiguous3D, "t"));
-    for (uint32_t y = 0; y < 15; ++y)
-        for (uint32_t x = 0; x < 10; ++x)
-            *mosaic->GetPixelPointer(x, y, 0) = -7.0f;
+    cFloatImagePtr mosaic = Constant({10, 15, 1}, -7.0f);
     for (uint32_t z = 0; z < 2; ++z) {
         accessor.ReadSlice(z, mosaic);
         EXPECT_EQ(Mismatches(mosaic, restored, z, -7.0f), 0) << "slice " << z;
@@ -83,8 +82,8 @@ TEST(cSubvolumeAccessorTest, PlacesInteriorSlicesInItsTileAndDeletesWhatItRead) 
     accessor.ReadSlice(1, mosaic);
     EXPECT_EQ(Mismatches(mosaic, saved, 1, -7.0f), 0);
     accessor.CloseAndDelete();
-    EXPECT_FALSE(Exists(result));
-    EXPECT_FALSE(Exists(result + "_I2"));
+    EXPECT_FALSE(std::filesystem::exists(result));
+    EXPECT_FALSE(std::filesystem::exists(result + "_I2"));
     EXPECT_EQ(dir.Count(), 0u);
 
     // A restoration that left no result can't be blended.

@@ -52,12 +52,10 @@ class DaskRestore(unittest.TestCase):
         cls.client = Client(cls.cluster)
         # The one run on the cluster besides the one that loses a worker: a cluster that
         # has lost one may keep a task of its next run waiting for ever.
-        started = time.time()
         cls.restored = ovidane.dask.restore(cls.store, **TASKS)
         cls.output = os.path.join(cls.work.name, "restored.zarr")
         cls.client.compute(write_ome_zarr(cls.restored, cls.output, SPACING, compute=False)
                            ).result(timeout=WAIT)
-        print(f"cluster {time.time() - started:.1f} s", file=sys.stderr)
         stored, cls.spacing = open_ome_zarr(cls.output)
         cls.result = stored.compute(scheduler="sync")
 
@@ -68,11 +66,9 @@ class DaskRestore(unittest.TestCase):
         cls.work.cleanup()
 
     def test_cluster_agrees_with_one_process_away_from_the_faces(self):
-        started = time.time()
         ovidane.set_memory_budget(TASKS["memory_budget"])
         expected = ovidane.restore(self.stack, SPACING, **OPTICS, noise=TASKS["noise"])
         ovidane.set_memory_budget(None)
-        print(f"one process {time.time() - started:.1f} s", file=sys.stderr)
         self.assertEqual(self.result.shape, SHAPE)
         self.assertEqual(self.restored.chunks, da.from_array(self.stack, chunks=CHUNKS).chunks)
         span = float(expected.max() - expected.min())
