@@ -239,6 +239,71 @@ TEST_F(HighwayTest, StatedDifferencesFromThePlainBackEnd) {
     }
 }
 
+// The remaining operations with a vector form give the plain result bit for bit: slice
+// constants, the minimum projection along z, filling, and conversions from 8 and 16 bits; the
+// whole-image conversion to 16 bits follows the vector box conversion's stated rule.
+TEST_F(HighwayTest, RemainingVectorFormsMatchThePlainOnes) {
+    const cImageDimensions size{37, 5, 3};
+    const std::size_t count = size.Voxels();
+    std::vector<uint8_t> bytes(count);
+    std::vector<uint16_t> words(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        bytes[i] = static_cast<uint8_t>(i * 37 + 11);
+        words[i] = static_cast<uint16_t>(i * 2654435761u >> 7);
+    }
+    const cByteImagePtr byteImage(new cOvdImage<uint8_t>(size, Contiguous3D, "test"));
+    const cShortImagePtr wordImage(new cOvdImage<uint16_t>(size, Contiguous3D, "test"));
+    std::copy(bytes.begin(), bytes.end(), byteImage->GetSlicePointer(0));
+    std::copy(words.begin(), words.end(), wordImage->GetSlicePointer(0));
+    for (const bool perSlice : {false, true}) {
+        const cFloatImagePtr a = Random(size, perSlice);
+        const std::function<std::vector<float>(cImageMath&)> runs[] = {
+            [&](cImageMath& m) {
+                const cFloatImagePtr out = Clone(a, perSlice);
+                m.SubtractImageSliceByConstant(out, 0.3f, 1);
+                m.MultiplyImageSliceByConstant(out, -1.7f, 2);
+                return Pixels(out);
+            },
+            [&](cImageMath& m) {
+                const cFloatImagePtr out = Make({size.x, size.y, 1}, false, 9.0f);
+                m.MinimumProjection(a, out, 1);
+                return Pixels(out);
+            },
+            [&](cImageMath& m) {
+                const cFloatImagePtr out = Clone(a, perSlice);
+                m.SetImageToConstant(out, -2.5f);
+                return Pixels(out);
+            },
+            [&](cImageMath& m) {
+                const cFloatImagePtr fromBytes = Make(size, perSlice),
+                                     fromWords = Make(size, !perSlice);
+                m.ConvertUnsignedByteToReal(byteImage, fromBytes);
+                m.ConvertUnsignedShortToReal(wordImage, fromWords);
+                std::vector<float> values = Pixels(fromBytes), raw(2 * count);
+                const std::vector<float> more = Pixels(fromWords);
+                values.insert(values.end(), more.begin(), more.end());
+                m.ConvertUnsignedByteToReal(bytes.data(), raw.data(), int(count));
+                m.ConvertUnsignedShortToReal(words.data(), raw.data() + count, int(count));
+                values.insert(values.end(), raw.begin(), raw.end());
+                return values;
+            },
+        };
+        for (std::size_t r = 0; r < std::size(runs); ++r) {
+            SCOPED_TRACE(testing::Message() << "operation " << r << (perSlice ? " per slice" : ""));
+            EXPECT_EQ(runs[r](plain), runs[r](vector));
+        }
+        const cShortImagePtr whole(new cOvdImage<uint16_t>(size, Contiguous3D, "test")),
+            boxed(new cOvdImage<uint16_t>(size, Contiguous3D, "test"));
+        const cFloatImagePtr wide = Clone(a, perSlice);
+        vector.MultiplyImageByConstant(a, 30000.0f, wide);
+        const cCountedBox box(new cImageBox{0, 0, 0, size.x - 1, size.y - 1, size.z - 1});
+        vector.ConvertRealtoShort(wide, whole);
+        vector.ConvertRealtoShortRoi(wide, boxed, box, box);
+        EXPECT_TRUE(std::equal(whole->GetSlicePointer(0), whole->GetSlicePointer(0) + count,
+                               boxed->GetSlicePointer(0)));
+    }
+}
+
 // Projections and searches that work per line or per slice in the vector back end.
 TEST_F(HighwayTest, ProjectionsAndSearchesWorkPerLineOrSlice) {
     const cImageDimensions size{5, 4, 3};
