@@ -12,6 +12,7 @@
 #include "interface/ovdRunInverseFilter.h"
 #include "largevolume/SubvolumeFiles.h"
 #include "largevolume/SubvolumeMemoryBudget.h"
+#include "largevolume/cBlending.h"
 #include "largevolume/cImageStatistics.h"
 #include "largevolume/cSubvolumeAccessor.h"
 #include "largevolume/cSubvoluming.h"
@@ -34,12 +35,14 @@ cRestorationKind KindOf(uint32_t method) {
 // `psf` slot shares the PSF of the first subvolume with the others. The padded subvolume
 // comes in memory (`original`). A stack cut into one subvolume (`inMemory`) has its
 // restoration come back the same way, not through its result file, as the answer (null
-// otherwise); a cut's restoration goes to its result file without the guard bands, which
-// the blending never reads (cSubvolumeAccessor::InteriorOf).
+// otherwise); a cut's restoration goes to the blending that takes them as they come
+// (`streamed`), or else to its result file without the guard bands, which the blending
+// never reads (cSubvolumeAccessor::InteriorOf).
 cFloatImagePtr RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDeconLog>& log,
                                 int16_t index, int16_t count,
                                 cCountedPtr<cSharedPsfFirstGuess>* psf,
-                                const cFloatImagePtr& original, bool inMemory) {
+                                const cFloatImagePtr& original, bool inMemory,
+                                cBlending* streamed) {
     cDeconAlgorithmPtr algorithm = MakeDeconAlgorithm(log, KindOf(a.method));
     if (psf)
         algorithm->SharePsfFirstGuess(*psf);
@@ -74,6 +77,10 @@ cFloatImagePtr RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDec
     }
     if (inMemory)
         return result;
+    if (streamed) {
+        streamed->AddRestored(std::size_t(index - 1), result);
+        return cFloatImagePtr();
+    }
     const cDeconParameter& p = log->GetParameters();
     framework->GetFramework()->WriteImageBox(p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE), result,
                                              cSubvolumeAccessor::InteriorOf(p));
@@ -182,11 +189,27 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     // images a restoration is given.
     cCountedPtr<cSharedPsfFirstGuess> psf;
     cFloatImagePtr restored;
+    // A cut is blended as its restorations come when a band of the output fits beside one
+    // restoration: no restoration then goes to a file of its own to be read back.
+    cCountedPtr<cBlending> streamed;
+    if (count > 1) {
+        const cDeconParameter& first = (*state.subvolumeLogs)[0]->GetParameters();
+        const int64_t subvolumeBytes = int64_t{first.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH)} *
+                                       first.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT) *
+                                       first.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH) *
+                                       int64_t{sizeof(float)};
+        streamed = StartStreamedBlending(
+            a.outputFile, state.log, state.subvolumeLogs, statistics,
+            GetRoomBesideRestoration(subvolumeBytes,
+                                     ExtraWorkingImages(state.log->GetParameters(),
+                                                        KindOf(a.method))));
+    }
     try {
         for (std::size_t i = 0; i < count; ++i) {
             restored = RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1),
                                         int16_t(count), count > 1 ? &psf : nullptr,
-                                        subvoluming->TakeSubvolume(i), count == 1);
+                                        subvoluming->TakeSubvolume(i), count == 1,
+                                        streamed.Get());
             if (i == 0)
                 PassOnTheStackRegularization(*state.subvolumeLogs);
         }
@@ -200,8 +223,10 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     }
     subvoluming = cCountedPtr<cSubvoluming>();
 
-    const uint16_t result = BlendSubvolumesInto(a.outputFile, state.log, state.subvolumeLogs,
-                                                statistics, restored, count > 1);
+    const uint16_t result =
+        streamed ? streamed->FinishStreamed()
+                 : BlendSubvolumesInto(a.outputFile, state.log, state.subvolumeLogs, statistics,
+                                       restored, count > 1);
     // Reported whatever the blending answered; the exported operations pass them on only
     // after a success.
     ReportSavedPsf(a, state);

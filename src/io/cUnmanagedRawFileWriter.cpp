@@ -77,6 +77,24 @@ bool cUnmanagedRawFileWriter::WriteRegion(const cCountedPtr<cOvdImage<uint8_t>>&
     return WriteBox(image, x0, y0, z0, x1, y1, z1);
 }
 
+bool cUnmanagedRawFileWriter::WriteBand(const cCountedPtr<cOvdImage<float>>& image, uint32_t rows,
+                                        uint32_t stackRow, uint32_t stackRows) {
+    if (!image)
+        return false;
+    const cOvdImage<float>& source = *image;
+    if (rows > source.GetSizeY() || uint64_t{stackRow} + rows > stackRows)
+        throw cException("cUnmanagedRawFileWriter", "Roi out of bounds in WriteBand",
+                         OVD_ERR_PARAMETER);
+    const uint64_t rowBytes = uint64_t{source.GetSizeX()} * sizeof(float);
+    const uint64_t reached = mFile.Position();
+    for (uint32_t z = 0; z < source.GetSizeZ(); ++z) {
+        mFile.Seek((uint64_t{z} * stackRows + stackRow) * rowBytes);
+        WriteBytes(source.GetSlicePointer(z), rowBytes * rows);
+    }
+    mFile.Seek(std::max(reached, mFile.Position()));
+    return true;
+}
+
 template <class T> void cUnmanagedRawFileWriter::TakeSizes(const cOvdImage<T>& image) {
     SetWidth(image.GetSizeX());
     SetHeight(image.GetSizeY());

@@ -75,6 +75,15 @@ public:
     bool WriteRegion(const cCountedPtr<cOvdImage<uint8_t>>& image, uint32_t x0, uint32_t y0,
                      uint32_t z0, uint32_t x1, uint32_t y1, uint32_t z1);
 
+    // Writes the first `rows` rows of every slice of the image, which is as wide as the
+    // stack in the file, to rows `stackRow` onwards of the same slices of the file's stack,
+    // `stackRows` rows high: one write per slice, in any order of bands. The position then
+    // stands behind the last row written, or where it stood if that is further, so that a
+    // file being replaced keeps every band. False only for a null image; rows beyond the
+    // image or the stack raise a cException with code 2 before anything is written.
+    bool WriteBand(const cCountedPtr<cOvdImage<float>>& image, uint32_t rows, uint32_t stackRow,
+                   uint32_t stackRows);
+
 private:
     template <class T> bool WriteStack(const cCountedPtr<cOvdImage<T>>& image);
     template <class T>

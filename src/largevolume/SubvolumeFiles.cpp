@@ -9,19 +9,39 @@
 
 namespace Ovidane {
 
-uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cDeconLog>& log,
-                             const cSubvolumeLogList& logs,
-                             const cCountedPtr<cImageStatistics>& statistics,
-                             const cFloatImagePtr& restored, bool interiorFiles) {
+namespace {
+
+cCountedPtr<cBlending> BlendingOf(const std::string& outputFile, const cCountedPtr<cDeconLog>& log,
+                                  const cSubvolumeLogList& logs,
+                                  const cCountedPtr<cImageStatistics>& statistics) {
     cCountedPtr<cBlending> blending = new cBlending();
     cCountedPtr<cDeconLog> blendLog = new cDeconLog(*log);
     blendLog->GetParameters().SetString(DEC_SPARAMS_ORIGINAL_FILE, outputFile);
     blending->SetStatistics(statistics);
     blending->SetSubvolumeLogs(logs);
     blending->SetLog(blendLog);
+    return blending;
+}
+
+} // namespace
+
+uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cDeconLog>& log,
+                             const cSubvolumeLogList& logs,
+                             const cCountedPtr<cImageStatistics>& statistics,
+                             const cFloatImagePtr& restored, bool interiorFiles) {
+    cCountedPtr<cBlending> blending = BlendingOf(outputFile, log, logs, statistics);
     blending->SetRestoredInMemory(restored);
     blending->SetResultFilesHoldInteriors(interiorFiles);
     return blending->Blend();
+}
+
+cCountedPtr<cBlending> StartStreamedBlending(const std::string& outputFile,
+                                            const cCountedPtr<cDeconLog>& log,
+                                            const cSubvolumeLogList& logs,
+                                            const cCountedPtr<cImageStatistics>& statistics,
+                                            int64_t room) {
+    cCountedPtr<cBlending> blending = BlendingOf(outputFile, log, logs, statistics);
+    return blending->StartStreamed(room) ? blending : cCountedPtr<cBlending>();
 }
 
 void DeleteSubvolumeFiles(const cSubvolumeLogList& logs) {

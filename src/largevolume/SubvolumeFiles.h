@@ -9,6 +9,7 @@
 
 namespace Ovidane {
 
+class cBlending;
 class cImageStatistics;
 
 // Joins the restored subvolumes of `logs` into `outputFile`. The blending writes to the file
@@ -22,6 +23,15 @@ uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cD
                              const cCountedPtr<cImageStatistics>& statistics,
                              const cFloatImagePtr& restored = cFloatImagePtr(),
                              bool interiorFiles = false);
+
+// A blending of `logs` into `outputFile` that takes the restorations as they come
+// (cBlending::StartStreamed), with `room` bytes beside one restoration; null when the cut
+// doesn't allow it or the band doesn't fit, and the restorations go to their result files.
+cCountedPtr<cBlending> StartStreamedBlending(const std::string& outputFile,
+                                            const cCountedPtr<cDeconLog>& log,
+                                            const cSubvolumeLogList& logs,
+                                            const cCountedPtr<cImageStatistics>& statistics,
+                                            int64_t room);
 
 // Deletes every file a cut and its restorations made: each subvolume's input, its result
 // and the PSF a restoration may have saved beside it. Missing files are passed over.

@@ -30,6 +30,12 @@ int64_t GetRunMemoryLimit();
 // a host's limit. 0 when nothing is left.
 int64_t GetSpareRunMemory(int64_t subvolumeBytes);
 
+// What a run may hold beside one restoration of subvolumes of `subvolumeBytes` per image,
+// counted by what a restoration was measured to hold at its peak (plus `extraImages` of its
+// method) rather than by the images it is given: what a blending of the restorations as they
+// come may take. 0 when nothing is left.
+int64_t GetRoomBesideRestoration(int64_t subvolumeBytes, uint32_t extraImages = 0);
+
 // The images a restoration under a host's limit is given: those of the inverse filter's
 // peak, plus `extraImages` of the method.
 uint32_t HostLimitImages(uint32_t extraImages = 0);

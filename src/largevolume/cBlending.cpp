@@ -2,19 +2,20 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <tuple>
 
-#include "core/cWorkerPool.h"
 #include "decon/cImageNonNegativityLinearCompressionConstraint.h"
 #include "io/cUnmanagedRawFileReader.h"
 #include "io/cUnmanagedRawFileWriter.h"
 #include "largevolume/cBinning.h"
 #include "largevolume/cImageStatistics.h"
 #include "largevolume/cLargeVolumeProcessingFramework.h"
+#include "largevolume/WeightedTile.h"
 #include "largevolume/cTLBInversion.h"
-#include "math/ImageWalk.h"
 #include "math/cImageMathManager.h"
 #include "platform/MemoryFiles.h"
+#include "platform/cRawFileHandle.h"
 
 namespace Ovidane {
 
@@ -44,31 +45,6 @@ bool CloseWriter(cCountedPtr<cUnmanagedRawFileWriter>& writer) {
     const bool complete = closed && writer->GetLastError().empty();
     writer = cCountedPtr<cUnmanagedRawFileWriter>();
     return complete;
-}
-
-// Adds a weighted tile into the output slab at (x0, y0): out = tile · mask + out, slice by
-// slice, the product rounded before the sum as two float operations round them. Pixels
-// that no earlier tile covers, x >= freshX and y >= freshY, take the product plus 0 in
-// place of what the output held, so the slab needs no clearing first and every bit is as
-// if it had been cleared.
-void AddWeightedTile(const cOvdImage<float>& tile, const cOvdImage<float>& mask,
-                     const cOvdImage<float>& out, uint32_t w, uint32_t h, uint32_t x0, uint32_t y0,
-                     uint32_t freshX, uint32_t freshY) {
-    const uint32_t slices = out.GetSizeZ();
-    const uint32_t freshFrom = freshX > x0 ? std::min(w, freshX - x0) : 0;
-    cWorkerPool::ForEach(int64_t{h} * slices, ImageWalk::ThreadsFor(uint64_t{w} * h * slices),
-                         [&](int64_t line, int) {
-                             const auto y = static_cast<uint32_t>(line % h);
-                             const auto z = static_cast<uint32_t>(line / h);
-                             const float* t = tile.GetLinePointer(y, z);
-                             const float* m = mask.GetLinePointer(y, 0);
-                             float* o = out.GetLinePointer(y0 + y, z) + x0;
-                             const uint32_t added = y0 + y >= freshY ? freshFrom : w;
-                             for (uint32_t x = 0; x < added; ++x)
-                                 o[x] = t[x] * m[x] + o[x];
-                             for (uint32_t x = added; x < w; ++x)
-                                 o[x] = t[x] * m[x] + 0.0f;
-                         });
 }
 
 } // namespace
@@ -104,66 +80,150 @@ cCountedPtr<cDeconLog> cBlending::GetLog() {
 
 uint16_t cBlending::Blend() {
     return Guard([&]() -> uint16_t {
-        if (!mLog || !mSubvolumeLogs || mSubvolumeLogs->empty())
-            return 1;
-        const std::vector<cCountedPtr<cDeconLog>>& logs = *mSubvolumeLogs;
-        for (const cCountedPtr<cDeconLog>& log : logs)
-            if (!log)
-                return 1;
+        if (int result = SetUp(true))
+            return static_cast<uint16_t>(result);
+        const cDeconParameter& p = mLog->GetParameters();
+        const std::string output = p.GetString(DEC_SPARAMS_ORIGINAL_FILE);
+        if (int result = p.GetBool(DEC_BPARAMS_IS_2D) ? Blend2D(output) : BlendVolume(output))
+            return static_cast<uint16_t>(result);
+        return Conclude();
+    });
+}
 
-        // The stack's range after restoration: the last pass turns transmitted-light data back
-        // within it.
-        mAccessors.clear();
-        mMaximum = logs.front()->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MAXIMUM);
-        mMinimum = logs.front()->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MINIMUM);
-        for (const cCountedPtr<cDeconLog>& log : logs) {
-            cCountedPtr<cSubvolumeAccessor> accessor(new cSubvolumeAccessor);
+int cBlending::SetUp(bool openFiles) {
+    if (!mLog || !mSubvolumeLogs || mSubvolumeLogs->empty())
+        return 1;
+    const std::vector<cCountedPtr<cDeconLog>>& logs = *mSubvolumeLogs;
+    for (const cCountedPtr<cDeconLog>& log : logs)
+        if (!log)
+            return 1;
+    mAccessors.clear();
+    for (const cCountedPtr<cDeconLog>& log : logs) {
+        cCountedPtr<cSubvolumeAccessor> accessor(new cSubvolumeAccessor);
+        if (openFiles)
             accessor->Setup(log, logs.size() == 1 ? mRestoredInMemory : cFloatImagePtr(),
                             mInteriorFiles);
-            mAccessors.push_back(accessor);
-            const cDeconParameter& p = log->GetParameters();
-            if (p.GetReal(DEC_RPARAMS_IMAGE_MAXIMUM) > mMaximum)
-                mMaximum = p.GetReal(DEC_RPARAMS_IMAGE_MAXIMUM);
-            if (p.GetReal(DEC_RPARAMS_IMAGE_MINIMUM) < mMinimum)
-                mMinimum = p.GetReal(DEC_RPARAMS_IMAGE_MINIMUM);
-        }
-        if (int result = InitBlendImages())
-            return static_cast<uint16_t>(result);
+        else
+            accessor->TakeGeometry(log);
+        mAccessors.push_back(accessor);
+    }
+    if (int result = InitBlendImages())
+        return result;
 
+    const cDeconParameter& p = mLog->GetParameters();
+    mNonNegativity = cCountedPtr<cStackNonNegativity>();
+    if (p.GetBool(DEC_BPARAMS_STACK_ESTIMATES) && !p.GetBool(DEC_BPARAMS_IS_PHASEOBJECT)) {
+        const cImageDimensions slice = BlendedSliceSize();
+        mNonNegativity = new cStackNonNegativity(
+            p.GetReal(DEC_RPARAMS_STACK_SUM),
+            cImageNonNegativityLinearCompressionConstraint::kToleratedNegativeShare,
+            double(slice.x) * slice.y * StackDepth());
+    }
+    return 0;
+}
+
+uint16_t cBlending::Conclude() {
+    // The stack's range after restoration: the last pass turns transmitted-light data back
+    // within it.
+    const std::vector<cCountedPtr<cDeconLog>>& logs = *mSubvolumeLogs;
+    mMaximum = logs.front()->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MAXIMUM);
+    mMinimum = logs.front()->GetParameters().GetReal(DEC_RPARAMS_IMAGE_MINIMUM);
+    for (const cCountedPtr<cDeconLog>& log : logs) {
+        const cDeconParameter& p = log->GetParameters();
+        mMaximum = std::max(mMaximum, p.GetReal(DEC_RPARAMS_IMAGE_MAXIMUM));
+        mMinimum = std::min(mMinimum, p.GetReal(DEC_RPARAMS_IMAGE_MINIMUM));
+    }
+    const cDeconParameter& p = mLog->GetParameters();
+    int result = PostProcess(p.GetString(DEC_SPARAMS_ORIGINAL_FILE));
+
+    if (p.GetBool(DEC_BPARAMS_SAVE_PSF)) {
+        for (std::size_t i = 0; i < mAccessors.size(); ++i) {
+            const cCountedPtr<cDeconLog>& log = logs[i];
+            cSubvolumeAccessor& accessor = *mAccessors[i];
+            accessor.OpenPsfFile(log->GetParameters().GetString(DEC_SPARAMS_OUTPUT_PSF_FILE),
+                                 log);
+            accessor.SetLowGuardBand({0, 0, 0});
+            accessor.SetHighGuardBand({0, 0, 0});
+            accessor.SetInteriorSize(accessor.GetPaddedSize());
+        }
+        if (int psfResult = InitPsfBlend())
+            return static_cast<uint16_t>(psfResult);
+        const std::string psfOutput = p.GetString(DEC_SPARAMS_OUTPUT_PSF_FILE);
+        const int psfResult = p.GetBool(DEC_BPARAMS_IS_2D) ? BlendPsf2D(psfOutput)
+                                                           : BlendPsfVolume(psfOutput);
+        // A failed last pass is not hidden by a good PSF mosaic.
+        if (result == 0)
+            result = psfResult;
+    }
+    return static_cast<uint16_t>(result);
+}
+
+bool cBlending::StartStreamed(int64_t room) {
+    return Guard([&] {
+        mBand = cCountedPtr<cBlendingBand>();
+        if (SetUp(false) != 0 || mAccessors.size() < 2 || !mWeighted)
+            return false;
         const cDeconParameter& p = mLog->GetParameters();
-        mNonNegativity = cCountedPtr<cStackNonNegativity>();
-        if (p.GetBool(DEC_BPARAMS_STACK_ESTIMATES) && !p.GetBool(DEC_BPARAMS_IS_PHASEOBJECT)) {
-            const cImageDimensions slice = BlendedSliceSize();
-            mNonNegativity = new cStackNonNegativity(
-                p.GetReal(DEC_RPARAMS_STACK_SUM),
-                cImageNonNegativityLinearCompressionConstraint::kToleratedNegativeShare,
-                double(slice.x) * slice.y * StackDepth());
+        if (p.GetBool(DEC_BPARAMS_IS_2D) || SavedStates(p, DEC_IPARAMS_SAVE_INTERVAL).total != 1)
+            return false;
+        // The band takes the tiles in the order the restorations make them.
+        for (std::size_t i = 0; i < mTileOrder.size(); ++i)
+            if (mTileOrder[i] != i || mAccessors[i]->GetSubvolumeCount().z > 1)
+                return false;
+        const cBlendingBand::cLayout layout{
+            {BlendedSliceSize().x, BlendedSliceSize().y, StackDepth()}, mCounts, mSize, mOverlap};
+        if (layout.counts.y > 1 && layout.size.y < 2 * layout.overlap)
+            return false;
+        if (cBlendingBand::BandBytes(layout) > uint64_t(std::max<int64_t>(0, room)))
+            return false;
+        // The bands go anywhere in the output, and the second look and the pedestal read it
+        // back: an output that stands already must be a plain file that can be read, which
+        // is asked before the writer empties it. One that doesn't stand is made here.
+        const std::string name = p.GetString(DEC_SPARAMS_ORIGINAL_FILE);
+        std::error_code missing;
+        if (std::filesystem::exists(name, missing)) {
+            Platform::cRawFileHandle standing;
+            if (!standing.Open(name, Platform::cRawFileHandle::Access::Read) ||
+                !standing.IsRegularFile())
+                return false;
         }
-        const std::string output = p.GetString(DEC_SPARAMS_ORIGINAL_FILE);
-        const bool is2D = p.GetBool(DEC_BPARAMS_IS_2D);
-        if (int result = is2D ? Blend2D(output) : BlendVolume(output))
-            return static_cast<uint16_t>(result);
-        int result = PostProcess(output);
+        cCountedPtr<cUnmanagedRawFileWriter> writer = OpenWriter(name);
+        mStreamedReader = new cUnmanagedRawFileReader(name);
+        if (!writer->IsRegularFile() || (mNonNegativity && !mStreamedReader->Open())) {
+            mStreamedReader = cCountedPtr<cUnmanagedRawFileReader>();
+            return false;
+        }
+        mStreamedWriter = writer;
+        mBand = new cBlendingBand(layout, writer, mNonNegativity);
+        return true;
+    });
+}
 
-        if (p.GetBool(DEC_BPARAMS_SAVE_PSF)) {
-            for (std::size_t i = 0; i < mAccessors.size(); ++i) {
-                const cCountedPtr<cDeconLog>& log = logs[i];
-                cSubvolumeAccessor& accessor = *mAccessors[i];
-                accessor.OpenPsfFile(log->GetParameters().GetString(DEC_SPARAMS_OUTPUT_PSF_FILE),
-                                     log);
-                accessor.SetLowGuardBand({0, 0, 0});
-                accessor.SetHighGuardBand({0, 0, 0});
-                accessor.SetInteriorSize(accessor.GetPaddedSize());
-            }
-            if (int psfResult = InitPsfBlend())
-                return static_cast<uint16_t>(psfResult);
-            const std::string psfOutput = p.GetString(DEC_SPARAMS_OUTPUT_PSF_FILE);
-            const int psfResult = is2D ? BlendPsf2D(psfOutput) : BlendPsfVolume(psfOutput);
-            // A failed last pass is not hidden by a good PSF mosaic.
-            if (result == 0)
-                result = psfResult;
-        }
-        return static_cast<uint16_t>(result);
+void cBlending::AddRestored(std::size_t subvolume, const cFloatImagePtr& restored) {
+    Guard([&] {
+        if (!mBand || subvolume >= mAccessors.size() || !restored)
+            Fail("No streamed blending for AddRestored", OVD_ERR_PARAMETER);
+        const cSubvolumeAccessor& accessor = *mAccessors[subvolume];
+        if (!(restored->GetDimensions() == accessor.GetPaddedSize()))
+            Fail("Invalid Dimensions in AddRestored", OVD_ERR_PARAMETER);
+        mBand->Add(accessor.GetIndex(), *restored, accessor.GetLowGuardBand(),
+                   *MaskOf(accessor.GetIndex()));
+    });
+}
+
+uint16_t cBlending::FinishStreamed() {
+    return Guard([&]() -> uint16_t {
+        if (!mBand || !mBand->IsComplete())
+            Fail("Streamed blending not complete in FinishStreamed", OVD_ERR_PARAMETER);
+        mBand = cCountedPtr<cBlendingBand>();
+        // The result files that were named for the restorations and never written.
+        for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
+            accessor->CloseAndDelete();
+        const uint32_t slices = StackDepth();
+        if (int result = FinishOutput(mStreamedWriter, *mStreamedReader, slices))
+            return static_cast<uint16_t>(result);
+        mStreamedReader = cCountedPtr<cUnmanagedRawFileReader>();
+        return Conclude();
     });
 }
 
@@ -342,9 +402,14 @@ int cBlending::BlendOnceIntoOutput(cCountedPtr<cUnmanagedRawFileWriter>& writer,
     mBlendedSlab = -1;
     for (const cCountedPtr<cSubvolumeAccessor>& accessor : mAccessors)
         accessor->CloseAndDelete();
+    return FinishOutput(writer, blended, slices);
+}
+
+int cBlending::FinishOutput(cCountedPtr<cUnmanagedRawFileWriter>& writer,
+                           cUnmanagedRawFileReader& blended, uint32_t slices) {
     if (!writer->GetLastError().empty())
         return kOutputFailed;
-    if (mNonNegativity->NeedsPedestal()) {
+    if (mNonNegativity && mNonNegativity->NeedsPedestal()) {
         // The second look and the pedestal read the blended stack back, slab by slab; the
         // raised slabs go over the blended ones.
         for (int pass = 0; pass < 2; ++pass) {
@@ -437,7 +502,7 @@ int cBlending::BlendSlab(uint32_t z, bool plane) {
             // values, in the tiles' order. Earlier tiles cover the rows above and the columns
             // to the left of this one's first `overlap`.
             accessor.ReadInterior(first, mTileImage, {0, 0, 0, w - 1, h - 1, last});
-            AddWeightedTile(*mTileImage, *MaskOf(index), *mOutputImage, w, h, x0, y0,
+            AddWeightedTile(*mTileImage, {0, 0, 0}, *MaskOf(index), *mOutputImage, w, h, x0, y0,
                             index.x > 0 ? x0 + mOverlap : x0, index.y > 0 ? y0 + mOverlap : y0);
         }
         mBlendedSlab = z;

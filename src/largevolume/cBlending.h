@@ -13,6 +13,7 @@
 #include "io/cUnmanagedRawFileReader.h"
 #include "io/cUnmanagedRawFileWriter.h"
 #include "largevolume/SubvolumeLogList.h"
+#include "largevolume/cBlendingBand.h"
 #include "largevolume/cBlendingMaskCreator.h"
 #include "largevolume/cStackNonNegativity.h"
 #include "largevolume/cSubvolumeAccessor.h"
@@ -42,7 +43,9 @@ class cImageStatistics;
 // whole stack (cStackNonNegativity), which takes one or two looks at all of it first. A
 // stack blended in slabs is then blended once and written as blended, and read back from
 // the output for the second look and the pedestal; for a device, which can't be read back,
-// it is blended again for each look and the write, and written once.
+// it is blended again for each look and the write, and written once. A cut whose band of
+// the output fits beside one restoration is blended as its restorations come instead
+// (StartStreamed), with no result files at all.
 class cBlending : public cOvdObject {
 public:
     cBlending();
@@ -68,6 +71,17 @@ public:
     // through as exceptions.
     virtual uint16_t Blend();
 
+    // Blending as the restorations come (cBlendingBand), in place of Blend, for a stack cut
+    // into rows and columns of tiles whose one final state goes to a regular file, when a
+    // band of the output, as wide as the stack and one tile high, takes no more than `room`
+    // bytes. Called after SetLog and before the first restoration: true when the blending
+    // takes the run. The output is then open, to be replaced; AddRestored takes each
+    // restored subvolume (of the padded size), in the order of the subvolume logs, and
+    // FinishStreamed ends the blending as Blend would, with its codes. False: nothing was
+    // written, and Blend blends the result files after the restorations.
+    bool StartStreamed(int64_t room);
+    void AddRestored(std::size_t subvolume, const cFloatImagePtr& restored);
+    uint16_t FinishStreamed();
     // The steps of Blend, in their order; public so that each can be driven on its own.
     int InitBlendImages();
     int BlendVolume(const std::string& name);
@@ -110,6 +124,15 @@ private:
     // raised and written over. The subvolume files go as soon as they are blended.
     int BlendOnceIntoOutput(cCountedPtr<cUnmanagedRawFileWriter>& writer,
                             cUnmanagedRawFileReader& blended, uint32_t slices, bool plane);
+    // The accessors (opening the result files with `openFiles`, else taking the geometry
+    // alone), the images and the non-negativity step; 0 or Blend's code.
+    int SetUp(bool openFiles);
+    // After the stack is written: the stack's range, the last pass and the PSF mosaic.
+    uint16_t Conclude();
+    // After the first look at the written stack: the second look and the pedestal when one
+    // is needed (`blended` reads the output back), then the durable close.
+    int FinishOutput(cCountedPtr<cUnmanagedRawFileWriter>& writer,
+                     cUnmanagedRawFileReader& blended, uint32_t slices);
     // Blends the slab of stack slices from z into the output image; with `plane`, stack
     // plane z from the subvolumes restored for it. 0 or a step's code.
     int BlendSlab(uint32_t z, bool plane);
@@ -158,6 +181,11 @@ private:
     float mMinimum = 0.0f;
     ovdStatusCallback mCallback = nullptr;
     void* mUserData = nullptr;
+    // The band, the output and its reader of a blending that takes the restorations as
+    // they come.
+    cCountedPtr<cBlendingBand> mBand;
+    cCountedPtr<cUnmanagedRawFileWriter> mStreamedWriter;
+    cCountedPtr<cUnmanagedRawFileReader> mStreamedReader;
     // Set when the non-negativity step is the blending's, for the whole stack.
     cCountedPtr<cStackNonNegativity> mNonNegativity;
 };

@@ -49,6 +49,22 @@ cImageBox cSubvolumeAccessor::InteriorOf(const cDeconParameter& p) {
 void cSubvolumeAccessor::Setup(const cCountedPtr<cDeconLog>& log, const cFloatImagePtr& restored,
                                bool interiorFile) {
     Guard([&] {
+        TakeGeometry(log);
+        if (restored.IsNull()) {
+            Open(mResultFile, interiorFile ? mInterior : mPadded);
+            mFileHoldsInterior = interiorFile;
+            return;
+        }
+        if (!(restored->GetDimensions() == mPadded))
+            Fail("Invalid Dimensions in Setup", 2);
+        Close();
+        mOpenFile = mResultFile;
+        mRestored = restored;
+    });
+}
+
+void cSubvolumeAccessor::TakeGeometry(const cCountedPtr<cDeconLog>& log) {
+    Guard([&] {
         if (!log)
             Fail("NULL log in Setup", 2);
         const cDeconParameter& p = log->GetParameters();
@@ -68,16 +84,6 @@ void cSubvolumeAccessor::Setup(const cCountedPtr<cDeconLog>& log, const cFloatIm
         const cImageBox interior = InteriorOf(p);
         mInterior = {interior.x1 - interior.x0 + 1, interior.y1 - interior.y0 + 1,
                      interior.z1 - interior.z0 + 1};
-        if (restored.IsNull()) {
-            Open(mResultFile, interiorFile ? mInterior : mPadded);
-            mFileHoldsInterior = interiorFile;
-            return;
-        }
-        if (!(restored->GetDimensions() == mPadded))
-            Fail("Invalid Dimensions in Setup", 2);
-        Close();
-        mOpenFile = mResultFile;
-        mRestored = restored;
     });
 }
 
@@ -144,7 +150,7 @@ void cSubvolumeAccessor::CloseAndDelete() {
     Guard([&] {
         Close();
         Platform::RemoveFile(mResultFile);
-        if (mOpenFile != mResultFile)
+        if (!mOpenFile.empty() && mOpenFile != mResultFile)
             Platform::RemoveFile(mOpenFile);
     });
 }

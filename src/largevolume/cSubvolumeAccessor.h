@@ -30,6 +30,9 @@ public:
     void Setup(const cCountedPtr<cDeconLog>& log,
                const cFloatImagePtr& restored = cFloatImagePtr(), bool interiorFile = false);
 
+    // Setup's geometry alone, with no file opened: for a blending that is handed each
+    // restored subvolume as it comes.
+    void TakeGeometry(const cCountedPtr<cDeconLog>& log);
     // Where a subvolume's interior lies in its padded subvolume, from the subvolume's log:
     // the padded box less the guard bands. Fails when the bands leave nothing.
     static cImageBox InteriorOf(const cDeconParameter& parameters);

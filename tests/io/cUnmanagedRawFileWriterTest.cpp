@@ -136,7 +136,7 @@ TEST(cUnmanagedRawFileWriter, AReplacedFileHoldsTheNewStackAloneOrNothing) {
     }
 }
 
-TEST(cUnmanagedRawFileWriter, WriteRegionPacksTheBoxDenselyAndRefusesBoxesOutside) {
+TEST(cUnmanagedRawFileWriter, BoxesArePackedDenselyBandsGoToTheirRowsAndBoxesOutsideAreRefused) {
     TempDir dir;
     const std::string name = dir.File("box");
     SliceTable sliced(6, 5, 4);
@@ -169,6 +169,23 @@ TEST(cUnmanagedRawFileWriter, WriteRegionPacksTheBoxDenselyAndRefusesBoxesOutsid
         EXPECT_TRUE(writer.WriteRegion(tall, 1, 1, 0, 2, 2499, 1));
         EXPECT_TRUE(writer.Close());
         EXPECT_EQ(FileBytes(tallName), PatternBytes<float>(1, 1, 0, 2, 2499, 1));
+    }
+    // Bands of rows of every slice, each to its own rows of a 5-row stack, the lower first.
+    {
+        const std::string bandName = dir.File("bands");
+        cUnmanagedRawFileWriter writer(bandName);
+        ASSERT_TRUE(writer.OpenToReplace());
+        auto band = MakeImage<float>(6, 3, 4);
+        for (const uint32_t first : {2u, 0u}) {
+            ForEachPixel(*band, [&](float& p, uint32_t x, uint32_t y, uint32_t z) {
+                p = PatternValue<float>(x, y + first, z);
+            });
+            EXPECT_TRUE(writer.WriteBand(band, first == 0 ? 2 : 3, first, 5));
+        }
+        ExpectRefused([&] { writer.WriteBand(band, 4, 0, 5); }); // more rows than the image
+        ExpectRefused([&] { writer.WriteBand(band, 3, 3, 5); }); // past the stack
+        EXPECT_TRUE(writer.CloseDurably());
+        EXPECT_EQ(FileBytes(bandName), PatternBytes<float>(0, 0, 0, 5, 4, 3));
     }
     auto bytes = MakeImage<uint8_t>(4, 3, 2);
     Fill(*bytes);

@@ -29,12 +29,37 @@ int Mismatches(const std::vector<float>& file, const Stack& stack, float offset 
     return wrong;
 }
 
-uint16_t Blend(SubvolumeRun& run, const cCountedPtr<cDeconLog>& log) {
+cCountedPtr<cBlending> BlendingOf(SubvolumeRun& run, const cCountedPtr<cDeconLog>& log) {
     cCountedPtr<cBlending> blending(new cBlending);
     blending->SetStatistics(run.statistics);
     blending->SetSubvolumeLogs(run.logs);
     blending->SetLog(log);
-    return blending->Blend();
+    return blending;
+}
+
+uint16_t Blend(SubvolumeRun& run, const cCountedPtr<cDeconLog>& log) {
+    return BlendingOf(run, log)->Blend();
+}
+
+// The blending that takes each restoration as it comes, handed what RestoreUnchanged would
+// have written, in the order of the logs; 99 when it doesn't take the run.
+uint16_t BlendAsRestored(SubvolumeRun& run, const cCountedPtr<cDeconLog>& log,
+                         float offset = 0.0f) {
+    cCountedPtr<cBlending> blending = BlendingOf(run, log);
+    if (!blending->StartStreamed(int64_t{1} << 30))
+        return 99;
+    for (std::size_t i = 0; i < run.logs->size(); ++i) {
+        const cDeconParameter& p = (*run.logs)[i]->GetParameters();
+        const cImageDimensions padded{uint32_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH)),
+                                      uint32_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT)),
+                                      uint32_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH))};
+        const std::vector<float> pixels = ReadRaw(p.GetString(DEC_SPARAMS_ORIGINAL_FILE));
+        std::filesystem::remove(p.GetString(DEC_SPARAMS_ORIGINAL_FILE));
+        blending->AddRestored(i, MakeImage(padded, [&](uint32_t x, uint32_t y, uint32_t z) {
+            return pixels[(std::size_t{z} * padded.y + y) * padded.x + x] + offset;
+        }));
+    }
+    return blending->FinishStreamed();
 }
 
 // Restorations that change nothing must give the stack back, whatever the seams: raised
@@ -45,9 +70,12 @@ TEST(cBlendingTest, JoiningUnchangedSubvolumesGivesTheStackBack) {
         const char* what;
         CutSettings settings;
         size_t subvolumes;
+        bool asRestored = false;
     };
     for (const Case& c :
-         {Case{"overlap 8", {}, 9}, Case{"overlap 1", {.overlap = 1, .confocal = true}, 9},
+         {Case{"overlap 8", {}, 9}, Case{"overlap 8, as restored", {}, 9, true},
+          Case{"overlap 1", {.overlap = 1, .confocal = true}, 9},
+          Case{"overlap 1, as restored", {.overlap = 1, .confocal = true}, 9, true},
           Case{"overlap 0", {.overlap = 0, .confocal = true}, 9},
           Case{"one subvolume", {.size = {60, 50, 3}}, 1},
           Case{"one plane", {.size = {200, 150, 1}}, 2}}) {
@@ -55,8 +83,12 @@ TEST(cBlendingTest, JoiningUnchangedSubvolumesGivesTheStackBack) {
         SubvolumeRun run(c.settings);
         ASSERT_EQ(run.Cut(), 0);
         ASSERT_EQ(run.logs->size(), c.subvolumes);
-        run.RestoreUnchanged();
-        ASSERT_EQ(Blend(run, run.BlendingLog()), 0);
+        if (c.asRestored) {
+            ASSERT_EQ(BlendAsRestored(run, run.BlendingLog()), 0);
+        } else {
+            run.RestoreUnchanged();
+            ASSERT_EQ(Blend(run, run.BlendingLog()), 0);
+        }
         EXPECT_EQ(Mismatches(ReadRaw(run.Output()), run.stack), 0);
         EXPECT_EQ(run.temp.Count(), 0u);
         EXPECT_EQ(run.files.Count(), 2u); // the stack and the result
@@ -147,20 +179,25 @@ TEST(cBlendingTest, PsfsOfTheSubvolumesFormAMosaic) {
 }
 
 // A stack mostly below 0 is raised by one pedestal for the whole stack, cut or not. Cut, it
-// is blended once and read back from the output for the second look and the pedestal; in
-// one piece, it is blended whole in memory. Either way the output is the step applied to
-// the whole stack at once, and no subvolume file is left.
+// is blended once (from the result files, or a band at a time as the restorations come)
+// and read back from the output for the second look and the pedestal; in one piece, it is
+// blended whole in memory. Every way the output is the step applied to the whole stack at
+// once, the two ways of the cut agree bit for bit, and no subvolume file is left.
 TEST(cBlendingTest, OnePedestalRaisesTheWholeStackHoweverItWasCut) {
     CutSettings whole;
     whole.memory = int64_t{1} << 30;
+    std::vector<float> fromFiles;
     for (const auto& [what, settings, subvolumes] :
-         {std::tuple{"cut", CutSettings{}, 9u}, std::tuple{"one piece", whole, 1u}}) {
+         {std::tuple{"cut", CutSettings{}, 9u}, std::tuple{"cut, as restored", CutSettings{}, 9u},
+          std::tuple{"one piece", whole, 1u}}) {
         SCOPED_TRACE(what);
         SubvolumeRun run(settings);
         ASSERT_EQ(run.Cut(), 0);
         ASSERT_EQ(run.logs->size(), subvolumes);
         constexpr float kOffset = -220.0f;
-        run.RestoreUnchanged(kOffset);
+        const bool asRestored = std::string(what) == "cut, as restored";
+        if (!asRestored)
+            run.RestoreUnchanged(kOffset);
         double sum = 0;
         for (float v : run.stack.pixels)
             sum += v;
@@ -169,7 +206,7 @@ TEST(cBlendingTest, OnePedestalRaisesTheWholeStackHoweverItWasCut) {
         log->GetParameters().SetReal(DEC_RPARAMS_STACK_SUM, static_cast<float>(sum));
         // An older, longer output is written over; its tail must go.
         WriteRaw(run.Output(), std::vector<float>(run.stack.pixels.size() + 100, -1.0f));
-        ASSERT_EQ(Blend(run, log), 0);
+        ASSERT_EQ(asRestored ? BlendAsRestored(run, log, kOffset) : Blend(run, log), 0);
 
         const cImageDimensions& size = run.stack.size;
         const cFloatImagePtr expected = MakeImage(size, [&](uint32_t x, uint32_t y, uint32_t z) {
@@ -191,6 +228,10 @@ TEST(cBlendingTest, OnePedestalRaisesTheWholeStackHoweverItWasCut) {
             wrong += std::fabs(output[i] - want[i]) > 1e-4f * (1.0f + std::fabs(want[i]));
         EXPECT_EQ(wrong, 0);
         EXPECT_EQ(run.temp.Count(), 0u);
+        if (std::string(what) == "cut")
+            fromFiles = output;
+        if (asRestored)
+            EXPECT_TRUE(output == fromFiles);
     }
 }
 
@@ -209,6 +250,26 @@ TEST(cBlendingTest, RefusesWhatItCannotJoin) {
     for (const auto& subvolume : *run.logs)
         subvolume->GetParameters().SetInt(DEC_IPARAMS_SUBVOLUME_ZNUMBEROFVOLUMES, 2);
     EXPECT_THROW(Blend(run, run.BlendingLog()), cException);
+
+    // A blending that takes the restorations as they come refuses one out of turn, and an
+    // end before the last; the old output it was replacing is then left empty, never half
+    // old and half new.
+    SubvolumeRun streamed;
+    ASSERT_EQ(streamed.Cut(), 0);
+    WriteRaw(streamed.Output(), std::vector<float>(100, 1.0f));
+    {
+        cCountedPtr<cBlending> blending = BlendingOf(streamed, streamed.BlendingLog());
+        ASSERT_TRUE(blending->StartStreamed(int64_t{1} << 30));
+        const cDeconParameter& p = (*streamed.logs)[1]->GetParameters();
+        const cFloatImagePtr second = Constant(
+            {uint32_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH)),
+             uint32_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT)),
+             uint32_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH))},
+            1.0f);
+        EXPECT_THROW(blending->AddRestored(1, second), cException);
+        EXPECT_THROW(blending->FinishStreamed(), cException);
+    }
+    EXPECT_TRUE(ReadRaw(streamed.Output()).empty());
 }
 
 } // namespace
