@@ -191,19 +191,23 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     cFloatImagePtr restored;
     // A cut is blended as its restorations come when a band of the output fits beside one
     // restoration: no restoration then goes to a file of its own to be read back.
+    // The band an earlier cut kept goes back when it doesn't fit beside this run's
+    // restorations.
     cCountedPtr<cBlending> streamed;
+    int64_t room = 0;
     if (count > 1) {
         const cDeconParameter& first = (*state.subvolumeLogs)[0]->GetParameters();
         const int64_t subvolumeBytes = int64_t{first.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH)} *
                                        first.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT) *
                                        first.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH) *
                                        int64_t{sizeof(float)};
-        streamed = StartStreamedBlending(
-            a.outputFile, state.log, state.subvolumeLogs, statistics,
-            GetRoomBesideRestoration(subvolumeBytes,
-                                     ExtraWorkingImages(state.log->GetParameters(),
-                                                        KindOf(a.method))));
+        room = GetRoomBesideRestoration(
+            subvolumeBytes, ExtraWorkingImages(state.log->GetParameters(), KindOf(a.method)));
     }
+    cBlendingBand::KeepAtMost(uint64_t(room));
+    if (count > 1)
+        streamed = StartStreamedBlending(a.outputFile, state.log, state.subvolumeLogs,
+                                         statistics, room);
     try {
         for (std::size_t i = 0; i < count; ++i) {
             restored = RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1),

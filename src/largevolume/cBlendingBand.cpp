@@ -2,10 +2,60 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 
+#include "core/cException.h"
+#include "image/cRegionSource.h"
 #include "largevolume/WeightedTile.h"
 
 namespace Ovidane {
+
+namespace {
+
+// The band's pixels are kept from one cut to the next, which mostly has the same size, but
+// outside the memory manager: its pool keeps a region of every size it has served, and the
+// bands of cuts of different sizes would pile up there. One band is kept at most, and given
+// back before a band of another size is taken.
+struct cKeptBand {
+    cRegionSource* source = nullptr;
+    void* pixels = nullptr;
+    std::size_t bytes = 0;
+};
+std::mutex gKeptLock;
+cKeptBand gKept;
+
+void Discard(cKeptBand& band) {
+    if (band.pixels)
+        band.source->Release(band.pixels);
+    band = {};
+}
+
+cKeptBand TakeBand(std::size_t bytes) {
+    cKeptBand band;
+    {
+        const std::lock_guard<std::mutex> lock(gKeptLock);
+        std::swap(band, gKept);
+    }
+    if (band.pixels && band.bytes == bytes && band.source == &cRegionSource::Current())
+        return band;
+    Discard(band);
+    band.source = &cRegionSource::Current();
+    band.pixels = band.source->Acquire(bytes);
+    band.bytes = bytes;
+    if (!band.pixels)
+        throw cException("cBlendingBand", "Unable to allocate the band", OVD_ERR_MEMORY);
+    return band;
+}
+
+void KeepBand(cKeptBand band) {
+    {
+        const std::lock_guard<std::mutex> lock(gKeptLock);
+        std::swap(band, gKept);
+    }
+    Discard(band);
+}
+
+} // namespace
 
 uint64_t cBlendingBand::BandBytes(const cLayout& layout) {
     return uint64_t{layout.stack.x} * layout.size.y * layout.stack.z * sizeof(float);
@@ -32,8 +82,33 @@ cBlendingBand::cBlendingBand(const cLayout& layout,
         Fail("Invalid Dimensions in cBlendingBand", OVD_ERR_PARAMETER);
     mLastX = LastInside(s.x, layout.counts.x, layout.size.x, layout.overlap);
     mLastY = LastInside(s.y, layout.counts.y, layout.size.y, layout.overlap);
-    mBand = new cFloatImage(cImageDimensions{s.x, std::min(layout.size.y, s.y), s.z},
-                            GetObjectName());
+    const cImageDimensions band{s.x, std::min(layout.size.y, s.y), s.z};
+    cKeptBand memory = TakeBand(band.Voxels() * sizeof(float));
+    mPixels = memory.pixels;
+    mSource = memory.source;
+    mBytes = memory.bytes;
+    try {
+        mBand = new cFloatImage(static_cast<float*>(mPixels), band, Contiguous3D, GetObjectName());
+    } catch (...) {
+        KeepBand(memory);
+        throw;
+    }
+}
+
+void cBlendingBand::KeepAtMost(uint64_t bytes) {
+    cKeptBand band;
+    {
+        const std::lock_guard<std::mutex> lock(gKeptLock);
+        if (gKept.bytes <= bytes)
+            return;
+        std::swap(band, gKept);
+    }
+    Discard(band);
+}
+
+cBlendingBand::~cBlendingBand() {
+    mBand = cFloatImagePtr();
+    KeepBand({mSource, mPixels, mBytes});
 }
 
 void cBlendingBand::Add(const cImageDimensions& index, const cFloatImage& restored,
@@ -56,8 +131,6 @@ void cBlendingBand::Add(const cImageDimensions& index, const cFloatImage& restor
         }
         if (index.x + 1 == l.counts.x && index.y <= mLastY)
             Finish(index.y);
-        if (IsComplete())
-            mBand = cFloatImagePtr();
     });
 }
 

@@ -5,6 +5,7 @@
 #include "core/cImageDimensions.h"
 #include "core/cOvdObject.h"
 #include "image/cOvdImage.h"
+#include "image/cRegionSource.h"
 #include "io/cUnmanagedRawFileWriter.h"
 #include "largevolume/cStackNonNegativity.h"
 
@@ -28,10 +29,15 @@ public:
     };
     // The band's bytes.
     static uint64_t BandBytes(const cLayout& layout);
+    // The memory of the last band is kept for the next cut; a kept band larger than `bytes`
+    // goes back to the system now.
+    static void KeepAtMost(uint64_t bytes);
 
     // `look`, when set, sees every final pixel once (its first look) before it is written.
     cBlendingBand(const cLayout& layout, const cCountedPtr<cUnmanagedRawFileWriter>& writer,
                   const cCountedPtr<cStackNonNegativity>& look);
+    // Keeps the band's memory for the next cut.
+    ~cBlendingBand() override;
 
     // Adds tile `index` of the cut, its interior read from `restored` at `origin`, weighted
     // by `mask`. Tiles come by rows, and in each row by columns; one out of turn is refused
@@ -51,6 +57,9 @@ private:
     cCountedPtr<cUnmanagedRawFileWriter> mWriter;
     cCountedPtr<cStackNonNegativity> mLook;
     cFloatImagePtr mBand;
+    void* mPixels = nullptr;
+    cRegionSource* mSource = nullptr;
+    std::size_t mBytes = 0;
     uint32_t mLastX = 0;
     uint32_t mLastY = 0;
     uint64_t mNext = 0;

@@ -6,9 +6,11 @@
 #include <vector>
 
 #include "core/cException.h"
+#include "image/RegionSourceForTests.h"
 #include "decon/cImageNonNegativityLinearCompressionConstraint.h"
 #include "largevolume/SubvolumeRun.h"
 #include "largevolume/cBlending.h"
+#include "largevolume/cBlendingBand.h"
 #include "support/TestImages.h"
 
 using namespace Ovidane;
@@ -233,6 +235,35 @@ TEST(cBlendingTest, OnePedestalRaisesTheWholeStackHoweverItWasCut) {
         if (asRestored)
             EXPECT_TRUE(output == fromFiles);
     }
+}
+
+// The band's memory stays for the next cut of the same size, but bands of other sizes never
+// pile up: one is kept at most, given back before another size is taken, and when a run
+// has less room than it takes.
+TEST(cBlendingTest, ABandIsKeptForTheNextCutOfItsSizeAndNoOther) {
+    Testing::cLimitedRegionSource source;
+    cRegionSource& previous = cRegionSource::Install(source);
+    cBlendingBand::KeepAtMost(0);
+    TempDir dir("ovd-band");
+    cCountedPtr<cUnmanagedRawFileWriter> writer(new cUnmanagedRawFileWriter(dir.File("out")));
+    const cBlendingBand::cLayout small{{40, 30, 2}, {2, 2, 1}, {24, 19, 1}, 8};
+    cBlendingBand::cLayout large = small;
+    large.stack.z = 3;
+    const auto use = [&](const cBlendingBand::cLayout& layout) {
+        cBlendingBand band(layout, writer, cCountedPtr<cStackNonNegativity>());
+    };
+    for (const auto& [layout, acquired, released] :
+         {std::tuple{small, 1, 0}, std::tuple{small, 1, 0}, std::tuple{large, 2, 1}}) {
+        use(layout);
+        EXPECT_EQ(source.acquired, acquired);
+        EXPECT_EQ(source.released, released);
+        EXPECT_EQ(source.LiveRegions(), 1u);
+    }
+    cBlendingBand::KeepAtMost(cBlendingBand::BandBytes(large));
+    EXPECT_EQ(source.LiveRegions(), 1u);
+    cBlendingBand::KeepAtMost(cBlendingBand::BandBytes(large) - 1);
+    EXPECT_EQ(source.LiveRegions(), 0u);
+    cRegionSource::Install(previous);
 }
 
 TEST(cBlendingTest, RefusesWhatItCannotJoin) {
