@@ -195,6 +195,7 @@ bool cBlending::StartStreamed(int64_t room) {
         }
         mStreamedWriter = writer;
         mBand = new cBlendingBand(layout, writer, mNonNegativity);
+        mBandBytes = cBlendingBand::BandBytes(layout);
         return true;
     });
 }
