@@ -195,7 +195,6 @@ bool cBlending::StartStreamed(int64_t room) {
         }
         mStreamedWriter = writer;
         mBand = new cBlendingBand(layout, writer, mNonNegativity);
-        mBandBytes = cBlendingBand::BandBytes(layout);
         return true;
     });
 }

@@ -80,9 +80,6 @@ public:
     // FinishStreamed ends the blending as Blend would, with its codes. False: nothing was
     // written, and Blend blends the result files after the restorations.
     bool StartStreamed(int64_t room);
-    // The bytes of the band of a blending that takes the restorations as they come; 0 for
-    // any other.
-    uint64_t GetBandBytes() const { return mBand ? mBandBytes : 0; }
     void AddRestored(std::size_t subvolume, const cFloatImagePtr& restored);
     uint16_t FinishStreamed();
     // The steps of Blend, in their order; public so that each can be driven on its own.
@@ -187,7 +184,6 @@ private:
     // The band, the output and its reader of a blending that takes the restorations as
     // they come.
     cCountedPtr<cBlendingBand> mBand;
-    uint64_t mBandBytes = 0;
     cCountedPtr<cUnmanagedRawFileWriter> mStreamedWriter;
     cCountedPtr<cUnmanagedRawFileReader> mStreamedReader;
     // Set when the non-negativity step is the blending's, for the whole stack.

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "core/cFailureReason.h"
-#include "core/cWorkerPool.h"
 #include "core/cMessageSink.h"
 #include "decon/cIntensityCorrectionConstraint.h"
 #include "decon/cSpecifiedValueBackgroundSubtractionConstraint.h"
@@ -30,7 +29,6 @@
 #include "largevolume/cSuperResolution.h"
 #include "largevolume/cVolumeInitialImageSource.h"
 #include "math/cFFT.h"
-#include "math/ImageWalk.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -584,70 +582,6 @@ void cSubvoluming::ReadWindow(const cDeconParameter& run, const cImageBox& box,
         Fail("Short stack file " + file + " in ProcessSubvolume", 2);
 }
 
-bool cSubvoluming::ReadWindowFromRows(const cDeconParameter& run, const cImageBox& box,
-                                      const cFloatImagePtr& window) {
-    const cImageDimensions stack = StackSize(run);
-    const uint64_t rowBytes = uint64_t{stack.x} * mStackPixelBytes;
-    if (!mRows) {
-        if (mRowsAsked)
-            return false;
-        mRowsAsked = true;
-        // The tallest and deepest window of the cut sets the block's size.
-        cImageDimensions largest{0, 0, 0};
-        ForEachWindow([&](const cImageBox& region, const cImageDimensions&) {
-            largest.y = std::max(largest.y, region.y1 - region.y0 + 1);
-            largest.z = std::max(largest.z, region.z1 - region.z0 + 1);
-        });
-        const uint64_t bytes = rowBytes * largest.y * largest.z;
-        if (mRowRoom <= 0 || bytes > uint64_t(mRowRoom) || rowBytes > UINT32_MAX ||
-            box.y1 - box.y0 + 1 > largest.y || box.z1 - box.z0 + 1 > largest.z)
-            return false;
-        mRows = new cOvdImage<uint8_t>(
-            cImageDimensions{static_cast<uint32_t>(rowBytes), largest.y, largest.z}, Contiguous3D,
-            GetObjectName());
-    }
-    if (!mRowsRead || mRowsBox.y0 != box.y0 || mRowsBox.y1 != box.y1 ||
-        mRowsBox.z0 != box.z0 || mRowsBox.z1 != box.z1) {
-        mRowsRead = false;
-        const std::string& file = run.GetString(DEC_SPARAMS_ORIGINAL_FILE);
-        // The file seen as bytes: a row of the stack is a row of rowBytes one-byte pixels.
-        cUnmanagedRawFileReader reader(file, static_cast<uint32_t>(rowBytes), stack.y, stack.z);
-        reader.SetPixelBytes(1);
-        if (!reader.Open())
-            Fail("Cannot open " + file + " in ProcessSubvolume", 2);
-        if (!reader.ReadRegion8(mRows, 0, box.y0, box.z0, static_cast<uint32_t>(rowBytes - 1),
-                                box.y1, box.z1))
-            Fail("Short stack file " + file + " in ProcessSubvolume", 2);
-        mRowsBox = box;
-        mRowsRead = true;
-    }
-    // Each window row is its columns of a kept row, converted as the reader converts them.
-    const uint32_t rows = box.y1 - box.y0 + 1;
-    const uint32_t columns = box.x1 - box.x0 + 1;
-    const cOvdImage<uint8_t>& kept = *mRows;
-    const cOvdImage<float>& target = *window;
-    const auto copy = [&](auto pixel) {
-        using Source = decltype(pixel);
-        const uint32_t slices = box.z1 - box.z0 + 1;
-        cWorkerPool::ForEach(int64_t{rows} * slices,
-                             ImageWalk::ThreadsFor(uint64_t{columns} * rows * slices),
-                             [&](int64_t line, int) {
-                                 const auto r = static_cast<uint32_t>(line % rows);
-                                 const auto k = static_cast<uint32_t>(line / rows);
-                                 const auto* from = reinterpret_cast<const Source*>(
-                                                        kept.GetLinePointer(r, k)) +
-                                                    box.x0;
-                                 std::copy(from, from + columns, target.GetLinePointer(r, k));
-                             });
-    };
-    switch (mStackPixelBytes) {
-    case 1: copy(uint8_t{}); break;
-    case 2: copy(uint16_t{}); break;
-    default: copy(float{}); break;
-    }
-    return true;
-}
-
 std::string cSubvoluming::NewTempFile() const {
     const char* name = cTempFileGenerator::Instance().Generate();
     if (!name)
@@ -778,8 +712,7 @@ cFloatImagePtr cSubvoluming::CutImage(const cImageDimensions& index) {
     mConstraints.clear();
     if (!image) {
         image = WindowOf(size);
-        if (!ReadWindowFromRows(mLog->GetParameters(), box, image))
-            ReadWindow(mLog->GetParameters(), box, image);
+        ReadWindow(mLog->GetParameters(), box, image);
         mConstraints = SliceCorrections(box.z0, box.z1);
     }
     mConstraints.push_back(new cSubvolumeInterpolationConstraint(
@@ -792,29 +725,22 @@ cFloatImagePtr cSubvoluming::CutImage(const cImageDimensions& index) {
     return image;
 }
 
-void cSubvoluming::ForEachWindow(
-    const std::function<void(const cImageBox& box, const cImageDimensions& extent)>& visit) const {
-    const cImageDimensions count = mCalculator->GetSubvolumeCount();
-    for (uint32_t z = 0; z < count.z; ++z)
-        for (uint32_t y = 0; y < count.y; ++y)
-            for (uint32_t x = 0; x < count.x; ++x) {
-                cImageBox box;
-                cImagePosition offset;
-                cImageDimensions extent, padded;
-                mCalculator->GetSubvolumeRegion(x, y, z, box, offset, extent, padded);
-                visit(box, extent);
-            }
-}
-
 cFloatImagePtr cSubvoluming::WindowOf(const cImageDimensions& size) {
     // Made for the first window of a cut, and again for a later cut with larger windows;
     // a window lives only while its subvolume is cut, so none still uses the memory then.
     if (!mWindowMemory || size.Voxels() > mWindowMemory->GetVoxelCount()) {
+        const cImageDimensions count = mCalculator->GetSubvolumeCount();
         cImageDimensions largest{0, 0, 0};
-        ForEachWindow([&](const cImageBox&, const cImageDimensions& extent) {
-            if (extent.Voxels() > largest.Voxels())
-                largest = extent;
-        });
+        for (uint32_t z = 0; z < count.z; ++z)
+            for (uint32_t y = 0; y < count.y; ++y)
+                for (uint32_t x = 0; x < count.x; ++x) {
+                    cImageBox box;
+                    cImagePosition offset;
+                    cImageDimensions extent, padded;
+                    mCalculator->GetSubvolumeRegion(x, y, z, box, offset, extent, padded);
+                    if (extent.Voxels() > largest.Voxels())
+                        largest = extent;
+                }
         if (size.Voxels() > largest.Voxels())
             largest = size;
         // In one block, of the same size for every cut alike, which the memory manager then

@@ -1,6 +1,5 @@
 #pragma once
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -82,10 +81,6 @@ public:
     // needs no float copy. A binned or resampled stack goes on as a float file. Before
     // Prepare.
     void SetStackPixelBytes(uint32_t bytes) { mStackPixelBytes = bytes; }
-    // What the stack's rows under a row of subvolumes may take in memory. When they fit,
-    // they are read once for all the windows of the row (ReadWindowFromRows), not once per
-    // window; 0 (the default): each window reads its own.
-    void SetRowRoom(int64_t bytes) { mRowRoom = bytes; }
     // Subvolume `index` (in the order of the logs), read, corrected and made periodic now;
     // a lone one was so by Prepare, and the subvoluming holds it no more.
     cFloatImagePtr TakeSubvolume(std::size_t index);
@@ -121,21 +116,11 @@ private:
     // An image of `size` for a window of the stack, in memory that all windows of the cut
     // share (mWindowMemory).
     cFloatImagePtr WindowOf(const cImageDimensions& size);
-    // visit(box, extent) for the window of every subvolume of the cut: its box in the stack
-    // and its size.
-    void ForEachWindow(
-        const std::function<void(const cImageBox& box, const cImageDimensions& extent)>& visit)
-        const;
     void GenerateInitialImage();
     cCountedPtr<cSubvolumeCalculator> NewCalculator() const;
     void ReportProgress(int16_t subvolume, int16_t count);
     // A new, empty file in the temporary directory; fails when none can be made.
     std::string NewTempFile() const;
-    // Reads the stack's box into `window` from the stack's rows under the box, all columns of
-    // them, which stay in memory for the next window of the same rows (mRows). False when
-    // they don't fit into the room given (SetRowRoom), and nothing was read.
-    bool ReadWindowFromRows(const cDeconParameter& run, const cImageBox& box,
-                            const cFloatImagePtr& window);
     // Reads the stack's box into `window`, slice by slice.
     void ReadWindow(const cDeconParameter& run, const cImageBox& box,
                     const cFloatImagePtr& window) const;
@@ -161,14 +146,6 @@ private:
     // and the memory manager keeps a region for every size it is asked for: windows of their
     // own would hold six regions of a 4 by 4 cut for the rest of the process, where one does.
     cFloatImagePtr mWindowMemory;
-    // The stack's rows (as bytes of the file) under the windows read last, in one block as
-    // large as the tallest and deepest window of the cut needs, for the same reason.
-    int64_t mRowRoom = 0;
-    cCountedPtr<cOvdImage<uint8_t>> mRows;
-    cImageBox mRowsBox{};
-    bool mRowsRead = false;
-    // Set once the rows' block was sized, or found not to fit.
-    bool mRowsAsked = false;
 };
 
 } // namespace Ovidane

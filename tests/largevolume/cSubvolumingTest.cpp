@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <set>
 #include <vector>
 
 #include "largevolume/SubvolumeRun.h"
-#include "support/TestImages.h"
 
 using namespace Ovidane;
 using namespace OvidaneTest;
@@ -94,38 +92,6 @@ TEST(cSubvolumingTest, CutsThreeByThreePaddedSubvolumesWhoseInteriorsAreTheCorre
             EXPECT_EQ(outOfRange, 0);
         }
         EXPECT_EQ(names.size(), 18u);
-    }
-}
-
-// Windows cut from the stack's rows kept for a row of subvolumes are, bit for bit, the
-// windows read one by one, for a float and a 16-bit stack.
-TEST(cSubvolumingTest, WindowsFromKeptRowsAreTheWindowsReadOneByOne) {
-    for (const uint32_t bytes : {4u, 2u}) {
-        SCOPED_TRACE(testing::Message() << bytes << "-byte pixels");
-        SubvolumeRun run;
-        if (bytes == 2) {
-            std::vector<uint16_t> pixels;
-            for (float v : run.stack.pixels)
-                pixels.push_back(uint16_t(std::lround(std::clamp(v, 0.0f, 65535.0f))));
-            std::ofstream(run.files.File("stack"), std::ios::binary)
-                .write(reinterpret_cast<const char*>(pixels.data()),
-                       std::streamsize(pixels.size() * sizeof(uint16_t)));
-        }
-        std::vector<std::vector<float>> windows[2];
-        for (const int kept : {0, 1}) {
-            const cImageDimensions& s = run.stack.size;
-            cCountedPtr<cSubvoluming> cut = new cSubvoluming;
-            cut->SetStatistics(new cImageStatistics(s.x, s.y, s.z));
-            cut->SetLog(new cDeconLog(*run.log));
-            cut->SetHandsSubvolumes(true);
-            cut->SetStackPixelBytes(bytes);
-            cut->SetRowRoom(kept ? int64_t{1} << 30 : 0);
-            ASSERT_EQ(cut->Prepare(), 0);
-            for (std::size_t i = 0; i < cut->GetSubvolumeLogs()->size(); ++i)
-                windows[kept].push_back(Pixels(cut->TakeSubvolume(i)));
-        }
-        EXPECT_EQ(windows[0].size(), 9u);
-        EXPECT_TRUE(windows[0] == windows[1]);
     }
 }
 
