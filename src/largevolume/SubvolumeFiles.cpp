@@ -1,6 +1,7 @@
 #include "largevolume/SubvolumeFiles.h"
 
 #include <cstdio>
+#include <filesystem>
 
 #include "core/DeconKeys.h"
 #include "largevolume/cBlending.h"
@@ -40,6 +41,15 @@ cCountedPtr<cBlending> StartStreamedBlending(const std::string& outputFile,
                                             const cSubvolumeLogList& logs,
                                             const cCountedPtr<cImageStatistics>& statistics,
                                             int64_t room) {
+    // The restorations read the stack, and the first one the PSF file, while the output is
+    // written: an output that is one of them waits for the blending after the restorations.
+    const cDeconParameter& p = log->GetParameters();
+    for (const std::string& input :
+         {p.GetString(DEC_SPARAMS_ORIGINAL_FILE), p.GetString(DEC_SPARAMS_INPUT_PSF_FILE)}) {
+        std::error_code unknown;
+        if (!input.empty() && std::filesystem::equivalent(outputFile, input, unknown))
+            return cCountedPtr<cBlending>();
+    }
     cCountedPtr<cBlending> blending = BlendingOf(outputFile, log, logs, statistics);
     return blending->StartStreamed(room) ? blending : cCountedPtr<cBlending>();
 }

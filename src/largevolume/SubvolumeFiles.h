@@ -26,7 +26,8 @@ uint16_t BlendSubvolumesInto(const std::string& outputFile, const cCountedPtr<cD
 
 // A blending of `logs` into `outputFile` that takes the restorations as they come
 // (cBlending::StartStreamed), with `room` bytes beside one restoration; null when the cut
-// doesn't allow it or the band doesn't fit, and the restorations go to their result files.
+// doesn't allow it, the band doesn't fit or the output is the stack or the PSF file
+// (which the restorations read), and the restorations go to their result files.
 cCountedPtr<cBlending> StartStreamedBlending(const std::string& outputFile,
                                             const cCountedPtr<cDeconLog>& log,
                                             const cSubvolumeLogList& logs,

@@ -373,6 +373,25 @@ TEST(RunStages, CutRestorationMatchesTheUncutOneAwayFromTheFaces) {
     }
 }
 
+// A cut blended as its restorations come writes its output while the stack is still being
+// read. An output that names the stack itself must still get the restoration of the stack
+// as it was: the one written to a file of its own.
+TEST(RunStages, AnOutputThatIsTheStackItselfGetsTheSameRestoration) {
+    const BeadStack beads = MakeBeadStack(
+        300, 260, 16, GridOfBeads(300, 260, 16, 30, 4, 4000.0f), kSigmaXY, kSigmaZ, 100.0f);
+    BeadJob apart(beads), inPlace(beads);
+    inPlace.std.pszOutputFile = inPlace.input.c_str();
+    ovdSetMemoryBudget(int64_t{32} << 20);
+    const uint16_t apartCode = apart.Restore();
+    const uint16_t inPlaceCode = inPlace.Restore();
+    ovdSetMemoryBudget(0);
+    ASSERT_EQ(apartCode, OVD_RESULT_SUCCESS);
+    ASSERT_EQ(inPlaceCode, OVD_RESULT_SUCCESS);
+    const std::vector<float> expected = apart.Result();
+    ASSERT_EQ(expected.size(), beads.v.size());
+    EXPECT_TRUE(ReadRaw(inPlace.input) == expected);
+}
+
 TEST(RunStages, CancelFromTheCallbackEndsWithOneAndCleansUp) {
     const BeadStack beads = SeamBeads();
     // Cancelled at the very first report.
