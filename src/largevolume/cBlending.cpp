@@ -164,7 +164,9 @@ bool cBlending::StartStreamed(int64_t room) {
         if (SetUp(false) != 0 || mAccessors.size() < 2 || !mWeighted)
             return false;
         const cDeconParameter& p = mLog->GetParameters();
-        if (p.GetBool(DEC_BPARAMS_IS_2D) || SavedStates(p, DEC_IPARAMS_SAVE_INTERVAL).total != 1)
+        // One stack is written: the final state, with no saved iteration before it.
+        const cSavedStates states = SavedStates(p, DEC_IPARAMS_SAVE_INTERVAL);
+        if (p.GetBool(DEC_BPARAMS_IS_2D) || states.interval < states.total)
             return false;
         // The band takes the tiles in the order the restorations make them.
         for (std::size_t i = 0; i < mTileOrder.size(); ++i)
