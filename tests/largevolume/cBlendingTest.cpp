@@ -237,6 +237,39 @@ TEST(cBlendingTest, OnePedestalRaisesTheWholeStackHoweverItWasCut) {
     }
 }
 
+// A blending takes the restorations as they come only where that writes the one stack Blend
+// would: one final state (any number of passes, none saved before the last), a band within
+// the room given, an output that can be read back. Nothing is written where it declines.
+TEST(cBlendingTest, TakesTheRestorationsAsTheyComeOnlyWhereItWritesTheSameStack) {
+    struct Case {
+        const char* what;
+        int32_t passes, interval;
+        int64_t room;
+        bool device, takes;
+    };
+    const int64_t kAmple = int64_t{1} << 30;
+    for (const Case& c : {Case{"one state", 0, 0, kAmple, false, true},
+                          Case{"ten passes, the last kept", 10, 0, kAmple, false, true},
+                          Case{"every fifth pass kept", 10, 5, kAmple, false, false},
+                          Case{"no room for the band", 0, 0, 1000, false, false},
+                          Case{"a device", 0, 0, kAmple, true, false}}) {
+        SCOPED_TRACE(c.what);
+        SubvolumeRun run;
+        ASSERT_EQ(run.Cut(), 0);
+        cCountedPtr<cDeconLog> log = run.BlendingLog();
+        cDeconParameter& p = log->GetParameters();
+        p.SetInt(DEC_IPARAMS_TOTAL_ITERATIONS, c.passes);
+        p.SetInt(DEC_IPARAMS_SAVE_INTERVAL, c.interval);
+        if (c.device)
+            p.SetString(DEC_SPARAMS_ORIGINAL_FILE, "/dev/null");
+        else
+            WriteRaw(run.Output(), std::vector<float>(10, 1.0f));
+        EXPECT_EQ(BlendingOf(run, log)->StartStreamed(c.room), c.takes);
+        if (!c.device && !c.takes)
+            EXPECT_EQ(ReadRaw(run.Output()).size(), 10u);
+    }
+}
+
 // The band's memory stays for the next cut of the same size, but bands of other sizes never
 // pile up: one is kept at most, given back before another size is taken, and when a run
 // has less room than it takes.
