@@ -82,7 +82,9 @@ cBlendingBand::cBlendingBand(const cLayout& layout,
         Fail("Invalid Dimensions in cBlendingBand", OVD_ERR_PARAMETER);
     mLastX = LastInside(s.x, layout.counts.x, layout.size.x, layout.overlap);
     mLastY = LastInside(s.y, layout.counts.y, layout.size.y, layout.overlap);
-    const cImageDimensions band{s.x, std::min(layout.size.y, s.y), s.z};
+    // One tile high even where the stack is lower: the overlap carried over to the next row
+    // of tiles lies within the tile.
+    const cImageDimensions band{s.x, layout.size.y, s.z};
     cKeptBand memory = TakeBand(band.Voxels() * sizeof(float));
     mPixels = memory.pixels;
     mSource = memory.source;
