@@ -260,7 +260,10 @@ OVD_API void OVD_CALL ovdSetWorkerThreads(int32_t count);
  * default. A smaller budget means more, smaller subvolumes, not a different result away
  * from the seams. An aberration estimate keeps each subvolume's image transform between
  * its evaluations only in memory the budget leaves beyond the working images; the
- * estimate is the same either way, only its time differs. */
+ * estimate is the same either way, only its time differs. A cut whose band of the output
+ * (as wide as the stack, one row of subvolumes high) fits beside one restoration is
+ * blended as its restorations come, with the same result: its output is then written from
+ * the first row of subvolumes on, and a run that fails or is cancelled leaves it empty. */
 OVD_API void OVD_CALL ovdSetMemoryBudget(int64_t bytes);
 
 /* The library's version ("0.1.0") and its back ends as one line: the FFT library with its
