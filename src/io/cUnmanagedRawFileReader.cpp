@@ -174,8 +174,8 @@ cImageDimensions cUnmanagedRawFileReader::CheckedBox(const char* operation,
 }
 
 // The rows y0..y1 of a slice lie together in the file: they come across the file's whole
-// width, of as many slices at a time as about kBatchBytes hold when the box is as tall as
-// the file, and the box's part of each row is converted into the image on the threads.
+// width, of as many slices at a time as about kBatchBytes hold (read on the threads
+// together), and the box's part of each row is converted into the image on the threads.
 template <class Source>
 bool cUnmanagedRawFileReader::ReadConverted(const cCountedPtr<cOvdImage<float>>& image,
                                             uint32_t x0, uint32_t y0, uint32_t z0, uint32_t x1,
@@ -188,15 +188,18 @@ bool cUnmanagedRawFileReader::ReadConverted(const cCountedPtr<cOvdImage<float>>&
 
     const uint64_t rowBytes = uint64_t{GetWidth()} * sizeof(Source);
     const uint64_t bandBytes = rowBytes * rows;
+    const uint64_t sliceBytes = rowBytes * GetHeight();
     const uint32_t batch =
-        rows == GetHeight()
-            ? static_cast<uint32_t>(std::clamp<uint64_t>(kBatchBytes / bandBytes, 1, slices))
-            : 1;
+        static_cast<uint32_t>(std::clamp<uint64_t>(kBatchBytes / bandBytes, 1, slices));
     unsigned char* buffer = SliceBuffer(batch * bandBytes);
     for (uint32_t done = 0; done < slices; done += batch) {
         const uint32_t count = std::min(batch, slices - done);
         mFile.Seek(ByteOffset(0, y0, z0 + done, sizeof(Source)));
-        if (!ReadBytes(buffer, count * bandBytes))
+        // The bands of `count` slices: one read where they join (whole slices), else side by
+        // side in the buffer, read on the threads together.
+        const bool joined = bandBytes == sliceBytes;
+        if (joined ? !ReadBytes(buffer, count * bandBytes)
+                   : !ReadBandsSpaced(buffer, bandBytes, count, sliceBytes))
             return false;
         cWorkerPool::ForEach(int64_t{count} * rows,
                              count * bandBytes >= kBatchBytes / 64 ? cWorkerThreads::Count() : 1,
@@ -252,6 +255,14 @@ bool cUnmanagedRawFileReader::ReadBox(const char* operation, const cCountedPtr<c
     // Where a walk that reads a row and steps over the rest of the file's line ends.
     mFile.Seek(ByteOffset(x0, y1 + 1, z1, sizeof(T)));
     return true;
+}
+
+bool cUnmanagedRawFileReader::ReadBandsSpaced(void* target, uint64_t bandBytes, uint32_t count,
+                                              uint64_t stride) {
+    if (mFile.ReadSpaced(target, bandBytes, count, stride) == bandBytes * count)
+        return true;
+    NoteShortTransfer(mFile.ErrorText());
+    return false;
 }
 
 bool cUnmanagedRawFileReader::ReadBytes(void* target, uint64_t bytes) {

@@ -92,6 +92,9 @@ private:
                        uint32_t z0, uint32_t x1, uint32_t y1, uint32_t z1);
     // One transfer into `target`; a short one is noted and answers false.
     bool ReadBytes(void* target, uint64_t bytes);
+    // `count` bands of `bandBytes`, `stride` apart in the file from the position on, side by
+    // side into `target` (cRawFileHandle::ReadSpaced); a short read is noted, answering false.
+    bool ReadBandsSpaced(void* target, uint64_t bandBytes, uint32_t count, uint64_t stride);
 
     Platform::cRawFileHandle mFile;
     uint32_t mPixelBytes = sizeof(float);

@@ -64,31 +64,36 @@ constexpr std::size_t kReadPiece = std::size_t{1} << 20;
 // Runs gathered by one write call: the system takes at most IOV_MAX (1024 on Linux).
 constexpr std::size_t kRunsPerCall = 1024;
 
-// Reads [offset, offset + bytes) in pieces on several threads: how far the file was read
-// without a gap, and the reason of the first piece that came up short.
-Transferred ReadInPieces(int descriptor, char* target, std::size_t bytes, uint64_t offset) {
-    const std::size_t count = (bytes + kReadPiece - 1) / kReadPiece;
+// Reads `bytes` in pieces of `pieceBytes` (the last one shorter) on several threads, piece i
+// from the file at offset + i * fileStride into target + i * pieceBytes: how far the target
+// was filled without a gap, and the reason of the first piece that came up short.
+Transferred ReadInPieces(int descriptor, char* target, std::size_t bytes, uint64_t offset,
+                         std::size_t pieceBytes, uint64_t fileStride) {
+    const std::size_t count = (bytes + pieceBytes - 1) / pieceBytes;
     std::vector<Transferred> pieces(count);
     struct cJob {
         int descriptor;
         char* target;
         std::size_t bytes;
         uint64_t offset;
+        std::size_t pieceBytes;
+        uint64_t fileStride;
         Transferred* pieces;
-    } job{descriptor, target, bytes, offset, pieces.data()};
+    } job{descriptor, target, bytes, offset, pieceBytes, fileStride, pieces.data()};
     RunParallel(static_cast<int64_t>(count), &job, [](void* context, int64_t i) {
         const cJob& j = *static_cast<const cJob*>(context);
-        const std::size_t first = static_cast<std::size_t>(i) * kReadPiece;
-        const std::size_t size = std::min(kReadPiece, j.bytes - first);
+        const std::size_t first = static_cast<std::size_t>(i) * j.pieceBytes;
+        const std::size_t size = std::min(j.pieceBytes, j.bytes - first);
+        const uint64_t at = j.offset + static_cast<uint64_t>(i) * j.fileStride;
         j.pieces[i] = TransferAll(size, [&](std::size_t done, std::size_t piece) {
             return ::pread(j.descriptor, j.target + first + done, piece,
-                           static_cast<off_t>(j.offset + first + done));
+                           static_cast<off_t>(at + done));
         });
     });
-    Transferred total;
+Transferred total;
     for (std::size_t i = 0; i < count; ++i) {
         total.bytes += pieces[i].bytes;
-        const std::size_t expected = std::min(kReadPiece, bytes - i * kReadPiece);
+        const std::size_t expected = std::min(pieceBytes, bytes - i * pieceBytes);
         if (pieces[i].bytes < expected) {
             total.error = pieces[i].error;
             break;
@@ -183,7 +188,8 @@ std::size_t cRawFileHandle::Read(void* buffer, std::size_t bytes) {
     }
     auto* target = static_cast<char*>(buffer);
     const Transferred t = bytes >= kParallelRead
-                              ? ReadInPieces(mDescriptor, target, bytes, mPosition)
+                              ? ReadInPieces(mDescriptor, target, bytes, mPosition,
+                                             kReadPiece, kReadPiece)
                               : TransferAll(bytes, [&](std::size_t done, std::size_t piece) {
                                     return ::pread(mDescriptor, target + done, piece,
                                                    static_cast<off_t>(mPosition + done));
@@ -193,6 +199,36 @@ std::size_t cRawFileHandle::Read(void* buffer, std::size_t bytes) {
     else if (t.error != 0)
         RecordSystemError(t.error);
     mPosition += t.bytes;
+    return t.bytes;
+}
+
+std::size_t cRawFileHandle::ReadSpaced(void* buffer, std::size_t pieceBytes, std::size_t count,
+                                      uint64_t stride) {
+    auto* target = static_cast<char*>(buffer);
+    if (mMemory || count < 2 || pieceBytes * count < kReadPiece) {
+        // One piece after the other, each a read of its own.
+        const uint64_t start = mPosition;
+        std::size_t done = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            mPosition = start + i * stride;
+            const std::size_t read = Read(target + done, pieceBytes);
+            done += read;
+            if (read < pieceBytes)
+                break;
+        }
+        return done;
+    }
+    const Transferred t =
+        ReadInPieces(mDescriptor, target, pieceBytes * count, mPosition, pieceBytes, stride);
+    if (t.error == kNothingMoved)
+        mErrorText = "Unexpected end of file";
+    else if (t.error != 0)
+        RecordSystemError(t.error);
+    const std::size_t full = t.bytes / pieceBytes, part = t.bytes % pieceBytes;
+    if (part > 0)
+        mPosition += full * stride + part;
+    else if (full > 0)
+        mPosition += (full - 1) * stride + pieceBytes;
     return t.bytes;
 }
 

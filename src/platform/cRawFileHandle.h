@@ -61,6 +61,13 @@ public:
     // from disk is split into pieces read by several threads (RunParallel); the count is
     // then how far the file was read without a gap.
     std::size_t Read(void* buffer, std::size_t bytes);
+    // Read for `count` pieces of `pieceBytes` that lie `stride` bytes apart in the file from
+    // the position on (the rows of a box in successive slices), side by side in `buffer`:
+    // read by several threads at once when together they take a megabyte or more. The answer
+    // is how far `buffer` was filled without a gap; the position moves on to behind the last
+    // byte read.
+    std::size_t ReadSpaced(void* buffer, std::size_t pieceBytes, std::size_t count,
+                           uint64_t stride);
     std::size_t Write(const void* buffer, std::size_t bytes);
     // Write for `count` runs of `runBytes` bytes lying apart in memory (the rows of a box),
     // one after the other in the file, gathered by the system: a few calls for many runs,

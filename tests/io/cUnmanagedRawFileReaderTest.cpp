@@ -141,7 +141,7 @@ TEST(cUnmanagedRawFileReader, MissingAndShortFilesAnswerFalse) {
 // Reads of 4 MB and more go in pieces on several threads: what the file holds arrives in
 // order and whole, and a file that ends early, inside a piece or pieces before the last,
 // gives its exact length and the reason.
-TEST(cUnmanagedRawFileReader, LargeReadsArriveInOrderAndStopWhereTheFileEnds) {
+TEST(cUnmanagedRawFileReader, LargeAndSpacedReadsArriveInOrderAndStopWhereTheFileEnds) {
     constexpr std::size_t kBytes = (std::size_t{9} << 20) + 12;
     std::vector<uint8_t> pattern(kBytes);
     for (std::size_t i = 0; i < kBytes; ++i)
@@ -158,6 +158,28 @@ TEST(cUnmanagedRawFileReader, LargeReadsArriveInOrderAndStopWhereTheFileEnds) {
         EXPECT_EQ(file.Position(), kBytes - missing);
         EXPECT_TRUE(std::equal(read.begin(), read.end() - missing, pattern.begin()));
         EXPECT_EQ(file.ErrorText(), missing ? "Unexpected end of file" : "");
+
+        // Pieces lying apart, side by side in memory: on the threads (4.2 MB in all) and one
+        // after the other (200 kB); the count ends where the first piece falls short.
+        for (const std::size_t piece : {std::size_t{700} << 10, std::size_t{100} << 10}) {
+            constexpr uint64_t kFirst = 100, kStride = uint64_t{3} << 19;
+            const std::size_t count = piece > (std::size_t{100} << 10) ? 6 : 2;
+            const std::size_t end = kBytes - missing;
+            std::size_t whole = 0;
+            while (whole < count && kFirst + whole * kStride + piece <= end)
+                ++whole;
+            const std::size_t tail =
+                whole < count && kFirst + whole * kStride < end
+                    ? std::size_t(end - kFirst - whole * kStride)
+                    : 0;
+            std::vector<uint8_t> pieces(piece * count, 0);
+            file.Seek(kFirst);
+            EXPECT_EQ(file.ReadSpaced(pieces.data(), piece, count, kStride), whole * piece + tail);
+            for (std::size_t i = 0; i < whole; ++i)
+                EXPECT_TRUE(std::equal(pieces.begin() + long(i * piece),
+                                       pieces.begin() + long((i + 1) * piece),
+                                       pattern.begin() + long(kFirst + i * kStride)));
+        }
     }
 }
 
