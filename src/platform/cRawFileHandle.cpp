@@ -90,7 +90,7 @@ Transferred ReadInPieces(int descriptor, char* target, std::size_t bytes, uint64
                            static_cast<off_t>(at + done));
         });
     });
-Transferred total;
+    Transferred total;
     for (std::size_t i = 0; i < count; ++i) {
         total.bytes += pieces[i].bytes;
         const std::size_t expected = std::min(pieceBytes, bytes - i * pieceBytes);
