@@ -163,19 +163,6 @@ cCountedPtr<cDynamicSubvolumeCalculator> CutOf(const Run& run) {
     return cut;
 }
 
-// Seconds of one bare forward + inverse transform of this size, the best of three.
-double BareRoundTrip(const cImageDimensions& size) {
-    BareTransforms bare(size);
-    double best = 1e30;
-    for (int i = 0; i < 3; ++i) {
-        const Clock::time_point start = Clock::now();
-        bare.Forward(false);
-        bare.Inverse();
-        best = std::min(best, Seconds(start));
-    }
-    return best;
-}
-
 // Seconds of the transforms one Wiener restoration needs at this size (image and PSF
 // forward, the quotient inverse), the best of five.
 double WienerFloor(const cImageDimensions& size) {
