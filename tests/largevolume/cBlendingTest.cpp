@@ -232,8 +232,9 @@ TEST(cBlendingTest, OnePedestalRaisesTheWholeStackHoweverItWasCut) {
         EXPECT_EQ(run.temp.Count(), 0u);
         if (std::string(what) == "cut")
             fromFiles = output;
-        if (asRestored)
+        if (asRestored) {
             EXPECT_TRUE(output == fromFiles);
+        }
     }
 }
 
@@ -265,8 +266,9 @@ TEST(cBlendingTest, TakesTheRestorationsAsTheyComeOnlyWhereItWritesTheSameStack)
         else
             WriteRaw(run.Output(), std::vector<float>(10, 1.0f));
         EXPECT_EQ(BlendingOf(run, log)->StartStreamed(c.room), c.takes);
-        if (!c.device && !c.takes)
+        if (!c.device && !c.takes) {
             EXPECT_EQ(ReadRaw(run.Output()).size(), 10u);
+        }
     }
 }
 
