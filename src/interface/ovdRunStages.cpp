@@ -190,9 +190,8 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
     cCountedPtr<cSharedPsfFirstGuess> psf;
     cFloatImagePtr restored;
     // A cut is blended as its restorations come when a band of the output fits beside one
-    // restoration: no restoration then goes to a file of its own to be read back.
-    // The band an earlier cut kept goes back when it doesn't fit beside this run's
-    // restorations.
+    // restoration: no restoration then goes to a file of its own to be read back. The band
+    // an earlier cut kept goes back when it doesn't fit beside this run's restorations.
     cCountedPtr<cBlending> streamed;
     int64_t room = 0;
     if (count > 1) {
