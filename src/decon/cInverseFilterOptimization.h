@@ -24,6 +24,7 @@ public:
     // Needs a transform instance of the images' size on the calling thread. `object` may be
     // `original` itself: the filter then restores the image where it lies.
     void Apply(cFloatImagePtr& object, cFloatImagePtr& original, cFloatImagePtr& psf) override;
+    bool OnlyReadsPsf() const override { return true; }
 
     // One of DEC_FLAG_NOISE_LEVEL_LOW to DEC_FLAG_NOISE_LEVEL_ESTIMATE; others are ignored.
     void SetNoiseLevel(int32_t level);

@@ -144,15 +144,24 @@ void cIterativeDeconFramework::Prepare() {
         if (mStatusHandler)
             mStatusHandler->StartClock();
 
+        // A shared guess may hold the PSF as an earlier restoration of the series prepared
+        // it; otherwise it is made and prepared here, and kept for the next ones.
+        const bool readOnly = PsfOnlyRead();
+        bool prepared = false;
         if (mPsfFirstGuess) {
-            mPsfFirstGuess->Apply(mPsf, mOriginal);
+            prepared = mPsfFirstGuess->TakePrepared(mPsf, readOnly);
+            if (!prepared)
+                mPsfFirstGuess->Apply(mPsf, mOriginal);
             ReportStep(0, total, kStagePrepared);
         }
         for (const cConstraintPtr& constraint : mPsfPreprocessing) {
-            constraint->Apply(mPsf);
+            if (!prepared)
+                constraint->Apply(mPsf);
             ReportStep(0, total, kStagePrepared);
         }
         mPsfPreprocessing.clear();
+        if (mPsfFirstGuess && !prepared)
+            mPsfFirstGuess->KeepPrepared(mPsf, readOnly);
 
         // What the one-time operations hold (a whole restoration, for some first guesses)
         // must not sit on memory through the passes: each is let go as soon as it is done.
@@ -179,6 +188,12 @@ void cIterativeDeconFramework::Prepare() {
         }
         mImagePreprocessing.clear();
     });
+}
+
+bool cIterativeDeconFramework::PsfOnlyRead() const {
+    // The first guess of the object is left out too: some restore with the PSF on the way.
+    return mOptimization && mOptimization->OnlyReadsPsf() && !mObjectFirstGuess &&
+           !mPsfSmoothing && mPsfConstraints.empty() && mPsfPostConstraints.empty();
 }
 
 void cIterativeDeconFramework::Iterate() {

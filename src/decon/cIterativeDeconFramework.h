@@ -139,6 +139,8 @@ private:
     void WriteImageFile(const std::string& fileName, const cFloatImagePtr& image);
 
     cFloatImagePtr NewImage(const cImageDimensions& size) const;
+    // True when nothing plugged in ever writes the PSF once it is prepared.
+    bool PsfOnlyRead() const;
 
     cImageDimensions mSize{1, 1, 1};
 

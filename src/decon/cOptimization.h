@@ -33,6 +33,9 @@ public:
     // Hands out the PSF as the optimization currently sees it. A method that does not change
     // the PSF leaves `psf` as it is.
     virtual void RetrievePsf(cFloatImagePtr& psf) { (void)psf; }
+    // True for a method that only ever reads the PSF it is handed (which may then be one
+    // that others share).
+    virtual bool OnlyReadsPsf() const { return false; }
 
     // Sub-pixel factors: how many restored pixels make one measured pixel in x and y, and in
     // z. 1 means the object is restored on the measured grid.

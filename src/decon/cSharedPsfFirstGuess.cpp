@@ -14,19 +14,50 @@ void cSharedPsfFirstGuess::SetFileName(const std::string& name) {
 
 void cSharedPsfFirstGuess::Apply(cFloatImagePtr& psf, cFloatImagePtr& original) {
     Guard([&] {
-        cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
         if (mKept.IsNull()) {
             mGuess->Apply(psf, original);
-            mKept = new cOvdImage<float>(psf->GetDimensions(), GetObjectName());
-            math->CopyImage(psf, mKept);
+            CopyInto(psf, mKept);
             return;
         }
-        if (psf.IsNull())
-            psf = new cOvdImage<float>(mKept->GetDimensions(), GetObjectName());
-        if (!(psf->GetDimensions() == mKept->GetDimensions()))
-            Fail("Invalid Dimensions in Apply", OVD_ERR_PARAMETER);
-        math->CopyImage(mKept, psf);
+        CopyInto(mKept, psf);
     });
+}
+
+bool cSharedPsfFirstGuess::TakePrepared(cFloatImagePtr& psf, bool readOnly) {
+    return Guard([&] {
+        if (mPrepared.IsNull())
+            return false;
+        if (readOnly) {
+            mPrepared->Freeze();
+            psf = mPrepared;
+        } else {
+            CopyInto(mPrepared, psf);
+        }
+        return true;
+    });
+}
+
+void cSharedPsfFirstGuess::KeepPrepared(const cFloatImagePtr& psf, bool readOnly) {
+    Guard([&] {
+        if (psf.IsNull())
+            Fail("NULL input image in KeepPrepared", OVD_ERR_PARAMETER);
+        if (readOnly) {
+            psf->Freeze();
+            mPrepared = psf;
+        } else {
+            mPrepared = cFloatImagePtr();
+            CopyInto(psf, mPrepared);
+        }
+        mKept = cFloatImagePtr();
+    });
+}
+
+void cSharedPsfFirstGuess::CopyInto(const cFloatImagePtr& source, cFloatImagePtr& target) const {
+    if (target.IsNull())
+        target = new cOvdImage<float>(source->GetDimensions(), GetObjectName());
+    if (!(target->GetDimensions() == source->GetDimensions()))
+        Fail("Invalid Dimensions in Apply", OVD_ERR_PARAMETER);
+    cImageMathManager::Instance().GetImageMath()->CopyImage(source, target);
 }
 
 } // namespace Ovidane

@@ -1,8 +1,14 @@
 #include "image/cOvdImage.h"
 
+#include <atomic>
+
 #include "image/cMemoryManagerContainer.h"
 
 namespace Ovidane {
+
+namespace {
+std::atomic<uint64_t> gLastFrozenNumber{0};
+} // namespace
 
 template <class T>
 cOvdImage<T>::cOvdImage(const cImageDimensions& dimensions, const std::string& owner)
@@ -107,6 +113,11 @@ cOvdImage<T>* cOvdImage<T>::GetSubImageFirstAxis(uint32_t first, uint32_t last) 
         return new cOvdImage<T>(slices.data(), width, mDimensions.y, mDimensions.z, Contiguous2D,
                                 mOwnerName);
     });
+}
+
+template <class T> void cOvdImage<T>::Freeze() {
+    if (mFrozenNumber == 0)
+        mFrozenNumber = ++gLastFrozenNumber;
 }
 
 template class cOvdImage<float>;

@@ -70,6 +70,12 @@ public:
         return mBlocks[z]->start;
     }
 
+    // A holder that will never write the pixels again, nor let anyone else, may freeze the
+    // image: it gets a number of its own in the process, by which a print of its pixels
+    // (cPixelPrint) knows it again without reading it. 0 for an image not frozen.
+    void Freeze();
+    uint64_t GetFrozenNumber() const { return mFrozenNumber; }
+
     // Views; the caller owns the result and the source must outlive it.
     cOvdImage<T>* GetSubImage(uint32_t firstSlice, uint32_t lastSlice) const;
     cOvdImage<T>* GetSubImageFirstAxis(uint32_t first, uint32_t last) const;
@@ -108,6 +114,7 @@ private:
     ovdImageLayout mLayout = Contiguous3D;
     cImageDimensions mDimensions;
     bool mOwnsMemory = true;
+    uint64_t mFrozenNumber = 0;
 };
 
 extern template class cOvdImage<float>;

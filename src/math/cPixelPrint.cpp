@@ -50,6 +50,9 @@ void PrintLine(const float* pixels, uint64_t count, uint64_t line, uint64_t* lan
 
 bool cPixelPrint::Retake(const cFloatImage& image) {
     const cImageDimensions size = image.GetDimensions();
+    const uint64_t frozen = image.GetFrozenNumber();
+    if (mValid && frozen != 0 && frozen == mFrozenNumber)
+        return true;
     const uint64_t lines = uint64_t{size.y} * size.z;
     mTaken.resize(lines * kLanes);
     uint64_t* taken = mTaken.data();
@@ -60,6 +63,7 @@ bool cPixelPrint::Retake(const cFloatImage& image) {
     const bool same = mValid && mSize == size && mTaken == mLanes;
     mTaken.swap(mLanes);
     mSize = size;
+    mFrozenNumber = frozen;
     mValid = true;
     return same;
 }

@@ -12,7 +12,8 @@ namespace Ovidane {
 // multiply-rotate round. A round is a bijection of its word for a fixed lane, so images that
 // differ in one word always differ in their prints; images that differ in more match by
 // chance with a probability of about 2^-64 per line. A print takes one read of the image,
-// lines spread over the threads, and as many bytes as the image has lines times 32.
+// lines spread over the threads, and as many bytes as the image has lines times 32. A frozen
+// image (cOvdImage::Freeze) printed last is known again by its number, without a read.
 class cPixelPrint {
 public:
     // Prints `image`: true when it matches the print kept from before, which it replaces.
@@ -26,6 +27,7 @@ private:
     cImageDimensions mSize;
     std::vector<uint64_t> mLanes;
     std::vector<uint64_t> mTaken;
+    uint64_t mFrozenNumber = 0;
     bool mValid = false;
 };
 

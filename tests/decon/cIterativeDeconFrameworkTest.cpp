@@ -10,6 +10,7 @@
 #include "decon/cAlwaysStopCriterion.h"
 #include "decon/cIterativeDeconFramework.h"
 #include "decon/cIterativeStopCriterion.h"
+#include "decon/cSharedPsfFirstGuess.h"
 #include "support/RawStack.h"
 #include "support/TempDir.h"
 #include "support/TestImages.h"
@@ -170,4 +171,61 @@ TEST_F(FrameworkRun, FailsOnAnOriginalThatCannotBeReadOrAResultThatCannotBeWritt
     framework.Load();
     framework.Prepare();
     EXPECT_THROW(framework.Iterate(), cException);
+}
+
+// A cut's restorations share one guess: the first makes and prepares the PSF, the others
+// take it as prepared. One that only reads its PSF gets the kept image itself; one that
+// writes it gets a copy, so that what it writes never reaches the next restoration.
+TEST_F(FrameworkRun, ASharedPsfIsMadeAndPreparedOnceForAWholeSeries) {
+    struct CountingGuess : FakePsfFirstGuess {
+        void Apply(cFloatImagePtr& psf, cFloatImagePtr& original) override {
+            ++made;
+            FakePsfFirstGuess::Apply(psf, original);
+        }
+        int made = 0;
+    };
+    struct Doubling : FakeConstraint {
+        void Apply(cFloatImagePtr& psf) override {
+            ++prepared;
+            ForEachPixel(kSize, [&](uint32_t x, uint32_t y, uint32_t z) { At(psf, x, y, z) *= 2; });
+        }
+        int prepared = 0;
+    };
+    struct PsfUser : FakeOptimization {
+        explicit PsfUser(bool writes) : writes(writes) {}
+        bool OnlyReadsPsf() const override { return !writes; }
+        void Apply(cFloatImagePtr& object, cFloatImagePtr& original, cFloatImagePtr& psf) override {
+            FakeOptimization::Apply(object, original, psf);
+            seen.push_back(psf);
+            seenPixels.push_back(Pixels(psf));
+            if (writes)
+                At(psf, 1, 1, 1) = -5.0f;
+        }
+        bool writes;
+        std::vector<cFloatImagePtr> seen;
+        std::vector<std::vector<float>> seenPixels;
+    };
+    for (const bool writes : {false, true}) {
+        SCOPED_TRACE(writes ? "writes its PSF" : "only reads its PSF");
+        const cCountedPtr<CountingGuess> own(new CountingGuess());
+        const cCountedPtr<cSharedPsfFirstGuess> shared(new cSharedPsfFirstGuess(own));
+        const cCountedPtr<Doubling> doubling(new Doubling());
+        const cCountedPtr<PsfUser> user(new PsfUser(writes));
+        for (int restoration = 0; restoration < 3; ++restoration) {
+            cIterativeDeconFramework run(log, kSize);
+            run.SetStreams(messages, messages);
+            run.SetStopCriterion(cStopCriterionPtr(new cIterativeStopCriterion(log)));
+            run.SetPsfFirstGuess(shared);
+            run.AddPsfPreprocessing(doubling);
+            run.SetOptimization(user);
+            Run(run);
+        }
+        EXPECT_EQ(own->made, 1);
+        EXPECT_EQ(doubling->prepared, 1);
+        ASSERT_EQ(user->seen.size(), 3u);
+        for (const std::vector<float>& pixels : user->seenPixels)
+            EXPECT_EQ(pixels, std::vector<float>(kSize.Voxels(), 2.0f));
+        EXPECT_EQ(user->seen[0].Get() == user->seen[2].Get(), !writes);
+        EXPECT_EQ(user->seen[2]->GetFrozenNumber() != 0, !writes);
+    }
 }
