@@ -12,7 +12,7 @@ namespace Ovidane {
 cIntensityCorrectionConstraint::cIntensityCorrectionConstraint(cFloatImagePtr curve,
                                                                unsigned firstSlice,
                                                                unsigned lastSlice)
-    : cConstraint("cIntensityCorrectionConstraint"), mCurve(std::move(curve)),
+    : cPixelCorrection("cIntensityCorrectionConstraint"), mCurve(std::move(curve)),
       mFirstSlice(firstSlice), mLastSlice(lastSlice) {}
 
 void cIntensityCorrectionConstraint::Apply(cFloatImagePtr& image) {
@@ -36,6 +36,18 @@ void cIntensityCorrectionConstraint::Apply(cFloatImagePtr& image) {
             math->MultiplyImageSliceByConstant(image, factor, slice);
         }
     });
+}
+
+void cIntensityCorrectionConstraint::CorrectLine(float* pixels, std::size_t count,
+                                                 uint32_t slice) const {
+    const uint64_t z = uint64_t{mFirstSlice} + slice;
+    if (z > mLastSlice)
+        return;
+    if (mCurve.IsNull() || z >= mCurve->GetSizeZ())
+        Fail("Invalid Dimensions in CorrectLine", OVD_ERR_PARAMETER);
+    const float factor = *mCurve->GetPixelPointer(0, 0, static_cast<uint32_t>(z));
+    for (std::size_t i = 0; i < count; ++i)
+        pixels[i] *= factor;
 }
 
 } // namespace Ovidane

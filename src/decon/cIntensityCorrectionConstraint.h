@@ -1,5 +1,5 @@
 #pragma once
-#include "decon/cConstraint.h"
+#include "decon/cPixelCorrection.h"
 
 namespace Ovidane {
 
@@ -10,7 +10,7 @@ namespace Ovidane {
 // The slice range is in stack numbering, and the image holds the stack's slices from
 // firstSlice on: stack slice z is slice z − firstSlice of the image. Stack slices past the
 // image's depth are not there to be corrected.
-class cIntensityCorrectionConstraint : public cConstraint {
+class cIntensityCorrectionConstraint : public cPixelCorrection {
 public:
     cIntensityCorrectionConstraint(cFloatImagePtr curve, unsigned firstSlice, unsigned lastSlice);
 
@@ -18,6 +18,7 @@ public:
     // Fails with a null image or curve, and when the curve has no factor for a slice of
     // the range that the image holds.
     void Apply(cFloatImagePtr& image) override;
+    void CorrectLine(float* pixels, std::size_t count, uint32_t slice) const override;
 
 private:
     cFloatImagePtr mCurve;

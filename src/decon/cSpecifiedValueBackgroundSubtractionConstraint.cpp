@@ -7,7 +7,7 @@ namespace Ovidane {
 
 cSpecifiedValueBackgroundSubtractionConstraint::cSpecifiedValueBackgroundSubtractionConstraint(
     float value)
-    : cConstraint("cSpecifiedValueBackgroundSubtractionConstraint"), mValue(value) {}
+    : cPixelCorrection("cSpecifiedValueBackgroundSubtractionConstraint"), mValue(value) {}
 
 void cSpecifiedValueBackgroundSubtractionConstraint::Apply(cFloatImagePtr& image) {
     if (image.IsNull())
@@ -16,6 +16,14 @@ void cSpecifiedValueBackgroundSubtractionConstraint::Apply(cFloatImagePtr& image
         cImageMathManager::Instance().GetImageMath()->SubtractImageByConstantAndThreshold(
             image, mValue, 0.0f, 0.0f, 1);
     });
+}
+
+void cSpecifiedValueBackgroundSubtractionConstraint::CorrectLine(float* pixels, std::size_t count,
+                                                                 uint32_t) const {
+    for (std::size_t i = 0; i < count; ++i) {
+        const float v = pixels[i] - mValue;
+        pixels[i] = v < 0.0f ? 0.0f : v;
+    }
 }
 
 } // namespace Ovidane

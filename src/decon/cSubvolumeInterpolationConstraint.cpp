@@ -57,18 +57,21 @@ struct cSlicePadding {
     cAxisRun runX, runY;
     std::vector<float> rampX, rampY;
     uint32_t planeX, planeY;
+    const std::vector<cPixelCorrectionPtr>* corrections = nullptr;
 
     // Fills slice z of `result` from slice zs of `image`, working in `plane`.
     void operator()(const cFloatImage& image, uint32_t zs, cFloatImage& result, uint32_t z,
                     float* plane) const {
         const auto row = [&](uint32_t y) { return plane + std::size_t{y} * planeX; };
-        // Fill: the image's own pixels, then its edge columns and rows repeated out to the
-        // plane's faces.
+        // Fill: the image's own pixels, corrected, then its edge columns and rows repeated out
+        // to the plane's faces.
         const uint32_t run = runX.last - runX.first + 1;
         for (uint32_t y = runY.first; y <= runY.last; ++y) {
             const float* from = image.GetLinePointer(runY.source + (y - runY.first), zs);
             float* line = row(y);
             std::copy(from + runX.source, from + runX.source + run, line + runX.first);
+            for (const cPixelCorrectionPtr& correction : *corrections)
+                correction->CorrectLine(line + runX.first, run, zs);
             std::fill(line, line + runX.first, line[runX.first]);
             std::fill(line + runX.last + 1, line + planeX, line[runX.last]);
         }
@@ -168,6 +171,7 @@ cSubvolumeInterpolationConstraint::InterpolateSubVolume(const cFloatImagePtr& im
             // column H.x on, starts L.x columns below the interior; below it lie H.x columns
             // and above it L.x columns of data to fold in. Rows likewise.
             cSlicePadding padding{P, L, H, W, {}, {}, Ramp(W.x), Ramp(W.y), P.x + W.x, P.y + W.y};
+            padding.corrections = &mCorrections;
             padding.runX = AxisRun(mOffset.x, W.x, padding.planeX, source.x);
             padding.runY = AxisRun(mOffset.y, W.y, padding.planeY, source.y);
             // The slices are independent: one parallel pass, each thread in its own plane.

@@ -1,6 +1,10 @@
 #pragma once
+#include <utility>
+#include <vector>
+
 #include "core/cImageDimensions.h"
 #include "decon/cConstraint.h"
+#include "decon/cPixelCorrection.h"
 
 namespace Ovidane {
 
@@ -31,12 +35,20 @@ public:
 
     const cImageDimensions& GetSize() const { return mSize; }
 
+    // Corrections to make, in order, on the image's pixels before they are padded: the same
+    // result as applying them to the image first, made on each line as it is read, without
+    // a pass of their own.
+    void CorrectFirst(std::vector<cPixelCorrectionPtr> corrections) {
+        mCorrections = std::move(corrections);
+    }
+
 private:
     cImageDimensions mOffset;
     cImageDimensions mSize;
     cImageDimensions mPadded;
     cImageDimensions mLowBand;
     cImageDimensions mHighBand;
+    std::vector<cPixelCorrectionPtr> mCorrections;
 };
 
 } // namespace Ovidane

@@ -10,7 +10,7 @@ constexpr float kGuard = 1e-20f;
 } // namespace
 
 cTLBInversionConstraint::cTLBInversionConstraint(float minimum, float maximum)
-    : cConstraint("cTLBInversionConstraint"), mMinimum(minimum), mMaximum(maximum) {}
+    : cPixelCorrection("cTLBInversionConstraint"), mMinimum(minimum), mMaximum(maximum) {}
 
 void cTLBInversionConstraint::Apply(cFloatImagePtr& image) {
     if (image.IsNull())
@@ -22,6 +22,14 @@ void cTLBInversionConstraint::Apply(cFloatImagePtr& image) {
         const float level = -(mMinimum + mMaximum);
         math->SubtractImageByConstantAndThreshold(image, level, kGuard, kGuard, 1);
     });
+}
+
+void cTLBInversionConstraint::CorrectLine(float* pixels, std::size_t count, uint32_t) const {
+    const float level = -(mMinimum + mMaximum);
+    for (std::size_t i = 0; i < count; ++i) {
+        const float turned = pixels[i] * -1.0f, v = turned - level;
+        pixels[i] = v < kGuard ? kGuard : v;
+    }
 }
 
 } // namespace Ovidane

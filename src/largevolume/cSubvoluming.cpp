@@ -179,7 +179,7 @@ int cSubvoluming::PrepareLone() {
         return result;
     if (int result = CheckStackValues())
         return result;
-    for (const cConstraintPtr& correction : SliceCorrections(box.z0, box.z1)) {
+    for (const cPixelCorrectionPtr& correction : SliceCorrections(box.z0, box.z1)) {
         correction->Setup();
         correction->Apply(window);
     }
@@ -295,10 +295,10 @@ int cSubvoluming::CheckStackValues() const {
     return 0;
 }
 
-std::vector<cConstraintPtr> cSubvoluming::SliceCorrections(uint32_t firstSlice,
-                                                           uint32_t lastSlice) const {
+std::vector<cPixelCorrectionPtr> cSubvoluming::SliceCorrections(uint32_t firstSlice,
+                                                                uint32_t lastSlice) const {
     const cDeconParameter& run = mLog->GetParameters();
-    std::vector<cConstraintPtr> corrections;
+    std::vector<cPixelCorrectionPtr> corrections;
     if (run.GetBool(DEC_BPARAMS_INTENSITY_CORRECTION))
         corrections.push_back(new cIntensityCorrectionConstraint(
             mStatistics->GetCorrectionProfile(), firstSlice, lastSlice));
@@ -337,7 +337,7 @@ int cSubvoluming::EstimateForTheWholeStack(const cFloatImagePtr& corrected) {
             return result;
     } else {
         sum = new cStackPlane(stack.x, stack.y, [this](cFloatImagePtr& slice, uint32_t z) {
-            for (const cConstraintPtr& correction : SliceCorrections(z, z)) {
+            for (const cPixelCorrectionPtr& correction : SliceCorrections(z, z)) {
                 correction->Setup();
                 correction->Apply(slice);
             }
@@ -710,14 +710,16 @@ cFloatImagePtr cSubvoluming::CutImage(const cImageDimensions& index) {
     cFloatImagePtr image = mLoneWindow;
     mLoneWindow = cFloatImagePtr();
     mConstraints.clear();
+    cCountedPtr<cSubvolumeInterpolationConstraint> padding(new cSubvolumeInterpolationConstraint(
+        {offset.x, offset.y, offset.z}, size, padded, mCalculator->GetLowGuardBand(),
+        mCalculator->GetHighGuardBand()));
     if (!image) {
         image = WindowOf(size);
         ReadWindow(mLog->GetParameters(), box, image);
-        mConstraints = SliceCorrections(box.z0, box.z1);
+        // The window's pixels are corrected as the padding reads them.
+        padding->CorrectFirst(SliceCorrections(box.z0, box.z1));
     }
-    mConstraints.push_back(new cSubvolumeInterpolationConstraint(
-        {offset.x, offset.y, offset.z}, size, padded, mCalculator->GetLowGuardBand(),
-        mCalculator->GetHighGuardBand()));
+    mConstraints.push_back(padding);
     for (const cConstraintPtr& constraint : mConstraints) {
         constraint->Setup();
         constraint->Apply(image);

@@ -8,6 +8,7 @@
 #include "core/cOvdObject.h"
 #include "core/cStatusUpdateHandler.h"
 #include "decon/cConstraint.h"
+#include "decon/cPixelCorrection.h"
 #include "image/cOvdImage.h"
 #include "largevolume/SubvolumeLogList.h"
 #include "largevolume/cSubvolumeCalculator.h"
@@ -95,7 +96,8 @@ private:
     int CheckStackValues() const;
     // The corrections that slices first to last of the stack get before a subvolume is
     // made periodic: intensity drift, transmitted-light inversion, dark current.
-    std::vector<cConstraintPtr> SliceCorrections(uint32_t firstSlice, uint32_t lastSlice) const;
+    std::vector<cPixelCorrectionPtr> SliceCorrections(uint32_t firstSlice,
+                                                      uint32_t lastSlice) const;
     // With DEC_BPARAMS_STACK_ESTIMATES: one more pass over the stack, which the cut makes
     // however it cuts, gathers what describes the whole stack for every subvolume's
     // restoration: the background left after the corrections (each subvolume's log gets

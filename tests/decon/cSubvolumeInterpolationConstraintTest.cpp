@@ -2,9 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <iterator>
 #include <vector>
 
+#include "decon/cIntensityCorrectionConstraint.h"
+#include "decon/cSpecifiedValueBackgroundSubtractionConstraint.h"
 #include "decon/cSubvolumeInterpolationConstraint.h"
+#include "decon/cTLBInversionConstraint.h"
 #include "support/TestImages.h"
 
 using namespace Ovidane;
@@ -112,6 +117,38 @@ TEST(cSubvolumeInterpolationConstraint, MatchesThePlainComputationForEveryKindOf
         ExpectEverywhere(Interpolate(flat, cut), cut, 1e-5f,
                          [](uint32_t, uint32_t, uint32_t) { return 7.0f; });
     }
+}
+
+// Pixel corrections made on each line as the padding reads it give the same floats as the
+// corrections applied to the whole image first; the image's slice 0 is stack slice 2 here.
+TEST(cSubvolumeInterpolationConstraint, CorrectionsOnTheWayEqualCorrectingTheImageFirst) {
+    const cImageDimensions size{14, 12, 9};
+    const cFloatImagePtr image = Random(size, 5, -40.0f, 200.0f);
+    // Values at and beside the thresholds, a negative zero and a subnormal.
+    const float special[] = {30.0f, 29.999998f, -0.0f, 1e-40f, -1e-40f, 0.0f, 1e-20f};
+    for (uint32_t i = 0; i < std::size(special); ++i)
+        At(image, i, i % 12, i % 9) = special[i];
+    const cFloatImagePtr curve = Random({1, 1, 12}, 6, 0.5f, 2.0f);
+    const cPixelCorrectionPtr drift(new cIntensityCorrectionConstraint(curve, 2, 8));
+    const cPixelCorrectionPtr inversion(new cTLBInversionConstraint(-3.0f, 180.0f));
+    const cPixelCorrectionPtr dark(new cSpecifiedValueBackgroundSubtractionConstraint(30.0f));
+    const std::vector<std::vector<cPixelCorrectionPtr>> chains = {
+        {drift}, {inversion}, {dark}, {drift, inversion, dark}};
+    for (const auto& chain : chains)
+        for (const Cut& cut : kCuts) {
+            cFloatImagePtr corrected = Copy(image);
+            for (const cPixelCorrectionPtr& correction : chain)
+                correction->Apply(corrected);
+            cSubvolumeInterpolationConstraint onTheWay(cut.offset, size, cut.padded, cut.low,
+                                                       cut.high);
+            onTheWay.CorrectFirst(chain);
+            const std::vector<float> expected = Pixels(Interpolate(corrected, cut)),
+                                     found = Pixels(onTheWay.InterpolateSubVolume(image));
+            ASSERT_EQ(found.size(), expected.size());
+            EXPECT_EQ(std::memcmp(found.data(), expected.data(), found.size() * sizeof(float)), 0)
+                << "a chain of " << chain.size() << ", cut at " << cut.offset.x << ","
+                << cut.offset.y << "," << cut.offset.z;
+        }
 }
 
 TEST(cSubvolumeInterpolationConstraint, OppositeFacesJoinAsTheDataItselfDoes) {
