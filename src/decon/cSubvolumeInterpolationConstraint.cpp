@@ -172,6 +172,11 @@ cSubvolumeInterpolationConstraint::InterpolateSubVolume(const cFloatImagePtr& im
             // and above it L.x columns of data to fold in. Rows likewise.
             cSlicePadding padding{P, L, H, W, {}, {}, Ramp(W.x), Ramp(W.y), P.x + W.x, P.y + W.y};
             padding.corrections = &mCorrections;
+            // A correction that can't take one of the slices fails here, on the calling thread,
+            // before any worker meets it.
+            for (const cPixelCorrectionPtr& correction : mCorrections)
+                for (uint32_t zs = 0; zs < source.z; ++zs)
+                    correction->CorrectLine(nullptr, 0, zs);
             padding.runX = AxisRun(mOffset.x, W.x, padding.planeX, source.x);
             padding.runY = AxisRun(mOffset.y, W.y, padding.planeY, source.y);
             // The slices are independent: one parallel pass, each thread in its own plane.

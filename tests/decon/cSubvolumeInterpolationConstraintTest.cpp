@@ -185,4 +185,8 @@ TEST(cSubvolumeInterpolationConstraint, ApplyReplacesTheImageAndRefusesWhatItCan
     cSubvolumeInterpolationConstraint hollow({0, 0, 0}, {7, 5, 4}, {7, 5, 4}, {0, 0, 2}, {0, 0, 2});
     EXPECT_EQ(FailureOf([&] { hollow.InterpolateSubVolume(image); }),
               "Invalid Dimensions in InterpolateSubVolume");
+    // A correction without a factor for the image's last slice fails on the calling thread.
+    constraint.CorrectFirst({new cIntensityCorrectionConstraint(Constant({1, 1, 3}, 2.0f), 0, 9)});
+    EXPECT_EQ(FailureOf([&] { constraint.InterpolateSubVolume(image); }),
+              "Invalid Dimensions in CorrectLine");
 }
