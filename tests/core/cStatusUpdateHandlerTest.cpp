@@ -5,8 +5,10 @@
 
 #include "core/cCancelException.h"
 #include "core/cStatusUpdateHandler.h"
+#include "support/StatusHost.h"
 
 using namespace Ovidane;
+using OvidaneTest::StatusHost;
 
 namespace {
 
@@ -20,23 +22,11 @@ protected:
     int64_t Now() const override { return now; }
 };
 
-// What the host saw, and what it answers next.
-struct Host {
-    uint16_t answer = OVD_STATUS_CONTINUE;
-    std::vector<ovdStructInvFilterStatus> seen;
-};
-
-uint16_t Record(ovdStructInvFilterStatus* status, void* userData) {
-    auto* host = static_cast<Host*>(userData);
-    host->seen.push_back(*status);
-    return host->answer;
-}
-
 } // namespace
 
 TEST(cStatusUpdateHandler, TimeEstimateUsesTimePerIterationInWholeMilliseconds) {
-    Host host;
-    cClockedHandler handler(&Record, &host);
+    StatusHost host;
+    cClockedHandler handler(&StatusHost::Record, &host);
     handler.StartClock();
     handler.now = 120000;
     handler.Update(25.0f, 4, 10, 1, 1, 106); // a fifth of the elapsed time
@@ -54,9 +44,9 @@ TEST(cStatusUpdateHandler, TimeEstimateUsesTimePerIterationInWholeMilliseconds) 
 
 TEST(cStatusUpdateHandler, AnyAnswerButContinueCancelsWithCode200) {
     for (const uint16_t answer : {200, 0, 1, 202, 65535}) {
-        Host host;
+        StatusHost host;
         host.answer = answer;
-        cClockedHandler handler(&Record, &host);
+        cClockedHandler handler(&StatusHost::Record, &host);
         try {
             handler.Update(10.0f, 1, 2, 1, 1, 102);
             ADD_FAILURE() << "answer " << answer << " did not cancel";

@@ -1,22 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "support/TestImages.h"
 #include "decon/cImageNonNegativityCompressionConstraint.h"
-#include "decon/cImageNonNegativityLinearCompressionConstraint.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
 using namespace OvidaneTest;
-
-namespace {
-
-// 10 x `lines` pixels of `rest`, the first `negatives` of them at `low` instead.
-cFloatImagePtr WithNegatives(int negatives, float low, float rest, uint32_t lines = 10) {
-    return MakeImage({10, lines, 1}, [=](uint32_t x, uint32_t y, uint32_t) {
-        return static_cast<int>(y * 10 + x) < negatives ? low : rest;
-    });
-}
-
-} // namespace
 
 TEST(cImageNonNegativityCompressionConstraint, BendsLowValuesOrRaisesATransmittedLightImage) {
     // Minimum -2, maximum 8: from t = 0.1·min(8, 2) = 0.2 up values stay; below, a parabola
@@ -33,7 +21,9 @@ TEST(cImageNonNegativityCompressionConstraint, BendsLowValuesOrRaisesATransmitte
 
     // Transmitted light: 5 percent at -20 raise the image by 18, reported as the pedestal
     // -18; the raised -2 lands on the floor of 0.1 and 50 becomes 68.
-    cFloatImagePtr transmitted = WithNegatives(5, -20.0f, 50.0f);
+    cFloatImagePtr transmitted = MakeImage({10, 10, 1}, [](uint32_t x, uint32_t y, uint32_t) {
+        return y * 10 + x < 5 ? -20.0f : 50.0f;
+    });
     constraint.SetTransmittedLight(true);
     constraint.Apply(transmitted);
     EXPECT_FLOAT_EQ(constraint.GetPedestal(), -18.0f);

@@ -7,6 +7,7 @@
 #include "decon/cInverseFilterDeconAlgorithm.h"
 #include "math/cFFTManager.h"
 #include "support/RawStack.h"
+#include "support/StatusHost.h"
 #include "support/TempDir.h"
 #include "support/TestImages.h"
 
@@ -67,18 +68,6 @@ void WriteStackAndPsf(const OvidaneTest::TempDir& dir) {
     WriteRaw(dir.File("psf.raw"), Gaussian(1.3f, 1.5f, kX / 2, kY / 2, kZ / 2));
 }
 
-struct HostRecord {
-    int updates = 0;
-    float lastPercent = 0;
-};
-
-uint16_t Reporter(ovdStructInvFilterStatus* status, void* userData) {
-    HostRecord* record = static_cast<HostRecord*>(userData);
-    ++record->updates;
-    record->lastPercent = status->fPercentDone;
-    return OVD_STATUS_CONTINUE;
-}
-
 } // namespace
 
 // Restoring a bead blurred by exactly the PSF of the file with the smallest K rings
@@ -110,9 +99,9 @@ TEST(cInverseFilterDeconAlgorithm, ARunRestoresInPlaceAndOnlyPhaseObjectsKeepNeg
             p.SetReal(DEC_RPARAMS_EMISSION_WAVELENGTH, 0.52f);
         }
         std::filesystem::remove(dir.File("result.raw"));
-        HostRecord record;
+        StatusHost host;
         cInverseFilterDeconAlgorithm algorithm(log);
-        algorithm.SetStatusCallback(Reporter, &record);
+        algorithm.SetStatusCallback(&StatusHost::Record, &host);
         algorithm.SetSubvolumeProgress(1, 1);
         algorithm.Initialize();
         EXPECT_TRUE(algorithm.IsInitialized());
@@ -128,8 +117,8 @@ TEST(cInverseFilterDeconAlgorithm, ARunRestoresInPlaceAndOnlyPhaseObjectsKeepNeg
         EXPECT_EQ(written[37], result->GetSlicePointer(0)[37]);
         EXPECT_TRUE(
             std::all_of(written.begin(), written.end(), [](float v) { return std::isfinite(v); }));
-        EXPECT_GT(record.updates, 2);
-        EXPECT_FLOAT_EQ(record.lastPercent, 100.0f);
+        ASSERT_GT(host.seen.size(), 2u);
+        EXPECT_FLOAT_EQ(host.seen.back().fPercentDone, 100.0f);
         if (!c.cleanPsf)
             results[c.phase] = written;
         cFFTManager::Instance().ReleaseThreadInstances();

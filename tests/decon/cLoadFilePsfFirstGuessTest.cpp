@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "core/cException.h"
 #include "decon/cLoadFilePsfFirstGuess.h"
 #include "support/RawStack.h"
 #include "support/TempDir.h"
@@ -39,16 +38,12 @@ cFloatImagePtr Load(const std::string& name, const cImageDimensions& image, floa
     return result;
 }
 
+// The message of the refusal, with no PSF handed out.
 std::string Refusal(cLoadFilePsfFirstGuess& guess) {
     cFloatImagePtr psf, original;
-    try {
-        guess.Apply(psf, original);
-    } catch (const cException& e) {
-        EXPECT_EQ(e.GetCode(), OVD_ERR_PARAMETER);
-        EXPECT_FALSE(psf);
-        return e.GetMessage();
-    }
-    return "accepted";
+    const std::string message = OvidaneTest::FailureOf([&] { guess.Apply(psf, original); });
+    EXPECT_FALSE(psf);
+    return message;
 }
 
 } // namespace

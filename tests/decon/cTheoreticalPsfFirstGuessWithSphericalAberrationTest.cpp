@@ -33,9 +33,11 @@ cFloatImagePtr Compute(const Optics& o, cImageDimensions size, float lateral, fl
     return psf;
 }
 
-float Maximum(const cFloatImagePtr& image) {
-    const std::vector<float> pixels = Pixels(image);
-    return *std::max_element(pixels.begin(), pixels.end());
+// A PSF of sum 1 whose brightest pixel is the origin.
+void ExpectUnitSumPeakingAtTheOrigin(const cFloatImagePtr& psf) {
+    const std::vector<float> pixels = Pixels(psf);
+    EXPECT_NEAR(Sum(psf), 1.0, 1e-4);
+    EXPECT_EQ(*std::max_element(pixels.begin(), pixels.end()), pixels[0]);
 }
 
 // Largest difference between planes a and b, relative to the stack's central value.
@@ -73,8 +75,7 @@ TEST(cTheoreticalPsfFirstGuessWithSphericalAberration,
     ASSERT_TRUE(psf);
     ASSERT_EQ(psf->GetDimensions(), size);
 
-    EXPECT_NEAR(Sum(psf), 1.0, 1e-4);
-    EXPECT_EQ(Maximum(psf), At(psf, 0, 0, 0));
+    ExpectUnitSumPeakingAtTheOrigin(psf);
 
     // Without aberration the stack is symmetric about the focal plane, and each plane about
     // its axis.
@@ -119,8 +120,7 @@ TEST(cTheoreticalPsfFirstGuessWithSphericalAberration,
         Optics oil;
         oil.sphericalAberration = aberration;
         cFloatImagePtr psf = Compute(oil, size, 0.065f, 0.2f);
-        EXPECT_NEAR(Sum(psf), 1.0, 1e-4);
-        EXPECT_EQ(Maximum(psf), At(psf, 0, 0, 0));
+        ExpectUnitSumPeakingAtTheOrigin(psf);
         float asymmetry = 0;
         for (uint32_t p = 1; p < size.z / 2; ++p)
             asymmetry = std::max(asymmetry, PlaneDifference(psf, p, psf, size.z - p));
@@ -175,8 +175,7 @@ TEST(cTheoreticalPsfFirstGuessWithSphericalAberration, CoarseGridsAreIntegratedO
     // the focal plane's light into its central pixel; integrated over the pixel's area, the
     // central pixel holds clearly less.
     cFloatImagePtr psf = Compute(Optics{}, size, 0.3f, 0.2f);
-    EXPECT_NEAR(Sum(psf), 1.0, 1e-4);
-    EXPECT_EQ(Maximum(psf), At(psf, 0, 0, 0));
+    ExpectUnitSumPeakingAtTheOrigin(psf);
     const double central = At(psf, 0, 0, 0) / Sum(psf, 0, 0);
     EXPECT_GT(central, 0.3);
     EXPECT_LT(central, 0.85);
@@ -195,8 +194,7 @@ TEST(cTheoreticalPsfFirstGuessWithSphericalAberration, SinglePlaneIsTheSumOfPlan
 
     cFloatImagePtr single = Compute(water, {48, 48, 1}, 0.1f, 0.3f);
     cFloatImagePtr stack = Compute(water, {48, 48, 10}, 0.1f, step);
-    EXPECT_NEAR(Sum(single), 1.0, 1e-4);
-    EXPECT_EQ(Maximum(single), At(single, 0, 0, 0));
+    ExpectUnitSumPeakingAtTheOrigin(single);
     float worst = 0;
     for (uint32_t y = 0; y < 48; ++y)
         for (uint32_t x = 0; x < 48; ++x) {

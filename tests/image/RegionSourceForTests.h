@@ -25,10 +25,8 @@ public:
     void* Acquire(std::size_t bytes) override {
         if (throwOnAcquire)
             throw std::bad_alloc();
-        if (bytes > mLargest || bytes > mCapacity - mUsed) {
-            ++refused;
+        if (bytes > mLargest || bytes > mCapacity - mUsed)
             return nullptr;
-        }
         void* region = Heap().Acquire(bytes);
         mLive[region] = bytes;
         mUsed += bytes;
@@ -47,7 +45,6 @@ public:
 
     int acquired = 0;
     int released = 0;
-    int refused = 0;
     bool throwOnAcquire = false; // fail by throwing instead of answering null
 
 private:

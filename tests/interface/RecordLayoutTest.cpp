@@ -32,6 +32,9 @@ static_assert(
     std::is_same_v<decltype(ovdInitStructInvFilterOpsStd), uint16_t(ovdStructInvFilterOpsStd*)>);
 static_assert(
     std::is_same_v<decltype(ovdInitStructInvFilterOpsExp), uint16_t(ovdStructInvFilterOpsExp*)>);
+static_assert(std::is_same_v<decltype(ovdWriteTheoreticalPsf),
+                             uint16_t(const char*, int16_t, int16_t, int16_t, float, float, float,
+                                      float, float, float, uint16_t, float)>);
 static_assert(std::is_same_v<ovdStatusCallback, uint16_t (*)(ovdStructInvFilterStatus*, void*)>);
 static_assert(std::is_same_v<ovdHostStatusCallback,
                              uint16_t (*)(void*, uint32_t, float, uint32_t, uint32_t, float)>);

@@ -50,7 +50,7 @@ TEST(cBrentMinimizerTest, MinimaAreFoundInsideTheBracket) {
     }
 }
 
-TEST(cBrentMinimizerTest, IterationLimitKeepsBestPointSoFar) {
+TEST(cBrentMinimizerTest, IterationLimitKeepsTheBestPointAndFailuresEndTheSearch) {
     auto parabola = [](double x) { return (x - 3.0) * (x - 3.0); };
     {
         cRecordingObjective objective(parabola);
@@ -75,10 +75,7 @@ TEST(cBrentMinimizerTest, IterationLimitKeepsBestPointSoFar) {
         EXPECT_EQ(brent.GetMinimumValue(), best);
         EXPECT_LT(best, 1.0);
     }
-}
-
-TEST(cBrentMinimizerTest, FailedEvaluationStopsAndCancelPropagates) {
-    auto parabola = [](double x) { return (x - 3.0) * (x - 3.0); };
+    // A failed evaluation ends the search with its code; a cancel passes through.
     {
         cRecordingObjective objective(parabola);
         objective.failAt = 2;

@@ -8,8 +8,10 @@
 #include "core/DeconKeys.h"
 #include "core/cException.h"
 #include "interface/cSADetectorWithBrent.h"
+#include "support/StatusHost.h"
 
 using namespace Ovidane;
+using OvidaneTest::StatusHost;
 
 namespace {
 
@@ -61,17 +63,6 @@ protected:
 
 std::function<double(double)> ValleyAt(double minimiser) {
     return [minimiser](double x) { return 1.0 + (x - minimiser) * (x - minimiser); };
-}
-
-struct Host {
-    std::vector<ovdStructInvFilterStatus> seen;
-    int cancelAt = 0;
-};
-
-uint16_t Report(ovdStructInvFilterStatus* status, void* userData) {
-    auto* host = static_cast<Host*>(userData);
-    host->seen.push_back(*status);
-    return static_cast<int>(host->seen.size()) == host->cancelAt ? 0 : OVD_STATUS_CONTINUE;
 }
 
 } // namespace
@@ -133,50 +124,47 @@ TEST(cSADetectorWithBrentTest, BracketStartsAtTheScansBestAndMinimaBeyondTheLimi
     }
 }
 
-TEST(cSADetectorWithBrentTest, ReportsOncePerEvaluationAndCancelEndsSearch) {
-    {
-        // Far outside the scan: the search needs more than twenty evaluations.
-        cDetectorOnFunction detector(ValleyAt(40.0));
-        Host host;
-        detector.SetStatusCallback(&Report, &host);
-        ASSERT_EQ(detector.Detect(-100.0f, 100.0f), 0);
-        ASSERT_EQ(host.seen.size(), detector.figure->seen.size());
-        ASSERT_GT(host.seen.size(), 20u);
-        EXPECT_FLOAT_EQ(host.seen[0].fPercentDone, 5.0f);
-        EXPECT_EQ(host.seen[0].sIteration, 1);
-        EXPECT_FLOAT_EQ(host.seen[11].fPercentDone, 60.0f);
-        EXPECT_EQ(host.seen[11].sIteration, 12);
-        EXPECT_FLOAT_EQ(host.seen[20].fPercentDone, 100.0f);
-        EXPECT_EQ(host.seen.back().sIterationCount, 20);
-    }
-    for (int cancelAt : {3, 14}) { // in the scan, and in Brent's steps
-        cDetectorOnFunction detector(ValleyAt(2.3));
-        Host host;
-        host.cancelAt = cancelAt;
-        detector.SetStatusCallback(&Report, &host);
-        EXPECT_EQ(detector.Detect(-15.0f, 15.0f), OVD_ERR_CANCEL);
-        EXPECT_EQ(detector.GetResult(), 0.0);
-        // The cancelled evaluation restores nothing.
-        EXPECT_EQ(detector.figure->seen.size(), static_cast<size_t>(cancelAt - 1));
-    }
+TEST(cSADetectorWithBrentTest, ReportsOncePerEvaluation) {
+    // Far outside the scan: the search needs more than twenty evaluations.
+    cDetectorOnFunction detector(ValleyAt(40.0));
+    StatusHost host;
+    detector.SetStatusCallback(&StatusHost::Record, &host);
+    ASSERT_EQ(detector.Detect(-100.0f, 100.0f), 0);
+    ASSERT_EQ(host.seen.size(), detector.figure->seen.size());
+    ASSERT_GT(host.seen.size(), 20u);
+    EXPECT_FLOAT_EQ(host.seen[0].fPercentDone, 5.0f);
+    EXPECT_EQ(host.seen[0].sIteration, 1);
+    EXPECT_FLOAT_EQ(host.seen[11].fPercentDone, 60.0f);
+    EXPECT_EQ(host.seen[11].sIteration, 12);
+    EXPECT_FLOAT_EQ(host.seen[20].fPercentDone, 100.0f);
+    EXPECT_EQ(host.seen.back().sIterationCount, 20);
 }
 
-TEST(cSADetectorWithBrentTest, FailuresEndTheSearchWithTheirCode) {
-    // A failed preparation evaluates nothing; a failed evaluation, in the scan or in Brent's
-    // steps, ends the search there with no result.
+TEST(cSADetectorWithBrentTest, FailuresAndCancelsEndTheSearchWithTheirCode) {
+    // A failed preparation evaluates nothing; a failed evaluation, or a cancel from the host
+    // at its report, in the scan or in Brent's steps, ends the search there with no result. A
+    // cancelled evaluation counts but restores nothing.
     struct Case {
         int32_t prepareCode;
-        int failAt;
+        int failAt, cancelAt;
         int32_t code, evaluations;
     };
-    for (const Case& c : {Case{5, 0, 5, 0}, Case{0, 4, 4, 4}, Case{0, 15, 4, 15}}) {
-        SCOPED_TRACE(c.failAt);
+    const Case cases[] = {{5, 0, 0, 5, 0},
+                          {0, 4, 0, 4, 4},
+                          {0, 15, 0, 4, 15},
+                          {0, 0, 3, OVD_ERR_CANCEL, 3},
+                          {0, 0, 14, OVD_ERR_CANCEL, 14}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.failAt << " " << c.cancelAt);
         cDetectorOnFunction detector(ValleyAt(2.3));
         detector.figure->prepareCode = c.prepareCode;
         detector.figure->failAt = c.failAt;
+        StatusHost host;
+        host.stopAt = c.cancelAt;
+        detector.SetStatusCallback(&StatusHost::Record, &host);
         EXPECT_EQ(detector.Detect(-15.0f, 15.0f), c.code);
         EXPECT_EQ(detector.GetResult(), 0.0);
-        EXPECT_EQ(detector.figure->seen.size(), std::size_t(c.evaluations));
+        EXPECT_EQ(detector.figure->seen.size(), std::size_t(c.evaluations - (c.cancelAt > 0)));
         EXPECT_EQ(detector.GetEvaluationCount(), c.evaluations);
     }
     cDetectorOnFunction throwing(ValleyAt(2.3));

@@ -10,33 +10,13 @@
 #include "interface/ovdinf01.h"
 
 static int failures = 0;
-#define CHECK(cond)                                                                      \
-    do {                                                                                 \
-        if (!(cond)) {                                                                   \
-            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond);     \
-            ++failures;                                                                  \
-        }                                                                                \
+#define CHECK(cond)                                                                                \
+    do {                                                                                           \
+        if (!(cond)) {                                                                             \
+            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond);               \
+            ++failures;                                                                            \
+        }                                                                                          \
     } while (0)
-
-typedef uint16_t (*InitStd)(ovdStructInvFilterOpsStd*);
-typedef uint16_t (*InitExp)(ovdStructInvFilterOpsExp*);
-typedef uint16_t (*Restore)(const ovdStructInvFilterImage*, const ovdStructInvFilterPsf*,
-                            ovdStructInvFilterPsf*, const ovdStructInvFilterOpsStd*,
-                            const ovdStructInvFilterOpsExp*, ovdStatusCallback, void*);
-typedef uint16_t (*RestoreFlat)(const char*, const char*, const char*, int16_t, int16_t, int16_t,
-                                float, float, float, float, float, float, uint16_t, uint16_t,
-                                uint32_t, int16_t, int16_t, int16_t, uint16_t, uint16_t, float,
-                                uint16_t, uint16_t, uint16_t, const char*, int16_t, int16_t,
-                                int16_t, float, float, float, const char*, int16_t*, int16_t*,
-                                int16_t*, float*, float*, float*, ovdHostStatusCallback, void*);
-typedef uint16_t (*DetectSA)(const char*, const char*, int16_t, int16_t, int16_t, float, float,
-                             float, float, float, float, uint16_t, uint16_t, uint32_t, int16_t,
-                             int16_t, int16_t, uint16_t, uint16_t, float, float, float*, uint16_t,
-                             uint16_t, uint16_t, ovdHostStatusCallback, void*);
-typedef void (*SetMessages)(ovdMessageCallback, void*);
-typedef void (*SetThreads)(int32_t);
-typedef uint16_t (*WritePsf)(const char*, int16_t, int16_t, int16_t, float, float, float, float,
-                             float, float, uint16_t, float);
 
 static uint16_t OVD_CALL RecordCallback(ovdStructInvFilterStatus* status, void* user) {
     (void)status;
@@ -46,7 +26,7 @@ static uint16_t OVD_CALL RecordCallback(ovdStructInvFilterStatus* status, void* 
 
 static uint16_t OVD_CALL FlatCallback(void* user, uint32_t stage, float percent, uint32_t count,
                                       uint32_t index, float minutes) {
-    (void)stage; (void)percent; (void)count; (void)index; (void)minutes;
+    (void)stage, (void)percent, (void)count, (void)index, (void)minutes;
     ++*(int*)user;
     return OVD_STATUS_CONTINUE;
 }
@@ -60,6 +40,9 @@ static void* Resolve(void* library, const char* name) {
     return symbol;
 }
 
+/* An operation through a pointer of the type that the header declares. */
+#define RESOLVE(name) ((__typeof__(&name))Resolve(library, #name))
+
 int main(int argc, char** argv) {
     if (argc != 3) {
         fprintf(stderr, "usage: c_host <library> <scratch directory>\n");
@@ -70,14 +53,14 @@ int main(int argc, char** argv) {
         fprintf(stderr, "dlopen: %s\n", dlerror());
         return 1;
     }
-    InitStd initStd = (InitStd)Resolve(library, "ovdInitStructInvFilterOpsStd");
-    InitExp initExp = (InitExp)Resolve(library, "ovdInitStructInvFilterOpsExp");
-    Restore restore = (Restore)Resolve(library, "ovd3dInverseFilter");
-    RestoreFlat restoreFlat = (RestoreFlat)Resolve(library, "DLL_OVD_3DIF");
-    DetectSA detect = (DetectSA)Resolve(library, "ovd3dInverseFilterDetectSA");
-    SetMessages setMessages = (SetMessages)Resolve(library, "ovdSetMessageCallback");
-    SetThreads setThreads = (SetThreads)Resolve(library, "ovdSetWorkerThreads");
-    WritePsf writePsf = (WritePsf)Resolve(library, "ovdWriteTheoreticalPsf");
+    __typeof__(&ovdInitStructInvFilterOpsStd) initStd = RESOLVE(ovdInitStructInvFilterOpsStd);
+    __typeof__(&ovdInitStructInvFilterOpsExp) initExp = RESOLVE(ovdInitStructInvFilterOpsExp);
+    __typeof__(&ovd3dInverseFilter) restore = RESOLVE(ovd3dInverseFilter);
+    __typeof__(&DLL_OVD_3DIF) restoreFlat = RESOLVE(DLL_OVD_3DIF);
+    __typeof__(&ovd3dInverseFilterDetectSA) detect = RESOLVE(ovd3dInverseFilterDetectSA);
+    __typeof__(&ovdSetMessageCallback) setMessages = RESOLVE(ovdSetMessageCallback);
+    __typeof__(&ovdSetWorkerThreads) setThreads = RESOLVE(ovdSetWorkerThreads);
+    __typeof__(&ovdWriteTheoreticalPsf) writePsf = RESOLVE(ovdWriteTheoreticalPsf);
     CHECK(dlsym(library, "_ZN7Ovidane9cDeconLogC1Ev") == NULL); /* internals stay hidden */
     if (failures)
         return 1;
@@ -132,7 +115,8 @@ int main(int argc, char** argv) {
     saved.sWidth = -7; /* must stay untouched unless the run succeeds */
 
     int calls = 0;
-    CHECK(restore(NULL, NULL, NULL, &std, &exp, RecordCallback, &calls) == OVD_RESULT_INVALID_ARGUMENT);
+    CHECK(restore(NULL, NULL, NULL, &std, &exp, RecordCallback, &calls) ==
+          OVD_RESULT_INVALID_ARGUMENT);
     image.fNumericalAperture = 0.25f;
     CHECK(restore(&image, NULL, &saved, &std, &exp, RecordCallback, &calls) ==
           OVD_RESULT_OPTICS_OUT_OF_RANGE);
@@ -153,16 +137,15 @@ int main(int argc, char** argv) {
     int16_t w = -1, h = -1, d = -1;
     float sx = -1, sy = -1, sz = -1;
     int flatCalls = 0;
-    CHECK(restoreFlat(input, output, argv[2], 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f,
-                      0, 0, 0, 10, 6, 301, 1, 0, 0.0f, 0, 0, 0, NULL, 0, 0, 0, 0, 0, 0, NULL, &w,
-                      &h, &d, &sx, &sy, &sz, FlatCallback, &flatCalls) ==
-          OVD_RESULT_OVERLAP_TOO_LARGE);
+    CHECK(restoreFlat(input, output, argv[2], 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0,
+                      0, 0, 10, 6, 301, 1, 0, 0.0f, 0, 0, 0, NULL, 0, 0, 0, 0, 0, 0, NULL, &w, &h,
+                      &d, &sx, &sy, &sz, FlatCallback, &flatCalls) == OVD_RESULT_OVERLAP_TOO_LARGE);
     CHECK(w == -1 && sx == -1); /* out-values are written on success only */
 
     float estimate = -99.0f;
-    CHECK(detect(input, NULL, 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0, 0, 10, 6,
-                 10, 1, 0, -5.0f, 5.0f, &estimate, 0, 0, 0, FlatCallback, &flatCalls) ==
-          OVD_RESULT_INVALID_ARGUMENT);
+    CHECK(detect(input, NULL, 16, 16, 4, 0.1f, 0.1f, 0.25f, 1.4f, 1.515f, 0.52f, 0, 0, 0, 10, 6, 10,
+                 1, 0, -5.0f, 5.0f, &estimate, 0, 0, 0, FlatCallback,
+                 &flatCalls) == OVD_RESULT_INVALID_ARGUMENT);
 
     /* The theoretical PSF: a unit sum with its peak in the middle, and a file that can't
      * be created is told apart from refused optics. */

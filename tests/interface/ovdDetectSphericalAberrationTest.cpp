@@ -1,23 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "HostCallFixture.h"
 #include "interface/ovdinf01.h"
-#include "support/RawStack.h"
-#include "support/TempDir.h"
 
 namespace {
 
-// An estimate request as a host makes it: a small 16-bit stack and a temporary directory.
-struct DetectCall {
-    OvidaneTest::TempDir dir{"ovd-detect"};
-    OvidaneTest::TempDir temp{"ovd-detect-temp"};
-    std::string input = dir.File("stack.raw");
-    std::string tempPath = temp.Path().string();
+// An estimate request as a host makes it, on the fixture's stack and temporary directory.
+struct DetectCall : HostCall {
     const char* tempDirectory = tempPath.c_str();
     uint16_t pixelType = OVD_ARG_PIXEL_UINT16;
     float lower = -5.0f, upper = 5.0f;
@@ -28,11 +22,6 @@ struct DetectCall {
     void* userData = nullptr;
     // Set: the call goes through the search extension with this record.
     std::optional<ovdStructSASearch> search;
-
-    explicit DetectCall(std::size_t bytes = 16 * 16 * 4 * 2) {
-        std::vector<char> data(bytes, 1);
-        std::ofstream(input, std::ios::binary).write(data.data(), std::streamsize(bytes));
-    }
 
     uint16_t Call() {
         if (search)
@@ -81,6 +70,7 @@ TEST(ovdDetectSphericalAberrationTest, RefusedRequestsLeaveEstimateAndTemporaryD
         {[](DetectCall& c) { c.tempDirectory = nullptr; }, kRefused},
         {[](DetectCall& c) { c.lower = 5.0f, c.upper = -5.0f; }, kRefused},
         {[](DetectCall& c) { c.reservedFlag = 2; }, kRefused},
+        {[](DetectCall& c) { c.result = nullptr; }, kRefused},
         {[](DetectCall& c) { std::filesystem::remove(c.input); }, kRefused},
         {[](DetectCall& c) { c.pixelType = 3; }, OVD_RESULT_CONVERSION_FAILED},
         // The last slice of the 16-bit stack is missing.
@@ -95,9 +85,6 @@ TEST(ovdDetectSphericalAberrationTest, RefusedRequestsLeaveEstimateAndTemporaryD
         EXPECT_EQ(call.temp.Count(), 0u);
         EXPECT_EQ(call.estimate, -99.0f);
     }
-    DetectCall noResult;
-    noResult.result = nullptr;
-    EXPECT_EQ(noResult.Call(), OVD_RESULT_INVALID_ARGUMENT);
     EXPECT_EQ(ovdInitStructSASearch(nullptr), OVD_RESULT_INVALID_ARGUMENT);
 }
 
@@ -116,20 +103,13 @@ struct SearchHost {
     }
 };
 
-// A float stack with one bright bead on a flat background.
-void WriteBeadStack(const std::string& name) {
-    std::vector<float> voxels(16 * 16 * 4, 100.0f);
-    voxels[(2 * 16 + 8) * 16 + 8] = 600.0f;
-    voxels[(2 * 16 + 8) * 16 + 7] = 300.0f;
-    voxels[(1 * 16 + 8) * 16 + 8] = 300.0f;
-    OvidaneTest::WriteRaw(name, voxels);
-}
-
 } // namespace
 
 TEST(ovdDetectSphericalAberrationTest, SearchReportsEachEvaluationAndLeavesNothingBehind) {
-    DetectCall call;
-    WriteBeadStack(call.input);
+    DetectCall call; // a float stack of one bead on a flat background
+    const OvidaneTest::Bead bead{8, 8, 2, 3000.0f};
+    OvidaneTest::WriteRaw(call.input,
+                          OvidaneTest::MakeBeadStack(16, 16, 4, {bead}, kSigmaXY, kSigmaZ, 100).v);
     const auto before = std::filesystem::file_size(call.input);
     call.pixelType = OVD_ARG_PIXEL_FLOAT32;
     SearchHost host;
@@ -148,7 +128,6 @@ TEST(ovdDetectSphericalAberrationTest, SearchReportsEachEvaluationAndLeavesNothi
 
     // A stop during the scan ends the search with 1 and no estimate, and the cut goes too.
     DetectCall cancelled;
-    WriteBeadStack(cancelled.input);
     SearchHost stopping;
     stopping.stopAt = 3;
     cancelled.callback = &SearchHost::Report;

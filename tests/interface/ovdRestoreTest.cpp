@@ -107,12 +107,10 @@ TEST(IterativeRestore, RefusesOptionsAndValuesNoRunCouldUse) {
 }
 
 // Every method and start, on noisy beads blurred by the PSF they are given, gives a finite,
-// non-negative stack closer to the beads than the raw data, bit for bit the same on 1, 2
-// and 7 threads; the inverse filter through this
-// operation is the inverse filter of the five operations on the theoretical PSF (a measured
-// PSF is brought to the grid as measured here, which the five operations do their own way).
-// (How far ML-EM beats the filter on a scene with a known object is the Python tests' and
-// the quality benchmark's matter.)
+// non-negative stack closer to the beads than the data, the same bits on any thread count;
+// the inverse filter through this operation is that of the five operations on the theoretical
+// PSF (a measured one each brings to the grid its own way). How far ML-EM beats the filter is
+// the Python tests' and the quality benchmark's matter.
 TEST(IterativeRestore, EveryMethodAndStartImprovesOnTheDataAndTheFilterIsUnchanged) {
     const BeadStack beads = NoisyBeads(36, 36, 12);
     Restoration filter(beads);

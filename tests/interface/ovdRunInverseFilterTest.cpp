@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 #include "HostCallFixture.h"
@@ -13,13 +14,12 @@ using namespace Ovidane;
 TEST(RunSetUp, NoiseFactorSelectsALevelInSinglePrecisionAndEachLevelItsClass) {
     ovdStructInvFilterOpsExp exp;
     ovdInitStructInvFilterOpsExp(&exp);
-    EXPECT_EQ(ovdNoiseLevelOfFactor(exp.fNoiseFactor), 1); // the default is the low class
-    EXPECT_EQ(ovdNoiseLevelOfFactor(0.0f), 0);
-    EXPECT_EQ(ovdNoiseLevelOfFactor(1e-7f), 0);
-    EXPECT_EQ(ovdNoiseLevelOfFactor(2e-4f), 2);
-    EXPECT_EQ(ovdNoiseLevelOfFactor(2e-3f), 3);
-    EXPECT_EQ(ovdNoiseLevelOfFactor(2.0001e-5f), 4);
-    EXPECT_EQ(ovdNoiseLevelOfFactor(0.01f), 4);
+    // The default is the low class; a factor of no class carries its own value (4).
+    const std::pair<float, int> levels[] = {
+        {exp.fNoiseFactor, 1}, {0.0f, 0}, {1e-7f, 0}, {2e-4f, 2}, {2e-3f, 3},
+        {2.0001e-5f, 4},       {0.01f, 4}};
+    for (const auto& [factor, level] : levels)
+        EXPECT_EQ(ovdNoiseLevelOfFactor(factor), level) << factor;
 
     // Each level becomes its class in the run's parameters.
     HostCall call;

@@ -34,14 +34,8 @@ TEST(ovdConvertToFloatFile, ConvertsByValueAndTellsUnreadableAndUnwritableFilesA
 
     ASSERT_EQ(ovdConvertToFloatFile<uint16_t>(dir.File("in16"), dir.File("out16"), 3, 2, 2), 0);
     ASSERT_EQ(ovdConvertToFloatFile<uint8_t>(dir.File("in8"), dir.File("out8"), 3, 2, 2), 0);
-    const std::vector<float> f16 = ReadRaw(dir.File("out16"));
-    const std::vector<float> f8 = ReadRaw(dir.File("out8"));
-    ASSERT_EQ(f16.size(), words.size());
-    ASSERT_EQ(f8.size(), bytes.size());
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        EXPECT_EQ(f16[i], float(words[i]));
-        EXPECT_EQ(f8[i], float(bytes[i]));
-    }
+    EXPECT_EQ(ReadRaw(dir.File("out16")), std::vector<float>(words.begin(), words.end()));
+    EXPECT_EQ(ReadRaw(dir.File("out8")), std::vector<float>(bytes.begin(), bytes.end()));
 
     // Unreadable or short input answers 7, an output that can't be created 8.
     WriteRaw(dir.File("short"), std::vector<uint16_t>(5, 1)); // a 3x2x1 slice needs 6

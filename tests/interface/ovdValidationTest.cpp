@@ -19,10 +19,7 @@ TEST(ValidateRecords, EachRefusalAnswersItsCodeInOrder) {
         {"missing input", [](HostCall& c) { c.image.pszFile = "/nonexistent/stack.raw"; }, 2},
         {"empty input name", [](HostCall& c) { c.image.pszFile = ""; }, 2},
         {"alternate name used when the main one is null",
-         [](HostCall& c) {
-             c.image.pszFile = nullptr;
-             c.image.pszFileAlternate = c.input.c_str();
-         },
+         [](HostCall& c) { c.image.pszFile = nullptr, c.image.pszFileAlternate = c.input.c_str(); },
          0},
         {"unknown data type", [](HostCall& c) { c.image.nDataType = 3; }, 2},
         {"modality 0", [](HostCall& c) { c.image.nModality = 0; }, 2},
@@ -38,10 +35,7 @@ TEST(ValidateRecords, EachRefusalAnswersItsCodeInOrder) {
         {"ordinary optics, small ratio", [](HostCall& c) { c.image.fNumericalAperture = 0.25f; },
          16},
         {"dry 0.9 objective passes the ratio",
-         [](HostCall& c) {
-             c.image.fNumericalAperture = 0.9f;
-             c.image.fRefractiveIndex = 1.0f;
-         },
+         [](HostCall& c) { c.image.fNumericalAperture = 0.9f, c.image.fRefractiveIndex = 1.0f; },
          0},
         {"a ratio of exactly 0.2 passes",
          [](HostCall& c) {
@@ -94,17 +88,9 @@ TEST(ValidateRecords, EachRefusalAnswersItsCodeInOrder) {
         {"memory percent 0", [](HostCall& c) { c.exp.fMemoryPercent = 0; }, 0},
         // Order: the first failure wins.
         {"optics before wavelength",
-         [](HostCall& c) {
-             c.image.fRefractiveIndex = 6;
-             c.image.fEmissionWavelength = 200;
-         },
-         16},
+         [](HostCall& c) { c.image.fRefractiveIndex = 6, c.image.fEmissionWavelength = 200; }, 16},
         {"wavelength before sampling",
-         [](HostCall& c) {
-             c.image.fEmissionWavelength = 200;
-             c.image.fXSpacing = 50;
-         },
-         15},
+         [](HostCall& c) { c.image.fEmissionWavelength = 200, c.image.fXSpacing = 50; }, 15},
     };
     for (const RecordCase& c : cases) {
         HostCall call;
@@ -137,4 +123,73 @@ TEST(CheckResolution, LimitsOfTenAndATenthThemselvesPass) {
         17);
     // An aperture equal to the index makes alpha a right angle; the check still answers.
     EXPECT_EQ(ovdCheckResolution(0.1f, 0.1f, 0.25f, 1.33f, 1.33f, 0.5f), 0);
+}
+
+namespace {
+
+// The fixture's valid call as an argument list: its stack, optics and cut, no PSF in or out.
+struct Call : HostCall {
+    const char *in = input.c_str(), *out = output.c_str(), *tmp = tempPath.c_str();
+    ovdArgumentList list{in,      out,   tmp, 16, 16, 4, 0.1f, 0.1f,   0.25f, 1.4f,
+                         1.515f,  0.52f, 0,   0,  10, 6, 10,   1,      0,     0,
+                         nullptr, 0,     0,   0,  0,  0, 0,    nullptr};
+};
+
+} // namespace
+
+TEST(ValidateArguments, EachRefusalAnswersItsCodeInOrder) {
+    struct ArgumentCase {
+        const char* what;
+        void (*spoil)(Call&);
+        uint16_t code;
+    };
+    const ArgumentCase cases[] = {
+        {"valid call", [](Call&) {}, 0},
+        {"no input", [](Call& c) { c.list.inputFile = ""; }, 2},
+        {"missing input", [](Call& c) { c.list.inputFile = "/nonexistent"; }, 2},
+        {"no output", [](Call& c) { c.list.outputFile = nullptr; }, 2},
+        {"output not creatable", [](Call& c) { c.list.outputFile = "/nonexistent/o"; }, 5},
+        {"no temporary directory", [](Call& c) { c.list.tempDirectory = ""; }, 2},
+        {"zero height", [](Call& c) { c.list.height = 0; }, 2},
+        {"zero z spacing", [](Call& c) { c.list.zSpacing = 0; }, 2},
+        {"zero wavelength", [](Call& c) { c.list.emissionWavelength = 0; }, 2},
+        {"phase object 2", [](Call& c) { c.list.phaseObject = 2; }, 2},
+        {"noise level 4", [](Call& c) { c.list.noiseLevel = 4; }, 2},
+        {"reserved flag 2", [](Call& c) { c.list.reservedFlag = 2; }, 2},
+        {"missing PSF", [](Call& c) { c.list.psfFile = "/nonexistent"; }, 2},
+        {"PSF without size",
+         [](Call& c) { c.list.psfFile = c.psf.c_str(), c.list.psfXSpacing = 0.1f; }, 2},
+        {"PSF output not creatable", [](Call& c) { c.list.outputPsfFile = "/nonexistent/p"; }, 5},
+        {"aperture above index", [](Call& c) { c.list.numericalAperture = 1.6f; }, 2},
+        {"aperture equal to index passes that step",
+         [](Call& c) { c.list.numericalAperture = 1.515f; }, 0},
+        {"guard band 101", [](Call& c) { c.list.zGuardBand = 101; }, 13},
+        {"guard band 100", [](Call& c) { c.list.xyGuardBand = 100; }, 0},
+        {"overlap 301", [](Call& c) { c.list.overlap = 301; }, 14},
+        {"50 nm", [](Call& c) { c.list.emissionWavelength = 0.05f; }, 15},
+        {"11 um", [](Call& c) { c.list.emissionWavelength = 11; }, 15},
+        {"small ratio", [](Call& c) { c.list.numericalAperture = 0.25f; }, 16},
+        {"x spacing coarse", [](Call& c) { c.list.xSpacing = 1.2f; }, 17},
+        {"z spacing fine", [](Call& c) { c.list.zSpacing = 0.02f; }, 20},
+        {"guard band before wavelength",
+         [](Call& c) { c.list.xyGuardBand = 200, c.list.emissionWavelength = 50; }, 13},
+    };
+    for (const ArgumentCase& c : cases) {
+        Call call;
+        c.spoil(call);
+        EXPECT_EQ(ovdValidateArguments(call.list), c.code) << c.what;
+        EXPECT_EQ(call.temp.Count(), 0u) << c.what;
+    }
+}
+
+TEST(ValidateArguments, EmptiesAndDeletesAnExistingOutput) {
+    Call call;
+    std::ofstream(call.output) << "previous result";
+    const std::string psfOut = call.dir.File("psf-out.raw");
+    std::ofstream(psfOut) << "previous psf";
+    call.list.outputPsfFile = psfOut.c_str();
+    call.list.xSpacing = 50; // refused at the very end: the probes have run by then
+    EXPECT_EQ(ovdValidateArguments(call.list), 17);
+    EXPECT_FALSE(fs::exists(call.output));
+    EXPECT_FALSE(fs::exists(psfOut));
 }

@@ -6,13 +6,13 @@
 
 #include <bit>
 #include <cstdint>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "core/cException.h"
 #include "image/cOvdImage.h"
+#include "support/RawStack.h"
 #include "support/TestImages.h"
 
 namespace OvidaneTest {
@@ -87,14 +87,9 @@ std::vector<uint8_t> PatternBytes(uint32_t x0, uint32_t y0, uint32_t z0, uint32_
     return bytes;
 }
 
+// A file's bytes, as the expectations above hold them; a missing file is empty.
 inline std::vector<uint8_t> FileBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-inline void WriteFileBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+    return ReadRaw<uint8_t>(path);
 }
 
 // The call must fail with the library's exception for refused parameters.

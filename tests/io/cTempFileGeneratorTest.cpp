@@ -4,29 +4,31 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <vector>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 #include "io/cTempFileGenerator.h"
 #include "platform/MemoryFiles.h"
 #include "platform/cRawFileHandle.h"
+#include "support/TempDir.h"
 
 using namespace Ovidane;
 namespace fs = std::filesystem;
 
+using OvidaneTest::TempDir;
+
 namespace {
-fs::path FreshDirectory(const std::string& name) {
-    fs::path dir = fs::temp_directory_path() / (name + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-    return dir;
+
+std::string Number(const std::string& name) {
+    return name.substr(name.rfind('_') + 1);
 }
-std::string Number(const std::string& name) { return name.substr(name.rfind('_') + 1); }
+
 } // namespace
 
 TEST(cTempFileGenerator, NamesCountOnSkipExistingFilesAndAreDeletedAtTheEnd) {
-    const fs::path dir = FreshDirectory("ovd-tempgen-");
+    const TempDir temp("ovd-tempgen");
+    const fs::path& dir = temp.Path();
     std::string first, second, third;
     {
         cTempFileGenerator generator;
@@ -38,8 +40,8 @@ TEST(cTempFileGenerator, NamesCountOnSkipExistingFilesAndAreDeletedAtTheEnd) {
         EXPECT_EQ(fs::file_size(first), 0u);
 
         // Plant the next name: the generator must step over it and leave it alone.
-        const std::string planted = first.substr(0, first.rfind('_') + 1) +
-                                    std::to_string(std::stoull(Number(first)) + 1);
+        const std::string planted =
+            first.substr(0, first.rfind('_') + 1) + std::to_string(std::stoull(Number(first)) + 1);
         std::ofstream(planted) << "host data";
         second = generator.Generate();
         EXPECT_NE(second, planted);
@@ -52,16 +54,17 @@ TEST(cTempFileGenerator, NamesCountOnSkipExistingFilesAndAreDeletedAtTheEnd) {
         EXPECT_TRUE(fs::exists(planted));
     }
     // The counter is process-wide, the files go with the generator, foreign files stay.
-    EXPECT_FALSE(fs::exists(first));
-    EXPECT_FALSE(fs::exists(second));
-    EXPECT_FALSE(fs::exists(third));
-    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
+    for (const std::string& name : {first, second, third})
+        EXPECT_FALSE(fs::exists(name)) << name;
+    EXPECT_EQ(temp.Count(), 1u);
     {
         cTempFileGenerator later;
         later.SetDirectory(dir.string());
         EXPECT_GT(std::stoull(Number(later.Generate())), std::stoull(Number(third)));
+        // A directory that doesn't exist gives no name.
+        later.SetDirectory("/nonexistent-ovidane-dir/sub");
+        EXPECT_EQ(later.Generate(), nullptr);
     }
-    fs::remove_all(dir);
 }
 
 // Two processes share a directory. The other one made a name, finished with its file and
@@ -69,9 +72,9 @@ TEST(cTempFileGenerator, NamesCountOnSkipExistingFilesAndAreDeletedAtTheEnd) {
 // deletes what it made, which must not include this process's file. Also: the names of a
 // run go at its end, those made before it stay.
 TEST(cTempFileGenerator, ARunOrAnotherProcessDeletesOnlyItsOwnFiles) {
-    const fs::path dir = FreshDirectory("ovd-tempgen-procs-");
+    const TempDir temp("ovd-tempgen-procs");
     cTempFileGenerator& generator = cTempFileGenerator::Instance();
-    generator.SetDirectory(dir.string());
+    generator.SetDirectory(temp.Path().string());
     int toChild[2], toParent[2];
     ASSERT_EQ(::pipe(toChild), 0);
     ASSERT_EQ(::pipe(toParent), 0);
@@ -98,13 +101,6 @@ TEST(cTempFileGenerator, ARunOrAnotherProcessDeletesOnlyItsOwnFiles) {
     EXPECT_FALSE(fs::exists(runFile));
     EXPECT_TRUE(fs::exists(kept));
     generator.DeleteSince(mark - 1);
-    fs::remove_all(dir);
-}
-
-TEST(cTempFileGenerator, MissingDirectoryGivesNull) {
-    cTempFileGenerator generator;
-    generator.SetDirectory("/nonexistent-ovidane-dir/sub");
-    EXPECT_EQ(generator.Generate(), nullptr);
 }
 
 // In memory mode a name is a memory file: nothing appears in the directory, the raw handle
@@ -112,7 +108,8 @@ TEST(cTempFileGenerator, MissingDirectoryGivesNull) {
 // a truncating open, shortened and lengthened), and deleting it gives its chunks to the
 // pool that the next files take from.
 TEST(cTempFileGenerator, MemoryNamesAreFilesThatTheDirectoryNeverSees) {
-    const fs::path dir = FreshDirectory("ovd-tempgen-memory-");
+    const TempDir temp("ovd-tempgen-memory");
+    const fs::path& dir = temp.Path();
     constexpr std::size_t kChunk = Platform::cMemoryFile::kChunkBytes;
     Platform::cMemoryFile::KeepPooledAtMost(0);
     {
@@ -163,6 +160,5 @@ TEST(cTempFileGenerator, MemoryNamesAreFilesThatTheDirectoryNeverSees) {
     Platform::cMemoryFile::KeepPooledAtMost(kChunk);
     EXPECT_EQ(Platform::cMemoryFile::PooledBytes(), kChunk);
     Platform::cMemoryFile::KeepPooledAtMost(0);
-    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 0);
-    fs::remove_all(dir);
+    EXPECT_EQ(temp.Count(), 0u);
 }

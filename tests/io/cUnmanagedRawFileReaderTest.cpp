@@ -14,12 +14,13 @@ using namespace Ovidane;
 using namespace OvidaneTest;
 
 namespace {
-
 constexpr uint32_t W = 7, H = 5, D = 4;
+} // namespace
 
-// Box reads of a W x H x D pattern file through `readBox`, for one pixel type.
-template <class T, class ReadBox> void CheckBoxes(const std::string& name, ReadBox readBox) {
-    WriteFileBytes(name, PatternBytes<T>(0, 0, 0, W - 1, H - 1, D - 1));
+TEST(cUnmanagedRawFileReader, BoxReadsReachEveryEdge) {
+    TempDir dir;
+    const std::string name = dir.File("f");
+    WriteRaw(name, PatternBytes<float>(0, 0, 0, W - 1, H - 1, D - 1));
     cUnmanagedRawFileReader reader(name, W, H, D);
     ASSERT_TRUE(reader.Open());
     // File box, then image size: inner box; far corner into a larger image; full rows of
@@ -30,46 +31,36 @@ template <class T, class ReadBox> void CheckBoxes(const std::string& name, ReadB
         {0, 1, 0, W - 1, 3, 3, W, 3, 4},     {0, 1, 1, W - 1, 3, 2, W + 2, 4, 2},
         {0, 0, 1, W - 1, H - 1, 3, W, H, 3}, {0, 0, 1, W - 1, H - 1, 3, W, H + 1, 3}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message()
-                     << sizeof(T) << "-byte box from " << c[0] << "," << c[1] << "," << c[2]
-                     << " to " << c[3] << "," << c[4] << "," << c[5]);
-        auto image = MakeImage<T>(c[6], c[7], c[8]);
-        Fill(*image, T(77));
-        ASSERT_TRUE(readBox(reader, image, c[0], c[1], c[2], c[3], c[4], c[5]));
+        SCOPED_TRACE(testing::Message() << "box from " << c[0] << "," << c[1] << "," << c[2]
+                                        << " to " << c[3] << "," << c[4] << "," << c[5]);
+        auto image = MakeImage<float>(c[6], c[7], c[8]);
+        Fill(*image, 77.0f);
+        ASSERT_TRUE(reader.ReadRegionFloat(image, c[0], c[1], c[2], c[3], c[4], c[5]));
         EXPECT_EQ(Mismatches(*image, c[0], c[1], c[2], c[3] - c[0] + 1, c[4] - c[1] + 1,
-                             c[5] - c[2] + 1, T(77)),
+                             c[5] - c[2] + 1, 77.0f),
                   0);
     }
     // The reader's depth is no limit: one made for a single slice reads any slice.
     cUnmanagedRawFileReader oneSlice(name, W, H, 1);
     ASSERT_TRUE(oneSlice.Open());
-    auto slice = MakeImage<T>(W, H, 1);
-    ASSERT_TRUE(readBox(oneSlice, slice, 0, 0, D - 1, W - 1, H - 1, D - 1));
-    EXPECT_EQ(Mismatches(*slice, 0, 0, D - 1, W, H, 1, T(0)), 0);
+    auto slice = MakeImage<float>(W, H, 1);
+    ASSERT_TRUE(oneSlice.ReadRegionFloat(slice, 0, 0, D - 1, W - 1, H - 1, D - 1));
+    EXPECT_EQ(Mismatches(*slice, 0, 0, D - 1, W, H, 1, 0.0f), 0);
 
     // Past the end of the file the read comes up short, also for the last of two slices.
-    EXPECT_FALSE(readBox(reader, slice, 1, 1, D, 2, 2, D));
+    EXPECT_FALSE(reader.ReadRegionFloat(slice, 1, 1, D, 2, 2, D));
     EXPECT_EQ(reader.GetLastError(), "error: " + name + " : Unexpected end of file\n");
-    EXPECT_FALSE(readBox(reader, MakeImage<T>(2, 2, 2), 1, 1, D - 1, 2, 2, D));
+    EXPECT_FALSE(reader.ReadRegionFloat(MakeImage<float>(2, 2, 2), 1, 1, D - 1, 2, 2, D));
     // Outside the file's width or height, inverted, or larger than the image.
     const uint32_t refused[][6] = {{0, 0, 0, W, 0, 0},
                                    {0, 0, 0, 0, H, 0},
                                    {3, 0, 0, 2, 0, 0},
                                    {0, 0, 0, 2, 0, 0},
                                    {0, 0, 0, 0, 0, 2}};
-    auto small = MakeImage<T>(2, 2, 2);
+    auto small = MakeImage<float>(2, 2, 2);
     for (const auto& b : refused)
-        ExpectRefused([&] { readBox(reader, small, b[0], b[1], b[2], b[3], b[4], b[5]); });
-    EXPECT_FALSE(readBox(reader, cCountedPtr<cOvdImage<T>>(), 0, 0, 0, 0, 0, 0));
-}
-
-} // namespace
-
-TEST(cUnmanagedRawFileReader, BoxReadsOfEveryPixelTypeReachEveryEdge) {
-    TempDir dir;
-    CheckBoxes<float>(dir.File("f"), [](auto& r, const auto& image, auto... box) {
-        return r.ReadRegionFloat(image, box...);
-    });
+        ExpectRefused([&] { reader.ReadRegionFloat(small, b[0], b[1], b[2], b[3], b[4], b[5]); });
+    EXPECT_FALSE(reader.ReadRegionFloat(cFloatImagePtr(), 0, 0, 0, 0, 0, 0));
 }
 
 TEST(cUnmanagedRawFileReader, ReadRegionMovesAFileBoxToAnImageBoxAndGoesOnPastShortSlices) {
@@ -78,7 +69,7 @@ TEST(cUnmanagedRawFileReader, ReadRegionMovesAFileBoxToAnImageBoxAndGoesOnPastSh
     // Three whole slices, then the first 9 pixels and 2 bytes of a tenth of slice 3.
     std::vector<uint8_t> bytes = PatternBytes<float>(0, 0, 0, W - 1, H - 1, D - 1);
     bytes.resize((3 * W * H + 9) * sizeof(float) + 2);
-    WriteFileBytes(name, bytes);
+    WriteRaw(name, bytes);
     cUnmanagedRawFileReader reader(name, W, H, D);
     ASSERT_TRUE(reader.Open());
 
@@ -124,7 +115,7 @@ TEST(cUnmanagedRawFileReader, MissingAndShortFilesAnswerFalse) {
     const std::string name = dir.File("short");
     std::vector<uint8_t> bytes = PatternBytes<float>(0, 0, 0, W - 1, H - 1, D - 1);
     bytes.resize(bytes.size() - sizeof(float));
-    WriteFileBytes(name, bytes);
+    WriteRaw(name, bytes);
     cUnmanagedRawFileReader reader(name);
     ASSERT_TRUE(reader.Open());
     EXPECT_FALSE(reader.Read(image));
@@ -150,7 +141,7 @@ TEST(cUnmanagedRawFileReader, LargeAndSpacedReadsArriveInOrderAndStopWhereTheFil
     const std::string name = dir.File("large");
     for (const std::size_t missing : {std::size_t{0}, std::size_t{1}, std::size_t{5} << 20}) {
         SCOPED_TRACE(missing);
-        WriteFileBytes(name, std::vector<uint8_t>(pattern.begin(), pattern.end() - missing));
+        WriteRaw(name, std::vector<uint8_t>(pattern.begin(), pattern.end() - missing));
         Platform::cRawFileHandle file;
         ASSERT_TRUE(file.Open(name, Platform::cRawFileHandle::Access::Read));
         std::vector<uint8_t> read(kBytes, 0);
@@ -168,10 +159,9 @@ TEST(cUnmanagedRawFileReader, LargeAndSpacedReadsArriveInOrderAndStopWhereTheFil
             std::size_t whole = 0;
             while (whole < count && kFirst + whole * kStride + piece <= end)
                 ++whole;
-            const std::size_t tail =
-                whole < count && kFirst + whole * kStride < end
-                    ? std::size_t(end - kFirst - whole * kStride)
-                    : 0;
+            const std::size_t tail = whole < count && kFirst + whole * kStride < end
+                                         ? std::size_t(end - kFirst - whole * kStride)
+                                         : 0;
             std::vector<uint8_t> pieces(piece * count, 0);
             file.Seek(kFirst);
             EXPECT_EQ(file.ReadSpaced(pieces.data(), piece, count, kStride), whole * piece + tail);

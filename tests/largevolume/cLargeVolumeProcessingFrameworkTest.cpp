@@ -94,14 +94,8 @@ TEST(cLargeVolumeProcessingFramework, ActionsSeeSlicesInOrderAndTheLastImageIsWr
     // The last action sees the replacement (4 wide, 2p + 100); every slice is read afresh
     // into the slice image, not into what replaced it before.
     EXPECT_EQ(journal, (std::vector<std::string>{"R0:4@100", "R1:4@200", "R2:4@300", "RF"}));
-    const std::vector<float> out = ReadRaw<float>(dir.File("out"));
-    ASSERT_EQ(out.size(), 4u * 4 * 3);
-    std::size_t wrong = 0, i = 0;
-    for (uint32_t z = 0; z < 3; ++z)
-        for (uint32_t y = 0; y < 4; ++y)
-            for (uint32_t x = 0; x < 4; ++x)
-                wrong += out[i++] != 2 * in.at(x, y, z) + 100;
-    EXPECT_EQ(wrong, 0u);
+    const auto written = [&](int x, int y, int z) { return 2 * in.at(x, y, z) + 100; };
+    EXPECT_EQ(ReadRaw<float>(dir.File("out")), MakeStack(4, 4, 3, written).v);
 
     EXPECT_EQ(pass.Close(), 0);
     EXPECT_EQ(pass.GetActionCount(), 0u);

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "math/CentredResampling.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
 
@@ -70,12 +71,10 @@ TEST(ResampleAboutCentre, CentresMeetAndNothingAppearsBeyondTheSamples) {
          {5, 0.2f, 1, 0.2f, 1, 0.25}},
     };
     for (const Case& c : cases) {
-        cFloatImagePtr source(new cOvdImage<float>({c.x.M, c.y.M, c.z.M}, "test"));
-        for (uint32_t k = 0; k < c.z.M; ++k)
-            for (uint32_t j = 0; j < c.y.M; ++j)
-                for (uint32_t i = 0; i < c.x.M; ++i)
-                    source->GetLinePointer(j, k)[i] =
-                        float((c.x.a + c.x.b * i) * (c.y.a + c.y.b * j) * (c.z.a + c.z.b * k));
+        const cFloatImagePtr source =
+            OvidaneTest::MakeImage({c.x.M, c.y.M, c.z.M}, [&](uint32_t i, uint32_t j, uint32_t k) {
+                return float((c.x.a + c.x.b * i) * (c.y.a + c.y.b * j) * (c.z.a + c.z.b * k));
+            });
         cFloatImagePtr result(new cOvdImage<float>({c.x.T, c.y.T, c.z.T}, "test"));
         const float from[3] = {c.x.q, c.y.q, c.z.q}, to[3] = {c.x.v, c.y.v, c.z.v};
         ResampleAboutCentre(source, from, result, to);

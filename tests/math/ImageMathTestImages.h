@@ -14,6 +14,7 @@
 
 #include "image/cOvdImage.h"
 #include "math/cImageMath.h"
+#include "support/TestImages.h"
 
 namespace OvidaneTest {
 
@@ -39,28 +40,31 @@ protected:
 
     Ovidane::cFloatImagePtr Clone(Images image, bool perSlice = false) {
         Ovidane::cFloatImagePtr copy = Make(image->GetDimensions(), perSlice);
-        const std::vector<float> pixels = Pixels(image);
-        std::size_t i = 0;
-        ForEach(copy, [&](float& p) { p = pixels[i++]; });
+        ForEachPixel(image->GetDimensions(), [&](uint32_t x, uint32_t y, uint32_t z) {
+            At(copy, x, y, z) = At(image, x, y, z);
+        });
         return copy;
     }
 
+    // Values in [low, high), every seventh of them one of: a zero of either sign, a value
+    // below the guard value (a negative one only where the range has negatives) or `high`
+    // itself, so that every guarded branch is met.
+    Ovidane::cFloatImagePtr Random(Ovidane::cImageDimensions size, bool perSlice, float low = -4.0f,
+                                   float high = 4.0f) {
+        Ovidane::cFloatImagePtr image = Make(size, perSlice);
+        std::uniform_real_distribution<float> value(low, high);
+        const float special[] = {0.0f, -0.0f, 1e-25f, -1e-30f, 1e-20f, high};
+        std::size_t i = 0;
+        ForEach(image, [&](float& p) {
+            const float s = special[(i / 7) % 6];
+            p = i++ % 7 == 3 && (s >= low || s >= 0.0f) ? s : value(mRandom);
+        });
+        return image;
+    }
+
     static void ForEach(Images image, const std::function<void(float&)>& f) {
-        const Ovidane::cImageDimensions s = image->GetDimensions();
-        for (uint32_t z = 0; z < s.z; ++z)
-            for (uint32_t y = 0; y < s.y; ++y)
-                for (uint32_t x = 0; x < s.x; ++x)
-                    f(image->GetLinePointer(y, z)[x]);
-    }
-
-    static std::vector<float> Pixels(Images image) {
-        std::vector<float> pixels;
-        ForEach(image, [&](float& p) { pixels.push_back(p); });
-        return pixels;
-    }
-
-    static float& At(Images image, uint32_t x, uint32_t y, uint32_t z) {
-        return image->GetLinePointer(y, z)[x];
+        ForEachPixel(image->GetDimensions(),
+                     [&](uint32_t x, uint32_t y, uint32_t z) { f(At(image, x, y, z)); });
     }
 
     // Same float, NaN included.

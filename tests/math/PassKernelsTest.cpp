@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 #include <vector>
 
 #include <hwy/targets.h>
 
 #include "math/FastLogExp.h"
 #include "math/PassKernels.h"
+#include "support/TestImages.h"
 
 using namespace Ovidane;
 
@@ -17,12 +17,7 @@ namespace {
 constexpr uint32_t kLengths[] = {1, 2, 3, 9, 17, 33, 255, 600};
 
 std::vector<float> RandomLine(uint32_t n, unsigned seed, float low, float high) {
-    std::mt19937 engine(seed);
-    std::uniform_real_distribution<float> value(low, high);
-    std::vector<float> line(n);
-    for (float& v : line)
-        v = value(engine);
-    return line;
+    return OvidaneTest::Pixels(OvidaneTest::Random({n, 1, 1}, seed, low, high));
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <memory>
 #include <random>
 #include <vector>
 
@@ -14,23 +13,12 @@
 using namespace Ovidane;
 using namespace OvidaneTest;
 
-namespace {
-
-PixelFunction Random(unsigned seed, float low, float high) {
-    auto engine = std::make_shared<std::mt19937>(seed);
-    return [engine, low, high](uint32_t, uint32_t, uint32_t) {
-        return std::uniform_real_distribution<float>(low, high)(*engine);
-    };
-}
-
-} // namespace
-
 // Even sizes are checked against numpy; on odd sizes the centre pixel of a centred stack
 // lands on the origin, in place through the work image as well.
 TEST(cImageMathAnalysis, FFTShiftBringsTheCentreOfAnOddStackToTheOrigin) {
     cImageMathGeneric math;
     const cImageDimensions size{5, 3, 7};
-    const cFloatImagePtr in = MakeImage(size, Random(1, -5, 5)), out = MakeImage(size);
+    const cFloatImagePtr in = Random(size, 1, -5, 5), out = MakeImage(size);
     math.FFTShift(in, MakeImage(size), out);
     ForEachPixel(size, [&](uint32_t x, uint32_t y, uint32_t z) {
         EXPECT_EQ(At(out, x, y, z), At(in, (x + 2) % 5, (y + 1) % 3, (z + 3) % 7));
@@ -49,7 +37,7 @@ TEST(cImageMathAnalysis, CountsBelowLimitsMatchASortedSearch) {
     const cImageMathPtr plainPtr(new cImageMathGeneric);
     cImageMath& plain = *plainPtr;
     cImageMathHighway vector(plainPtr);
-    const cFloatImagePtr image = MakeImage({1100, 5, 3}, Random(11, -60.0f, 5.0f));
+    const cFloatImagePtr image = Random({1100, 5, 3}, 11, -60.0f, 5.0f);
     At(image, 0, 0, 0) = -std::numeric_limits<float>::infinity();
     At(image, 1, 0, 0) = std::nanf("");
     At(image, 3, 0, 0) = -1e25f;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "math/cImageMathGeneric.h"
@@ -9,22 +10,9 @@
 using namespace Ovidane;
 using namespace OvidaneTest;
 
-namespace {
-
-cFloatImagePtr MakeImage(uint32_t x, uint32_t y, uint32_t z, float value = 0.0f) {
-    return Constant({x, y, z}, value);
-}
-
-void Fill(const cFloatImagePtr& image, const PixelFunction& f) {
-    ForEachPixel(image->GetDimensions(),
-                 [&](uint32_t x, uint32_t y, uint32_t z) { At(image, x, y, z) = f(x, y, z); });
-}
-
-} // namespace
-
 TEST(cImageMathGeometry, GaussianSumsToOneAndIsCentredOnTheWrappedOrigin) {
     cImageMathGeneric math;
-    cFloatImagePtr image = MakeImage(16, 12, 8);
+    cFloatImagePtr image = MakeImage({16, 12, 8});
     math.Generate3DGaussian(image, 0.5f, 1.0f, 2.0f, 3.0f, 4.0f, 6.0f);
     EXPECT_NEAR(Sum(image), 1.0, 1e-5);
     const float peak = At(image, 0, 0, 0);
@@ -45,7 +33,7 @@ TEST(cImageMathGeometry, GaussianSumsToOneAndIsCentredOnTheWrappedOrigin) {
     // Index N/2 is the farthest point, N/2 steps away on the negative side.
     EXPECT_NEAR(At(image, 8, 0, 0) / peak, fall(4.0, 3.0), 1e-5);
     // An odd axis has two farthest points, (N - 1)/2 steps away on either side.
-    cFloatImagePtr odd = MakeImage(5, 7, 3);
+    cFloatImagePtr odd = MakeImage({5, 7, 3});
     math.Generate3DGaussian(odd, 0.5f, 1.0f, 2.0f, 3.0f, 4.0f, 6.0f);
     EXPECT_EQ(At(odd, 2, 0, 0), At(odd, 3, 0, 0));
     EXPECT_EQ(At(odd, 0, 3, 0), At(odd, 0, 4, 0));
@@ -57,7 +45,7 @@ TEST(cImageMathGeometry, GaussianSumsToOneAndIsCentredOnTheWrappedOrigin) {
 // (N - 1)/2 steps away, so a disc of radius 2.5 covers the whole first row of 5.
 TEST(cImageMathGeometry, MasksMeasureOddAxesFromTheWrappedOrigin) {
     cImageMathGeneric math;
-    cFloatImagePtr image = MakeImage(5, 5, 1);
+    cFloatImagePtr image = MakeImage({5, 5, 1});
     math.GenerateCylinder(image, 1, 1, 1, 0.0f, 2.5f, 1.0f);
     for (uint32_t x = 0; x < 5; ++x)
         EXPECT_EQ(At(image, x, 0, 0), 1.0f) << x;
@@ -83,7 +71,7 @@ TEST(cImageMathGeometry, LineBridgesRampAcrossTheWrapAroundGap) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        cFloatImagePtr image = c.alongY ? MakeImage(1, 8, 1, 99.0f) : MakeImage(8, 1, 1, 99.0f);
+        cFloatImagePtr image = c.alongY ? Constant({1, 8, 1}, 99.0f) : Constant({8, 1, 1}, 99.0f);
         const auto pixel = [&](uint32_t i) -> float& {
             return c.alongY ? At(image, 0, i, 0) : At(image, i, 0, 0);
         };
@@ -106,37 +94,32 @@ TEST(cImageMathGeometry, RoiBridgesSpreadABoxOverTheWholeImage) {
     // Bridging a constant box spreads its value over the whole image: the columns through
     // the box, then every row, then every z line between the box's slices together reach
     // each pixel.
-    const auto boxed = [](uint32_t nz) {
-        cFloatImagePtr image = MakeImage(8, 7, nz, 0.0f);
-        Fill(image, [](uint32_t x, uint32_t y, uint32_t z) {
+    const auto boxed = [] {
+        return MakeImage({8, 7, 4}, [](uint32_t x, uint32_t y, uint32_t z) {
             return x >= 1 && x <= 4 && y >= 2 && y <= 4 && z <= 1 ? 5.0f : 0.0f;
         });
-        return image;
     };
-    cFloatImagePtr image = boxed(4);
-    math.InterpolateRoi(image, {4, 4, 1, 1, 2, 0}, 1);
-    for (float v : Pixels(image))
-        EXPECT_NEAR(v, 5.0f, 1e-5);
-    image = boxed(4);
-    math.InterpolateRoi(image, {1, 2, 0, 4, 4, 1}, 2);
-    for (float v : Pixels(image))
-        EXPECT_NEAR(v, 5.0f, 1e-5);
+    using Bridge = std::pair<cImageBox, int>;
+    for (const auto& [box, mode] : {Bridge{{4, 4, 1, 1, 2, 0}, 1}, Bridge{{1, 2, 0, 4, 4, 1}, 2}}) {
+        cFloatImagePtr image = boxed();
+        math.InterpolateRoi(image, box, mode);
+        for (float v : Pixels(image))
+            EXPECT_NEAR(v, 5.0f, 1e-5) << mode;
+    }
 
     // Other modes, and a box over the whole image in the cosine mode, change nothing.
-    image = boxed(4);
+    cFloatImagePtr image = boxed();
     const std::vector<float> before = Pixels(image);
-    math.InterpolateRoi(image, {1, 2, 0, 4, 4, 1}, 3);
-    EXPECT_EQ(Pixels(image), before);
-    math.InterpolateRoi(image, {0, 0, 0, 7, 6, 3}, 2);
-    EXPECT_EQ(Pixels(image), before);
-    math.InterpolateRoi(image, {0, 0, 0, 7, 6, 3}, 1);
-    EXPECT_EQ(Pixels(image), before);
+    for (const auto& [box, mode] : {Bridge{{1, 2, 0, 4, 4, 1}, 3}, Bridge{{0, 0, 0, 7, 6, 3}, 2},
+                                    Bridge{{0, 0, 0, 7, 6, 3}, 1}}) {
+        math.InterpolateRoi(image, box, mode);
+        EXPECT_EQ(Pixels(image), before) << mode;
+    }
 
     // A single plane: the box's own pixels keep their values in both modes, and the rim
     // is bridged between the box's edges, not flattened to one value.
     for (int mode : {1, 2}) {
-        cFloatImagePtr plane = MakeImage(8, 7, 1, 0.0f);
-        Fill(plane, [](uint32_t x, uint32_t y, uint32_t) {
+        cFloatImagePtr plane = MakeImage({8, 7, 1}, [](uint32_t x, uint32_t y, uint32_t) {
             return x >= 1 && x <= 4 && y >= 2 && y <= 4 ? float(1 + x + 10 * y) : 0.0f;
         });
         math.InterpolateRoi(plane, {1, 2, 0, 4, 4, 0}, mode);
@@ -150,13 +133,14 @@ TEST(cImageMathGeometry, BilinearResamplingKeepsLinearRampsAndLevels) {
     cImageMathGeneric math;
     const auto resample = [&](const cFloatImagePtr& in, cImageDimensions to) {
         const cImageDimensions from = in->GetDimensions();
-        cFloatImagePtr out = MakeImage(to.x, to.y, to.z);
-        math.InterpolateBilinear(in, out, MakeImage(to.x, from.y, 1),
-                                 MakeImage(to.x, to.y, from.z));
+        cFloatImagePtr out = MakeImage({to.x, to.y, to.z});
+        math.InterpolateBilinear(in, out, MakeImage({to.x, from.y, 1}),
+                                 MakeImage({to.x, to.y, from.z}));
         return out;
     };
-    cFloatImagePtr in = MakeImage(6, 5, 4);
-    Fill(in, [](uint32_t x, uint32_t y, uint32_t z) { return 1.0f + 0.5f * x + 2.0f * y + z; });
+    cFloatImagePtr in = MakeImage({6, 5, 4}, [](uint32_t x, uint32_t y, uint32_t z) {
+        return 1.0f + 0.5f * x + 2.0f * y + z;
+    });
     EXPECT_EQ(Pixels(resample(in, {6, 5, 4})), Pixels(in));
 
     // Stretching samples the ramp at i·f, exactly, up to the last source sample.
@@ -176,8 +160,8 @@ TEST(cImageMathGeometry, BilinearResamplingKeepsLinearRampsAndLevels) {
                             1.0f + 0.5f * (2 * x + 0.5f) + 2.0f * y + 2 * z + 0.5f, 1e-4);
 
     // A non-integer shrink sums over stretches that cut pixels, and keeps the mean level.
-    cFloatImagePtr uneven = MakeImage(7, 3, 1);
-    Fill(uneven, [](uint32_t x, uint32_t y, uint32_t) { return 1.0f + x + 3.0f * y * (x % 2); });
+    cFloatImagePtr uneven = MakeImage(
+        {7, 3, 1}, [](uint32_t x, uint32_t y, uint32_t) { return 1.0f + x + 3.0f * y * (x % 2); });
     const std::vector<float> shrunk = Pixels(resample(uneven, {3, 2, 1}));
     double mean = 0.0;
     for (float v : shrunk)
@@ -189,7 +173,7 @@ TEST(cImageMathGeometry, BilinearResamplingKeepsLinearRampsAndLevels) {
 
 TEST(cImageMathGeometry, BesselTableMatchesTheLibraryFunction) {
     cImageMathGeneric math;
-    cFloatImagePtr table = MakeImage(50, 1, 20);
+    cFloatImagePtr table = MakeImage({50, 1, 20});
     const double step = 0.0625;
     math.GenerateBesselArray(table, step);
     for (uint32_t j : {0u, 1u, 7u, 19u})

@@ -22,7 +22,6 @@ struct BeadStack {
         return (std::size_t(z) * std::size_t(h) + std::size_t(y)) * std::size_t(w) + std::size_t(x);
     }
     float at(int x, int y, int z) const { return v[Index(x, y, z)]; }
-    float Minimum() const { return *std::min_element(v.begin(), v.end()); }
     float Maximum() const { return *std::max_element(v.begin(), v.end()); }
 };
 
