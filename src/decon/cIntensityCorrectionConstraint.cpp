@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/cException.h"
+#include "math/HighwayKernels.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -46,8 +47,8 @@ void cIntensityCorrectionConstraint::CorrectLine(float* pixels, std::size_t coun
     if (mCurve.IsNull() || z >= mCurve->GetSizeZ())
         Fail("Invalid Dimensions in CorrectLine", OVD_ERR_PARAMETER);
     const float factor = *mCurve->GetPixelPointer(0, 0, static_cast<uint32_t>(z));
-    for (std::size_t i = 0; i < count; ++i)
-        pixels[i] *= factor;
+    HighwayKernels::Unary(HighwayKernels::eUnary::MultiplyConstant, pixels, pixels, count,
+                          {factor});
 }
 
 } // namespace Ovidane

@@ -1,6 +1,7 @@
 #include "decon/cSpecifiedValueBackgroundSubtractionConstraint.h"
 
 #include "core/cException.h"
+#include "math/HighwayKernels.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -20,10 +21,8 @@ void cSpecifiedValueBackgroundSubtractionConstraint::Apply(cFloatImagePtr& image
 
 void cSpecifiedValueBackgroundSubtractionConstraint::CorrectLine(float* pixels, std::size_t count,
                                                                  uint32_t) const {
-    for (std::size_t i = 0; i < count; ++i) {
-        const float v = pixels[i] - mValue;
-        pixels[i] = v < 0.0f ? 0.0f : v;
-    }
+    HighwayKernels::Unary(HighwayKernels::eUnary::ThresholdBelow, pixels, pixels, count,
+                          {mValue, 0.0f, 0.0f});
 }
 
 } // namespace Ovidane

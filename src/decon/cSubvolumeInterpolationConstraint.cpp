@@ -175,8 +175,10 @@ cSubvolumeInterpolationConstraint::InterpolateSubVolume(const cFloatImagePtr& im
             // A correction that can't take one of the slices fails here, on the calling thread,
             // before any worker meets it.
             for (const cPixelCorrectionPtr& correction : mCorrections)
-                for (uint32_t zs = 0; zs < source.z; ++zs)
-                    correction->CorrectLine(nullptr, 0, zs);
+                for (uint32_t zs = 0; zs < source.z; ++zs) {
+                    float probe = 0.0f;
+                    correction->CorrectLine(&probe, 1, zs);
+                }
             padding.runX = AxisRun(mOffset.x, W.x, padding.planeX, source.x);
             padding.runY = AxisRun(mOffset.y, W.y, padding.planeY, source.y);
             // The slices are independent: one parallel pass, each thread in its own plane.

@@ -1,6 +1,7 @@
 #include "decon/cTLBInversionConstraint.h"
 
 #include "core/cException.h"
+#include "math/HighwayKernels.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -25,11 +26,10 @@ void cTLBInversionConstraint::Apply(cFloatImagePtr& image) {
 }
 
 void cTLBInversionConstraint::CorrectLine(float* pixels, std::size_t count, uint32_t) const {
-    const float level = -(mMinimum + mMaximum);
-    for (std::size_t i = 0; i < count; ++i) {
-        const float turned = pixels[i] * -1.0f, v = turned - level;
-        pixels[i] = v < kGuard ? kGuard : v;
-    }
+    namespace K = HighwayKernels;
+    K::Unary(K::eUnary::MultiplyConstant, pixels, pixels, count, {-1.0f});
+    K::Unary(K::eUnary::ThresholdBelow, pixels, pixels, count,
+             {-(mMinimum + mMaximum), kGuard, kGuard});
 }
 
 } // namespace Ovidane
