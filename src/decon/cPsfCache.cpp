@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <memory>
 #include <mutex>
 #include <new>
 
@@ -16,7 +17,12 @@ struct cKept {
     uint64_t allowance = 0;
     bool filled = false;
     cPsfCache::cKey key;
-    cKeptBuffer pixels;
+    // Shared with the images lent over it, which keep it while they live: it is written only
+    // while nothing else holds it.
+    std::shared_ptr<cKeptBuffer> pixels = std::make_shared<cKeptBuffer>();
+    // The pixels are the PSF as prepared, lent under this frozen number.
+    bool prepared = false;
+    uint64_t frozenNumber = 0;
     // The key of the last PSF offered and not kept.
     bool offered = false;
     cPsfCache::cKey offeredKey;
@@ -36,6 +42,28 @@ uint64_t BytesOf(const cImageDimensions& size) {
     return size.Voxels() * sizeof(float);
 }
 
+// The kept pixels, fresh ones while lent images still read the old.
+cKeptBuffer& Writable(cKept& kept) {
+    if (kept.pixels.use_count() > 1)
+        kept.pixels = std::make_shared<cKeptBuffer>();
+    return *kept.pixels;
+}
+
+// Copies `psf` into the kept pixels; false, holding nothing, when the memory is refused.
+bool Keep(cKept& kept, const cFloatImagePtr& psf) {
+    kept.filled = false;
+    kept.prepared = false;
+    cKeptBuffer& pixels = Writable(kept);
+    try {
+        KeptPixels::Store(psf, pixels);
+    } catch (const std::bad_alloc&) {
+        // Keeping is a saving, never a need: the run goes on without it.
+        pixels.Clear();
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
 bool cPsfCache::cKey::operator==(const cKey& o) const {
@@ -50,9 +78,10 @@ bool cPsfCache::cKey::operator==(const cKey& o) const {
 bool cPsfCache::Fetch(const cKey& key, const cFloatImagePtr& psf) {
     cKept& kept = Kept();
     std::lock_guard<std::mutex> hold(kept.lock);
-    if (!kept.filled || !psf || !(kept.key == key) || !(psf->GetDimensions() == key.size))
+    if (!kept.filled || kept.prepared || !psf || !(kept.key == key) ||
+        !(psf->GetDimensions() == key.size))
         return false;
-    KeptPixels::Restore(kept.pixels, psf);
+    KeptPixels::Restore(*kept.pixels, psf);
     return true;
 }
 
@@ -70,25 +99,42 @@ void cPsfCache::Store(const cKey& key, const cFloatImagePtr& psf) {
         return;
     }
     kept.offered = false;
-    kept.filled = false;
-    try {
-        KeptPixels::Store(psf, kept.pixels);
-    } catch (const std::bad_alloc&) {
-        // Keeping is a saving, never a need: the run goes on without it.
-        kept.pixels.Clear();
+    if (!Keep(kept, psf))
         return;
-    }
     kept.key = key;
     kept.filled = true;
+}
+
+cFloatImagePtr cPsfCache::LendPrepared(const cKey& key) {
+    cKept& kept = Kept();
+    std::lock_guard<std::mutex> hold(kept.lock);
+    if (!kept.filled || !kept.prepared || !(kept.key == key))
+        return cFloatImagePtr();
+    cFloatImagePtr lent(
+        new cOvdImage<float>(kept.pixels, kept.pixels->Data(), key.size, "cPsfCache"));
+    lent->FreezeAs(kept.frozenNumber);
+    return lent;
+}
+
+void cPsfCache::KeepPrepared(const cKey& key, const cFloatImagePtr& prepared) {
+    cKept& kept = Kept();
+    std::lock_guard<std::mutex> hold(kept.lock);
+    if (!kept.filled || kept.prepared || !(kept.key == key) || !prepared ||
+        !(prepared->GetDimensions() == key.size) || !Keep(kept, prepared))
+        return;
+    kept.filled = true;
+    kept.prepared = true;
+    kept.frozenNumber = cOvdImage<float>::NewFrozenNumber();
 }
 
 void cPsfCache::KeepAtMost(uint64_t bytes) {
     cKept& kept = Kept();
     std::lock_guard<std::mutex> hold(kept.lock);
     kept.allowance = bytes;
-    if (kept.pixels.Size() * sizeof(float) > bytes) {
+    if (kept.pixels->Size() * sizeof(float) > bytes) {
         kept.filled = false;
-        kept.pixels.Clear();
+        kept.prepared = false;
+        Writable(kept).Clear();
     }
 }
 

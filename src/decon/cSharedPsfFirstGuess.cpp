@@ -26,7 +26,7 @@ void cSharedPsfFirstGuess::Apply(cFloatImagePtr& psf, cFloatImagePtr& original) 
 bool cSharedPsfFirstGuess::TakePrepared(cFloatImagePtr& psf, bool readOnly) {
     return Guard([&] {
         if (mPrepared.IsNull())
-            return false;
+            return mGuess->TakePrepared(psf, readOnly);
         if (readOnly) {
             mPrepared->Freeze();
             psf = mPrepared;
@@ -49,6 +49,7 @@ void cSharedPsfFirstGuess::KeepPrepared(const cFloatImagePtr& psf, bool readOnly
             CopyInto(psf, mPrepared);
         }
         mKept = cFloatImagePtr();
+        mGuess->KeepPrepared(psf, readOnly);
     });
 }
 

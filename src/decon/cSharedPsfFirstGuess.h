@@ -10,7 +10,9 @@ namespace Ovidane {
 // a copy of it, the same bit for bit, at the cost of one image held between the
 // restorations. Once the first restoration has prepared its PSF and kept it here, the
 // others take the prepared PSF instead: a copy, or the kept image itself, frozen, for those
-// that never write it. Only guesses that do not look at the original image may be shared.
+// that never write it. Before that, the wrapped guess is asked for a prepared PSF of its own,
+// and is handed the prepared one to keep. Only guesses that do not look at the original
+// image may be shared.
 class cSharedPsfFirstGuess : public cPsfFirstGuess {
 public:
     explicit cSharedPsfFirstGuess(cPsfFirstGuessPtr guess);

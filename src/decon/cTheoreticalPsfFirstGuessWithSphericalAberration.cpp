@@ -85,20 +85,43 @@ void cTheoreticalPsfFirstGuessWithSphericalAberration::Apply(cFloatImagePtr& psf
     });
 }
 
+bool cTheoreticalPsfFirstGuessWithSphericalAberration::TakePrepared(cFloatImagePtr& psf,
+                                                                    bool readOnly) {
+    if (!readOnly || !Kept())
+        return false;
+    const cFloatImagePtr lent = cPsfCache::LendPrepared(KeyFor(mSize));
+    if (!lent)
+        return false;
+    psf = lent;
+    return true;
+}
+
+void cTheoreticalPsfFirstGuessWithSphericalAberration::KeepPrepared(const cFloatImagePtr& psf,
+                                                                    bool readOnly) {
+    if (readOnly && Kept())
+        cPsfCache::KeepPrepared(KeyFor(mSize), psf);
+}
+
+cPsfCache::cKey
+cTheoreticalPsfFirstGuessWithSphericalAberration::KeyFor(const cImageDimensions& size) const {
+    cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
+    return {size,
+            mSpacingX,
+            mSpacingY,
+            mSpacingZ,
+            mAxialScale,
+            mNumericalAperture,
+            mRefractiveIndex,
+            mLambda,
+            mSphericalAberration,
+            mModality,
+            typeid(*math.Get())};
+}
+
 void cTheoreticalPsfFirstGuessWithSphericalAberration::Generate(const cFloatImagePtr& psf) const {
     const cImageDimensions size = psf->GetDimensions();
     cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-    const cPsfCache::cKey key{size,
-                              mSpacingX,
-                              mSpacingY,
-                              mSpacingZ,
-                              mAxialScale,
-                              mNumericalAperture,
-                              mRefractiveIndex,
-                              mLambda,
-                              mSphericalAberration,
-                              mModality,
-                              typeid(*math.Get())};
+    const cPsfCache::cKey key = KeyFor(size);
     if (cPsfCache::Fetch(key, psf))
         return;
     const uint32_t NX = size.x, NY = size.y, NZ = size.z;
@@ -205,8 +228,6 @@ void cTheoreticalPsfFirstGuessWithSphericalAberration::Generate(const cFloatImag
     const float threshold = *psf->GetPixelPointer(0, 0, 0) * kThresholdFraction;
     math->SubtractImageByConstantAndThreshold(psf, threshold, 0.0f, 1);
     math->NormalizeImage(psf, psf, 0u, NZ - 1, 1.0f);
-    // A caller that shares a Bessel table computes the PSFs of many aberrations, each once:
-    // keeping them would only cost copies.
     if (!mBesselTable)
         cPsfCache::Store(key, psf);
 }

@@ -4,6 +4,7 @@
 
 #include "core/cCountedPtr.h"
 #include "core/cImageDimensions.h"
+#include "decon/cPsfCache.h"
 #include "decon/cPsfFirstGuess.h"
 
 namespace Ovidane {
@@ -37,6 +38,10 @@ public:
     // Fills psf with the PSF at psf's size (the object's size when psf is empty), centred on
     // pixel (0,0,0) in wrap-around order and scaled to sum 1.
     void Apply(cFloatImagePtr& psf, cFloatImagePtr& original) override;
+    // The process keeps the PSF as a restoration that only reads it prepared it, and lends it
+    // to the next such restorations of the same optics and size (cPsfCache::LendPrepared).
+    bool TakePrepared(cFloatImagePtr& psf, bool readOnly) override;
+    void KeepPrepared(const cFloatImagePtr& psf, bool readOnly) override;
 
     // True when every parameter passed the constructor's checks.
     bool IsComplete() const { return mComplete; }
@@ -55,6 +60,10 @@ public:
 
 private:
     void Generate(const cFloatImagePtr& psf) const;
+    cPsfCache::cKey KeyFor(const cImageDimensions& size) const;
+    // Whether the process keeps this guess's PSFs: not for a caller that shares a Bessel
+    // table, which computes the PSFs of many aberrations, each once.
+    bool Kept() const { return mComplete && !mBesselTable; }
 
     std::string mFileName;
     float mSpacingX = 1.0f, mSpacingY = 1.0f, mSpacingZ = 1.0f;

@@ -1,6 +1,7 @@
 #include "image/cOvdImage.h"
 
 #include <atomic>
+#include <utility>
 
 #include "image/cMemoryManagerContainer.h"
 
@@ -55,6 +56,13 @@ cOvdImage<T>::cOvdImage(T* pixels, const cImageDimensions& dimensions, ovdImageL
     mBlockCount = 1;
     WrapBlock(pixels, mElementsPerBlock);
     mFirstPixel = pixels;
+}
+
+template <class T>
+cOvdImage<T>::cOvdImage(std::shared_ptr<const void> keeper, T* pixels,
+                        const cImageDimensions& dimensions, const std::string& owner)
+    : cOvdImage(pixels, dimensions, Contiguous3D, owner) {
+    mKeeper = std::move(keeper);
 }
 
 template <class T>
@@ -117,7 +125,11 @@ cOvdImage<T>* cOvdImage<T>::GetSubImageFirstAxis(uint32_t first, uint32_t last) 
 
 template <class T> void cOvdImage<T>::Freeze() {
     if (mFrozenNumber == 0)
-        mFrozenNumber = ++gLastFrozenNumber;
+        mFrozenNumber = NewFrozenNumber();
+}
+
+template <class T> uint64_t cOvdImage<T>::NewFrozenNumber() {
+    return ++gLastFrozenNumber;
 }
 
 template class cOvdImage<float>;

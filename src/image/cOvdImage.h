@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ public:
     cOvdImage(T* pixels, const cImageDimensions& dimensions, ovdImageLayout layout,
               const std::string& owner);
     cOvdImage(T** slices, uint32_t sizeX, uint32_t sizeY, uint32_t sizeZ, ovdImageLayout layout,
+              const std::string& owner);
+    // Wrapping memory that `keeper` holds, in one block: the image keeps it alive.
+    cOvdImage(std::shared_ptr<const void> keeper, T* pixels, const cImageDimensions& dimensions,
               const std::string& owner);
     ~cOvdImage() override;
 
@@ -75,6 +79,10 @@ public:
     // (cPixelPrint) knows it again without reading it. 0 for an image not frozen.
     void Freeze();
     uint64_t GetFrozenNumber() const { return mFrozenNumber; }
+    // Freezes the image under a number taken before: images over the same frozen pixels
+    // share it, and a print taken of one knows the others.
+    void FreezeAs(uint64_t number) { mFrozenNumber = number; }
+    static uint64_t NewFrozenNumber();
 
     // Views; the caller owns the result and the source must outlive it.
     cOvdImage<T>* GetSubImage(uint32_t firstSlice, uint32_t lastSlice) const;
@@ -115,6 +123,7 @@ private:
     cImageDimensions mDimensions;
     bool mOwnsMemory = true;
     uint64_t mFrozenNumber = 0;
+    std::shared_ptr<const void> mKeeper;
 };
 
 extern template class cOvdImage<float>;

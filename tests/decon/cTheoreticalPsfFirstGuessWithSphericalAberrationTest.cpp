@@ -249,3 +249,50 @@ TEST(cTheoreticalPsfFirstGuessWithSphericalAberration, KeptPsfServesOnlyTheSameR
     EXPECT_FALSE(cPsfCache::Fetch(key, fetched));
     cPsfCache::KeepAtMost(0);
 }
+
+// A PSF kept for its optics may be replaced by its prepared form, which is lent without a
+// copy, frozen under one number, to the restorations that only read it; lent pixels are
+// never written over or freed while borrowed.
+TEST(cTheoreticalPsfFirstGuessWithSphericalAberration,
+     APreparedPsfIsLentFrozenAndOutlivesItsKeeping) {
+    cPsfCache::KeepAtMost(uint64_t{1} << 30);
+    const cImageDimensions size{24, 20, 12};
+    Optics optics;
+    cPsfModel model(0.1f, 0.1f, 0.2f, size, optics.numericalAperture, optics.refractiveIndex,
+                    optics.lambda, 0.0f, 1.0f, DEC_FLAG_MOD_WF_FLUORESCENCE);
+    cFloatImagePtr made, original, lent;
+    model.Apply(made, original);
+    const cFloatImagePtr prepared = Random(size, 5, 0.0f, 1.0f);
+    model.KeepPrepared(prepared, true); // made once: nothing kept to replace
+    EXPECT_FALSE(model.TakePrepared(lent, true));
+    model.Apply(made, original);         // made again: now kept
+    model.KeepPrepared(prepared, false); // a restoration that writes its PSF keeps nothing
+    EXPECT_FALSE(model.TakePrepared(lent, true));
+    model.KeepPrepared(prepared, true);
+    EXPECT_FALSE(model.TakePrepared(lent, false));
+    ASSERT_TRUE(model.TakePrepared(lent, true));
+    cFloatImagePtr again;
+    ASSERT_TRUE(model.TakePrepared(again, true));
+    EXPECT_EQ(Pixels(lent), Pixels(prepared));
+    EXPECT_EQ(lent->GetSlicePointer(0), again->GetSlicePointer(0));
+    EXPECT_NE(lent->GetFrozenNumber(), 0u);
+    EXPECT_EQ(lent->GetFrozenNumber(), again->GetFrozenNumber());
+    cPsfModel other(0.1f, 0.1f, 0.2f, size, optics.numericalAperture, optics.refractiveIndex,
+                    optics.lambda, 0.5f, 1.0f, DEC_FLAG_MOD_WF_FLUORESCENCE);
+    cFloatImagePtr none;
+    EXPECT_FALSE(other.TakePrepared(none, true));
+
+    // Keeping the made PSF again leaves the lent pixels as they were, and lends nothing.
+    model.Apply(made, original);
+    model.Apply(made, original);
+    EXPECT_EQ(Pixels(lent), Pixels(prepared));
+    EXPECT_FALSE(model.TakePrepared(none, true));
+    // So does letting go of a prepared PSF that is lent.
+    model.KeepPrepared(made, true);
+    cFloatImagePtr last;
+    ASSERT_TRUE(model.TakePrepared(last, true));
+    EXPECT_NE(last->GetFrozenNumber(), lent->GetFrozenNumber());
+    cPsfCache::KeepAtMost(0);
+    EXPECT_EQ(Pixels(last), Pixels(made));
+    EXPECT_FALSE(model.TakePrepared(none, true));
+}
