@@ -78,7 +78,8 @@ bool cUnmanagedRawFileWriter::WriteRegion(const cCountedPtr<cOvdImage<uint8_t>>&
 }
 
 bool cUnmanagedRawFileWriter::WriteBand(const cCountedPtr<cOvdImage<float>>& image, uint32_t rows,
-                                        uint32_t stackRow, uint32_t stackRows) {
+                                        uint32_t stackRow, uint32_t stackRows,
+                                        const std::function<void(uint32_t slice)>& beforeSlice) {
     if (!image)
         return false;
     const cOvdImage<float>& source = *image;
@@ -88,6 +89,8 @@ bool cUnmanagedRawFileWriter::WriteBand(const cCountedPtr<cOvdImage<float>>& ima
     const uint64_t rowBytes = uint64_t{source.GetSizeX()} * sizeof(float);
     const uint64_t reached = mFile.Position();
     for (uint32_t z = 0; z < source.GetSizeZ(); ++z) {
+        if (beforeSlice)
+            beforeSlice(z);
         mFile.Seek((uint64_t{z} * stackRows + stackRow) * rowBytes);
         WriteBytes(source.GetSlicePointer(z), rowBytes * rows);
     }

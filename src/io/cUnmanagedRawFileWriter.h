@@ -1,6 +1,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "core/cCountedPtr.h"
@@ -81,8 +82,11 @@ public:
     // stands behind the last row written, or where it stood if that is further, so that a
     // file being replaced keeps every band. False only for a null image; rows beyond the
     // image or the stack raise a cException with code 2 before anything is written.
+    // `beforeSlice`, when given, is called with each slice's index just before its rows are
+    // written: what it reads of them is then still in the cache for the write.
     bool WriteBand(const cCountedPtr<cOvdImage<float>>& image, uint32_t rows, uint32_t stackRow,
-                   uint32_t stackRows);
+                   uint32_t stackRows,
+                   const std::function<void(uint32_t slice)>& beforeSlice = nullptr);
 
 private:
     template <class T> bool WriteStack(const cCountedPtr<cOvdImage<T>>& image);

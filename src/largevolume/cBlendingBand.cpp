@@ -142,13 +142,14 @@ void cBlendingBand::Finish(uint32_t row) {
     const bool last = row == mLastY;
     const uint32_t rows = last ? l.stack.y - y0 : l.size.y - l.overlap;
     const std::size_t rowPixels = l.stack.x;
-    if (mLook) {
-        for (uint32_t z = 0; z < l.stack.z; ++z)
+    // Each slice's final rows take the first look just before they are written, so that the
+    // write finds them in the cache.
+    mWriter->WriteBand(mBand, rows, y0, l.stack.y, [&](uint32_t z) {
+        if (mLook)
             mLook->FirstLook(new cFloatImage(mBand->GetSlicePointer(z),
                                              cImageDimensions{l.stack.x, rows, 1}, Contiguous3D,
                                              GetObjectName()));
-    }
-    mWriter->WriteBand(mBand, rows, y0, l.stack.y);
+    });
     if (last)
         return;
     for (uint32_t z = 0; z < l.stack.z; ++z) {
