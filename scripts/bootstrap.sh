@@ -11,7 +11,7 @@ PACKAGES=(
   libhwy-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   libtiff-dev libcli11-dev
-  python3 python3-numpy
+  python3 python3-numpy python3-tifffile python3-scipy
   python3-dask python3-distributed python3-zarr
 )
 
