@@ -412,9 +412,9 @@ int cBlending::FinishOutput(cCountedPtr<cUnmanagedRawFileWriter>& writer,
     if (!writer->GetLastError().empty())
         return kOutputFailed;
     if (mNonNegativity && mNonNegativity->NeedsPedestal()) {
-        // The second look and the pedestal read the blended stack back, slab by slab; the
-        // raised slabs go over the blended ones.
-        for (int pass = 0; pass < 2; ++pass) {
+        // The second look, where one is needed, and the pedestal read the blended stack
+        // back, slab by slab; the raised slabs go over the blended ones.
+        for (int pass = mNonNegativity->NeedsSecondLook() ? 0 : 1; pass < 2; ++pass) {
             if (!blended.Open())
                 return kOutputFailed;
             writer->Rewind();
@@ -450,7 +450,7 @@ int cBlending::LookAtTheBlendedStack(uint32_t slices,
     if (!mNonNegativity)
         return 0;
     for (int look = 1; look <= 2; ++look) {
-        if (look == 2 && !mNonNegativity->NeedsPedestal())
+        if (look == 2 && !(mNonNegativity->NeedsPedestal() && mNonNegativity->NeedsSecondLook()))
             break;
         for (uint32_t z = 0; z < slices; z += mSlab) {
             if (int result = blendSlab(z))

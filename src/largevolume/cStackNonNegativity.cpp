@@ -1,15 +1,41 @@
 #include "largevolume/cStackNonNegativity.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
+namespace {
 
-cStackNonNegativity::cStackNonNegativity(float originalSum, float toleratedShare, double pixels)
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+// The fewest pixels whose share of `pixels` is not below `share`, as the search divides:
+// 0 when no share is asked for, above `pixels` when it can't be reached.
+uint64_t RankOfShare(float share, double pixels) {
+    const double wanted = share;
+    double rank = std::max(0.0, std::ceil(wanted * pixels));
+    while (rank > 0 && !((rank - 1) / pixels < wanted))
+        --rank;
+    while (rank / pixels < wanted)
+        ++rank;
+    return static_cast<uint64_t>(rank);
+}
+
+} // namespace
+
+cStackNonNegativity::cStackNonNegativity(float originalSum, float toleratedShare, double pixels,
+                                         uint64_t mostKept)
     : cOvdObject("cStackNonNegativity"), mOriginalSum(originalSum), mToleratedShare(toleratedShare),
-      mPixels(pixels), mMinimum(std::numeric_limits<float>::infinity()) {}
+      mPixels(pixels), mMinimum(kInfinity), mKthSmallest(kInfinity) {
+    // Shares outside (0, 1] and stacks without pixels are left to the counting.
+    if (toleratedShare > 0.0f && toleratedShare <= 1.0f && pixels >= 1.0) {
+        mRank = RankOfShare(toleratedShare, pixels);
+        if (mRank >= 1 && mRank <= mostKept)
+            mSmallest = std::make_unique<cSmallestValues>(static_cast<std::size_t>(mRank));
+    }
+}
 
 void cStackNonNegativity::FirstLook(const cFloatImagePtr& slice) {
     Guard([&] {
@@ -17,7 +43,12 @@ void cStackNonNegativity::FirstLook(const cFloatImagePtr& slice) {
         const float low = math->FindMinimumValue(slice);
         if (low < mMinimum)
             mMinimum = low;
-        mNegative += math->CountPixelInRange(slice, -std::numeric_limits<float>::infinity(), 0.0f);
+        mNegative += math->CountPixelInRange(slice, -kInfinity, 0.0f);
+        if (mSmallest) {
+            const cImageDimensions size = slice->GetDimensions();
+            for (uint32_t z = 0; z < size.z; ++z)
+                mSmallest->Look(slice->GetSlicePointer(z), std::size_t{size.x} * size.y);
+        }
     });
 }
 
@@ -46,10 +77,17 @@ bool cStackNonNegativity::NeedsPedestal() {
 
 void cStackNonNegativity::SecondLook(const cFloatImagePtr& slice) {
     Guard([&] {
-        if (mNeeded)
+        if (NeedsSecondLook())
             cImageMathManager::Instance().GetImageMath()->CountPixelsBelowLimits(slice, mLimits,
                                                                                  mCounts);
     });
+}
+
+bool cStackNonNegativity::ShareReached(std::size_t k, uint64_t below) const {
+    if (!mSmallest)
+        return !(double(below) / mPixels < mToleratedShare);
+    // At least K pixels lie below the step when the K-th smallest does.
+    return mKthSmallest < mLimits[k];
 }
 
 void cStackNonNegativity::Decide() {
@@ -58,22 +96,19 @@ void cStackNonNegativity::Decide() {
     mScale = 1.0;
     if (!mNeeded)
         return;
-    // The constraint's search on the counts: the pixels below step k are the counts up to k.
-    const double margin = 0.001f;
+    if (mSmallest)
+        mKthSmallest = mSmallest->KthSmallest();
+    // The constraint's search: up by steps until the share is reached; a step above -1 ends
+    // it, the first step excepted.
     std::size_t k = 0;
     uint64_t below = mCounts[0];
-    double t = mSteps[0];
-    double r = 0.0;
-    while (r < mToleratedShare) {
-        r = double(below) / mPixels;
-        if (r < mToleratedShare) {
-            ++k;
-            t = mSteps[k];
-            below += mCounts[k];
-        }
-        if (t > -1.0)
-            r = mToleratedShare + margin;
+    while (!ShareReached(k, below)) {
+        ++k;
+        below += mCounts[k];
+        if (mSteps[k] > -1.0)
+            break;
     }
+    const double t = mSteps[k];
     // Raising by -t adds -t per pixel; the scale brings the sum back to the original one.
     mPedestal = t;
     mScale = mOriginalSum / (mOriginalSum - t * mPixels);
@@ -87,8 +122,8 @@ void cStackNonNegativity::Apply(const cFloatImagePtr& slice) {
             return;
         // The steps and roundings of the constraint.
         const cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-        math->SubtractImageByConstant(slice, static_cast<float>(mPedestal), slice);
-        math->SubtractImageByConstantAndThreshold(slice, 0.0f, 0.0f, 0.0f, 1);
+        math->SubtractImageByConstantAndThreshold(slice, static_cast<float>(mPedestal), 0.0f, 0.0f,
+                                                  1);
         math->MultiplyImageByConstant(slice, static_cast<float>(mScale), slice);
     });
 }

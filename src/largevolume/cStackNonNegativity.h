@@ -1,9 +1,11 @@
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "core/cOvdObject.h"
 #include "image/cOvdImage.h"
+#include "math/cSmallestValues.h"
 
 namespace Ovidane {
 
@@ -16,28 +18,42 @@ namespace Ovidane {
 // smallest value up by tenths, until the tolerated share of pixels lies below it or it
 // passes -1.
 //
-// Use: every slice to FirstLook; if NeedsPedestal, every slice again to SecondLook (which
-// counts the pixels below each step of the search, all steps at once); then Apply to each
-// slice as it is written.
+// The search asks of each step whether at least K pixels lie below it, K the fewest pixels
+// that make the tolerated share: whether the K-th smallest pixel does. The first look keeps
+// the K smallest values it has seen, so that the search needs no second look at the stack.
+// Where that would take more than `mostKept` values, the first look keeps none and a second
+// look counts the pixels below every step instead.
+//
+// Use: every slice to FirstLook; if NeedsPedestal and NeedsSecondLook, every slice again to
+// SecondLook; then Apply to each slice as it is written.
 class cStackNonNegativity : public cOvdObject {
 public:
+    // Up to 2^21 values kept (K), held in at most 16 MB (2K floats): every stack up to 100
+    // million pixels at the constraint's 2 percent.
+    static constexpr uint64_t kMostKept = uint64_t{1} << 21;
+
     // originalSum: S; pixels: N.
-    cStackNonNegativity(float originalSum, float toleratedShare, double pixels);
+    cStackNonNegativity(float originalSum, float toleratedShare, double pixels,
+                        uint64_t mostKept = kMostKept);
 
     void FirstLook(const cFloatImagePtr& slice);
     // After the first look: whether more than the tolerated share of pixels is negative.
     // Fails for a stack whose smallest value is not finite.
     bool NeedsPedestal();
+    // After NeedsPedestal: whether the search needs the second look.
+    bool NeedsSecondLook() const { return mNeeded && !mSmallest; }
     void SecondLook(const cFloatImagePtr& slice);
     // Raises, clips and scales a slice in place; changes nothing when no pedestal is needed.
     void Apply(const cFloatImagePtr& slice);
 
-    // The pedestal and the scale; 0 and 1 when nothing is changed. Valid after the second
-    // look, or after a first look that needs no pedestal.
+    // The pedestal and the scale; 0 and 1 when nothing is changed. Valid after the looks
+    // the step needs.
     double GetPedestal();
     double GetScale();
 
 private:
+    // Whether the tolerated share of pixels lies below step k, `below` of them counted.
+    bool ShareReached(std::size_t k, uint64_t below) const;
     void Decide();
 
     float mOriginalSum;
@@ -45,6 +61,10 @@ private:
     double mPixels;
     float mMinimum;
     uint64_t mNegative = 0;
+    // K, and the K smallest values of the first look where they are kept.
+    uint64_t mRank = 0;
+    std::unique_ptr<cSmallestValues> mSmallest;
+    float mKthSmallest;
     std::vector<double> mSteps;
     std::vector<float> mLimits;
     std::vector<uint64_t> mCounts;
