@@ -30,40 +30,30 @@ constexpr uint32_t kFirstFinite = 0x00800000u, kLastNegative = 0x7FFFFFFFu;
 cSmallestValues::cSmallestValues(std::size_t k) : mK(std::max<std::size_t>(k, 1)) {}
 
 void cSmallestValues::Look(const float* values, std::size_t count) {
-    if (!mKept)
+    if (!mKept) {
         mKept = std::make_unique_for_overwrite<float[]>(2 * mK + HighwayKernels::kSplitSlack);
+        mBins.assign(kBins, 0);
+    }
     // Thin leaves at most 3K / 2, so that K / 2 more always fit.
     const std::size_t chunk = std::max<std::size_t>(mK / 2, 1);
     for (std::size_t at = 0; at < count; at += chunk) {
         const std::size_t taken = std::min(chunk, count - at);
         if (mKeptCount + taken > 2 * mK)
             Thin();
-        mKeptCount +=
-            HighwayKernels::SplitBelow(values + at, taken, mBound, mKept.get() + mKeptCount);
+        float* added = mKept.get() + mKeptCount;
+        const std::size_t n = HighwayKernels::SplitBelow(values + at, taken, mBound, added);
+        for (std::size_t i = 0; i < n; ++i)
+            ++mBins[OrderOf(added[i]) >> kBinShift];
+        mKeptCount += n;
     }
 }
 
-std::pair<uint32_t, std::size_t> cSmallestValues::BinOfKth() {
-    mBins.assign(kBins, 0);
-    const float* kept = mKept.get();
-    for (std::size_t i = 0; i < mKeptCount; ++i)
-        ++mBins[OrderOf(kept[i]) >> kBinShift];
+std::pair<uint32_t, std::size_t> cSmallestValues::BinOfKth() const {
     std::size_t below = 0;
     uint32_t bin = 0;
     while (below + mBins[bin] < mK)
         below += mBins[bin++];
     return {bin, below};
-}
-
-void cSmallestValues::KeepBelow(float bound) {
-    float* kept = mKept.get();
-    std::size_t n = 0;
-    for (std::size_t i = 0; i < mKeptCount; ++i) {
-        kept[n] = kept[i];
-        n += kept[i] < bound;
-    }
-    mKeptCount = n;
-    mBound = bound;
 }
 
 void cSmallestValues::Thin() {
@@ -73,8 +63,17 @@ void cSmallestValues::Thin() {
     // bin, a finite negative float.
     const uint32_t next = BinOfKth().first + 1;
     const uint32_t order = next << kBinShift;
-    if (order >= kFirstFinite && order <= kLastNegative && FromOrder(order) < mBound)
-        KeepBelow(FromOrder(order));
+    if (order >= kFirstFinite && order <= kLastNegative && FromOrder(order) < mBound) {
+        mBound = FromOrder(order);
+        float* kept = mKept.get();
+        std::size_t n = 0;
+        for (std::size_t i = 0; i < mKeptCount; ++i) {
+            kept[n] = kept[i];
+            n += kept[i] < mBound;
+        }
+        mKeptCount = n;
+        std::fill(mBins.begin() + next, mBins.end(), 0u);
+    }
     if (mKeptCount <= mK + mK / 2)
         return;
     float* kept = mKept.get();
@@ -82,25 +81,28 @@ void cSmallestValues::Thin() {
     mKeptCount = mK;
     // Values at the K-th or above can't be among the K smallest any more.
     mBound = kept[mK - 1];
+    std::fill(mBins.begin(), mBins.end(), 0u);
+    for (std::size_t i = 0; i < mKeptCount; ++i)
+        ++mBins[OrderOf(kept[i]) >> kBinShift];
 }
 
-float cSmallestValues::KthSmallest() {
+float cSmallestValues::KthSmallest() const {
     if (mKeptCount < mK)
         return std::numeric_limits<float>::infinity();
     // The K-th's bin, then its place among the low bits of that bin's values.
     const auto [bin, below] = BinOfKth();
-    mBins.assign(std::size_t{1} << kBinShift, 0);
+    std::vector<uint32_t> low(std::size_t{1} << kBinShift, 0);
     const float* kept = mKept.get();
     for (std::size_t i = 0; i < mKeptCount; ++i) {
         const uint32_t order = OrderOf(kept[i]);
         if (order >> kBinShift == bin)
-            ++mBins[order & ((1u << kBinShift) - 1)];
+            ++low[order & ((1u << kBinShift) - 1)];
     }
     std::size_t seen = below;
-    uint32_t low = 0;
-    while (seen + mBins[low] < mK)
-        seen += mBins[low++];
-    return FromOrder(bin << kBinShift | low);
+    uint32_t bits = 0;
+    while (seen + low[bits] < mK)
+        seen += low[bits++];
+    return FromOrder(bin << kBinShift | bits);
 }
 
 } // namespace Ovidane
