@@ -204,9 +204,13 @@ uint16_t ovdRunInverseFilterStages(const ovdRunArguments& a, ovdRunState& state)
             subvolumeBytes, ExtraWorkingImages(state.log->GetParameters(), KindOf(a.method)));
     }
     cBlendingBand::KeepAtMost(uint64_t(room));
-    if (count > 1)
+    if (count > 1) {
         streamed = StartStreamedBlending(a.outputFile, state.log, state.subvolumeLogs,
                                          statistics, room);
+        // What the band of the output leaves of the room holds the rows of the stack that
+        // a row of windows shares.
+        subvoluming->SetInputBandRoom(room - int64_t(streamed ? streamed->StreamedBytes() : 0));
+    }
     try {
         for (std::size_t i = 0; i < count; ++i) {
             restored = RestoreSubvolume(a, (*state.subvolumeLogs)[i], int16_t(i + 1),

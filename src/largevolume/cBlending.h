@@ -80,6 +80,8 @@ public:
     // FinishStreamed ends the blending as Blend would, with its codes. False: nothing was
     // written, and Blend blends the result files after the restorations.
     bool StartStreamed(int64_t room);
+    // The memory a started streamed blending holds for its band; 0 before.
+    uint64_t StreamedBytes() const { return mBand ? mBand->Bytes() : 0; }
     void AddRestored(std::size_t subvolume, const cFloatImagePtr& restored);
     uint16_t FinishStreamed();
     // The steps of Blend, in their order; public so that each can be driven on its own.

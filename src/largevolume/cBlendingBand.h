@@ -46,6 +46,8 @@ public:
              const cImageDimensions& origin, const cFloatImage& mask);
     // Whether every tile has come and the whole stack is written.
     bool IsComplete() const { return mNext == uint64_t{mLayout.counts.x} * mLayout.counts.y; }
+    // The memory the band holds.
+    uint64_t Bytes() const { return mBytes; }
 
 private:
     // The last tile index along an axis that starts inside the stack.

@@ -225,6 +225,7 @@ int cSubvoluming::Prepare() {
         if (!CheckDiskSpace())
             return kNoRoom;
         mHanded.clear();
+        mInputBand = cCountedPtr<cInputBand>();
         if (mHands && LoneWithoutResampling())
             return PrepareLone();
         if (int result = ReadStack())
@@ -715,7 +716,7 @@ cFloatImagePtr cSubvoluming::CutImage(const cImageDimensions& index) {
         mCalculator->GetHighGuardBand()));
     if (!image) {
         image = WindowOf(size);
-        ReadWindow(mLog->GetParameters(), box, image);
+        ReadCutWindow(box, image);
         // The window's pixels are corrected as the padding reads them.
         padding->CorrectFirst(SliceCorrections(box.z0, box.z1));
     }
@@ -725,6 +726,41 @@ cFloatImagePtr cSubvoluming::CutImage(const cImageDimensions& index) {
         constraint->Apply(image);
     }
     return image;
+}
+
+uint64_t cSubvoluming::LargestBandBytes(const cImageDimensions& stack) const {
+    const cImageDimensions count = mCalculator->GetSubvolumeCount();
+    uint64_t largest = 0;
+    for (uint32_t z = 0; z < count.z; ++z)
+        for (uint32_t y = 0; y < count.y; ++y) {
+            cImageBox box;
+            cImagePosition offset;
+            cImageDimensions extent, padded;
+            mCalculator->GetSubvolumeRegion(0, y, z, box, offset, extent, padded);
+            largest = std::max(largest, cInputBand::BytesFor(stack, box, mStackPixelBytes));
+        }
+    return largest;
+}
+
+void cSubvoluming::ReadCutWindow(const cImageBox& box, const cFloatImagePtr& window) {
+    const cDeconParameter& run = mLog->GetParameters();
+    const cImageDimensions stack = StackSize(run);
+    // A lone column of windows reads what a band would hold. The band's memory is sized
+    // for the largest of the cut.
+    const uint64_t largest = LargestBandBytes(stack);
+    const bool banded = mCalculator->GetSubvolumeCount().x > 1 &&
+                        largest <= uint64_t(std::max<int64_t>(0, mInputBandRoom)) &&
+                        cInputBand::BytesFor(stack, box, mStackPixelBytes) <= largest;
+    if (!banded) {
+        mInputBand = cCountedPtr<cInputBand>();
+        ReadWindow(run, box, window);
+        return;
+    }
+    const std::string& file = run.GetString(DEC_SPARAMS_ORIGINAL_FILE);
+    if (!mInputBand)
+        mInputBand = new cInputBand(file, stack, mStackPixelBytes, largest);
+    if (!mInputBand->Read(box, window))
+        Fail("Short stack file " + file + " in ProcessSubvolume", 2);
 }
 
 cFloatImagePtr cSubvoluming::WindowOf(const cImageDimensions& size) {

@@ -11,6 +11,7 @@
 #include "decon/cPixelCorrection.h"
 #include "image/cOvdImage.h"
 #include "largevolume/SubvolumeLogList.h"
+#include "largevolume/cInputBand.h"
 #include "largevolume/cSubvolumeCalculator.h"
 
 namespace Ovidane {
@@ -85,6 +86,9 @@ public:
     // Subvolume `index` (in the order of the logs), read, corrected and made periodic now;
     // a lone one was so by Prepare, and the subvoluming holds it no more.
     cFloatImagePtr TakeSubvolume(std::size_t index);
+    // The memory the cut's windows may hold beside the restorations: where the rows that a
+    // row of windows shares fit in it, they are read once for the row (cInputBand).
+    void SetInputBandRoom(int64_t bytes) { mInputBandRoom = bytes; }
 
     const cCountedPtr<cSubvolumeCalculator>& GetCalculator() const { return mCalculator; }
 
@@ -118,6 +122,11 @@ private:
     // An image of `size` for a window of the stack, in memory that all windows of the cut
     // share (mWindowMemory).
     cFloatImagePtr WindowOf(const cImageDimensions& size);
+    // The window `box` of a cut: from the band of its row of windows where one fits in the
+    // room given, else from the file.
+    void ReadCutWindow(const cImageBox& box, const cFloatImagePtr& window);
+    // The memory of the largest band of the cut's rows of windows.
+    uint64_t LargestBandBytes(const cImageDimensions& stack) const;
     void GenerateInitialImage();
     cCountedPtr<cSubvolumeCalculator> NewCalculator() const;
     void ReportProgress(int16_t subvolume, int16_t count);
@@ -148,6 +157,8 @@ private:
     // and the memory manager keeps a region for every size it is asked for: windows of their
     // own would hold six regions of a 4 by 4 cut for the rest of the process, where one does.
     cFloatImagePtr mWindowMemory;
+    int64_t mInputBandRoom = 0;
+    cCountedPtr<cInputBand> mInputBand;
 };
 
 } // namespace Ovidane
