@@ -1,6 +1,7 @@
 #include "largevolume/cLargeVolumeProcessingFramework.h"
 
 #include "largevolume/StackFileCheck.h"
+#include "largevolume/cSlicesAsStored.h"
 
 namespace Ovidane {
 
@@ -84,11 +85,11 @@ int cLargeVolumeProcessingFramework::Run() {
         if (mWriter && !cTypedSliceWriter::IsKnownType(mOutputType))
             return kUnknownOutputType;
 
-        const cFloatImagePtr slice(new cOvdImage<float>(cImageDimensions{mWidth, mHeight, 1},
-                                                        Contiguous3D, GetObjectName()));
+        const cImageDimensions plane{mWidth, mHeight, 1};
+        const cFloatImagePtr slice(new cOvdImage<float>(plane, Contiguous3D, GetObjectName()));
+        cSlicesAsStored stored(*mReader, plane, mDepth, mInputPixelBytes, GetObjectName());
         for (uint32_t z = 0; z < mDepth; ++z) {
-            // A whole slice into a contiguous image is one read straight into its pixels.
-            if (!mReader->ReadRegionFloat(slice, 0, 0, z, mWidth - 1, mHeight - 1, z))
+            if (!stored.Read(z, slice))
                 return kNoInput;
             // Each slice starts from the slice image, whatever an action put in its place
             // for the slice before.
