@@ -42,8 +42,9 @@ class cImageStatistics;
 // phase object), the blended stack is made non-negative here, with one pedestal for the
 // whole stack (cStackNonNegativity), which takes one or two looks at all of it first. A
 // stack blended in slabs is then blended once and written as blended, and read back from
-// the output for the second look (where one is needed) and the pedestal; for a device, which can't be read back,
-// it is blended again for each look and the write, and written once. A cut whose band of
+// the output for the second look (where one is needed) and the pedestal; for a device,
+// which can't be read back, it is blended again for each look and the write, and written
+// once. A cut whose band of
 // the output fits beside one restoration is blended as its restorations come instead
 // (StartStreamed), with no result files at all.
 class cBlending : public cOvdObject {
