@@ -22,7 +22,8 @@ float FromOrder(uint32_t order) {
 constexpr unsigned kBinShift = 16;
 // Bins of the negative floats: order keys below 2^31.
 constexpr uint32_t kBins = 1u << (31 - kBinShift);
-// The orders of -infinity and of -0: finite negative values lie between.
+// The orders of the most negative finite float and of -0: finite negative values lie
+// between them, -infinity below.
 constexpr uint32_t kFirstFinite = 0x00800000u, kLastNegative = 0x7FFFFFFFu;
 
 } // namespace
