@@ -58,6 +58,8 @@ struct cSlicePadding {
     std::vector<float> rampX, rampY;
     uint32_t planeX, planeY;
     const std::vector<cPixelCorrectionPtr>* corrections = nullptr;
+    // Where the window's lines come from when not from the image.
+    const cWindowLines* lines = nullptr;
 
     // Fills slice z of `result` from slice zs of `image`, working in `plane`.
     void operator()(const cFloatImage& image, uint32_t zs, cFloatImage& result, uint32_t z,
@@ -67,9 +69,14 @@ struct cSlicePadding {
         // to the plane's faces.
         const uint32_t run = runX.last - runX.first + 1;
         for (uint32_t y = runY.first; y <= runY.last; ++y) {
-            const float* from = image.GetLinePointer(runY.source + (y - runY.first), zs);
+            const uint32_t ys = runY.source + (y - runY.first);
             float* line = row(y);
-            std::copy(from + runX.source, from + runX.source + run, line + runX.first);
+            if (lines) {
+                lines->Line(runX.source, ys, zs, run, line + runX.first);
+            } else {
+                const float* from = image.GetLinePointer(ys, zs);
+                std::copy(from + runX.source, from + runX.source + run, line + runX.first);
+            }
             for (const cPixelCorrectionPtr& correction : *corrections)
                 correction->CorrectLine(line + runX.first, run, zs);
             std::fill(line, line + runX.first, line[runX.first]);
@@ -151,7 +158,7 @@ cSubvolumeInterpolationConstraint::InterpolateSubVolume(const cFloatImagePtr& im
     const cImageDimensions& P = mPadded;
     const cImageDimensions& L = mLowBand;
     const cImageDimensions& H = mHighBand;
-    const cImageDimensions source = image->GetDimensions();
+    const cImageDimensions source = mLines ? mLines->Size() : image->GetDimensions();
     // The folds need each lateral band to fit within the padded size, and z needs at least
     // one interior slice.
     const bool valid = source.Voxels() > 0 && P.Voxels() > 0 && L.x <= P.x && H.x <= P.x &&
@@ -172,6 +179,7 @@ cSubvolumeInterpolationConstraint::InterpolateSubVolume(const cFloatImagePtr& im
             // and above it L.x columns of data to fold in. Rows likewise.
             cSlicePadding padding{P, L, H, W, {}, {}, Ramp(W.x), Ramp(W.y), P.x + W.x, P.y + W.y};
             padding.corrections = &mCorrections;
+            padding.lines = mLines.get();
             // A correction that can't take one of the slices fails here, on the calling thread,
             // before any worker meets it.
             for (const cPixelCorrectionPtr& correction : mCorrections)

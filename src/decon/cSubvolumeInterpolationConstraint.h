@@ -1,10 +1,12 @@
 #pragma once
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "core/cImageDimensions.h"
 #include "decon/cConstraint.h"
 #include "decon/cPixelCorrection.h"
+#include "decon/cWindowLines.h"
 
 namespace Ovidane {
 
@@ -41,6 +43,10 @@ public:
     void CorrectFirst(std::vector<cPixelCorrectionPtr> corrections) {
         mCorrections = std::move(corrections);
     }
+    // Pads the window that `lines` reads instead of the image Apply gets, which then only
+    // stands for it: the window's lines go straight into the padding, with no float copy of
+    // the window first.
+    void ReadFrom(std::shared_ptr<const cWindowLines> lines) { mLines = std::move(lines); }
 
 private:
     cImageDimensions mOffset;
@@ -49,6 +55,7 @@ private:
     cImageDimensions mLowBand;
     cImageDimensions mHighBand;
     std::vector<cPixelCorrectionPtr> mCorrections;
+    std::shared_ptr<const cWindowLines> mLines;
 };
 
 } // namespace Ovidane

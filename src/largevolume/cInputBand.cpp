@@ -1,14 +1,49 @@
 #include "largevolume/cInputBand.h"
 
 #include <cstring>
-#include <type_traits>
 
-#include "core/cWorkerPool.h"
 #include "io/cUnmanagedRawFileReader.h"
-#include "math/ImageWalk.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
+namespace {
+
+// One window's lines out of the band: its columns from the box's first, its rows and slices
+// the band's own.
+class cBandWindow : public cWindowLines {
+public:
+    cBandWindow(cCountedPtr<cOvdImage<uint8_t>> memory, uint64_t rowBytes, uint32_t rows,
+                const cImageBox& box, uint32_t pixelBytes)
+        : mMemory(std::move(memory)), mRowBytes(rowBytes), mRows(rows), mBox(box),
+          mPixelBytes(pixelBytes), mMath(cImageMathManager::Instance().GetImageMath()) {}
+
+    cImageDimensions Size() const override {
+        return {mBox.x1 - mBox.x0 + 1, mBox.y1 - mBox.y0 + 1, mBox.z1 - mBox.z0 + 1};
+    }
+
+    void Line(uint32_t x, uint32_t y, uint32_t z, uint32_t count, float* out) const override {
+        const unsigned char* from = mMemory->GetSlicePointer(0) +
+                                    (uint64_t{z} * mRows + y) * mRowBytes +
+                                    uint64_t{mBox.x0 + x} * mPixelBytes;
+        if (mPixelBytes == 1)
+            mMath->ConvertUnsignedByteToReal(from, out, int(count));
+        else if (mPixelBytes == 2)
+            mMath->ConvertUnsignedShortToReal(reinterpret_cast<const uint16_t*>(from), out,
+                                              int(count));
+        else
+            std::memcpy(out, from, std::size_t{count} * sizeof(float));
+    }
+
+private:
+    cCountedPtr<cOvdImage<uint8_t>> mMemory;
+    uint64_t mRowBytes;
+    uint32_t mRows;
+    cImageBox mBox;
+    uint32_t mPixelBytes;
+    cImageMathPtr mMath;
+};
+
+} // namespace
 
 cInputBand::cInputBand(std::string file, const cImageDimensions& stack, uint32_t pixelBytes,
                        uint64_t capacity)
@@ -20,29 +55,17 @@ uint64_t cInputBand::BytesFor(const cImageDimensions& stack, const cImageBox& bo
     return uint64_t{stack.x} * (box.y1 - box.y0 + 1) * (box.z1 - box.z0 + 1) * pixelBytes;
 }
 
-bool cInputBand::Read(const cImageBox& box, const cFloatImagePtr& window) {
-    return Guard([&] {
-        const cImageDimensions size = window->GetDimensions();
+std::shared_ptr<const cWindowLines> cInputBand::Lines(const cImageBox& box) {
+    return Guard([&]() -> std::shared_ptr<const cWindowLines> {
         if (box.x1 < box.x0 || box.y1 < box.y0 || box.z1 < box.z0 || box.x1 >= mStack.x ||
-            box.y1 >= mStack.y || box.z1 >= mStack.z || box.x1 - box.x0 >= size.x ||
-            box.y1 - box.y0 >= size.y || box.z1 - box.z0 >= size.z)
-            Fail("Invalid box in cInputBand::Read", OVD_ERR_PARAMETER);
+            box.y1 >= mStack.y || box.z1 >= mStack.z)
+            Fail("Invalid box in cInputBand::Lines", OVD_ERR_PARAMETER);
         const bool held =
             mHolds && box.y0 == mY0 && box.y1 == mY1 && box.z0 == mZ0 && box.z1 == mZ1;
         if (!held && !Fill(box))
-            return false;
-        switch (mPixelBytes) {
-        case 1:
-            Convert<uint8_t>(box, *window);
-            break;
-        case 2:
-            Convert<uint16_t>(box, *window);
-            break;
-        default:
-            Convert<float>(box, *window);
-            break;
-        }
-        return true;
+            return nullptr;
+        return std::make_shared<cBandWindow>(mMemory, uint64_t{mStack.x} * mPixelBytes,
+                                             mY1 - mY0 + 1, box, mPixelBytes);
     });
 }
 
@@ -88,26 +111,6 @@ template <class T> cCountedPtr<cOvdImage<T>> cInputBand::View() const {
     return new cOvdImage<T>(reinterpret_cast<T*>(mMemory->GetSlicePointer(0)),
                             cImageDimensions{mStack.x, mY1 - mY0 + 1, mZ1 - mZ0 + 1}, Contiguous3D,
                             GetObjectName());
-}
-
-template <class T> void cInputBand::Convert(const cImageBox& box, const cFloatImage& window) const {
-    const cCountedPtr<cOvdImage<T>> band = View<T>();
-    const uint32_t rows = box.y1 - box.y0 + 1, columns = box.x1 - box.x0 + 1;
-    const int64_t lines = int64_t{rows} * (box.z1 - box.z0 + 1);
-    const cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-    cWorkerPool::ForEach(lines, ImageWalk::ThreadsFor(uint64_t(lines) * columns),
-                         [&](int64_t line, int) {
-                             const auto r = static_cast<uint32_t>(line % rows);
-                             const auto s = static_cast<uint32_t>(line / rows);
-                             const T* from = band->GetLinePointer(r, s) + box.x0;
-                             float* to = window.GetLinePointer(r, s);
-                             if constexpr (std::is_same_v<T, float>)
-                                 std::memcpy(to, from, columns * sizeof(float));
-                             else if constexpr (std::is_same_v<T, uint16_t>)
-                                 math->ConvertUnsignedShortToReal(from, to, int(columns));
-                             else
-                                 math->ConvertUnsignedByteToReal(from, to, int(columns));
-                         });
 }
 
 } // namespace Ovidane

@@ -1,9 +1,11 @@
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "core/cImageDimensions.h"
 #include "core/cOvdObject.h"
+#include "decon/cWindowLines.h"
 #include "image/cOvdImage.h"
 
 namespace Ovidane {
@@ -11,8 +13,9 @@ namespace Ovidane {
 // The rows of a stack file that a row of subvolume windows shares, held across the stack's
 // whole width as the file holds them (8-bit, 16-bit or float pixels). A window's rows of a
 // slice lie in the file across the whole width, so every window read them all; the windows
-// of one row of subvolumes now convert their columns from memory, and the file is read about
-// once per cut instead of once per column of subvolumes.
+// of one row of subvolumes now take their columns from memory, converted line by line as
+// they are padded, and the file is read about once per cut instead of once per column of
+// subvolumes.
 class cInputBand : public cOvdObject {
 public:
     // `capacity`: the bytes of the largest band it will hold (BytesFor), taken at the first
@@ -24,15 +27,15 @@ public:
     static uint64_t BytesFor(const cImageDimensions& stack, const cImageBox& box,
                              uint32_t pixelBytes);
 
-    // The box's pixels as floats into `window` (box-sized or larger, from its origin): from
-    // the rows held when they are the box's, else read first. False where the file is short.
-    bool Read(const cImageBox& box, const cFloatImagePtr& window);
+    // The window `box` read a line at a time from the rows held, which are read first when
+    // they are not the box's; null where the file is short. The lines stay valid until the
+    // next call.
+    std::shared_ptr<const cWindowLines> Lines(const cImageBox& box);
 
 private:
     bool Fill(const cImageBox& box);
     // The band's rows as an image of T over the kept memory.
     template <class T> cCountedPtr<cOvdImage<T>> View() const;
-    template <class T> void Convert(const cImageBox& box, const cFloatImage& window) const;
 
     std::string mFile;
     cImageDimensions mStack;

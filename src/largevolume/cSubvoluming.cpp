@@ -715,8 +715,13 @@ cFloatImagePtr cSubvoluming::CutImage(const cImageDimensions& index) {
         {offset.x, offset.y, offset.z}, size, padded, mCalculator->GetLowGuardBand(),
         mCalculator->GetHighGuardBand()));
     if (!image) {
+        // A window from the band of its row is padded straight from the band; the window's
+        // image then only stands for it.
         image = WindowOf(size);
-        ReadCutWindow(box, image);
+        if (const std::shared_ptr<const cWindowLines> lines = BandLines(box))
+            padding->ReadFrom(lines);
+        else
+            ReadWindow(mLog->GetParameters(), box, image);
         // The window's pixels are corrected as the padding reads them.
         padding->CorrectFirst(SliceCorrections(box.z0, box.z1));
     }
@@ -742,7 +747,7 @@ uint64_t cSubvoluming::LargestBandBytes(const cImageDimensions& stack) const {
     return largest;
 }
 
-void cSubvoluming::ReadCutWindow(const cImageBox& box, const cFloatImagePtr& window) {
+std::shared_ptr<const cWindowLines> cSubvoluming::BandLines(const cImageBox& box) {
     const cDeconParameter& run = mLog->GetParameters();
     const cImageDimensions stack = StackSize(run);
     // A lone column of windows reads what a band would hold. The band's memory is sized
@@ -753,14 +758,15 @@ void cSubvoluming::ReadCutWindow(const cImageBox& box, const cFloatImagePtr& win
                         cInputBand::BytesFor(stack, box, mStackPixelBytes) <= largest;
     if (!banded) {
         mInputBand = cCountedPtr<cInputBand>();
-        ReadWindow(run, box, window);
-        return;
+        return nullptr;
     }
     const std::string& file = run.GetString(DEC_SPARAMS_ORIGINAL_FILE);
     if (!mInputBand)
         mInputBand = new cInputBand(file, stack, mStackPixelBytes, largest);
-    if (!mInputBand->Read(box, window))
+    std::shared_ptr<const cWindowLines> lines = mInputBand->Lines(box);
+    if (!lines)
         Fail("Short stack file " + file + " in ProcessSubvolume", 2);
+    return lines;
 }
 
 cFloatImagePtr cSubvoluming::WindowOf(const cImageDimensions& size) {

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -122,9 +123,9 @@ private:
     // An image of `size` for a window of the stack, in memory that all windows of the cut
     // share (mWindowMemory).
     cFloatImagePtr WindowOf(const cImageDimensions& size);
-    // The window `box` of a cut: from the band of its row of windows where one fits in the
-    // room given, else from the file.
-    void ReadCutWindow(const cImageBox& box, const cFloatImagePtr& window);
+    // The window `box` of a cut from the band of its row of windows, where one fits in the
+    // room given; null where none does.
+    std::shared_ptr<const cWindowLines> BandLines(const cImageBox& box);
     // The memory of the largest band of the cut's rows of windows.
     uint64_t LargestBandBytes(const cImageDimensions& stack) const;
     void GenerateInitialImage();

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <iterator>
+#include <memory>
 #include <vector>
 
 #include "decon/cIntensityCorrectionConstraint.h"
@@ -104,6 +105,19 @@ void ExpectEverywhere(const cFloatImagePtr& result, const Cut& cut, float tolera
                     << x << "," << y << "," << z;
 }
 
+// An image's lines, served as a window that lies elsewhere.
+class ImageLines : public cWindowLines {
+public:
+    explicit ImageLines(cFloatImagePtr image) : mImage(std::move(image)) {}
+    cImageDimensions Size() const override { return mImage->GetDimensions(); }
+    void Line(uint32_t x, uint32_t y, uint32_t z, uint32_t count, float* out) const override {
+        std::memcpy(out, mImage->GetLinePointer(y, z) + x, count * sizeof(float));
+    }
+
+private:
+    cFloatImagePtr mImage;
+};
+
 } // namespace
 
 TEST(cSubvolumeInterpolationConstraint, MatchesThePlainComputationForEveryKindOfCut) {
@@ -120,7 +134,9 @@ TEST(cSubvolumeInterpolationConstraint, MatchesThePlainComputationForEveryKindOf
 }
 
 // Pixel corrections made on each line as the padding reads it give the same floats as the
-// corrections applied to the whole image first; the image's slice 0 is stack slice 2 here.
+// corrections applied to the whole image first, whether the lines come from the image or
+// from a window that lies elsewhere (for which the image given only stands); the image's
+// slice 0 is stack slice 2 here.
 TEST(cSubvolumeInterpolationConstraint, CorrectionsOnTheWayEqualCorrectingTheImageFirst) {
     const cImageDimensions size{14, 12, 9};
     const cFloatImagePtr image = Random(size, 5, -40.0f, 200.0f);
@@ -142,12 +158,21 @@ TEST(cSubvolumeInterpolationConstraint, CorrectionsOnTheWayEqualCorrectingTheIma
             cSubvolumeInterpolationConstraint onTheWay(cut.offset, size, cut.padded, cut.low,
                                                        cut.high);
             onTheWay.CorrectFirst(chain);
-            const std::vector<float> expected = Pixels(Interpolate(corrected, cut)),
-                                     found = Pixels(onTheWay.InterpolateSubVolume(image));
-            ASSERT_EQ(found.size(), expected.size());
-            EXPECT_EQ(std::memcmp(found.data(), expected.data(), found.size() * sizeof(float)), 0)
-                << "a chain of " << chain.size() << ", cut at " << cut.offset.x << ","
-                << cut.offset.y << "," << cut.offset.z;
+            const std::vector<float> expected = Pixels(Interpolate(corrected, cut));
+            cSubvolumeInterpolationConstraint fromLines(cut.offset, size, cut.padded, cut.low,
+                                                        cut.high);
+            fromLines.CorrectFirst(chain);
+            fromLines.ReadFrom(std::make_shared<ImageLines>(image));
+            const cFloatImagePtr standIn = Constant({3, 2, 2}, 1.0f);
+            for (const std::vector<float>& found :
+                 {Pixels(onTheWay.InterpolateSubVolume(image)),
+                  Pixels(fromLines.InterpolateSubVolume(standIn))}) {
+                ASSERT_EQ(found.size(), expected.size());
+                EXPECT_EQ(std::memcmp(found.data(), expected.data(), found.size() * sizeof(float)),
+                          0)
+                    << "a chain of " << chain.size() << ", cut at " << cut.offset.x << ","
+                    << cut.offset.y << "," << cut.offset.z;
+            }
         }
 }
 
