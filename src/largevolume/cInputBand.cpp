@@ -72,7 +72,7 @@ std::shared_ptr<const cWindowLines> cInputBand::Lines(const cImageBox& box) {
 bool cInputBand::Fill(const cImageBox& box) {
     mHolds = false;
     if (BytesFor(mStack, box, mPixelBytes) > mCapacity)
-        Fail("Band larger than its room in cInputBand::Read", OVD_ERR_PARAMETER);
+        Fail("Band larger than its room in cInputBand::Lines", OVD_ERR_PARAMETER);
     if (!mMemory) {
         // Whole rows of the file, as many as the capacity holds.
         const uint64_t rowBytes = uint64_t{mStack.x} * mPixelBytes;
@@ -83,7 +83,7 @@ bool cInputBand::Fill(const cImageBox& box) {
     }
     cUnmanagedRawFileReader reader(mFile, mStack.x, mStack.y, mStack.z);
     if (!reader.Open())
-        Fail("Cannot open " + mFile + " in cInputBand::Read", OVD_ERR_PARAMETER);
+        Fail("Cannot open " + mFile + " in cInputBand::Lines", OVD_ERR_PARAMETER);
     // The box's rows and slices across the whole width.
     mY0 = box.y0;
     mY1 = box.y1;

@@ -19,7 +19,7 @@ namespace Ovidane {
 class cInputBand : public cOvdObject {
 public:
     // `capacity`: the bytes of the largest band it will hold (BytesFor), taken at the first
-    // Read and kept for every band, so that the memory manager keeps one region for all.
+    // Lines and kept for every band, so that the memory manager keeps one region for all.
     cInputBand(std::string file, const cImageDimensions& stack, uint32_t pixelBytes,
                uint64_t capacity);
 
@@ -41,7 +41,7 @@ private:
     cImageDimensions mStack;
     uint32_t mPixelBytes;
     uint64_t mCapacity;
-    // The rows and slices held, across the whole width; none before the first Read.
+    // The rows and slices held, across the whole width; none before the first Lines.
     bool mHolds = false;
     uint32_t mY0 = 0, mY1 = 0, mZ0 = 0, mZ1 = 0;
     cCountedPtr<cOvdImage<uint8_t>> mMemory;
