@@ -28,12 +28,7 @@ TEST(cInputBand, WindowsFromTheBandAreThoseOfTheFile) {
     for (uint32_t bytes : {1u, 2u, 4u}) {
         SCOPED_TRACE(::testing::Message() << bytes << "-byte pixels");
         const std::string file = dir.File("stack" + std::to_string(bytes) + ".raw");
-        if (bytes == 1)
-            WriteRawAs<uint8_t>(file, values);
-        else if (bytes == 2)
-            WriteRawAs<uint16_t>(file, values);
-        else
-            WriteRaw(file, values);
+        WriteRawOfBytes(file, values, bytes);
         uint64_t largest = 0;
         for (const cImageBox& box : windows)
             largest = std::max(largest, cInputBand::BytesFor(stack, box, bytes));
@@ -60,13 +55,7 @@ TEST(cInputBand, WindowsFromTheBandAreThoseOfTheFile) {
             EXPECT_EQ(Pixels(got), Pixels(want));
         }
         // The file loses its last slice: a band that needs it can't be made.
-        std::vector<float> shorter(values.begin(), values.end() - stack.x * stack.y);
-        if (bytes == 2)
-            WriteRawAs<uint16_t>(file, shorter);
-        else if (bytes == 1)
-            WriteRawAs<uint8_t>(file, shorter);
-        else
-            WriteRaw(file, shorter);
+        WriteRawOfBytes(file, {values.begin(), values.end() - stack.x * stack.y}, bytes);
         cInputBand cut(file, stack, bytes, largest);
         // Nor is the failed one taken for it the next time.
         for (int again = 0; again < 2; ++again)

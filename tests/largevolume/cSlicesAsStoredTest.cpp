@@ -22,13 +22,7 @@ TEST(cSlicesAsStored, SlicesInBatchesAreThoseReadOneByOne) {
     for (uint32_t bytes : {1u, 2u, 4u}) {
         const std::string file = dir.File("stack" + std::to_string(bytes) + ".raw");
         const auto write = [&](std::size_t count) {
-            const std::vector<float> part(values.begin(), values.begin() + count);
-            if (bytes == 1)
-                WriteRawAs<uint8_t>(file, part);
-            else if (bytes == 2)
-                WriteRawAs<uint16_t>(file, part);
-            else
-                WriteRaw(file, part);
+            WriteRawOfBytes(file, {values.begin(), values.begin() + count}, bytes);
         };
         const uint64_t sliceBytes = plane.Voxels() * bytes;
         for (uint64_t batch : {uint64_t{1}, sliceBytes * 3 / 2, sliceBytes * 2, sliceBytes * 9}) {

@@ -20,6 +20,17 @@ template <class T> void WriteRawAs(const std::string& path, const std::vector<fl
     WriteRaw(path, std::vector<T>(values.begin(), values.end()));
 }
 
+// As a stack of 1-byte, 2-byte (unsigned) or 4-byte (float) pixels holds the values.
+inline void WriteRawOfBytes(const std::string& path, const std::vector<float>& values,
+                            unsigned pixelBytes) {
+    if (pixelBytes == 1)
+        WriteRawAs<unsigned char>(path, values);
+    else if (pixelBytes == 2)
+        WriteRawAs<unsigned short>(path, values);
+    else
+        WriteRaw(path, values);
+}
+
 inline std::vector<char> ReadBytes(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::vector<char>{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
