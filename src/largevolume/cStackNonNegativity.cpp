@@ -31,9 +31,9 @@ cStackNonNegativity::cStackNonNegativity(float originalSum, float toleratedShare
       mPixels(pixels), mMinimum(kInfinity), mKthSmallest(kInfinity) {
     // Shares outside (0, 1] and stacks without pixels are left to the counting.
     if (toleratedShare > 0.0f && toleratedShare <= 1.0f && pixels >= 1.0) {
-        mRank = RankOfShare(toleratedShare, pixels);
-        if (mRank >= 1 && mRank <= mostKept)
-            mSmallest = std::make_unique<cSmallestValues>(static_cast<std::size_t>(mRank));
+        const uint64_t rank = RankOfShare(toleratedShare, pixels);
+        if (rank >= 1 && rank <= mostKept)
+            mSmallest = std::make_unique<cSmallestValues>(static_cast<std::size_t>(rank));
     }
 }
 

@@ -61,8 +61,7 @@ private:
     double mPixels;
     float mMinimum;
     uint64_t mNegative = 0;
-    // K, and the K smallest values of the first look where they are kept.
-    uint64_t mRank = 0;
+    // The K smallest values of the first look where they are kept, and the K-th of them.
     std::unique_ptr<cSmallestValues> mSmallest;
     float mKthSmallest;
     std::vector<double> mSteps;
