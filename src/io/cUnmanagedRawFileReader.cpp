@@ -239,6 +239,16 @@ bool cUnmanagedRawFileReader::ReadBox(const char* operation, const cCountedPtr<c
         mFile.Seek(ByteOffset(0, 0, z0, sizeof(T)));
         return ReadBytes(target.GetSlicePointer(0), rowBytes * rows * slices);
     }
+    // An image as high as the box holds the box's slices one after the other: their bands
+    // come in one spaced read, spread over the threads.
+    if (rowsJoin && rows == target.GetSizeY() && target.IsContiguous3D()) {
+        mFile.Seek(ByteOffset(0, y0, z0, sizeof(T)));
+        const uint64_t fileSliceBytes = uint64_t{GetWidth()} * GetHeight() * sizeof(T);
+        if (!ReadBandsSpaced(target.GetSlicePointer(0), rowBytes * rows, slices, fileSliceBytes))
+            return false;
+        mFile.Seek(ByteOffset(x0, y1 + 1, z1, sizeof(T)));
+        return true;
+    }
     for (uint32_t s = 0; s < slices; ++s) {
         if (rowsJoin) {
             mFile.Seek(ByteOffset(0, y0, z0 + s, sizeof(T)));
