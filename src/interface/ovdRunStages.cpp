@@ -63,24 +63,28 @@ cFloatImagePtr RestoreSubvolume(const ovdRunArguments& a, const cCountedPtr<cDec
 
     // The arithmetic of a restoration can still pass the float limit, e.g. with a
     // regularisation level far below what the stack's values call for. Such a result is
-    // never blended into the host's output: the run fails and says so.
+    // never blended into the host's output: the run fails and says so. The streamed
+    // blending tests the pixels it takes as it adds them, before their rows are written.
     const cFloatImagePtr result = algorithm->GetResultImage();
-    if (!result.IsNull() &&
-        !std::isfinite(cImageMathManager::Instance().GetImageMath()->SumImage(result))) {
+    const auto passedTheLimit = [&] {
         const std::string reason = "the restoration of subvolume " + std::to_string(index) +
                                    " of " + std::to_string(count) +
                                    " passed the float limit: its result holds values that are "
                                    "not finite numbers (is the regularisation level too small "
                                    "for the stack's values?)";
         cFailureReason::Record(reason);
-        throw cException("RestoreSubvolume", reason, OVD_ERR_FOREIGN);
-    }
-    if (inMemory)
-        return result;
-    if (streamed) {
-        streamed->AddRestored(std::size_t(index - 1), result);
+        return cException("RestoreSubvolume", reason, OVD_ERR_FOREIGN);
+    };
+    if (streamed && !inMemory) {
+        if (!streamed->AddRestored(std::size_t(index - 1), result))
+            throw passedTheLimit();
         return cFloatImagePtr();
     }
+    if (!result.IsNull() &&
+        !std::isfinite(cImageMathManager::Instance().GetImageMath()->SumImage(result)))
+        throw passedTheLimit();
+    if (inMemory)
+        return result;
     const cDeconParameter& p = log->GetParameters();
     framework->GetFramework()->WriteImageBox(p.GetString(DEC_SPARAMS_OUTPUT_IMAGE_FILE), result,
                                              cSubvolumeAccessor::InteriorOf(p));

@@ -1,17 +1,34 @@
 #include "largevolume/WeightedTile.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstring>
 
 #include "core/cWorkerPool.h"
 #include "math/ImageWalk.h"
 
 namespace Ovidane {
 
-void AddWeightedTile(const cOvdImage<float>& tile, const cImageDimensions& origin,
+namespace {
+
+// Whether a float is infinite or NaN: its exponent bits all set. A test on the bits, so that
+// the compiler can vectorise the loop that gathers it.
+bool NotFinite(float value) {
+    uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return (bits & 0x7F800000u) == 0x7F800000u;
+}
+
+} // namespace
+
+bool AddWeightedTile(const cOvdImage<float>& tile, const cImageDimensions& origin,
                      const cOvdImage<float>& mask, const cOvdImage<float>& out, uint32_t w,
                      uint32_t h, uint32_t x0, uint32_t y0, uint32_t freshX, uint32_t freshY) {
     const uint32_t slices = out.GetSizeZ();
     const uint32_t freshFrom = freshX > x0 ? std::min(w, freshX - x0) : 0;
+    // Set by any line that met a pixel that is no finite number; the tile is read here
+    // anyway, so the test costs no pass of its own.
+    std::atomic<bool> allFinite{true};
     cWorkerPool::ForEach(int64_t{h} * slices, ImageWalk::ThreadsFor(uint64_t{w} * h * slices),
                          [&](int64_t line, int) {
                              const auto y = static_cast<uint32_t>(line % h);
@@ -21,11 +38,19 @@ void AddWeightedTile(const cOvdImage<float>& tile, const cImageDimensions& origi
                              const float* m = mask.GetLinePointer(y, 0);
                              float* o = out.GetLinePointer(y0 + y, z) + x0;
                              const uint32_t added = y0 + y >= freshY ? freshFrom : w;
-                             for (uint32_t x = 0; x < added; ++x)
+                             bool notFinite = false;
+                             for (uint32_t x = 0; x < added; ++x) {
+                                 notFinite |= NotFinite(t[x]);
                                  o[x] = t[x] * m[x] + o[x];
-                             for (uint32_t x = added; x < w; ++x)
+                             }
+                             for (uint32_t x = added; x < w; ++x) {
+                                 notFinite |= NotFinite(t[x]);
                                  o[x] = t[x] * m[x] + 0.0f;
+                             }
+                             if (notFinite)
+                                 allFinite.store(false, std::memory_order_relaxed);
                          });
+    return allFinite.load();
 }
 
 } // namespace Ovidane

@@ -201,15 +201,15 @@ bool cBlending::StartStreamed(int64_t room) {
     });
 }
 
-void cBlending::AddRestored(std::size_t subvolume, const cFloatImagePtr& restored) {
-    Guard([&] {
+bool cBlending::AddRestored(std::size_t subvolume, const cFloatImagePtr& restored) {
+    return Guard([&] {
         if (!mBand || subvolume >= mAccessors.size() || !restored)
             Fail("No streamed blending for AddRestored", OVD_ERR_PARAMETER);
         const cSubvolumeAccessor& accessor = *mAccessors[subvolume];
         if (!(restored->GetDimensions() == accessor.GetPaddedSize()))
             Fail("Invalid Dimensions in AddRestored", OVD_ERR_PARAMETER);
-        mBand->Add(accessor.GetIndex(), *restored, accessor.GetLowGuardBand(),
-                   *MaskOf(accessor.GetIndex()));
+        return mBand->Add(accessor.GetIndex(), *restored, accessor.GetLowGuardBand(),
+                          *MaskOf(accessor.GetIndex()));
     });
 }
 

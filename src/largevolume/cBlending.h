@@ -83,7 +83,8 @@ public:
     bool StartStreamed(int64_t room);
     // The memory a started streamed blending holds for its band; 0 before.
     uint64_t StreamedBytes() const { return mBand ? mBand->Bytes() : 0; }
-    void AddRestored(std::size_t subvolume, const cFloatImagePtr& restored);
+    // False when the blending took a pixel of the restoration that is not a finite number.
+    bool AddRestored(std::size_t subvolume, const cFloatImagePtr& restored);
     uint16_t FinishStreamed();
     // The steps of Blend, in their order; public so that each can be driven on its own.
     int InitBlendImages();

@@ -113,9 +113,9 @@ cBlendingBand::~cBlendingBand() {
     KeepBand({mSource, mPixels, mBytes});
 }
 
-void cBlendingBand::Add(const cImageDimensions& index, const cFloatImage& restored,
+bool cBlendingBand::Add(const cImageDimensions& index, const cFloatImage& restored,
                         const cImageDimensions& origin, const cFloatImage& mask) {
-    Guard([&] {
+    return Guard([&] {
         const cLayout& l = mLayout;
         if (uint64_t{index.y} * l.counts.x + index.x != mNext || index.x >= l.counts.x ||
             IsComplete())
@@ -128,11 +128,13 @@ void cBlendingBand::Add(const cImageDimensions& index, const cFloatImage& restor
             const uint32_t h = std::min(l.size.y, l.stack.y - y0);
             // Rows in the band count from the top of this row of tiles; the first `overlap`
             // hold what the row above added there.
-            AddWeightedTile(restored, origin, mask, *mBand, w, h, x0, 0,
-                            index.x > 0 ? x0 + l.overlap : x0, index.y > 0 ? l.overlap : 0);
+            if (!AddWeightedTile(restored, origin, mask, *mBand, w, h, x0, 0,
+                                 index.x > 0 ? x0 + l.overlap : x0, index.y > 0 ? l.overlap : 0))
+                return false;
         }
         if (index.x + 1 == l.counts.x && index.y <= mLastY)
             Finish(index.y);
+        return true;
     });
 }
 

@@ -42,7 +42,9 @@ public:
     // Adds tile `index` of the cut, its interior read from `restored` at `origin`, weighted
     // by `mask`. Tiles come by rows, and in each row by columns; one out of turn is refused
     // with a cException of code 2. Tiles that lie wholly beyond the stack are passed over.
-    void Add(const cImageDimensions& index, const cFloatImage& restored,
+    // False when a pixel of the tile that it took is not a finite number: the row is then
+    // not written, and the band is spent.
+    bool Add(const cImageDimensions& index, const cFloatImage& restored,
              const cImageDimensions& origin, const cFloatImage& mask);
     // Whether every tile has come and the whole stack is written.
     bool IsComplete() const { return mNext == uint64_t{mLayout.counts.x} * mLayout.counts.y; }

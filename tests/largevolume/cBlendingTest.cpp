@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <limits>
 #include <tuple>
 #include <vector>
 
@@ -336,6 +337,31 @@ TEST(cBlendingTest, RefusesWhatItCannotJoin) {
         EXPECT_THROW(blending->FinishStreamed(), cException);
     }
     EXPECT_TRUE(ReadRaw(streamed.Output()).empty());
+
+    // It answers false for a restoration with a pixel that is no finite number where the
+    // blending takes it, not for one in a guard band that it never reads; the row of the
+    // first is not written.
+    const float inf = std::numeric_limits<float>::infinity();
+    for (const float value : {inf, -inf, std::numeric_limits<float>::quiet_NaN()}) {
+        SCOPED_TRACE(value);
+        SubvolumeRun run;
+        ASSERT_EQ(run.Cut(), 0);
+        cCountedPtr<cBlending> blending = BlendingOf(run, run.BlendingLog());
+        ASSERT_TRUE(blending->StartStreamed(int64_t{1} << 30));
+        const cDeconParameter& p = (*run.logs)[0]->GetParameters();
+        const cImageDimensions padded{uint32_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_WIDTH)),
+                                      uint32_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_HEIGHT)),
+                                      uint32_t(p.GetInt(DEC_IPARAMS_SUBVOLUME_DEPTH))};
+        const cFloatImagePtr guarded = Constant(padded, 1.0f);
+        *guarded->GetPixelPointer(0, 0, 0) = value;
+        EXPECT_TRUE(blending->AddRestored(0, guarded));
+        const cFloatImagePtr taken = Constant(padded, 1.0f);
+        *taken->GetPixelPointer(padded.x / 2, padded.y / 2, padded.z / 2) = value;
+        EXPECT_TRUE(blending->AddRestored(1, Constant(padded, 1.0f)));
+        EXPECT_FALSE(blending->AddRestored(2, taken));
+        blending = cCountedPtr<cBlending>();
+        EXPECT_TRUE(ReadRaw(run.Output()).empty());
+    }
 }
 
 } // namespace
