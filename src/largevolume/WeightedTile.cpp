@@ -19,6 +19,8 @@ bool NotFinite(float value) {
     return (bits & 0x7F800000u) == 0x7F800000u;
 }
 
+constexpr uint32_t kAhead = 4;
+
 } // namespace
 
 bool AddWeightedTile(const cOvdImage<float>& tile, const cImageDimensions& origin,
@@ -38,6 +40,14 @@ bool AddWeightedTile(const cOvdImage<float>& tile, const cImageDimensions& origi
                              const float* m = mask.GetLinePointer(y, 0);
                              float* o = out.GetLinePointer(y0 + y, z) + x0;
                              const uint32_t added = y0 + y >= freshY ? freshFrom : w;
+                             // Each row of `out` starts a page of its own, where the hardware
+                             // begins to fetch ahead only after some misses: the row a few
+                             // lines on is asked for now.
+                             if (y + kAhead < h) {
+                                 const float* next = out.GetLinePointer(y0 + y + kAhead, z) + x0;
+                                 for (uint32_t x = 0; x < w; x += 16)
+                                     __builtin_prefetch(next + x, 1, 3);
+                             }
                              bool notFinite = false;
                              for (uint32_t x = 0; x < added; ++x) {
                                  notFinite |= NotFinite(t[x]);
