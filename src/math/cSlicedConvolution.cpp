@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "core/cWorkerPool.h"
+#include "core/cWorkerThreads.h"
 #include "math/ImageWalk.h"
 #include "math/PassKernels.h"
 
@@ -29,10 +31,15 @@ fftwf_complex* Complex(float* p) {
     return reinterpret_cast<fftwf_complex*>(p);
 }
 
-fftwf_plan PlanColumns(int depth, int howMany, int stride, float* spectrum, int sign) {
-    return fftwf_plan_many_dft(1, &depth, howMany, Complex(spectrum), nullptr, stride, 1,
-                               Complex(spectrum), nullptr, stride, 1, sign, FFTW_ESTIMATE);
+// A batch of columns, gathered column by column, transformed along z from `in` to `out`.
+fftwf_plan PlanColumns(int depth, int howMany, float* in, float* out, int sign) {
+    return fftwf_plan_many_dft(1, &depth, howMany, Complex(in), nullptr, 1, depth, Complex(out),
+                               nullptr, 1, depth, sign, FFTW_ESTIMATE);
 }
+
+struct cValue {
+    float re, im;
+};
 
 void Prefetch(const float* start, uint64_t floats) {
     for (uint64_t i = 0; i < floats; i += 16)
@@ -58,19 +65,20 @@ bool cSlicedConvolution::Plan(const cImageDimensions& size, float* spectrum, flo
     const int x = static_cast<int>(size.x), y = static_cast<int>(size.y),
               z = static_cast<int>(size.z);
     const uint64_t columns = mHalf * size.y;
-    const int stride = static_cast<int>(mSliceStride / 2);
     // Every piece runs on one worker thread; the pieces are spread over the workers here.
     fftwf_plan_with_nthreads(1);
     mSliceForward =
         fftwf_plan_dft_r2c_2d(y, x, stage, Complex(spectrum), FFTW_ESTIMATE | FFTW_PRESERVE_INPUT);
     mSliceInverse = fftwf_plan_dft_c2r_2d(y, x, Complex(spectrum), stage, FFTW_ESTIMATE);
+    float* gathered = BatchScratch(cWorkerThreads::Count());
+    float* values = gathered + 2 * kBatch * size.z;
     const int batch = static_cast<int>(std::min(kBatch, columns));
-    mColumnsForward = PlanColumns(z, batch, stride, spectrum, FFTW_FORWARD);
-    mColumnsInverse = PlanColumns(z, batch, stride, spectrum, FFTW_BACKWARD);
+    mColumnsForward = PlanColumns(z, batch, gathered, values, FFTW_FORWARD);
+    mColumnsInverse = PlanColumns(z, batch, values, gathered, FFTW_BACKWARD);
     bool planned = mSliceForward && mSliceInverse && mColumnsForward && mColumnsInverse;
     if (const int tail = static_cast<int>(columns % kBatch); tail != 0 && columns > kBatch) {
-        mTailForward = PlanColumns(z, tail, stride, spectrum, FFTW_FORWARD);
-        mTailInverse = PlanColumns(z, tail, stride, spectrum, FFTW_BACKWARD);
+        mTailForward = PlanColumns(z, tail, gathered, values, FFTW_FORWARD);
+        mTailInverse = PlanColumns(z, tail, values, gathered, FFTW_BACKWARD);
         planned = planned && mTailForward && mTailInverse;
     }
     if (!planned)
@@ -85,6 +93,8 @@ void cSlicedConvolution::Release() {
             fftwf_destroy_plan(*plan);
         *plan = nullptr;
     }
+    mBatches.reset();
+    mBatchThreads = 0;
 }
 
 void cSlicedConvolution::ForwardSlices(const cFloatImage& in, float* spectrum, float* stage) const {
@@ -116,37 +126,65 @@ void cSlicedConvolution::InverseSlices(float* spectrum, const cFloatImage& out,
     });
 }
 
+float* cSlicedConvolution::BatchScratch(int threads) const {
+    threads = std::max(threads, 1);
+    if (threads > mBatchThreads) {
+        // Two batches a thread, each a whole number of 64-byte lines (8 Z of them).
+        const std::size_t floats = 4 * kBatch * std::size_t{mSize.z} * std::size_t(threads);
+        mBatches.reset(fftwf_alloc_real(floats));
+        if (!mBatches)
+            throw std::bad_alloc();
+        mBatchThreads = threads;
+    }
+    return mBatches.get();
+}
+
 template <class Body>
 void cSlicedConvolution::ForEachBatch(float* spectrum, bool inverse, Body&& body) const {
     const uint64_t columns = mHalf * mSize.y;
+    const uint32_t depth = mSize.z;
     const auto batches = static_cast<int64_t>((columns + kBatch - 1) / kBatch);
-    cWorkerPool::ForEach(batches, ImageWalk::ThreadsFor(mSize.Voxels()), [&](int64_t b, int) {
+    const int threads = ImageWalk::ThreadsFor(mSize.Voxels());
+    const uint64_t batchFloats = 2 * kBatch * depth;
+    float* scratch = BatchScratch(threads);
+    cWorkerPool::ForEach(batches, threads, [&](int64_t b, int worker) {
         const uint64_t first = static_cast<uint64_t>(b) * kBatch;
         const uint64_t count = std::min(kBatch, columns - first);
         const bool whole = count == std::min(kBatch, columns);
-        fftwf_complex* batch = Complex(spectrum + 2 * first);
         // The next batch's lines, one per slice, are too many streams for the hardware to
         // guess; they are asked for while this batch is worked on.
         const uint64_t next = first + count;
         if (next < columns)
-            for (uint32_t z = 0; z < mSize.z; ++z)
+            for (uint32_t z = 0; z < depth; ++z)
                 Prefetch(spectrum + z * mSliceStride + 2 * next,
                          2 * std::min(kBatch, columns - next));
-        fftwf_execute_dft(whole ? mColumnsForward : mTailForward, batch, batch);
-        body(first, count);
-        if (inverse)
-            fftwf_execute_dft(whole ? mColumnsInverse : mTailInverse, batch, batch);
+        auto* gathered = reinterpret_cast<cValue*>(scratch + 2 * batchFloats * uint64_t(worker));
+        auto* values = gathered + kBatch * depth;
+        for (uint32_t z = 0; z < depth; ++z) {
+            const auto* line = reinterpret_cast<const cValue*>(spectrum + z * mSliceStride) + first;
+            for (uint64_t c = 0; c < count; ++c)
+                gathered[c * depth + z] = line[c];
+        }
+        fftwf_execute_dft(whole ? mColumnsForward : mTailForward, Complex(&gathered->re),
+                          Complex(&values->re));
+        body(first, count, &values->re);
+        if (!inverse)
+            return;
+        fftwf_execute_dft(whole ? mColumnsInverse : mTailInverse, Complex(&values->re),
+                          Complex(&gathered->re));
+        for (uint32_t z = 0; z < depth; ++z) {
+            auto* line = reinterpret_cast<cValue*>(spectrum + z * mSliceStride) + first;
+            for (uint64_t c = 0; c < count; ++c)
+                line[c] = gathered[c * depth + z];
+        }
     });
 }
 
 void cSlicedConvolution::Keep(const cFloatImage& kernel, float* kept, float* spectrum,
                               float* stage) const {
     ForwardSlices(kernel, spectrum, stage);
-    ForEachBatch(spectrum, false, [&](uint64_t first, uint64_t count) {
-        float* target = kept + 2 * first * mSize.z;
-        for (uint32_t z = 0; z < mSize.z; ++z)
-            std::memcpy(target + 2 * count * z, spectrum + z * mSliceStride + 2 * first,
-                        2 * count * sizeof(float));
+    ForEachBatch(spectrum, false, [&](uint64_t first, uint64_t count, const float* values) {
+        std::memcpy(kept + 2 * first * mSize.z, values, 2 * count * mSize.z * sizeof(float));
     });
 }
 
@@ -154,12 +192,8 @@ template <class LineOp>
 void cSlicedConvolution::Filter(const cFloatImage& in, const float* kept, const cFloatImage& result,
                                 float* spectrum, float* stage, LineOp&& lineOp) const {
     ForwardSlices(in, spectrum, stage);
-    ForEachBatch(spectrum, true, [&](uint64_t first, uint64_t count) {
-        const float* kernel = kept + 2 * first * mSize.z;
-        for (uint32_t z = 0; z < mSize.z; ++z) {
-            float* values = spectrum + z * mSliceStride + 2 * first;
-            lineOp(values, kernel + 2 * count * z, count);
-        }
+    ForEachBatch(spectrum, true, [&](uint64_t first, uint64_t count, float* values) {
+        lineOp(values, kept + 2 * first * mSize.z, count * mSize.z);
     });
     InverseSlices(spectrum, result, stage);
 }

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <fftw3.h>
 
 #include "core/cImageDimensions.h"
@@ -14,7 +15,10 @@ namespace Ovidane {
 // the slices are transformed one by one; then, a batch of columns at a time, the transform
 // along z, the product and the inverse along z run while the batch sits in cache; then the
 // slices are transformed back. The spectrum crosses memory twice, and the kernel, kept in
-// the order the batches read it, once.
+// the order the batches read it, once. A batch is gathered into a thread's own scratch, each
+// column's values one after the other, and scattered back once: FFTW transforms it there
+// from one half of the scratch into the other without copies of its own, with the same
+// arithmetic as for the columns where they lie.
 //
 // Every slice and every batch is transformed by the same single-threaded plan, whichever
 // thread takes it, so the result does not depend on the thread count. The spectrum's slices
@@ -36,8 +40,8 @@ public:
     void Release();
     bool HasPlans() const { return mSliceForward != nullptr; }
 
-    // The kernel's spectrum, in the order Convolve reads it: batch by batch, each batch's
-    // columns slice after slice (2 (X/2+1) Y Z floats from `kept`).
+    // The kernel's spectrum, in the order Convolve reads it: batch by batch, column by
+    // column, each column's Z values together (2 (X/2+1) Y Z floats from `kept`).
     void Keep(const cFloatImage& kernel, float* kept, float* spectrum, float* stage) const;
     // result = in convolved with the kept kernel, or correlated with it (`conjugate`).
     // in and result may be one image.
@@ -54,9 +58,12 @@ public:
 private:
     void ForwardSlices(const cFloatImage& in, float* spectrum, float* stage) const;
     void InverseSlices(float* spectrum, const cFloatImage& out, float* stage) const;
-    // Runs body(first, count) for every batch of columns, batches in parallel, with the
-    // batch transformed along z (in place) before it; `inverse` transforms it back after.
+    // Runs body(first, count, values) for every batch of columns, batches in parallel, with
+    // the batch gathered and transformed along z into `values` (column by column) before
+    // it; `inverse` transforms it back after and scatters it into the spectrum.
     template <class Body> void ForEachBatch(float* spectrum, bool inverse, Body&& body) const;
+    // Scratch for `threads` threads: two batches each.
+    float* BatchScratch(int threads) const;
     // Transforms in, calls lineOp(values, kernel values, count) on each run of the spectrum
     // with the kept kernel's matching run, and transforms back into result.
     template <class LineOp>
@@ -73,6 +80,12 @@ private:
     fftwf_plan mColumnsInverse = nullptr;
     fftwf_plan mTailForward = nullptr; // the last, shorter batch
     fftwf_plan mTailInverse = nullptr;
+    struct cFree {
+        void operator()(float* p) const { fftwf_free(p); }
+    };
+    // Grown when a call runs on more threads than the scratch was made for.
+    mutable std::unique_ptr<float[], cFree> mBatches;
+    mutable int mBatchThreads = 0;
 };
 
 } // namespace Ovidane
