@@ -2,23 +2,16 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
 
 #include "core/cWorkerPool.h"
 #include "math/ImageWalk.h"
+#include "math/PassKernels.h"
 
 namespace Ovidane {
 
 namespace {
 
-// Whether a float is infinite or NaN: its exponent bits all set. A test on the bits, so that
-// the compiler can vectorise the loop that gathers it.
-bool NotFinite(float value) {
-    uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return (bits & 0x7F800000u) == 0x7F800000u;
-}
-
+// How many rows ahead a line asks for the output's row.
 constexpr uint32_t kAhead = 4;
 
 } // namespace
@@ -28,7 +21,7 @@ bool AddWeightedTile(const cOvdImage<float>& tile, const cImageDimensions& origi
                      uint32_t h, uint32_t x0, uint32_t y0, uint32_t freshX, uint32_t freshY) {
     const uint32_t slices = out.GetSizeZ();
     const uint32_t freshFrom = freshX > x0 ? std::min(w, freshX - x0) : 0;
-    // Set by any line that met a pixel that is no finite number; the tile is read here
+    // Cleared by any line that met a pixel that is no finite number; the tile is read here
     // anyway, so the test costs no pass of its own.
     std::atomic<bool> allFinite{true};
     cWorkerPool::ForEach(int64_t{h} * slices, ImageWalk::ThreadsFor(uint64_t{w} * h * slices),
@@ -48,16 +41,10 @@ bool AddWeightedTile(const cOvdImage<float>& tile, const cImageDimensions& origi
                                  for (uint32_t x = 0; x < w; x += 16)
                                      __builtin_prefetch(next + x, 1, 3);
                              }
-                             bool notFinite = false;
-                             for (uint32_t x = 0; x < added; ++x) {
-                                 notFinite |= NotFinite(t[x]);
-                                 o[x] = t[x] * m[x] + o[x];
-                             }
-                             for (uint32_t x = added; x < w; ++x) {
-                                 notFinite |= NotFinite(t[x]);
-                                 o[x] = t[x] * m[x] + 0.0f;
-                             }
-                             if (notFinite)
+                             bool finite = PassKernels::WeightedAddLine(t, m, o, added, false);
+                             finite &= PassKernels::WeightedAddLine(t + added, m + added,
+                                                                    o + added, w - added, true);
+                             if (!finite)
                                  allFinite.store(false, std::memory_order_relaxed);
                          });
     return allFinite.load();

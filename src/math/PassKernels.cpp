@@ -223,6 +223,27 @@ void ExtrapolateLineKernel(uint32_t n, const float* p, const float* q, float* ou
         });
 }
 
+bool WeightedAddLineKernel(const float* tile, const float* mask, float* out, uint32_t n,
+                           bool fresh) {
+    const D d;
+    bool finite = true;
+    ForRun(
+        n,
+        [&](std::size_t i) {
+            const V t = hn::LoadU(d, tile + i);
+            const V before = fresh ? hn::Zero(d) : hn::LoadU(d, out + i);
+            hn::StoreU(hn::Add(hn::Mul(t, hn::LoadU(d, mask + i)), before), d, out + i);
+            if (!hn::AllTrue(d, hn::IsFinite(t)))
+                finite = false;
+        },
+        [&](std::size_t i) {
+            out[i] = tile[i] * mask[i] + (fresh ? 0.0f : out[i]);
+            if (!std::isfinite(tile[i]))
+                finite = false;
+        });
+    return finite;
+}
+
 // NOLINTNEXTLINE(google-readability-namespace-comments)
 } // namespace HWY_NAMESPACE
 } // namespace Ovidane::PassKernels
@@ -236,6 +257,7 @@ HWY_EXPORT(MultiplySpectrumLineKernel);
 HWY_EXPORT(MultiplyConjugateSpectrumLineKernel);
 HWY_EXPORT(ExtrapolationGradientLineKernel);
 HWY_EXPORT(ExtrapolateLineKernel);
+HWY_EXPORT(WeightedAddLineKernel);
 
 void WienerSpectrumLine(const float* g, const float* h, float* out, uint64_t values, float k,
                         float scale) {
@@ -260,6 +282,10 @@ void ExtrapolationGradientLine(uint32_t n, const float* x, const float* m, const
 void ExtrapolateLine(uint32_t n, const float* p, const float* q, float* out, float alpha,
                      float threshold, float maxRatio, float floor) {
     HWY_DYNAMIC_DISPATCH(ExtrapolateLineKernel)(n, p, q, out, alpha, threshold, maxRatio, floor);
+}
+
+bool WeightedAddLine(const float* tile, const float* mask, float* out, uint32_t n, bool fresh) {
+    return HWY_DYNAMIC_DISPATCH(WeightedAddLineKernel)(tile, mask, out, n, fresh);
 }
 
 } // namespace Ovidane::PassKernels

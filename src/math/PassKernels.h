@@ -1,6 +1,7 @@
 #pragma once
 // Line kernels of the heaviest element-wise steps of an iterative pass: the spectrum
-// products of its convolutions and the extrapolation's gradient and step. Their logarithms,
+// products of its convolutions and the extrapolation's gradient and step; and the weighted
+// add by which a cut's tiles are blended. Their logarithms,
 // exponentials and divisions keep a pass busy computing rather than waiting for memory, so
 // they run on Google Highway, built for every instruction set it targets here and chosen at
 // the first call, as the vector back end's kernels are.
@@ -37,5 +38,9 @@ void ExtrapolationGradientLine(uint32_t n, const float* x, const float* m, const
 // q <= threshold or q is 0; then held at `floor` or above. out may be p or q.
 void ExtrapolateLine(uint32_t n, const float* p, const float* q, float* out, float alpha,
                      float threshold, float maxRatio, float floor);
+
+// out = tile · mask + out, the product rounded before the sum; with `fresh`, the product
+// plus 0 in place of what out held. False when a tile value is not a finite number.
+bool WeightedAddLine(const float* tile, const float* mask, float* out, uint32_t n, bool fresh);
 
 } // namespace Ovidane::PassKernels

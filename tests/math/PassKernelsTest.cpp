@@ -71,6 +71,22 @@ TEST(PassKernels, EveryPixelIsTheScalarFormulaBitForBitOnEveryInstructionSet) {
                 ASSERT_EQ(filtered[2 * i], (g[2 * i] * qr - g[2 * i + 1] * qi) * 0.5f);
                 ASSERT_EQ(filtered[2 * i + 1], (g[2 * i] * qi + g[2 * i + 1] * qr) * 0.5f);
             }
+            // The blending's weighted add, onto earlier values and fresh; a value that is no
+            // finite number is reported wherever it lies, in a vector or after the last.
+            for (const bool fresh : {false, true}) {
+                std::vector<float> added = last;
+                ASSERT_TRUE(
+                    PassKernels::WeightedAddLine(x.data(), m.data(), added.data(), n, fresh));
+                for (uint32_t i = 0; i < n; ++i)
+                    ASSERT_EQ(added[i], x[i] * m[i] + (fresh ? 0.0f : last[i]));
+                for (const float bad : {INFINITY, -INFINITY, NAN})
+                    for (const uint32_t at : {0u, n / 2, n - 1}) {
+                        std::vector<float> tile = x;
+                        tile[at] = bad;
+                        EXPECT_FALSE(PassKernels::WeightedAddLine(tile.data(), m.data(),
+                                                                  added.data(), n, fresh));
+                    }
+            }
             double cross = 0, square = 0;
             for (int lane = 0; lane < 8; ++lane) {
                 cross += crossLanes[lane];
