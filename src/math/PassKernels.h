@@ -1,10 +1,10 @@
 #pragma once
 // Line kernels of the heaviest element-wise steps of an iterative pass: the spectrum
-// products of its convolutions and the extrapolation's gradient and step; and the weighted
-// add by which a cut's tiles are blended. Their logarithms,
+// products of its convolutions and the extrapolation's gradient and step. Their logarithms,
 // exponentials and divisions keep a pass busy computing rather than waiting for memory, so
 // they run on Google Highway, built for every instruction set it targets here and chosen at
-// the first call, as the vector back end's kernels are.
+// the first call, as the vector back end's kernels are. The weighted add that blends a
+// cut's tiles joins them: the compiler leaves its plain loop unvectorised.
 //
 // Unlike those, these compute the plain back end's formulas: every target gives each pixel
 // the bits of the scalar code, and the sums keep eight lanes of their own in a fixed order,

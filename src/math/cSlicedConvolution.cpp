@@ -129,7 +129,8 @@ void cSlicedConvolution::InverseSlices(float* spectrum, const cFloatImage& out,
 float* cSlicedConvolution::BatchScratch(int threads) const {
     threads = std::max(threads, 1);
     if (threads > mBatchThreads) {
-        // Two batches a thread, each a whole number of 64-byte lines (8 Z of them).
+        // Two batches a thread, each a whole number of 64-byte lines (16 Z of them): the
+        // buffers FFTW would otherwise take for its own copies of the columns.
         const std::size_t floats = 4 * kBatch * std::size_t{mSize.z} * std::size_t(threads);
         mBatches.reset(fftwf_alloc_real(floats));
         if (!mBatches)
