@@ -1091,10 +1091,12 @@ void cImageMathGeneric::NonNegativityLinearCompression(const cFloatImagePtr& a, 
             if (t > -1.0)
                 r = limit + margin;
         }
-        // Raising by -t adds -t per pixel; the scale brings the sum back to originalSum.
+        // Raising by -t adds -t per pixel; the scale brings the sum back to originalSum. The
+        // raise and the clip are one pass: p - t clipped is (p - t) - 0 clipped, bit for bit.
         const double scale = originalSum / (originalSum - t * pixels);
-        SubtractImageByConstant(a, static_cast<float>(t), out);
-        SubtractImageByConstantAndThreshold(out, 0.0f, 0.0f, 0.0f, 1);
+        if (a.Get() != out.Get())
+            CopyImage(a, out);
+        SubtractImageByConstantAndThreshold(out, static_cast<float>(t), 0.0f, 0.0f, 1);
         MultiplyImageByConstant(out, static_cast<float>(scale), out);
     });
 }
