@@ -17,8 +17,9 @@ namespace Ovidane {
 // slices are transformed back. The spectrum crosses memory twice, and the kernel, kept in
 // the order the batches read it, once. A batch is gathered into a thread's own scratch, each
 // column's values one after the other, and scattered back once: FFTW transforms it there
-// from one half of the scratch into the other without copies of its own, with the same
-// arithmetic as for the columns where they lie.
+// from one half of the scratch into the other without copies of its own. For most depths it
+// plans the same decomposition as for the columns where they lie; for some it picks another,
+// which changes results in their last bits.
 //
 // Every slice and every batch is transformed by the same single-threaded plan, whichever
 // thread takes it, so the result does not depend on the thread count. The spectrum's slices
