@@ -97,7 +97,8 @@ void UnaryKernel(eUnary op, float* out, const float* a, std::size_t n,
                  const cUnaryArguments& arguments) {
     const D d;
     const V c = hn::Set(d, arguments.c), threshold = hn::Set(d, arguments.threshold),
-            value = hn::Set(d, arguments.value), guard = hn::Set(d, kGuard);
+            value = hn::Set(d, arguments.value), scale = hn::Set(d, arguments.scale),
+            guard = hn::Set(d, kGuard);
     const auto run = [&](auto rule) {
         ForEachVector(n, [&](std::size_t i, std::size_t count) {
             Store(rule(Load(a + i, count)), out + i, count);
@@ -122,6 +123,11 @@ void UnaryKernel(eUnary op, float* out, const float* a, std::size_t n,
         return run([&](V p) {
             const V v = hn::Sub(p, c);
             return hn::IfThenElse(v < threshold, value, v);
+        });
+    case eUnary::ThresholdBelowScaled:
+        return run([&](V p) {
+            const V v = hn::Sub(p, c);
+            return hn::Mul(hn::IfThenElse(v < threshold, value, v), scale);
         });
     case eUnary::ThresholdAbove:
         return run([&](V p) {
@@ -274,6 +280,37 @@ float LineSumKernel(eLineSum kind, const float* a, const float* b, std::size_t n
         return SumOfTerms(a, b, nullptr, n, [](V p, V q, V) { return hn::Mul(p, q); });
     }
     return 0.0f;
+}
+
+// Σ (p - low) / range over a line, each quotient a float as the plain back end forms it and
+// the sum in double: pixel i goes into part i mod 16, a lane of one of the double
+// accumulators, and the parts are added in ascending order at the end, on every vector width.
+double NormalizedLineSumKernel(const float* p, std::size_t n, float low, float range) {
+    const hn::ScalableTag<double> dd;
+    const hn::Rebind<float, decltype(dd)> df;
+    const std::size_t lanes = hn::Lanes(dd);
+    double parts[kAccumulators] = {};
+    std::size_t x = 0;
+    if (lanes <= kAccumulators && kAccumulators % lanes == 0) {
+        const std::size_t vectors = kAccumulators / lanes;
+        hn::Vec<decltype(dd)> sums[kAccumulators];
+        for (std::size_t k = 0; k < vectors; ++k)
+            sums[k] = hn::Zero(dd);
+        const auto lo = hn::Set(df, low), r = hn::Set(df, range);
+        for (; x + kAccumulators <= n; x += kAccumulators)
+            for (std::size_t k = 0; k < vectors; ++k) {
+                const auto v = hn::Div(hn::Sub(hn::LoadU(df, p + x + k * lanes), lo), r);
+                sums[k] = hn::Add(sums[k], hn::PromoteTo(dd, v));
+            }
+        for (std::size_t k = 0; k < vectors; ++k)
+            hn::StoreU(sums[k], dd, parts + k * lanes);
+    }
+    for (; x < n; ++x)
+        parts[x % kAccumulators] += static_cast<double>((p[x] - low) / range);
+    double sum = parts[0];
+    for (std::size_t k = 1; k < kAccumulators; ++k)
+        sum += parts[k];
+    return sum;
 }
 
 float LogLikelihoodGainKernel(const float* data, const float* blurred, const float* direction,
@@ -462,6 +499,7 @@ HWY_EXPORT(NegateImaginaryKernel);
 HWY_EXPORT(InterleaveKernel);
 HWY_EXPORT(DeinterleaveKernel);
 HWY_EXPORT(LineSumKernel);
+HWY_EXPORT(NormalizedLineSumKernel);
 HWY_EXPORT(LogLikelihoodGainKernel);
 HWY_EXPORT(MinMaxKernel);
 HWY_EXPORT(FindFirstKernel);
@@ -504,6 +542,10 @@ float LogLikelihoodGain(const float* data, const float* blurred, const float* di
                         std::size_t n) {
     return HWY_DYNAMIC_DISPATCH(LogLikelihoodGainKernel)(data, blurred, direction, step, n);
 }
+double NormalizedLineSum(const float* p, std::size_t n, float low, float range) {
+    return HWY_DYNAMIC_DISPATCH(NormalizedLineSumKernel)(p, n, low, range);
+}
+
 void MinMax(const float* p, std::size_t n, float& low, float& high) {
     HWY_DYNAMIC_DISPATCH(MinMaxKernel)(p, n, low, high);
 }

@@ -39,6 +39,8 @@ enum class eUnary : uint8_t {
     // (Above).
     ThresholdBelow,
     ThresholdAbove,
+    // ThresholdBelow, then the result · scale.
+    ThresholdBelowScaled,
     // A copy that stores pixels below the guard value as 0.
     CopyZeroBelowGuard,
     Exp,
@@ -50,6 +52,7 @@ struct cUnaryArguments {
     float c = 0.0f;
     float threshold = 0.0f;
     float value = 0.0f;
+    float scale = 1.0f;
 };
 
 void Binary(eBinary op, float* out, const float* a, const float* b, std::size_t n);
@@ -73,6 +76,9 @@ void Deinterleave(const float* in, float* re, float* im, std::size_t pairs, floa
 // result is the same whatever vector width the processor has.
 enum class eLineSum : uint8_t { Sum, Squares, Absolute, Product };
 float LineSum(eLineSum kind, const float* a, const float* b, std::size_t n);
+
+// Σ (p - low) / range in double, each quotient a float; the same sum on every vector width.
+double NormalizedLineSum(const float* p, std::size_t n, float low, float range);
 
 // Σ data·ln(max(d / blurred + 1, 1e-20)) - d with d = direction · step, summed as LineSum.
 float LogLikelihoodGain(const float* data, const float* blurred, const float* direction, float step,

@@ -52,6 +52,11 @@ public:
                                                      const float& threshold, const float& value, int mode) = 0;
     virtual void SubtractImageByConstantAndThreshold(const cFloatImagePtr& image, const float& threshold,
                                                      const float& value, int mode) = 0;
+    // v = p - c, v below the threshold replaced by value, then v · scale: the subtraction,
+    // the threshold of mode 1 and the scaling in one pass, with the same bits as the three.
+    virtual void SubtractThresholdAndScaleImage(const cFloatImagePtr& image, const float& c,
+                                                const float& threshold, const float& value,
+                                                const float& scale) = 0;
     virtual void ThresholdAndScaleImage(const cFloatImagePtr& image, const float& low, const float& high,
                                         const float& outLow, const float& outHigh) = 0;
     virtual void MultiplyImage(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out) = 0;

@@ -510,6 +510,18 @@ void cImageMathGeneric::SubtractImageByConstantAndThreshold(const cFloatImagePtr
     });
 }
 
+void cImageMathGeneric::SubtractThresholdAndScaleImage(const cFloatImagePtr& image,
+                                                       const float& c, const float& threshold,
+                                                       const float& value, const float& scale) {
+    Guard([&] {
+        RequireImages("SubtractThresholdAndScaleImage", {&image});
+        Unary(image, image, [c, threshold, value, scale](float p) {
+            const float v = p - c;
+            return (v < threshold ? value : v) * scale;
+        });
+    });
+}
+
 void cImageMathGeneric::ThresholdAndScaleImage(const cFloatImagePtr& image, const float& low,
                                                const float& high, const float& outLow,
                                                const float& outHigh) {
@@ -1092,12 +1104,13 @@ void cImageMathGeneric::NonNegativityLinearCompression(const cFloatImagePtr& a, 
                 r = limit + margin;
         }
         // Raising by -t adds -t per pixel; the scale brings the sum back to originalSum. The
-        // raise and the clip are one pass: p - t clipped is (p - t) - 0 clipped, bit for bit.
+        // raise, the clip and the scale are one pass: p - t clipped is (p - t) - 0 clipped,
+        // bit for bit.
         const double scale = originalSum / (originalSum - t * pixels);
         if (a.Get() != out.Get())
             CopyImage(a, out);
-        SubtractImageByConstantAndThreshold(out, static_cast<float>(t), 0.0f, 0.0f, 1);
-        MultiplyImageByConstant(out, static_cast<float>(scale), out);
+        SubtractThresholdAndScaleImage(out, static_cast<float>(t), 0.0f, 0.0f,
+                                       static_cast<float>(scale));
     });
 }
 

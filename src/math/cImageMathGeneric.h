@@ -22,6 +22,7 @@ public:
     void SubtractImageSliceByConstant(const cFloatImagePtr& image, const float& c, const unsigned& z) override;
     void SubtractImageByConstantAndThreshold(const cFloatImagePtr& image, const float& c, const float& threshold, const float& value, int mode) override;
     void SubtractImageByConstantAndThreshold(const cFloatImagePtr& image, const float& threshold, const float& value, int mode) override;
+    void SubtractThresholdAndScaleImage(const cFloatImagePtr& image, const float& c, const float& threshold, const float& value, const float& scale) override;
     void ThresholdAndScaleImage(const cFloatImagePtr& image, const float& low, const float& high, const float& outLow, const float& outHigh) override;
     void MultiplyImage(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out) override;
     void MultiplyImageRoi(const cFloatImagePtr& a, const cFloatImagePtr& b, const cFloatImagePtr& out, const cImageBox& boxA, const cImageBox& boxB, const cImageBox& boxOut) override;

@@ -354,6 +354,15 @@ void cImageMathHighway::SubtractImageByConstantAndThreshold(const cFloatImagePtr
     SubtractImageByConstantAndThreshold(image, 0.0f, threshold, value, mode);
 }
 
+void cImageMathHighway::SubtractThresholdAndScaleImage(const cFloatImagePtr& image,
+                                                       const float& c, const float& threshold,
+                                                       const float& value, const float& scale) {
+    Guard([&] {
+        RequireImages("SubtractThresholdAndScaleImage", {&image});
+        Unary(K::eUnary::ThresholdBelowScaled, image, image, {c, threshold, value, scale});
+    });
+}
+
 void cImageMathHighway::MultiplyImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
                                       const cFloatImagePtr& out) {
     Guard([&] {
@@ -540,6 +549,27 @@ float cImageMathHighway::FindMaximumValue(const cFloatImagePtr& image) {
     });
 }
 
+// Both extremes in one pass, from the same start as the plain search, so NaN pixels are
+// passed over alike.
+void cImageMathHighway::FindMinimumAndMaximumValue(const cFloatImagePtr& image, float& minimum,
+                                                   float& maximum) {
+    Guard([&] {
+        RequireImages("FindMinimumAndMaximumValue", {&image});
+        const cExtremes range = ReduceRuns(
+            image->GetDimensions(), cExtremes{kLargest, -kLargest},
+            [](std::size_t n, cExtremes& partial, const float* p) {
+                K::MinMax(p, n, partial.low, partial.high);
+            },
+            [](cExtremes& total, const cExtremes& piece) {
+                total.low = piece.low < total.low ? piece.low : total.low;
+                total.high = piece.high > total.high ? piece.high : total.high;
+            },
+            image.Get());
+        minimum = range.low;
+        maximum = range.high;
+    });
+}
+
 // A closed range: a pixel equal to high counts. low above high is refused.
 unsigned cImageMathHighway::CountPixelInRange(const cFloatImagePtr& image, const float& low,
                                               const float& high) {
@@ -704,6 +734,22 @@ double cImageMathHighway::AbsoluteSumImage(const cFloatImagePtr& image) {
     });
 }
 
+// Each line in double, as the plain back end sums it; only the order of the additions
+// within a line differs.
+double cImageMathHighway::SumNormalizedImage(const cFloatImagePtr& image, float low, float high) {
+    return Guard([&] {
+        RequireImages("SumNormalizedImage", {&image});
+        const float range = high - low;
+        return ImageWalk::ReduceLines(
+            image->GetDimensions(), 0.0,
+            [&](uint32_t y, uint32_t z, double& partial) {
+                partial += K::NormalizedLineSum(image->GetLinePointer(y, z), image->GetSizeX(),
+                                                low, range);
+            },
+            [](double& total, double piece) { total += piece; });
+    });
+}
+
 double cImageMathHighway::SumImageSlice(const cFloatImagePtr& image, const unsigned& z) {
     return Guard([&] {
         RequireSlice("SumImageSlice", image, z);
@@ -763,6 +809,32 @@ void cImageMathHighway::MaximumProjection(const cFloatImagePtr& in, const cFloat
         if (!FitsFold(in->GetDimensions(), out->GetDimensions(), axis))
             Fail("Invalid Dimensions in MaximumProjection", OVD_ERR_PARAMETER);
         FoldSlices(in, out, axis, K::eBinary::Maximum);
+    });
+}
+
+// Axis 1 adds the slices into slice 0 of out one after another, as the plain back end does:
+// the same float sums. The other axes only clear out; the plain form checks them.
+void cImageMathHighway::SumProjection(const cFloatImagePtr& in, const cFloatImagePtr& out,
+                                      int axis, int firstSlice, int lastSlice) {
+    if (axis != 1 || in.IsNull() || out.IsNull() ||
+        !FitsFold(in->GetDimensions(), out->GetDimensions(), axis)) {
+        mFallback->SumProjection(in, out, axis, firstSlice, lastSlice);
+        return;
+    }
+    Guard([&] {
+        const cImageDimensions s = in->GetDimensions();
+        const int64_t first = firstSlice == -1 ? 0 : firstSlice;
+        const int64_t last = lastSlice == -1 ? int64_t{s.z} - 1 : lastSlice;
+        if (first < 0 || last >= int64_t{s.z} || first > last)
+            Fail("Invalid Input in SumProjection", OVD_ERR_PARAMETER);
+        SetImageToConstant(out, 0.0f);
+        cWorkerPool::ForEach(s.y, ImageWalk::ThreadsFor(s.Voxels()), [&](int64_t y, int) {
+            float* target = out->GetLinePointer(static_cast<uint32_t>(y), 0);
+            for (int64_t z = first; z <= last; ++z)
+                K::Binary(K::eBinary::Add, target, target,
+                          in->GetLinePointer(static_cast<uint32_t>(y), static_cast<uint32_t>(z)),
+                          s.x);
+        });
     });
 }
 

@@ -43,6 +43,9 @@ public:
     void SubtractImageByConstantAndThreshold(const cFloatImagePtr& image, const float& c,
                                              const float& threshold, const float& value,
                                              int mode) override;
+    void SubtractThresholdAndScaleImage(const cFloatImagePtr& image, const float& c,
+                                        const float& threshold, const float& value,
+                                        const float& scale) override;
     void SubtractImageByConstantAndThreshold(const cFloatImagePtr& image, const float& threshold,
                                              const float& value, int mode) override;
     void MultiplyImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
@@ -71,6 +74,8 @@ public:
 
     float FindMinimumValue(const cFloatImagePtr& image) override;
     float FindMaximumValue(const cFloatImagePtr& image) override;
+    void FindMinimumAndMaximumValue(const cFloatImagePtr& image, float& minimum,
+                                    float& maximum) override;
     unsigned CountPixelInRange(const cFloatImagePtr& image, const float& low,
                                const float& high) override;
     void CountPixelsBelowLimits(const cFloatImagePtr& image, const std::vector<float>& limits,
@@ -86,6 +91,7 @@ public:
     float SumOfImageProduct(const cFloatImagePtr& a, const cFloatImagePtr& b) override;
     double AbsoluteSumImage(const cFloatImagePtr& image) override;
     double SumImageSlice(const cFloatImagePtr& image, const unsigned& z) override;
+    double SumNormalizedImage(const cFloatImagePtr& image, float low, float high) override;
     float AverageImage(const cFloatImagePtr& image) override;
 
     void NonNegativityCompression(const cFloatImagePtr& a, float originalSum,
@@ -97,6 +103,8 @@ public:
     void MinimumImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
                       const cFloatImagePtr& out) override;
     void MaximumProjection(const cFloatImagePtr& in, const cFloatImagePtr& out, int axis) override;
+    void SumProjection(const cFloatImagePtr& in, const cFloatImagePtr& out, int axis,
+                       int firstSlice, int lastSlice) override;
     void MaximumImage(const cFloatImagePtr& a, const cFloatImagePtr& b,
                       const cFloatImagePtr& out) override;
     void TripleMaximumProjection(const cFloatImagePtr& in, const cFloatImagePtr& xy,

@@ -130,6 +130,12 @@ inline std::vector<ElementWise> ElementWiseOperations() {
              m.SubtractImageByConstantAndThreshold(o, c, 0.5f, 9.0f, 1);
          },
          [c](float p, float) { return p - c < 0.5f ? 9.0f : p - c; }},
+        {"Threshold below, then scale",
+         [c](M m, Images a, Images, Images o) {
+             m.CopyImage(a, o);
+             m.SubtractThresholdAndScaleImage(o, c, 0.5f, 9.0f, -1.5f);
+         },
+         [c](float p, float) { return (p - c < 0.5f ? 9.0f : p - c) * -1.5f; }},
         {"Threshold above, other mode",
          [](M m, Images a, Images, Images o) {
              m.CopyImage(a, o);

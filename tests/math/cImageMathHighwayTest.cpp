@@ -120,7 +120,8 @@ TEST_F(HighwayTest, BoxFormsMatchThePlainOnes) {
 TEST_F(HighwayTest, ReductionsAreExactEnoughAndIndependentOfLayoutAndThreads) {
     const cImageDimensions size{203, 171, 3};
     const cFloatImagePtr a = Random(size, false), b = Random(size, true);
-    double sum = 0, squares = 0, absolute = 0, product = 0, slice = 0, inRange = 0;
+    double sum = 0, squares = 0, absolute = 0, product = 0, slice = 0, inRange = 0,
+           normalized = 0;
     const std::vector<float> pa = Pixels(a), pb = Pixels(b);
     for (std::size_t i = 0; i < pa.size(); ++i) {
         sum += pa[i];
@@ -129,12 +130,15 @@ TEST_F(HighwayTest, ReductionsAreExactEnoughAndIndependentOfLayoutAndThreads) {
         product += double(pa[i]) * pb[i];
         slice += i / (size.x * size.y) == 1 ? pa[i] : 0.0;
         inRange += pa[i] >= -1.0f && pa[i] < 4.0f;
+        normalized += (pa[i] + 1.0f) / 5.0f;
     }
     const std::size_t atHigh = std::count(pa.begin(), pa.end(), 4.0f);
     ASSERT_GT(atHigh, 0u);
     for (cImageMath* math : backEnds) {
         SCOPED_TRACE(math == &plain ? "plain" : "vector");
         const auto reductions = [&](Images image) {
+            float low = 0, high = 0;
+            math->FindMinimumAndMaximumValue(image, low, high);
             return std::vector<double>{math->SumImage(image),
                                        math->SumImageSquared(image),
                                        math->AbsoluteSumImage(image),
@@ -143,7 +147,10 @@ TEST_F(HighwayTest, ReductionsAreExactEnoughAndIndependentOfLayoutAndThreads) {
                                        math->AverageImage(image) * double(pa.size()),
                                        math->FindMinimumValue(image),
                                        math->FindMaximumValue(image),
-                                       double(math->CountPixelInRange(image, -1.0f, 4.0f))};
+                                       double(math->CountPixelInRange(image, -1.0f, 4.0f)),
+                                       math->SumNormalizedImage(image, -1.0f, 4.0f),
+                                       low,
+                                       high};
         };
         cWorkerThreads::SetCount(1);
         const std::vector<double> one = reductions(a);
@@ -158,6 +165,10 @@ TEST_F(HighwayTest, ReductionsAreExactEnoughAndIndependentOfLayoutAndThreads) {
         EXPECT_EQ(one[6], *std::min_element(pa.begin(), pa.end()));
         EXPECT_EQ(one[7], *std::max_element(pa.begin(), pa.end()));
         EXPECT_EQ(one[8], inRange + (math == &vector ? atHigh : 0));
+        // The normalised sum takes each float quotient into a double sum: near exact.
+        EXPECT_NEAR(one[9], normalized, 1e-9 * normalized);
+        EXPECT_EQ(one[10], one[6]);
+        EXPECT_EQ(one[11], one[7]);
     }
 }
 
@@ -250,6 +261,15 @@ TEST_F(HighwayTest, RemainingVectorFormsMatchThePlainOnes) {
                 const cFloatImagePtr out = Make({size.x, size.y, 1}, false, 9.0f);
                 m.MinimumProjection(a, out, 1);
                 return Pixels(out);
+            },
+            [&](cImageMath& m) {
+                const cFloatImagePtr out = Make({size.x, size.y, 2}, false, 9.0f);
+                m.SumProjection(a, out, 1, 1, -1);
+                std::vector<float> values = Pixels(out);
+                m.SumProjection(a, out, 1, -1, 1);
+                const std::vector<float> more = Pixels(out);
+                values.insert(values.end(), more.begin(), more.end());
+                return values;
             },
             [&](cImageMath& m) {
                 const cFloatImagePtr out = Clone(a, perSlice);
