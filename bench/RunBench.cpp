@@ -25,7 +25,8 @@
 //                          stack, each as a multiple of one restoration of the same stack,
 //                          measured in turns in one run; the full search with the image
 //                          transforms made anew each evaluation (/0) and kept between
-//                          them (/1).
+//                          them (/1); search_floor/restoration is the least the search's
+//                          evaluations could take in bare transforms, against the run.
 //
 // Peak resident memory is the process's high-water mark: run one budget per process to read
 // it, e.g. --benchmark_filter=LargeStackUnderBudget/512.
@@ -360,7 +361,27 @@ void DetectionVsRestoration(benchmark::State& state) {
         }
         state.SetIterationTime(detection);
     }
+    // The least a search of this many evaluations could take: each makes a new PSF, whose
+    // forward transform and the inverse of the quotient are two bare transforms of the
+    // padded size per subvolume (three when the image's transform isn't kept), where a
+    // restoration with its PSF kept does the image's forward and the inverse.
+    double forward = 1e30, inverse = 1e30;
+    {
+        BareTransforms bare(cut->GetPaddedSize());
+        for (int i = 0; i < 4; ++i) {
+            Clock::time_point start = Clock::now();
+            bare.Forward(false);
+            forward = std::min(forward, Seconds(start));
+            start = Clock::now();
+            bare.Inverse();
+            inverse = std::min(inverse, Seconds(start));
+        }
+    }
+    const double floor = (keep ? forward + inverse : 2 * forward + inverse) *
+                         double(evaluations) * double(cut->GetSubvolumeCount().Voxels());
     ovdSetMemoryBudget(0);
+    state.counters["search_floor/restoration"] = floor / restoration;
+    state.counters["search/floor"] = detection / floor;
     state.counters["kept_transforms"] = keep;
     state.counters["subvolumes"] = double(cut->GetSubvolumeCount().Voxels());
     state.counters["restoration_s"] = restoration;

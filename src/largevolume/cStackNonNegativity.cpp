@@ -120,11 +120,9 @@ void cStackNonNegativity::Apply(const cFloatImagePtr& slice) {
             Decide();
         if (!mNeeded)
             return;
-        // The steps and roundings of the constraint.
-        const cImageMathPtr math = cImageMathManager::Instance().GetImageMath();
-        math->SubtractImageByConstantAndThreshold(slice, static_cast<float>(mPedestal), 0.0f, 0.0f,
-                                                  1);
-        math->MultiplyImageByConstant(slice, static_cast<float>(mScale), slice);
+        // The steps and roundings of the constraint, in one pass.
+        cImageMathManager::Instance().GetImageMath()->SubtractThresholdAndScaleImage(
+            slice, static_cast<float>(mPedestal), 0.0f, 0.0f, static_cast<float>(mScale));
     });
 }
 
