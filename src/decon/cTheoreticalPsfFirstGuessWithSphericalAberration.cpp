@@ -6,7 +6,6 @@
 
 #include "core/cCountedArray.h"
 #include "core/cException.h"
-#include "core/cWorkerThreads.h"
 #include "decon/cPsfCache.h"
 #include "math/cImageMathManager.h"
 
@@ -211,11 +210,9 @@ void cTheoreticalPsfFirstGuessWithSphericalAberration::Generate(const cFloatImag
             (1.5842f * alpha2 * alpha - 2.1692f * alpha2 + 1.66f * alpha - 0.3262f);
     }
 
-    // Work space of the kernel: one oversampled plane per worker thread, the sums along the
-    // radius and the phase along the pupil. The planes come from the memory manager, which
-    // keeps them for the next PSF of a search instead of the system zeroing fresh pages.
-    const auto workers = static_cast<uint32_t>(std::max(1, cWorkerThreads::Count()));
-    cFloatImagePtr plane(new cOvdImage<float>({W, H, workers}, Contiguous3D, GetObjectName()));
+    // Work space of the kernel: one oversampled plane, the sums along the radius and the
+    // phase along the pupil.
+    cFloatImagePtr plane(new cOvdImage<float>({W, H, 1}, Contiguous3D, GetObjectName()));
     cCountedArray<float> realSum = MakeCountedArray<float>(R);
     cCountedArray<float> imaginarySum = MakeCountedArray<float>(R);
     cCountedArray<float> intensity = MakeCountedArray<float>(R);

@@ -533,13 +533,10 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
             if (!(SA == 0.0f && p > half))
                 planes.push_back(p);
 
-        // Scratch per thread, reused for every plane it computes: the first thread works in
-        // the caller's buffers, the others in their own small ones. Each thread's oversampled
-        // plane is a slice of `plane`, so only as many threads work as it has slices: the
-        // caller keeps those megabytes from one PSF to the next.
-        const int threads = std::max(
-            1, std::min({cWorkerThreads::Count(), static_cast<int>(planes.size()),
-                         static_cast<int>(plane->GetSizeZ())}));
+        // Scratch per thread: the first thread works in the caller's buffers, the others in
+        // their own, all made here and reused for every plane they compute.
+        const int threads =
+            std::max(1, std::min<int>(cWorkerThreads::Count(), static_cast<int>(planes.size())));
         struct cScratch {
             float *plane, *real, *imaginary, *intensity, *cosine, *sine, *blocks;
         };
@@ -553,9 +550,10 @@ void cImageMathGeneric::GeneratePsfWithSphericalAberrationUsingBessel(
         for (int t = 1; t < threads; ++t) {
             scratch[t].blocks = blockLines.data() + std::size_t{NX} * static_cast<std::size_t>(t);
             std::vector<float>& s = storage[t - 1];
-            s.resize(3 * std::size_t{R} + 2 * std::size_t{P});
-            scratch[t].plane = plane->GetSlicePointer(static_cast<uint32_t>(t));
-            scratch[t].real = s.data();
+            s.resize(std::size_t{W} * H + 3 * std::size_t{R} + 2 * std::size_t{P});
+            float* base = s.data();
+            scratch[t].plane = base;
+            scratch[t].real = base + std::size_t{W} * H;
             scratch[t].imaginary = scratch[t].real + R;
             scratch[t].intensity = scratch[t].imaginary + R;
             scratch[t].cosine = scratch[t].intensity + R;
