@@ -542,6 +542,7 @@ float LogLikelihoodGain(const float* data, const float* blurred, const float* di
                         std::size_t n) {
     return HWY_DYNAMIC_DISPATCH(LogLikelihoodGainKernel)(data, blurred, direction, step, n);
 }
+
 double NormalizedLineSum(const float* p, std::size_t n, float low, float range) {
     return HWY_DYNAMIC_DISPATCH(NormalizedLineSumKernel)(p, n, low, range);
 }

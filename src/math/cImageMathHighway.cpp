@@ -163,12 +163,8 @@ struct cExtremes {
     float low, high;
 };
 
-// Smallest and largest pixel, both starting from the first pixel of the image.
-cExtremes Extremes(const cFloatImagePtr& image) {
-    if (image->GetVoxelCount() == 0)
-        return {kLargest, -kLargest};
-    const float first = image->GetLinePointer(0, 0)[0];
-    const cExtremes start{first, first};
+// Smallest and largest pixel, merged into `start`.
+cExtremes ExtremesFrom(const cFloatImagePtr& image, cExtremes start) {
     return ReduceRuns(
         image->GetDimensions(), start,
         [](std::size_t n, cExtremes& partial, const float* p) {
@@ -179,6 +175,14 @@ cExtremes Extremes(const cFloatImagePtr& image) {
             total.high = piece.high > total.high ? piece.high : total.high;
         },
         image.Get());
+}
+
+// Both starting from the first pixel of the image.
+cExtremes Extremes(const cFloatImagePtr& image) {
+    if (image->GetVoxelCount() == 0)
+        return {kLargest, -kLargest};
+    const float first = image->GetLinePointer(0, 0)[0];
+    return ExtremesFrom(image, {first, first});
 }
 
 bool FitsFold(const cImageDimensions& in, const cImageDimensions& out, int axis) {
@@ -555,16 +559,7 @@ void cImageMathHighway::FindMinimumAndMaximumValue(const cFloatImagePtr& image, 
                                                    float& maximum) {
     Guard([&] {
         RequireImages("FindMinimumAndMaximumValue", {&image});
-        const cExtremes range = ReduceRuns(
-            image->GetDimensions(), cExtremes{kLargest, -kLargest},
-            [](std::size_t n, cExtremes& partial, const float* p) {
-                K::MinMax(p, n, partial.low, partial.high);
-            },
-            [](cExtremes& total, const cExtremes& piece) {
-                total.low = piece.low < total.low ? piece.low : total.low;
-                total.high = piece.high > total.high ? piece.high : total.high;
-            },
-            image.Get());
+        const cExtremes range = ExtremesFrom(image, {kLargest, -kLargest});
         minimum = range.low;
         maximum = range.high;
     });
