@@ -808,20 +808,20 @@ void cImageMathHighway::MaximumProjection(const cFloatImagePtr& in, const cFloat
 }
 
 // Axis 1 adds the slices into slice 0 of out one after another, as the plain back end does:
-// the same float sums. The other axes only clear out; the plain form checks them.
+// the same float sums. The other axes, and whatever the plain form refuses, go to it.
 void cImageMathHighway::SumProjection(const cFloatImagePtr& in, const cFloatImagePtr& out,
                                       int axis, int firstSlice, int lastSlice) {
+    const int64_t depth = in.IsNull() ? 0 : int64_t{in->GetSizeZ()};
+    const int64_t first = firstSlice == -1 ? 0 : firstSlice;
+    const int64_t last = lastSlice == -1 ? depth - 1 : lastSlice;
     if (axis != 1 || in.IsNull() || out.IsNull() ||
-        !FitsFold(in->GetDimensions(), out->GetDimensions(), axis)) {
+        !FitsFold(in->GetDimensions(), out->GetDimensions(), axis) || first < 0 ||
+        last >= depth || first > last) {
         mFallback->SumProjection(in, out, axis, firstSlice, lastSlice);
         return;
     }
     Guard([&] {
         const cImageDimensions s = in->GetDimensions();
-        const int64_t first = firstSlice == -1 ? 0 : firstSlice;
-        const int64_t last = lastSlice == -1 ? int64_t{s.z} - 1 : lastSlice;
-        if (first < 0 || last >= int64_t{s.z} || first > last)
-            Fail("Invalid Input in SumProjection", OVD_ERR_PARAMETER);
         SetImageToConstant(out, 0.0f);
         cWorkerPool::ForEach(s.y, ImageWalk::ThreadsFor(s.Voxels()), [&](int64_t y, int) {
             float* target = out->GetLinePointer(static_cast<uint32_t>(y), 0);
