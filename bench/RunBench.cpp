@@ -20,7 +20,9 @@
 //   ThreadsAndNeighbours   a warm run of an N x N x 64 stack in one subvolume on 1 and on 2
 //                          worker threads, in turns (speedup_1_to_2), and on the default
 //                          threads beside a process that spins on a core
-//                          (busy_slowdown: its best time over the best time alone).
+//                          (busy_slowdown: its best time over the best time alone); the
+//                          bare transforms of the padded size on 1 and 2 threads in the same
+//                          turns (fft_speedup_1_to_2) are the machine's own yardstick.
 //   DetectionVsRestoration the full and the binned aberration search on a 256 x 256 x 64
 //                          stack, each as a multiple of one restoration of the same stack,
 //                          measured in turns in one run; the full search with the image
@@ -422,12 +424,26 @@ void ThreadsAndNeighbours(benchmark::State& state) {
             state.SkipWithError("the restoration failed");
         return Seconds(start);
     };
-    double one = 1e30, two = 1e30, busy = 1e30;
+    // The bare transforms of the padded size on 1 and 2 threads, in the same turns: how far
+    // this machine lets the transforms themselves scale.
+    BareTransforms bare(CutOf(run)->GetPaddedSize());
+    const auto timedFloor = [&](int threads) {
+        ovdSetWorkerThreads(threads);
+        const Clock::time_point start = Clock::now();
+        bare.Forward(false);
+        bare.Forward(true);
+        bare.Inverse();
+        return Seconds(start);
+    };
+    double one = 1e30, two = 1e30, busy = 1e30, floorOne = 1e30, floorTwo = 1e30;
     for (auto _ : state) {
         timed(2); // makes what the warm runs keep
+        timedFloor(2);
         for (int i = 0; i < 6; ++i) {
             one = std::min(one, timed(1));
+            floorOne = std::min(floorOne, timedFloor(1));
             two = std::min(two, timed(2));
+            floorTwo = std::min(floorTwo, timedFloor(2));
         }
         const BusyNeighbour neighbour;
         for (int i = 0; i < 6; ++i)
@@ -438,6 +454,7 @@ void ThreadsAndNeighbours(benchmark::State& state) {
     state.counters["one_thread_s"] = one;
     state.counters["two_threads_s"] = two;
     state.counters["speedup_1_to_2"] = one / two;
+    state.counters["fft_speedup_1_to_2"] = floorOne / floorTwo;
     state.counters["beside_busy_s"] = busy;
     state.counters["busy_slowdown"] = busy / two;
 }
