@@ -4,6 +4,9 @@
 #include <cmath>
 #include <limits>
 
+#include "core/cWorkerPool.h"
+#include "core/cWorkerThreads.h"
+#include "math/ImageWalk.h"
 #include "math/cImageMathManager.h"
 
 namespace Ovidane {
@@ -32,8 +35,13 @@ cStackNonNegativity::cStackNonNegativity(float originalSum, float toleratedShare
     // Shares outside (0, 1] and stacks without pixels are left to the counting.
     if (toleratedShare > 0.0f && toleratedShare <= 1.0f && pixels >= 1.0) {
         const uint64_t rank = RankOfShare(toleratedShare, pixels);
-        if (rank >= 1 && rank <= mostKept)
-            mSmallest = std::make_unique<cSmallestValues>(static_cast<std::size_t>(rank));
+        if (rank >= 1 && rank <= mostKept) {
+            const uint64_t keepers =
+                std::min<uint64_t>(mostKept / rank, uint64_t(cWorkerThreads::Count()));
+            for (uint64_t i = 0; i < keepers; ++i)
+                mSmallest.push_back(
+                    std::make_unique<cSmallestValues>(static_cast<std::size_t>(rank)));
+        }
     }
 }
 
@@ -44,11 +52,21 @@ void cStackNonNegativity::FirstLook(const cFloatImagePtr& slice) {
         if (low < mMinimum)
             mMinimum = low;
         mNegative += math->CountPixelInRange(slice, -kInfinity, 0.0f);
-        if (mSmallest) {
-            const cImageDimensions size = slice->GetDimensions();
-            for (uint32_t z = 0; z < size.z; ++z)
-                mSmallest->Look(slice->GetSlicePointer(z), std::size_t{size.x} * size.y);
-        }
+        if (mSmallest.empty())
+            return;
+        // Pieces of whole lines, a slice's lines in a row, spread over the keepers.
+        const cImageDimensions size = slice->GetDimensions();
+        const uint32_t lines =
+            std::max<uint32_t>(1, uint32_t(ImageWalk::kPiecePixels / std::max(size.x, 1u)));
+        const uint32_t pieces = (size.y + lines - 1) / lines;
+        const int threads =
+            std::min<int>(int(mSmallest.size()), ImageWalk::ThreadsFor(size.Voxels()));
+        cWorkerPool::ForEach(int64_t{pieces} * size.z, threads, [&](int64_t item, int worker) {
+            const auto z = static_cast<uint32_t>(item / pieces);
+            const uint32_t y = static_cast<uint32_t>(item % pieces) * lines;
+            mSmallest[worker]->Look(slice->GetLinePointer(y, z),
+                                    std::size_t{size.x} * std::min(lines, size.y - y));
+        });
     });
 }
 
@@ -84,7 +102,7 @@ void cStackNonNegativity::SecondLook(const cFloatImagePtr& slice) {
 }
 
 bool cStackNonNegativity::ShareReached(std::size_t k, uint64_t below) const {
-    if (!mSmallest)
+    if (mSmallest.empty())
         return !(double(below) / mPixels < mToleratedShare);
     // At least K pixels lie below the step when the K-th smallest does.
     return mKthSmallest < mLimits[k];
@@ -96,8 +114,11 @@ void cStackNonNegativity::Decide() {
     mScale = 1.0;
     if (!mNeeded)
         return;
-    if (mSmallest)
-        mKthSmallest = mSmallest->KthSmallest();
+    if (!mSmallest.empty()) {
+        for (std::size_t i = 1; i < mSmallest.size(); ++i)
+            mSmallest[0]->Merge(*mSmallest[i]);
+        mKthSmallest = mSmallest[0]->KthSmallest();
+    }
     // The constraint's search: up by steps until the share is reached; a step above -1 ends
     // it, the first step excepted.
     std::size_t k = 0;

@@ -22,14 +22,17 @@ namespace Ovidane {
 // that make the tolerated share: whether the K-th smallest pixel does. The first look keeps
 // the K smallest values it has seen, so that the search needs no second look at the stack.
 // Where that would take more than `mostKept` values, the first look keeps none and a second
-// look counts the pixels below every step instead.
+// look counts the pixels below every step instead. The worker threads share the keeping,
+// each with values of its own, as many of them as fit in the room of `mostKept` values; the
+// K-th smallest of all they were shown is the same whichever thread saw which pixel.
 //
 // Use: every slice to FirstLook; if NeedsPedestal and NeedsSecondLook, every slice again to
 // SecondLook; then Apply to each slice as it is written.
 class cStackNonNegativity : public cOvdObject {
 public:
-    // Up to 2^21 values kept (K), held in at most 16 MB (2K floats): every stack up to 100
-    // million pixels at the constraint's 2 percent.
+    // Up to 2^21 values kept (K), held in at most 16 MB (2K floats for each thread that
+    // keeps, all together): every stack up to 100 million pixels at the constraint's 2
+    // percent.
     static constexpr uint64_t kMostKept = uint64_t{1} << 21;
 
     // originalSum: S; pixels: N.
@@ -41,7 +44,7 @@ public:
     // Fails for a stack whose smallest value is not finite.
     bool NeedsPedestal();
     // After NeedsPedestal: whether the search needs the second look.
-    bool NeedsSecondLook() const { return mNeeded && !mSmallest; }
+    bool NeedsSecondLook() const { return mNeeded && mSmallest.empty(); }
     void SecondLook(const cFloatImagePtr& slice);
     // Raises, clips and scales a slice in place; changes nothing when no pedestal is needed.
     void Apply(const cFloatImagePtr& slice);
@@ -61,8 +64,9 @@ private:
     double mPixels;
     float mMinimum;
     uint64_t mNegative = 0;
-    // The K smallest values of the first look where they are kept, and the K-th of them.
-    std::unique_ptr<cSmallestValues> mSmallest;
+    // The K smallest values of the first look where they are kept, one keeper for each
+    // thread that shares the look, and the K-th of them.
+    std::vector<std::unique_ptr<cSmallestValues>> mSmallest;
     float mKthSmallest;
     std::vector<double> mSteps;
     std::vector<float> mLimits;

@@ -28,13 +28,12 @@ constexpr uint32_t kFirstFinite = 0x00800000u, kLastNegative = 0x7FFFFFFFu;
 
 } // namespace
 
-cSmallestValues::cSmallestValues(std::size_t k) : mK(std::max<std::size_t>(k, 1)) {}
+cSmallestValues::cSmallestValues(std::size_t k)
+    : mK(std::max<std::size_t>(k, 1)),
+      mKept(std::make_unique_for_overwrite<float[]>(2 * mK + HighwayKernels::kSplitSlack)),
+      mBins(kBins, 0) {}
 
 void cSmallestValues::Look(const float* values, std::size_t count) {
-    if (!mKept) {
-        mKept = std::make_unique_for_overwrite<float[]>(2 * mK + HighwayKernels::kSplitSlack);
-        mBins.assign(kBins, 0);
-    }
     // Thin leaves at most 3K / 2, so that K / 2 more always fit.
     const std::size_t chunk = std::max<std::size_t>(mK / 2, 1);
     for (std::size_t at = 0; at < count; at += chunk) {
@@ -47,6 +46,10 @@ void cSmallestValues::Look(const float* values, std::size_t count) {
             ++mBins[OrderOf(added[i]) >> kBinShift];
         mKeptCount += n;
     }
+}
+
+void cSmallestValues::Merge(const cSmallestValues& other) {
+    Look(other.mKept.get(), other.mKeptCount);
 }
 
 std::pair<uint32_t, std::size_t> cSmallestValues::BinOfKth() const {

@@ -17,10 +17,14 @@ namespace Ovidane {
 // value shown, where K or more are negative.
 class cSmallestValues {
 public:
-    // k >= 1.
+    // k >= 1. Takes its room of 2K values at once, so that Look never allocates.
     explicit cSmallestValues(std::size_t k);
 
     void Look(const float* values, std::size_t count);
+    // Looks at the values `other` keeps (another object than this, of the same K): then this
+    // one answers for every value either was shown, since each of the K smallest of them is
+    // among the K smallest of the one that saw it.
+    void Merge(const cSmallestValues& other);
     // The K-th smallest negative value shown; +infinity when fewer than K were.
     float KthSmallest() const;
 

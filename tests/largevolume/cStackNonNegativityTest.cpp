@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <string>
 #include <vector>
 
+#include "core/cWorkerThreads.h"
 #include "largevolume/cStackNonNegativity.h"
 #include "support/TestImages.h"
 
@@ -24,27 +26,28 @@ std::vector<float> Limits(float minimum) {
 } // namespace
 
 // The K smallest values kept from the first look choose the pedestal and the scale the
-// second look's counts choose, bit for bit, with pixels lying exactly on the steps.
+// second look's counts choose, bit for bit, with pixels lying exactly on the steps, whether
+// one thread keeps them or several share the look.
 TEST(cStackNonNegativity, TheFirstLookAloneChoosesThePedestalTheCountsChoose) {
     std::mt19937 random(11);
-    const cImageDimensions size{50, 20, 10}; // 10000 pixels: K = 200
+    const cImageDimensions size{100, 40, 10}; // 40000 pixels: K = 800
     const auto stack = [&](const std::function<float(std::size_t)>& value) {
         std::size_t i = 0;
         return MakeImage(size, [&](uint32_t, uint32_t, uint32_t) { return value(i++); });
     };
     std::normal_distribution<float> noise(5.0f, 10.0f);
     std::uniform_real_distribution<float> unit(0.0f, 1.0f);
-    // 151 pixels below the fourth step, 100 on it: the share is reached at the fifth step
+    // 601 pixels below the fourth step, 400 on it: the share is reached at the fifth step
     // only because a pixel on a step is not below it.
     const std::vector<float> limits = Limits(-100.0f);
     const auto onTheSteps = [&](std::size_t i) {
         if (i == 0)
             return -100.0f;
-        if (i <= 150)
+        if (i <= 600)
             return (limits[2] + limits[3]) / 2;
-        if (i <= 250)
+        if (i <= 1000)
             return limits[3];
-        return i < 400 ? -0.5f : 3.0f;
+        return i < 1600 ? -0.5f : 3.0f;
     };
     const struct {
         const char* what;
@@ -59,20 +62,23 @@ TEST(cStackNonNegativity, TheFirstLookAloneChoosesThePedestalTheCountsChoose) {
         {"pixels on the steps", stack(onTheSteps)},
         {"nothing below -1", stack([&](std::size_t i) { return i % 10 == 0 ? -0.9f : 1.0f; })},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        const float sum = static_cast<float>(Sum(c.image)) + 1e6f;
-        cStackNonNegativity kept(sum, kShare, double(size.Voxels()));
-        cStackNonNegativity counted(sum, kShare, double(size.Voxels()), 0);
-        kept.FirstLook(c.image);
-        counted.FirstLook(c.image);
-        ASSERT_TRUE(kept.NeedsPedestal());
-        ASSERT_TRUE(counted.NeedsPedestal());
-        EXPECT_FALSE(kept.NeedsSecondLook());
-        ASSERT_TRUE(counted.NeedsSecondLook());
-        counted.SecondLook(c.image);
-        EXPECT_EQ(kept.GetPedestal(), counted.GetPedestal());
-        EXPECT_EQ(kept.GetScale(), counted.GetScale());
-        EXPECT_LT(kept.GetPedestal(), 0.0);
-    }
+    for (int threads : {1, 3})
+        for (const auto& c : cases) {
+            SCOPED_TRACE(std::string(c.what) + ", threads " + std::to_string(threads));
+            cWorkerThreads::SetCount(threads);
+            const float sum = static_cast<float>(Sum(c.image)) + 1e6f;
+            cStackNonNegativity kept(sum, kShare, double(size.Voxels()));
+            cStackNonNegativity counted(sum, kShare, double(size.Voxels()), 0);
+            kept.FirstLook(c.image);
+            counted.FirstLook(c.image);
+            ASSERT_TRUE(kept.NeedsPedestal());
+            ASSERT_TRUE(counted.NeedsPedestal());
+            EXPECT_FALSE(kept.NeedsSecondLook());
+            ASSERT_TRUE(counted.NeedsSecondLook());
+            counted.SecondLook(c.image);
+            EXPECT_EQ(kept.GetPedestal(), counted.GetPedestal());
+            EXPECT_EQ(kept.GetScale(), counted.GetScale());
+            EXPECT_LT(kept.GetPedestal(), 0.0);
+        }
+    cWorkerThreads::SetCount(0);
 }
