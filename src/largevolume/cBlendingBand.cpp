@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <mutex>
-#include <vector>
 
 #include "core/cException.h"
 #include "image/cRegionSource.h"
@@ -24,10 +23,6 @@ struct cKeptBand {
 };
 std::mutex gKeptLock;
 cKeptBand gKept;
-
-// Pixels of the final rows that take the first look together: a few MB, which stay in the
-// cache until they are written.
-constexpr uint64_t kLookGroupPixels = uint64_t{1} << 20;
 
 void Discard(cKeptBand& band) {
     if (band.pixels)
@@ -149,17 +144,12 @@ void cBlendingBand::Finish(uint32_t row) {
     const bool last = row == mLastY;
     const uint32_t rows = last ? l.stack.y - y0 : l.size.y - l.overlap;
     const std::size_t rowPixels = l.stack.x;
-    // The slices' final rows take the first look a group at a time, spread over the threads,
-    // just before the group is written, so that the write finds them in the cache.
-    const uint32_t group = std::max<uint32_t>(
-        1, uint32_t(kLookGroupPixels / std::max<uint64_t>(1, uint64_t{l.stack.x} * rows)));
-    std::vector<float*> slices(l.stack.z);
-    for (uint32_t z = 0; z < l.stack.z; ++z)
-        slices[z] = mBand->GetSlicePointer(z);
+    // Each slice's final rows take the first look just before they are written, so that the
+    // write finds them in the cache.
     mWriter->WriteBand(mBand, rows, y0, l.stack.y, [&](uint32_t z) {
-        if (mLook && z % group == 0)
-            mLook->FirstLook(new cFloatImage(slices.data() + z, l.stack.x, rows,
-                                             std::min(group, l.stack.z - z), Contiguous2D,
+        if (mLook)
+            mLook->FirstLook(new cFloatImage(mBand->GetSlicePointer(z),
+                                             cImageDimensions{l.stack.x, rows, 1}, Contiguous3D,
                                              GetObjectName()));
     });
     if (last)
