@@ -166,18 +166,22 @@ cCountedPtr<cDynamicSubvolumeCalculator> CutOf(const Run& run) {
     return cut;
 }
 
-// Seconds of the transforms one Wiener restoration needs at this size (image and PSF
-// forward, the quotient inverse), the best of five.
+// Seconds of the transforms one Wiener restoration needs (image and PSF forward, the
+// quotient inverse), timed once.
+double FloorOnce(BareTransforms& bare) {
+    const Clock::time_point start = Clock::now();
+    bare.Forward(false);
+    bare.Forward(true);
+    bare.Inverse();
+    return Seconds(start);
+}
+
+// The same at this size, the best of five.
 double WienerFloor(const cImageDimensions& size) {
     BareTransforms bare(size);
     double best = 1e30;
-    for (int i = 0; i < 5; ++i) {
-        const Clock::time_point start = Clock::now();
-        bare.Forward(false);
-        bare.Forward(true);
-        bare.Inverse();
-        best = std::min(best, Seconds(start));
-    }
+    for (int i = 0; i < 5; ++i)
+        best = std::min(best, FloorOnce(bare));
     return best;
 }
 
@@ -429,11 +433,7 @@ void ThreadsAndNeighbours(benchmark::State& state) {
     BareTransforms bare(CutOf(run)->GetPaddedSize());
     const auto timedFloor = [&](int threads) {
         ovdSetWorkerThreads(threads);
-        const Clock::time_point start = Clock::now();
-        bare.Forward(false);
-        bare.Forward(true);
-        bare.Inverse();
-        return Seconds(start);
+        return FloorOnce(bare);
     };
     double one = 1e30, two = 1e30, busy = 1e30, floorOne = 1e30, floorTwo = 1e30;
     for (auto _ : state) {
