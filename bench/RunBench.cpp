@@ -3,7 +3,9 @@
 //   SingleSubvolume        a 256 x 256 x 64 16-bit stack restored in one subvolume: the
 //                          process's first call (run this benchmark alone to read it), the
 //                          best warm call, the transform floor of the padded size (two forward
-//                          and one inverse bare FFTW transform, as the filter needs), and the
+//                          and one inverse bare FFTW transform, as the filter needs), the
+//                          least a first call could take (first_floor: a warm call, the PSF
+//                          and its forward transform, which warm calls keep), and the
 //                          plain numpy/scipy script bench/scipy_baseline.py doing the same
 //                          read, pad, Wiener quotient and write, timed in the same run.
 //   LargeStackUnderBudget  a 1024 x 1024 x 64 16-bit stack restored under a memory budget
@@ -27,7 +29,8 @@
 //                          stack, each as a multiple of one restoration of the same stack,
 //                          measured in turns in one run; the full search with the image
 //                          transforms made anew each evaluation (/0) and kept between
-//                          them (/1); search_floor/restoration is the least the search's
+//                          them (/1); search_floor/restoration and
+//                          binned_floor/restoration are the least the searches'
 //                          evaluations could take in bare transforms, against the run.
 //
 // Peak resident memory is the process's high-water mark: run one budget per process to read
@@ -46,6 +49,8 @@
 
 #include "BareTransforms.h"
 #include "core/cWorkerThreads.h"
+#include "decon/cPsfCache.h"
+#include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
 #include "interface/ovdinf01.h"
 #include "largevolume/SubvolumeMemoryBudget.h"
 #include "largevolume/cDynamicSubvolumeCalculator.h"
@@ -176,12 +181,33 @@ double FloorOnce(BareTransforms& bare) {
     return Seconds(start);
 }
 
-// The same at this size, the best of five.
-double WienerFloor(const cImageDimensions& size) {
+// The same at this size, the best of five; `forward` gets the best of one forward alone.
+double WienerFloor(const cImageDimensions& size, double& forward) {
     BareTransforms bare(size);
     double best = 1e30;
-    for (int i = 0; i < 5; ++i)
+    forward = 1e30;
+    for (int i = 0; i < 5; ++i) {
         best = std::min(best, FloorOnce(bare));
+        const Clock::time_point start = Clock::now();
+        bare.Forward(true);
+        forward = std::min(forward, Seconds(start));
+    }
+    return best;
+}
+
+// The best of three makings of the run's theoretical PSF at this size, with no kept copy to
+// answer in its place.
+double PsfSeconds(const cImageDimensions& size) {
+    cPsfCache::KeepAtMost(0);
+    cTheoreticalPsfFirstGuessWithSphericalAberration guess(0.1f, 0.1f, 0.25f, size, 1.3f, 1.515f,
+                                                           0.52f, 0.0f, 1.0f, 0);
+    cFloatImagePtr psf(new cFloatImage(size, Contiguous3D, "bench")), original;
+    double best = 1e30;
+    for (int i = 0; i < 3; ++i) {
+        const Clock::time_point start = Clock::now();
+        guess.Apply(psf, original);
+        best = std::min(best, Seconds(start));
+    }
     return best;
 }
 
@@ -223,7 +249,11 @@ void SingleSubvolume(benchmark::State& state) {
         }
         state.SetIterationTime(warm);
     }
-    const double floor = WienerFloor(padded);
+    double forward = 0;
+    const double floor = WienerFloor(padded, forward);
+    // The least a first call could take: a warm call plus the PSF and its transform, which
+    // a warm call finds kept (the first also has its working memory faulted in afresh).
+    const double firstFloor = warm + PsfSeconds(padded) + forward;
     const double scipy = ScipySeconds(run, padded, dir.File("scipy.raw"));
     state.counters["subvolumes"] = double(run.subvolumes);
     state.counters["padded_x"] = padded.x;
@@ -235,6 +265,7 @@ void SingleSubvolume(benchmark::State& state) {
     state.counters["scipy_s"] = scipy;
     state.counters["warm/floor"] = warm / floor;
     state.counters["first/warm"] = first / warm;
+    state.counters["first_floor/warm"] = firstFloor / warm;
     state.counters["scipy/warm"] = scipy / warm;
     state.counters["threads"] = cWorkerThreads::Count();
 }
@@ -322,6 +353,25 @@ void MlemUnderBudget(benchmark::State& state) {
     state.counters["threads"] = cWorkerThreads::Count();
 }
 
+// The least a search of `evaluations` evaluations could take on this cut: each makes a new
+// PSF, whose forward transform and the inverse of the quotient are two bare transforms of
+// the padded size per subvolume (three when the image's transform isn't kept), where a
+// restoration with its PSF kept does the image's forward and the inverse.
+double SearchFloor(const cDynamicSubvolumeCalculator& cut, int evaluations, bool imagesAnew) {
+    double forward = 1e30, inverse = 1e30;
+    BareTransforms bare(cut.GetPaddedSize());
+    for (int i = 0; i < 4; ++i) {
+        Clock::time_point start = Clock::now();
+        bare.Forward(false);
+        forward = std::min(forward, Seconds(start));
+        start = Clock::now();
+        bare.Inverse();
+        inverse = std::min(inverse, Seconds(start));
+    }
+    return (imagesAnew ? 2 * forward + inverse : forward + inverse) * double(evaluations) *
+           double(cut.GetSubvolumeCount().Voxels());
+}
+
 // One restoration, the full aberration search and the binned one (x and y binned by the
 // library's choice, 2 here) on the same 256 x 256 x 64 stack, side by side in one run: the
 // ratios are what to read, the seconds move with the machine's load. Arg 1: the full search
@@ -367,24 +417,10 @@ void DetectionVsRestoration(benchmark::State& state) {
         }
         state.SetIterationTime(detection);
     }
-    // The least a search of this many evaluations could take: each makes a new PSF, whose
-    // forward transform and the inverse of the quotient are two bare transforms of the
-    // padded size per subvolume (three when the image's transform isn't kept), where a
-    // restoration with its PSF kept does the image's forward and the inverse.
-    double forward = 1e30, inverse = 1e30;
-    {
-        BareTransforms bare(cut->GetPaddedSize());
-        for (int i = 0; i < 4; ++i) {
-            Clock::time_point start = Clock::now();
-            bare.Forward(false);
-            forward = std::min(forward, Seconds(start));
-            start = Clock::now();
-            bare.Inverse();
-            inverse = std::min(inverse, Seconds(start));
-        }
-    }
-    const double floor = (keep ? forward + inverse : 2 * forward + inverse) *
-                         double(evaluations) * double(cut->GetSubvolumeCount().Voxels());
+    const double floor = SearchFloor(*cut, evaluations, !keep);
+    // The binned search cuts the stack binned 2 x 2 in x and y, with the same guard bands.
+    const Run binnedRun{128, 128, 64, run.input, run.output, run.temp};
+    const double binnedFloor = SearchFloor(*CutOf(binnedRun), binnedEvaluations, !keep);
     ovdSetMemoryBudget(0);
     state.counters["search_floor/restoration"] = floor / restoration;
     state.counters["search/floor"] = detection / floor;
@@ -397,6 +433,7 @@ void DetectionVsRestoration(benchmark::State& state) {
     state.counters["binned_evaluations"] = binnedEvaluations;
     state.counters["binned/restoration"] = binnedDetection / restoration;
     state.counters["binned/search"] = binnedDetection / detection;
+    state.counters["binned_floor/restoration"] = binnedFloor / restoration;
 }
 
 // A process that spins on a core until it is killed, for as long as it is in scope.
