@@ -48,6 +48,7 @@
 #include <vector>
 
 #include "BareTransforms.h"
+#include "core/DeconKeys.h"
 #include "core/cWorkerThreads.h"
 #include "decon/cPsfCache.h"
 #include "decon/cTheoreticalPsfFirstGuessWithSphericalAberration.h"
@@ -200,7 +201,8 @@ double WienerFloor(const cImageDimensions& size, double& forward) {
 double PsfSeconds(const cImageDimensions& size) {
     cPsfCache::KeepAtMost(0);
     cTheoreticalPsfFirstGuessWithSphericalAberration guess(0.1f, 0.1f, 0.25f, size, 1.3f, 1.515f,
-                                                           0.52f, 0.0f, 1.0f, 0);
+                                                           0.52f, 0.0f, 1.0f,
+                                                           DEC_FLAG_MOD_WF_FLUORESCENCE);
     cFloatImagePtr psf(new cFloatImage(size, Contiguous3D, "bench")), original;
     double best = 1e30;
     for (int i = 0; i < 3; ++i) {
